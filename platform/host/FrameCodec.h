@@ -1,0 +1,43 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "frame.pb.h"
+
+namespace AppConfigHost {
+
+/// The largest frame that either side takes unless told otherwise.
+inline constexpr std::size_t defaultFrameLimit = 16U * 1024 * 1024;
+
+/// \return \p frame as it travels: its length as a varint, then its bytes.
+std::string encodeFrame(const Frame& frame);
+
+/// Cuts a peer's bytes into frames. Holds at most one frame's limit beyond what was fed last. Not thread-safe.
+class FrameDecoder {
+public:
+    explicit FrameDecoder(std::size_t frameLimit = defaultFrameLimit) : m_frameLimit(frameLimit) {}
+
+    /// Adds bytes as they came.
+    void feed(const char* bytes, std::size_t count);
+
+    enum class Result {
+        frame,    ///< a frame was taken out
+        more,     ///< no whole frame yet
+        invalid,  ///< what came is no frame; see error(). Nothing after it can be read either.
+    };
+
+    /// Takes the next frame out. \p frame is overwritten with Result::frame, else of no use.
+    Result next(Frame& frame);
+
+    /// After Result::invalid: one sentence that says what was wrong.
+    const std::string& error() const { return m_error; }
+
+private:
+    std::size_t m_frameLimit;
+    std::string m_buffer;
+    std::size_t m_consumed = 0;
+    std::string m_error;
+};
+
+}  // namespace AppConfigHost
