@@ -16,6 +16,11 @@ function(appconfig_sanitize target)
     target_compile_options(${target} PRIVATE -fsanitize=${APPCONFIG_SANITIZE} -fno-omit-frame-pointer
                                              -fno-sanitize-recover=all)
     target_link_options(${target} PRIVATE -fsanitize=${APPCONFIG_SANITIZE})
+    # A fuzz target finds its way only through code that counts its edges.
+    if(APPCONFIG_BUILD_FUZZ)
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+      target_link_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
   endif()
 endfunction()
 
