@@ -3,12 +3,10 @@
 #include <cstddef>
 #include <string>
 
+#include "FrameLimit.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {
-
-/// The largest frame that either side takes unless told otherwise.
-inline constexpr std::size_t defaultFrameLimit = 16U * 1024 * 1024;
 
 /// \return \p frame as it travels: its length as a varint, then its bytes.
 std::string encodeFrame(const Frame& frame);

@@ -1,0 +1,98 @@
+#include "Endpoint.h"
+
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+
+namespace AppConfigHost {
+
+namespace {
+
+bool isNameCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '.' || c == '_' ||
+           c == '-';
+}
+
+bool isComponent(std::string_view component) {
+    if (component.empty() || component == "." || component == "..") return false;
+    for (const char c : component) {
+        if (!isNameCharacter(c)) return false;
+    }
+    return true;
+}
+
+std::string sentence(const std::string& directory, const std::string& reason) {
+    return "the runtime directory '" + directory + "' cannot be used: " + reason;
+}
+
+std::string systemReason(const std::string& directory, int error) {
+    return sentence(directory, std::strerror(error));
+}
+
+}  // namespace
+
+bool isEndpointName(std::string_view name) {
+    if (name.size() > longestEndpointName) return false;
+    for (;;) {
+        const std::size_t slash = name.find('/');
+        if (!isComponent(name.substr(0, slash))) return false;
+        if (slash == std::string_view::npos) return true;
+        name.remove_prefix(slash + 1);
+    }
+}
+
+std::string defaultRuntimeDirectory() {
+    const char* runtime = std::getenv("XDG_RUNTIME_DIR");
+    if (runtime != nullptr && runtime[0] == '/') return std::string(runtime) + "/appconfig";
+    return "/tmp/appconfig-" + std::to_string(getuid());
+}
+
+std::string checkRuntimeDirectory(const std::string& directory) {
+    const bool isDefault = directory == defaultRuntimeDirectory();
+    struct stat status {};
+    // Anybody can put something in place of the default directory, so there a symbolic link counts as it stands.
+    const int failed = isDefault ? lstat(directory.c_str(), &status) : stat(directory.c_str(), &status);
+    if (failed != 0) return errno == ENOENT ? std::string() : systemReason(directory, errno);
+    if (S_ISLNK(status.st_mode)) return sentence(directory, "it is a symbolic link");
+    if (!S_ISDIR(status.st_mode)) return sentence(directory, "it is not a directory");
+    if (!isDefault) return {};
+    if (status.st_uid != geteuid()) return sentence(directory, "it belongs to another user");
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return sentence(directory, "other users may write to it");
+    return {};
+}
+
+std::string prepareRuntimeDirectory(const std::string& directory) {
+    if (mkdir(directory.c_str(), S_IRWXU) != 0 && errno != EEXIST) return systemReason(directory, errno);
+    std::string reason = checkRuntimeDirectory(directory);
+    if (!reason.empty()) return reason;
+    struct stat status {};
+    return stat(directory.c_str(), &status) == 0 ? std::string() : systemReason(directory, errno);
+}
+
+std::string prepareEndpointDirectory(const std::string& directory, const std::string& endpoint) {
+    for (std::size_t slash = endpoint.find('/'); slash != std::string::npos; slash = endpoint.find('/', slash + 1)) {
+        const std::string path = directory + '/' + endpoint.substr(0, slash);
+        if (mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+            return "cannot create '" + path + "': " + std::strerror(errno);
+        }
+    }
+    return {};
+}
+
+EndpointPath endpointPath(const std::string& directory, const std::string& endpoint) {
+    if (!isEndpointName(endpoint)) return {{}, "'" + endpoint + "' is not the name of an endpoint"};
+    std::string path = directory + '/' + endpoint;
+    const std::size_t room = sizeof(sockaddr_un{}.sun_path) - 1;
+    if (path.size() > room) {
+        return {{},
+                "the endpoint '" + endpoint + "' has a path of " + std::to_string(path.size()) + " bytes, '" + path +
+                    "', and a socket's address holds " + std::to_string(room)};
+    }
+    return {std::move(path), {}};
+}
+
+}  // namespace AppConfigHost

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "PbUtils.h"
+#include "TransportOptions.h"
+
+namespace AppConfigHost {
+class Connector;
+class Delivery;
+class HandlerTable;
+class RequestConnections;
+class ResumePoints;
+class CallCounter;
+class EventFlag;
+}  // namespace AppConfigHost
+
+namespace PbUtility {
+
+/// A client's end of the host's transport, over connected stream sockets; how a socket to an endpoint is got is the
+/// connector's affair. Owns its connections and, from the first addRemoteEndpoint on, one delivery thread.
+///
+/// Thread-safe. A request is written and its reply awaited on the caller's own thread, with poll(2): no other thread
+/// takes part in a round trip, so it costs two switches between processes and nothing else. Handlers are called on the
+/// delivery thread alone, one at a time, except that a handler that makes a request itself may meet, nested in that
+/// call, the handler of a provider request (never of a notification; these wait until it has returned).
+///
+/// From a handler every operation may be called. A handler that throws is reported on standard error, and delivery goes
+/// on with the next message; a provider request is then answered without a payload, which the service counts as an
+/// error.
+///
+/// A service that goes away fails the calls under way with TRANSPORT_BROKEN_OFF and later ones at once with
+/// TRANSPORT_NO_SUCH_ENDPOINT. When it is back, the next call works again, and deliveries resume by themselves after
+/// the pause of the options or with that call, whichever comes first, with the newest state of whatever changed
+/// meanwhile.
+///
+/// Must not be used on both sides of a fork().
+class SocketTransport : public PbUtils {
+public:
+    /// Ends the transport, see end(). Not from a handler: the delivery thread cannot wait for itself.
+    ~SocketTransport() override;
+
+    /// Blocks up to the deadline of the options.
+    /// \return a TransportStatus. Other than TRANSPORT_OK: \p response is cleared, lastTransportFailure() says more. A
+    /// null \p response discards the reply. TRANSPORT_TIMED_OUT and TRANSPORT_BROKEN_OFF leave open whether the service
+    /// acted on the request.
+    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
+                         const std::string& endpoint) override;
+
+    /// Blocks only while the endpoint is slow to take the bytes, up to the deadline of the options. What one thread
+    /// sends is handled before what the same thread asks for afterwards.
+    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
+
+    /// Starts to connect to \p endpoint for deliveries; does not block. The next request to \p endpoint waits for the
+    /// outcome of the first attempt, so that what it registers can be delivered at once. \p channel is ignored.
+    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
+
+    /// TRANSPORT_BAD_ARGUMENT for a null table. Rows are never removed.
+    int addHandlers(const MSG_Callback* table) override;
+
+    /// `<program>-<pid>-<random hex>`, another one for each transport.
+    std::string localEndpoint() const override;
+
+    /// Tells the services that this client will not come back, lets them forget its registrations, and fails every call
+    /// under way or yet to come with TRANSPORT_ENDED. Returns when the delivery thread has ended and no call is under
+    /// way; waits for a handler that is running. A second call does nothing. Not from a handler.
+    void end();
+
+protected:
+    SocketTransport(std::unique_ptr<AppConfigHost::Connector> connector, TransportOptions options);
+
+private:
+    static int carry(void* context, MSG_Address receiver, MSG_Message* message);
+
+    int exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,
+                 const std::string& endpoint, bool awaitReply);
+
+    const TransportOptions m_options;
+    const std::string m_localEndpoint;
+    const std::unique_ptr<AppConfigHost::Connector> m_connector;
+
+    // Each synchronises itself. Destroyed in reverse order: the delivery thread before what it uses.
+    const std::unique_ptr<AppConfigHost::EventFlag> m_ended;
+    const std::unique_ptr<AppConfigHost::CallCounter> m_calls;
+    const std::unique_ptr<AppConfigHost::ResumePoints> m_resume;
+    const std::unique_ptr<AppConfigHost::HandlerTable> m_handlers;
+    const std::unique_ptr<AppConfigHost::RequestConnections> m_requests;
+    const std::unique_ptr<AppConfigHost::Delivery> m_delivery;
+};
+
+}  // namespace PbUtility
