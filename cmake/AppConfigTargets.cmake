@@ -8,6 +8,16 @@ function(appconfig_defaults target)
                                            $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>
                                            $<$<BOOL:${APPCONFIG_WARNINGS_AS_ERRORS}>:-Werror>)
   appconfig_sanitize(${target})
+  appconfig_collect_sections(${target})
+endfunction()
+
+# appconfig_collect_sections(<target>): on a device, code that nothing calls takes no room, and a symbol that nothing
+# offers stops the link instead of the application's start.
+function(appconfig_collect_sections target)
+  if(NOT APPCONFIG_HOST)
+    target_compile_options(${target} PRIVATE -ffunction-sections -fdata-sections)
+    target_link_options(${target} PRIVATE -Wl,--gc-sections -Wl,--no-undefined -Wl,--as-needed)
+  endif()
 endfunction()
 
 # appconfig_sanitize(<target>): the sanitizers that APPCONFIG_SANITIZE names, nothing else.
