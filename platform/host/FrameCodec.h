@@ -28,6 +28,9 @@ public:
     /// Takes the next frame out. \p frame is overwritten with Result::frame, else of no use.
     Result next(Frame& frame);
 
+    /// \return whether every byte that was fed has been taken out as part of a frame.
+    bool isEmpty() const { return m_consumed == m_buffer.size(); }
+
     /// After Result::invalid: one sentence that says what was wrong.
     const std::string& error() const { return m_error; }
 

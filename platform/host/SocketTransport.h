@@ -7,13 +7,14 @@
 #include "TransportOptions.h"
 
 namespace AppConfigHost {
+class CallCounter;
 class Connector;
 class Delivery;
+class EventFlag;
 class HandlerTable;
 class RequestConnections;
 class ResumePoints;
-class CallCounter;
-class EventFlag;
+struct Outcome;
 }  // namespace AppConfigHost
 
 namespace PbUtility {
@@ -73,8 +74,9 @@ protected:
 private:
     static int carry(void* context, MSG_Address receiver, MSG_Message* message);
 
-    int exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,
-                 const std::string& endpoint, bool awaitReply);
+    AppConfigHost::Outcome exchange(const google::protobuf::MessageLite& message,
+                                    google::protobuf::MessageLite* response, const std::string& endpoint,
+                                    bool awaitReply);
 
     const TransportOptions m_options;
     const std::string m_localEndpoint;

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <string>
+
+#include "FileDescriptor.h"
+#include "Outcome.h"
+#include "Waiter.h"
+
+namespace AppConfigHost {
+
+/// How a transport gets a stream socket that is connected to an endpoint. Thread-safe.
+class Connector {
+public:
+    virtual ~Connector() = default;
+
+    /// \return whether \p endpoint can be reached by this connector at all; otherwise TRANSPORT_BAD_ENDPOINT with the
+    /// reason. Does not block.
+    virtual Outcome check(const std::string& endpoint) const = 0;
+
+    /// Connects to \p endpoint, which passed check(). Blocks only while the endpoint has more callers than it takes, up
+    /// to \p deadline. On success \p socket is a non-blocking socket that does not survive exec; otherwise untouched.
+    virtual Outcome connect(const std::string& endpoint, Deadline deadline, Waiter& waiter, FileDescriptor& socket) = 0;
+};
+
+/// \return what a failed connect that left \p error in errno means.
+Outcome connectFailure(int error, const std::string& what);
+
+}  // namespace AppConfigHost

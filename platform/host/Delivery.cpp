@@ -1,0 +1,353 @@
+#include "Delivery.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <signal.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <system_error>
+#include <utility>
+
+#include "HandlerTable.h"
+#include "Handshake.h"
+#include "MessageIds.h"
+#include "ResumePoints.h"
+
+namespace AppConfigHost {
+
+using namespace PbUtility;
+
+namespace {
+
+thread_local const Delivery* currentDelivery = nullptr;
+
+constexpr auto goodbyeTime = std::chrono::milliseconds(100);
+
+Deadline now() {
+    return Deadline::after({});
+}
+
+/// Application code runs as long as this stands.
+class Depth {
+public:
+    explicit Depth(int& depth) : m_depth(depth) { ++m_depth; }
+    ~Depth() { --m_depth; }
+    Depth(const Depth&) = delete;
+    Depth& operator=(const Depth&) = delete;
+
+private:
+    int& m_depth;
+};
+
+/// The delivery thread takes no signals: an application's handlers of signals expect its own threads.
+class SignalsBlocked {
+public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &m_before);
+    }
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    SignalsBlocked(const SignalsBlocked&) = delete;
+    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
+
+private:
+    sigset_t m_before;
+};
+
+}  // namespace
+
+Delivery::Delivery(Connector& connector, ResumePoints& resume, const HandlerTable& handlers,
+                   const TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended)
+    : m_connector(connector),
+      m_resume(resume),
+      m_handlers(handlers),
+      m_options(options),
+      m_localEndpoint(localEndpoint),
+      m_ended(ended),
+      m_random(std::random_device()()) {}
+
+Delivery::~Delivery() = default;
+
+Outcome Delivery::add(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    if (!m_thread.joinable()) {
+        const SignalsBlocked blocked;
+        try {
+            m_thread = std::thread([this] { run(); });
+        } catch (const std::system_error& error) {
+            return {TRANSPORT_OUT_OF_RESOURCES, error.what()};
+        }
+    }
+    if (m_reachability.add(endpoint)) m_wake.set();
+    return {};
+}
+
+bool Delivery::isDeliveryThread() const {
+    return currentDelivery == this;
+}
+
+void Delivery::awaitConnection(const std::string& endpoint, bool justConnected, Deadline deadline) {
+    const std::uint64_t attempts = m_reachability.attemptsToAwait(endpoint, justConnected);
+    if (attempts == 0) return;
+    const Deadline half = deadline.halfway();
+    if (!isDeliveryThread()) {
+        m_wake.set();
+        m_reachability.await(endpoint, attempts, half);
+        return;
+    }
+    while (!m_reachability.haveEnded(endpoint, attempts) && !half.passed() && !m_ended.isSet()) turn(-1, 0, half);
+}
+
+void Delivery::end() {
+    m_reachability.stop();
+    m_wake.set();
+    std::thread thread;
+    {
+        const AppConfig::PlainLock lock(m_mutex);
+        thread = std::move(m_thread);
+    }
+    if (thread.joinable()) thread.join();
+}
+
+Waiter::Result Delivery::wait(int fd, short events, Deadline deadline) {
+    for (;;) {
+        if (m_ended.isSet()) return Result::ended;
+        if (turn(fd, events, deadline)) return Result::ready;
+        if (deadline.passed()) return Result::timedOut;
+    }
+}
+
+void Delivery::run() {
+    currentDelivery = this;
+    while (!m_ended.isSet()) turn(-1, 0, Deadline::never());
+    sayGoodbye();
+}
+
+/// Waits once, for whatever comes first, and handles it. \return whether \p fd has one of \p events.
+bool Delivery::turn(int fd, short events, Deadline deadline) {
+    const Deadline until = connectWhatIsDue().orEarlier(deadline);
+
+    std::vector<pollfd> fds{{m_wake.fd(), POLLIN, 0}, {m_ended.fd(), POLLIN, 0}, {fd, events, 0}};
+    const std::size_t first = fds.size();
+    std::vector<std::pair<Remote*, std::shared_ptr<FrameStream>>> watched;
+    for (const auto& remote : m_remotes) {
+        if (remote->stream == nullptr) continue;
+        fds.push_back({remote->stream->fd(), POLLIN, 0});
+        watched.emplace_back(remote.get(), remote->stream);
+    }
+    if (poll(fds.data(), fds.size(), until.pollTimeout()) < 0) return false;
+    if (fds[0].revents != 0) m_wake.clear();
+
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        auto& [remote, stream] = watched[i];
+        // Handling one connection may have replaced another.
+        if (remote->stream != stream) continue;
+        if (fds[first + i].revents != 0) readFrom(*remote);
+        if (remote->stream == stream && remote->phase == Phase::greeting && remote->greetingEnds.passed()) {
+            lose(*remote, {TRANSPORT_TIMED_OUT, {}});
+        }
+    }
+    if (m_depth == 0) deliverQueued();
+    return fds[2].revents != 0;
+}
+
+/// \return when there is something to do next, other than what connections bring.
+Deadline Delivery::connectWhatIsDue() {
+    for (std::string& endpoint : m_reachability.takeAdded()) {
+        auto remote = std::make_unique<Remote>();
+        remote->endpoint = std::move(endpoint);
+        remote->nextAttempt = now();
+        remote->pause = m_options.firstPause;
+        m_remotes.push_back(std::move(remote));
+    }
+    Deadline next = Deadline::never();
+    // By index: an observer that is called from here may add endpoints.
+    for (std::size_t i = 0; i < m_remotes.size(); ++i) {
+        Remote& remote = *m_remotes[i];
+        // What has come before the connection was lost must be delivered before its resume point is told.
+        if (remote.phase == Phase::paused && remote.queued == 0) {
+            if (m_reachability.takeNudge(remote.endpoint) || remote.nextAttempt.passed()) attempt(remote);
+            if (remote.phase == Phase::paused) next = next.orEarlier(remote.nextAttempt);
+        }
+        if (remote.phase == Phase::greeting) next = next.orEarlier(remote.greetingEnds);
+    }
+    return next;
+}
+
+void Delivery::attempt(Remote& remote) {
+    PlainWaiter waiter(&m_ended);
+    FileDescriptor socket;
+    // Neither connecting nor the HELLO may hold up the other endpoints; a local socket takes both at once or not at
+    // all.
+    Outcome outcome = m_connector.connect(remote.endpoint, now(), waiter, socket);
+    if (outcome.ok()) {
+        Hello hello;
+        hello.set_version(frameVersion);
+        hello.set_endpoint(m_localEndpoint);
+        hello.set_purpose(DELIVERY);
+        m_resume.describe(remote.endpoint, hello);
+        remote.stream = std::make_shared<FrameStream>(std::move(socket), m_options.frameLimit);
+        remote.phase = Phase::greeting;
+        remote.greetingEnds = Deadline::after(m_options.deadline);
+        outcome = remote.stream->write(encodeHello(hello), now(), waiter);
+        // A peer that has closed already may have left a reason to be read.
+        if (!outcome.ok() && outcome.status != TRANSPORT_BROKEN_OFF) lose(remote, outcome);
+        return;
+    }
+    schedule(remote);
+    m_reachability.attemptEnded(remote.endpoint, -1);
+}
+
+void Delivery::readFrom(Remote& remote) {
+    // Kept alive: a handler further down may lose the connection.
+    const std::shared_ptr<FrameStream> stream = remote.stream;
+    const FrameStream::Fill filled = stream->fill();
+    Frame frame;
+    while (remote.stream == stream && !m_ended.isSet()) {
+        const FrameDecoder::Result result = stream->next(frame);
+        if (result == FrameDecoder::Result::more) break;
+        if (result == FrameDecoder::Result::invalid) {
+            lose(remote, {TRANSPORT_PROTOCOL_ERROR, stream->error()});
+        } else {
+            take(remote, stream, frame);
+        }
+    }
+    if (filled == FrameStream::Fill::closed && remote.stream == stream) lose(remote, {TRANSPORT_BROKEN_OFF, {}});
+}
+
+void Delivery::take(Remote& remote, const std::shared_ptr<FrameStream>& stream, Frame& frame) {
+    if (remote.phase == Phase::greeting) {
+        Welcome welcome;
+        const Outcome outcome = readWelcome(frame, welcome);
+        if (outcome.ok()) {
+            welcomed(remote, welcome);
+        } else {
+            lose(remote, outcome);
+        }
+    } else if (frame.kind() != NOTIFICATION && frame.kind() != ASK) {
+        lose(remote, unexpectedFrame(frame));
+    } else if (ConfigIF::messageName(frame.message_id()).empty()) {
+        lose(remote, {TRANSPORT_PROTOCOL_ERROR, "no message has the id " + std::to_string(frame.message_id())});
+    } else if (frame.kind() == ASK) {
+        ask(remote, stream, frame);
+    } else {
+        enqueue(remote, frame);
+        if (m_depth == 0) deliverQueued();
+    }
+}
+
+void Delivery::welcomed(Remote& remote, const Welcome& welcome) {
+    remote.phase = Phase::up;
+    remote.epoch = m_resume.greetedForDelivery(remote.endpoint, welcome);
+    remote.steady = Deadline::after(m_options.longestPause);
+    m_reachability.attemptEnded(remote.endpoint, remote.stream->fd());
+    observe(remote, true);
+}
+
+void Delivery::lose(Remote& remote, const Outcome& why) {
+    const Phase before = std::exchange(remote.phase, Phase::paused);
+    if (before == Phase::up && remote.steady.passed()) remote.pause = m_options.firstPause;
+    m_reachability.lost(remote.endpoint);
+    // Shut down as well: somebody further up may still hold the stream.
+    remote.stream->shutDown();
+    remote.stream.reset();
+    schedule(remote);
+    if (before == Phase::greeting) m_reachability.attemptEnded(remote.endpoint, -1);
+
+    const bool remarkable = why.status == TRANSPORT_PROTOCOL_ERROR || why.status == TRANSPORT_REFUSED;
+    if (remarkable && why.reason != remote.reported) {
+        remote.reported = why.reason;
+        std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s: %s\n",
+                     remote.endpoint.c_str(), transportStatusText(why.status), why.reason.c_str());
+    }
+    if (before == Phase::up) observe(remote, false);
+}
+
+void Delivery::schedule(Remote& remote) {
+    std::uniform_int_distribution<std::chrono::milliseconds::rep> shorter(0, remote.pause.count() / 2);
+    remote.nextAttempt = Deadline::after(remote.pause - std::chrono::milliseconds(shorter(m_random)));
+    remote.pause = std::min(remote.pause * 2, m_options.longestPause);
+}
+
+void Delivery::enqueue(Remote& remote, Frame& frame) {
+    const std::size_t bytes = frame.payload().size();
+    if (m_queue.size() >= queueLimit || m_queuedBytes + bytes > m_options.frameLimit) {
+        // Nothing is missed: what was not taken is sent anew after the next connect.
+        lose(remote, {TRANSPORT_BROKEN_OFF, {}});
+        return;
+    }
+    m_queuedBytes += bytes;
+    ++remote.queued;
+    m_queue.push_back({&remote, remote.epoch, std::move(frame)});
+}
+
+void Delivery::deliverQueued() {
+    while (!m_queue.empty() && !m_ended.isSet()) {
+        const Queued next = std::move(m_queue.front());
+        m_queue.pop_front();
+        m_queuedBytes -= next.frame.payload().size();
+        dispatch(next.frame, 0);
+        if (next.frame.has_sequence()) {
+            m_resume.delivered(next.remote->endpoint, next.epoch, next.frame.sequence());
+        }
+        // Counted until here: a connection made while the handler ran would tell a resume point before this one.
+        --next.remote->queued;
+    }
+}
+
+void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
+    Frame reply;
+    reply.set_kind(ANSWER);
+    reply.set_correlation(frame.correlation());
+    if (m_depth < depthLimit) {
+        const MSG_Address address = m_asks.open();
+        const bool calm = dispatch(frame, address);
+        // One failure among several handlers must not pass for the others' consent.
+        for (std::string& answer : m_asks.close(address)) {
+            if (calm) reply.add_answer(std::move(answer));
+        }
+    }
+    if (reply.ByteSizeLong() > m_options.frameLimit) {
+        std::fprintf(stderr, "appconfig: the answer to %s is too large to be sent\n", remote.endpoint.c_str());
+        reply.clear_answer();
+    }
+    if (remote.stream != stream) return;
+    PlainWaiter waiter(&m_ended);
+    const Outcome written = stream->write(encodeFrame(reply), Deadline::after(m_options.deadline), waiter);
+    if (!written.ok()) lose(remote, written);
+}
+
+bool Delivery::dispatch(const Frame& frame, MSG_Address sender) {
+    const std::string& payload = frame.payload();
+    const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> message(
+        MSG_Create(frame.message_id(), payload.data(), static_cast<std::uint32_t>(payload.size()),
+                   m_localEndpoint.c_str(), sender),
+        MSG_Destroy);
+    if (message == nullptr) return false;
+    const Depth depth(m_depth);
+    return m_handlers.dispatch(message.get());
+}
+
+void Delivery::observe(const Remote& remote, bool connected) {
+    if (!m_options.onConnection) return;
+    const Depth depth(m_depth);
+    m_options.onConnection(remote.endpoint, connected);
+}
+
+void Delivery::sayGoodbye() {
+    Frame frame;
+    frame.set_kind(GOODBYE);
+    const std::string bytes = encodeFrame(frame);
+    PlainWaiter waiter(nullptr);
+    const Deadline deadline = Deadline::after(goodbyeTime);
+    for (const auto& remote : m_remotes) {
+        if (remote->phase != Phase::up) continue;
+        m_reachability.lost(remote->endpoint);
+        (void)remote->stream->write(bytes, deadline, waiter);
+        remote->stream.reset();
+    }
+}
+
+}  // namespace AppConfigHost

@@ -1,0 +1,127 @@
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
+#include "Connector.h"
+#include "EventFlag.h"
+#include "FrameStream.h"
+#include "OpenAsks.h"
+#include "Reachability.h"
+#include "TransportOptions.h"
+#include "Waiter.h"
+
+namespace AppConfigHost {
+
+class HandlerTable;
+class ResumePoints;
+
+/// Keeps the delivery connections of one transport and calls the handlers for what comes over them. Owns the delivery
+/// thread, which starts with the first endpoint.
+///
+/// One poll(2) waits for all connections, so a slow endpoint holds up no other. A handler that makes a request waits in
+/// the same loop, as its Waiter: asks that arrive meanwhile are handled nested in it, notifications are queued until it
+/// has returned, up to a limit beyond which the connection is given up, to be resumed afterwards.
+class Delivery final : public Waiter {
+public:
+    /// How many notifications, and how many bytes of them per frame limit, wait for a handler that waits itself.
+    static constexpr std::size_t queueLimit = 4096;
+    /// How deep handlers of asks nest; beyond that an ask is answered without a payload.
+    static constexpr int depthLimit = 16;
+
+    /// The arguments are not owned and outlive this object.
+    Delivery(Connector& connector, ResumePoints& resume, const HandlerTable& handlers,
+             const PbUtility::TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended);
+    ~Delivery() override;
+
+    /// Starts to connect to \p endpoint unless it was added before. Any thread; does not block.
+    Outcome add(const std::string& endpoint);
+
+    /// \return whether the caller is this object's thread.
+    bool isDeliveryThread() const;
+
+    /// Waits until deliveries from \p endpoint can come or cannot for now, at most until half the time to \p deadline
+    /// is over: a handler that waits for the calling thread must not cost it the request. An endpoint that was not
+    /// added is not waited for. \p justConnected: see Reachability. Any thread.
+    void awaitConnection(const std::string& endpoint, bool justConnected, Deadline deadline);
+
+    /// Takes an answer to the ask that \p receiver stands for. \return whether one of its handlers is still running.
+    /// Any thread.
+    bool answer(MSG_Address receiver, std::string payload) { return m_asks.answer(receiver, std::move(payload)); }
+
+    /// Says goodbye and returns when the thread has ended. The flag given to the constructor must be set before. Not
+    /// from the delivery thread.
+    void end();
+
+    /// How the delivery thread waits for a reply. Only there.
+    Result wait(int fd, short events, Deadline deadline) override;
+
+private:
+    enum class Phase { paused, greeting, up };
+
+    struct Remote {
+        std::string endpoint;
+        Phase phase = Phase::paused;
+        std::shared_ptr<FrameStream> stream;  ///< null while paused
+        std::uint64_t epoch = 0;
+        Deadline greetingEnds = Deadline::never();
+        Deadline nextAttempt = Deadline::never();
+        Deadline steady = Deadline::never();  ///< from then on the connection counts as one that lasts
+        std::chrono::milliseconds pause{};
+        std::size_t queued = 0;
+        std::string reported;
+    };
+
+    struct Queued {
+        Remote* remote;
+        std::uint64_t epoch;
+        Frame frame;
+    };
+
+    void run();
+    bool turn(int fd, short events, Deadline deadline);
+    Deadline connectWhatIsDue();
+    void attempt(Remote& remote);
+    void readFrom(Remote& remote);
+    void take(Remote& remote, const std::shared_ptr<FrameStream>& stream, Frame& frame);
+    void welcomed(Remote& remote, const Welcome& welcome);
+    void lose(Remote& remote, const Outcome& why);
+    void schedule(Remote& remote);
+    void enqueue(Remote& remote, Frame& frame);
+    void deliverQueued();
+    void ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
+    bool dispatch(const Frame& frame, MSG_Address sender);
+    void observe(const Remote& remote, bool connected);
+    void sayGoodbye();
+
+    Connector& m_connector;
+    ResumePoints& m_resume;
+    const HandlerTable& m_handlers;
+    const PbUtility::TransportOptions& m_options;
+    const std::string& m_localEndpoint;
+    const EventFlag& m_ended;
+
+    // Each synchronises itself.
+    EventFlag m_wake;
+    Reachability m_reachability;
+    OpenAsks m_asks;
+
+    AppConfig::PlainMutex m_mutex;
+    std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
+
+    // The delivery thread's own.
+    std::vector<std::unique_ptr<Remote>> m_remotes;
+    std::deque<Queued> m_queue;
+    std::size_t m_queuedBytes = 0;
+    int m_depth = 0;  ///< how many calls of application code lie below
+    std::minstd_rand m_random;
+};
+
+}  // namespace AppConfigHost

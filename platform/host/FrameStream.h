@@ -1,0 +1,54 @@
+#pragma once
+
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+#include "FileDescriptor.h"
+#include "FrameCodec.h"
+#include "Outcome.h"
+#include "Waiter.h"
+
+namespace AppConfigHost {
+
+/// Frames over one connected, non-blocking stream socket, which it owns. One thread at a time. After any outcome but ok
+/// the stream is of no further use.
+class FrameStream {
+public:
+    FrameStream(FileDescriptor socket, std::size_t frameLimit);
+
+    int fd() const { return m_socket.get(); }
+
+    /// Writes an encoded frame whole. Never raises SIGPIPE. TRANSPORT_BROKEN_OFF when the peer has gone; \p taken, when
+    /// given, then tells how many bytes the system had taken.
+    Outcome write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken = nullptr);
+
+    /// Waits for the next frame. TRANSPORT_BROKEN_OFF when the peer ends the connection first, TRANSPORT_PROTOCOL_ERROR
+    /// when what comes is no frame.
+    Outcome read(Frame& frame, Deadline deadline, Waiter& waiter);
+
+    /// Ends the connection in both directions for everybody who holds it. Does not block.
+    void shutDown();
+
+    enum class Fill { some, nothing, closed };
+
+    /// Takes in what has arrived, up to a fixed amount. Does not block.
+    Fill fill();
+
+    /// Takes out the next frame that has been filled in; see FrameDecoder.
+    FrameDecoder::Result next(Frame& frame) { return m_decoder.next(frame); }
+    const std::string& error() const { return m_decoder.error(); }
+
+    /// \return whether the connection stands and the peer has sent nothing that has not been taken out.
+    bool isQuiet() const;
+
+private:
+    FileDescriptor m_socket;
+    FrameDecoder m_decoder;
+    int m_readError = 0;
+};
+
+/// \return whether the peer of \p fd has gone. Does not block; any thread.
+bool peerHasGone(int fd);
+
+}  // namespace AppConfigHost

@@ -1,0 +1,72 @@
+#include "RequestConnections.h"
+
+#include <utility>
+
+#include "Handshake.h"
+#include "ResumePoints.h"
+
+namespace AppConfigHost {
+
+RequestConnections::RequestConnections(Connector& connector, ResumePoints& resume,
+                                       const PbUtility::TransportOptions& options, const std::string& localEndpoint)
+    : m_connector(connector), m_resume(resume), m_options(options), m_localEndpoint(localEndpoint) {}
+
+std::unique_ptr<RequestConnection> RequestConnections::takeIdle(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    Idle& idle = m_idle[endpoint];
+    const std::thread::id me = std::this_thread::get_id();
+    auto chosen = idle.rend();
+    for (auto it = idle.rbegin(); it != idle.rend(); ++it) {
+        if ((*it)->reservedFor == me) {
+            chosen = it;
+            break;
+        }
+        if ((*it)->reservedFor == std::thread::id() && chosen == idle.rend()) chosen = it;
+    }
+    if (chosen == idle.rend()) return nullptr;
+    std::unique_ptr<RequestConnection> connection = std::move(*chosen);
+    idle.erase(std::next(chosen).base());
+    return connection;
+}
+
+std::unique_ptr<RequestConnection> RequestConnections::borrow(const std::string& endpoint) {
+    for (;;) {
+        std::unique_ptr<RequestConnection> connection = takeIdle(endpoint);
+        // The service may have ended meanwhile, or have said what nobody asked for. Neither may hurt the next request.
+        if (connection == nullptr || connection->stream.isQuiet()) return connection;
+    }
+}
+
+Outcome RequestConnections::open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
+                                 std::unique_ptr<RequestConnection>& connection) {
+    FileDescriptor socket;
+    Outcome outcome = m_connector.connect(endpoint, deadline, waiter, socket);
+    if (!outcome.ok()) return outcome;
+
+    auto fresh = std::make_unique<RequestConnection>(
+        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, std::thread::id()});
+    Hello hello;
+    hello.set_version(frameVersion);
+    hello.set_endpoint(m_localEndpoint);
+    hello.set_purpose(REQUESTS);
+    m_resume.describe(endpoint, hello);
+    Welcome welcome;
+    outcome = greet(fresh->stream, hello, deadline, waiter, welcome);
+    if (!outcome.ok()) return outcome;
+    m_resume.greetedForRequests(endpoint, welcome);
+    connection = std::move(fresh);
+    return {};
+}
+
+void RequestConnections::giveBack(const std::string& endpoint, std::unique_ptr<RequestConnection> connection) {
+    std::unique_ptr<RequestConnection> surplus;  // closed after the lock has been released
+    const AppConfig::PlainLock lock(m_mutex);
+    Idle& idle = m_idle[endpoint];
+    idle.push_back(std::move(connection));
+    if (idle.size() > m_options.idleConnections) {
+        surplus = std::move(idle.front());
+        idle.erase(idle.begin());
+    }
+}
+
+}  // namespace AppConfigHost

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
+#include "Connector.h"
+#include "FrameStream.h"
+#include "TransportOptions.h"
+
+namespace AppConfigHost {
+
+class ResumePoints;
+
+/// A connection for requests, with who may use it next.
+struct RequestConnection {
+    FrameStream stream;
+    std::uint64_t lastCorrelation = 0;
+    /// The thread whose one-way message may not have been handled yet; its next request must follow on this connection.
+    std::thread::id reservedFor;
+};
+
+/// The idle request connections of one transport, by endpoint. Thread-safe; the lock is never held across a system call
+/// that may block.
+class RequestConnections {
+public:
+    /// The arguments are not owned and outlive this object.
+    RequestConnections(Connector& connector, ResumePoints& resume, const PbUtility::TransportOptions& options,
+                       const std::string& localEndpoint);
+
+    /// \return an idle connection that stands, the one used last first; null when there is none. The calling thread's
+    /// own reserved one comes before all, other threads' never. Does not block.
+    std::unique_ptr<RequestConnection> borrow(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+
+    /// Connects and shakes hands. \p connection is set on success.
+    Outcome open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
+                 std::unique_ptr<RequestConnection>& connection);
+
+    /// Takes a connection back that can be used again; the longest idle one goes when there are too many.
+    void giveBack(const std::string& endpoint, std::unique_ptr<RequestConnection> connection)
+        APPCONFIG_EXCLUDES(m_mutex);
+
+private:
+    using Idle = std::vector<std::unique_ptr<RequestConnection>>;  ///< the last is the one used last
+
+    std::unique_ptr<RequestConnection> takeIdle(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+
+    Connector& m_connector;
+    ResumePoints& m_resume;
+    const PbUtility::TransportOptions& m_options;
+    const std::string& m_localEndpoint;
+
+    AppConfig::PlainMutex m_mutex;
+    std::map<std::string, Idle> m_idle APPCONFIG_GUARDED_BY(m_mutex);
+};
+
+}  // namespace AppConfigHost
