@@ -26,15 +26,15 @@ public:
     /// From now on a request or one-way message of the full name \p type (empty: any) is not passed on and the call
     /// returns \p status at once, such as TRANSPORT_TIMED_OUT for a service that does not answer or
     /// TRANSPORT_BROKEN_OFF for a broken connection. Strikes \p times times.
-    void failWith(int status, std::string type = {}, std::size_t times = always);
+    void failWith(int status, std::string type = {}, std::size_t times = always) APPCONFIG_EXCLUDES(m_mutex);
 
     /// From now on a request of the full name \p type (empty: any) is not passed on; its reply says error number \p
     /// error with \p messages, where the reply has room for them. Strikes \p times times. One-way messages go on.
     void refuseWith(std::int32_t error, std::vector<std::string> messages = {}, std::string type = {},
-                    std::size_t times = always);
+                    std::size_t times = always) APPCONFIG_EXCLUDES(m_mutex);
 
     /// Takes every fault back.
-    void heal();
+    void heal() APPCONFIG_EXCLUDES(m_mutex);
 
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override;
@@ -53,7 +53,7 @@ private:
     };
 
     /// Takes the first fault that strikes \p type out by one. \return whether there is one, then copied to \p fault.
-    bool strike(const std::string& type, bool refusalsToo, Fault& fault);
+    bool strike(const std::string& type, bool refusalsToo, Fault& fault) APPCONFIG_EXCLUDES(m_mutex);
 
     PbUtils& m_next;
     AppConfig::PlainMutex m_mutex;

@@ -1,0 +1,27 @@
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace google::protobuf {
+class MessageLite;
+}
+
+namespace AppConfigHost {
+
+/// What a reply of the configuration service says about success, whatever its type.
+struct ReplyError {
+    std::int32_t error = 0;             ///< also a number that no enum knows; 0 when the reply carries none
+    std::vector<std::string> messages;  ///< texts for people
+};
+
+/// Reads the bytes, not the fields, so that a number that the closed enum drops is seen. Of a reply that lists several
+/// refusals, the first counts. Any thread.
+ReplyError readReplyError(const google::protobuf::MessageLite& reply);
+
+/// Overwrites \p reply with one that says \p error. The texts get lost where the type has no room for them. \return
+/// whether the type is one that says anything about success; otherwise \p reply is untouched.
+bool writeReplyError(google::protobuf::MessageLite& reply, const ReplyError& error);
+
+}  // namespace AppConfigHost
