@@ -230,9 +230,9 @@ private:
     PbUtility::PbUtils* transport() const { return m_pbInterface.load(std::memory_order_acquire); }
     CommonIF::eSecurityRole role() const;
     ConfigVar inOwnNamespace(ConfigVar const& var) const;
+    std::list<ConfigVar> inOwnNamespace(std::list<ConfigVar> const& vars) const;
     bool ask(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& reply) const;
     bool handOver(const google::protobuf::MessageLite& message) const;
-    void subscribe(const ConfigVar& var, ConfigRegistrar::ConsumerCallbackType type);
 
     static std::atomic<PlatformCfgService*> ms_instance;
     static std::atomic<PlatformCfgService*> ms_localInstance;

@@ -1,0 +1,80 @@
+#include "AppConfig/ConfigCache.h"
+
+namespace AppConfig {
+
+ConfigCache::ConfigCache() = default;
+ConfigCache::~ConfigCache() = default;
+
+// Readers hold a record after the lock is gone, so a record is never changed in place: a change is made to a copy,
+// which then takes the record's place under the lock, and the last reader of the old record frees it. Readers so need
+// no second lock, and no change, replacement or removal ever reaches what they look at.
+template <typename Change>
+ConfigValue ConfigCache::change(const ConfigVar& var, Change&& apply) {
+    const PlainLock lock(m_mutex);
+    const auto found = m_cache.find(var);
+    auto changed = std::make_shared<Entry>(var, found == m_cache.end() ? ConfigValue() : found->second->second);
+    apply(changed->second);
+    ConfigValue result = changed->second;
+    if (found == m_cache.end()) {
+        m_cache.emplace(var, std::move(changed));
+    } else {
+        found->second = std::move(changed);
+    }
+    return result;
+}
+
+ConfigValue ConfigCache::update(ConfigVar var, std::list<std::string> value) {
+    return change(var, [&value](ConfigValue& record) { record.setValue(value); });
+}
+
+ConfigCache::iterator ConfigCache::getConfigValue(ConfigVar var) const {
+    const PlainLock lock(m_mutex);
+    const auto found = m_cache.find(var);
+    return found == m_cache.end() ? iterator() : iterator(found->second);
+}
+
+ConfigCache::iterator ConfigCache::end() const {
+    return iterator();
+}
+
+bool ConfigCache::setStale(ConfigVar var) {
+    const PlainLock lock(m_mutex);
+    return m_cache.erase(var) != 0;
+}
+
+ConfigValue ConfigCache::updateAccessLevels(ConfigVar var, ConfigAccessLevels const& levels) {
+    return change(var, [&levels](ConfigValue& record) { record.accessLevels(levels); });
+}
+
+ConfigValue ConfigCache::updateOptions(ConfigVar var, std::vector<std::string> options) {
+    return change(var, [&options](ConfigValue& record) { record.setOptions(options); });
+}
+
+ConfigValue ConfigCache::updateOptionDefaultIndex(ConfigVar var, unsigned int index) {
+    return change(var, [index](ConfigValue& record) { record.defaultIndex(index); });
+}
+
+ConfigValue ConfigCache::updateIsDefault(ConfigVar var, bool isDefault) {
+    return change(var, [isDefault](ConfigValue& record) { record.isDefault(isDefault); });
+}
+
+void ConfigCache::reset() {
+    const PlainLock lock(m_mutex);
+    m_cache.clear();
+}
+
+unsigned int ConfigCache::removeVars(std::string part) {
+    const PlainLock lock(m_mutex);
+    unsigned int removed = 0;
+    for (auto it = m_cache.begin(); it != m_cache.end();) {
+        if (it->first.m_node.find(part) == std::string::npos) {
+            ++it;
+        } else {
+            it = m_cache.erase(it);
+            ++removed;
+        }
+    }
+    return removed;
+}
+
+}  // namespace AppConfig

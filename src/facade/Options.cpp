@@ -1,0 +1,122 @@
+#include "AppConfig/AppCfgManager.h"
+#include "AppConfig/PlatformCfgService.h"
+
+// The lookups here take a variable's namespace as given, unlike those of values.
+
+namespace AppConfig {
+
+std::vector<std::string>& AppCfgManager::getConfigOptions(const ConfigVar& var, std::vector<std::string>& options) {
+    ConfigCache::iterator record = m_cache.getConfigValue(var);
+    if (record == m_cache.end()) {
+        std::list<std::string> scratch;
+        getConfigVar(var, scratch);
+        record = m_cache.getConfigValue(var);
+        if (record == m_cache.end()) {
+            options.clear();
+            return options;
+        }
+    }
+    if (record->second.hasOptions()) {
+        options = record->second.getOptions();
+        return options;
+    }
+    std::list<std::string> list;
+    unsigned int defaultIndex = 0;
+    m_service->getConfigOptions(var, list, defaultIndex);
+    options.assign(list.begin(), list.end());
+    // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
+    m_cache.updateOptions(var, options);
+    m_cache.updateOptionDefaultIndex(var, defaultIndex);
+    return options;
+}
+
+std::vector<std::string>& AppCfgManager::getConfigOptions(const std::string& node, int nodeInstance,
+                                                          const std::string& attribute, int attributeInstance,
+                                                          std::vector<std::string>& options) {
+    return getConfigOptions(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), options);
+}
+
+std::list<std::string>& AppCfgManager::getConfigOptions(const std::string& node, int nodeInstance,
+                                                        const std::string& attribute, int attributeInstance,
+                                                        std::list<std::string>& options) {
+    std::vector<std::string> found;
+    getConfigOptions(node, nodeInstance, attribute, attributeInstance, found);
+    options.insert(options.end(), found.begin(), found.end());
+    return options;
+}
+
+std::vector<std::string>& AppCfgManager::getConfigDefaultOptions(const std::string& node, int nodeInstance,
+                                                                 const std::string& attribute, int attributeInstance,
+                                                                 std::vector<std::string>& options) {
+    const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
+    std::list<std::string> list;
+    unsigned int defaultIndex = 0;
+    m_service->getConfigDefaultOptions(var, list, defaultIndex);
+    options.insert(options.end(), list.begin(), list.end());
+    m_cache.updateOptionDefaultIndex(var, defaultIndex);
+    return options;
+}
+
+bool AppCfgManager::getConfigOptionDefaultIndex(const ConfigVar& var, unsigned int& index) {
+    if (m_cache.getConfigValue(var) == m_cache.end()) {
+        std::list<std::string> value;
+        getConfigVar(var, value);
+        std::vector<std::string> options;
+        getConfigOptions(var, options);
+    }
+    const ConfigCache::iterator record = m_cache.getConfigValue(var);
+    if (record == m_cache.end()) return false;
+    index = record->second.defaultIndex();
+    return true;
+}
+
+bool AppCfgManager::getConfigOptionDefaultIndex(const std::string& node, int nodeInstance, const std::string& attribute,
+                                                int attributeInstance, unsigned int& index) {
+    return getConfigOptionDefaultIndex(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), index);
+}
+
+bool AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance, const std::string& attribute,
+                                     int attributeInstance, const std::vector<std::string>& options) {
+    const std::list<std::string> list(options.begin(), options.end());
+    return m_service->setConfigOptions(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), list, nullptr);
+}
+
+bool AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance, const std::string& attribute,
+                                     int attributeInstance, const std::vector<std::string>& options,
+                                     unsigned int defaultIndex) {
+    const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
+    const std::list<std::string> list(options.begin(), options.end());
+    if (!m_service->setConfigOptions(var, list, &defaultIndex)) return false;
+    // Only the index: the options themselves come back as a notification.
+    m_cache.updateOptionDefaultIndex(var, defaultIndex);
+    return true;
+}
+
+bool AppCfgManager::isDefault(const std::string& node, int nodeInstance, const std::string& attribute,
+                              int attributeInstance) {
+    const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
+    ConfigCache::iterator record = m_cache.getConfigValue(var);
+    if (record == m_cache.end()) {
+        std::list<std::string> scratch;
+        getConfigVar(var, scratch);
+        record = m_cache.getConfigValue(var);
+    }
+    // A variable that cannot be read counts as holding its default.
+    return record == m_cache.end() || record->second.isDefault();
+}
+
+bool AppCfgManager::resetValue(const std::string& node, int nodeInstance, const std::string& attribute,
+                               int attributeInstance) {
+    const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
+    if (!m_service->resetValue(var)) return false;
+    m_cache.setStale(var);
+    return true;
+}
+
+void AppCfgManager::updateConfigVarOptions(const std::string& node, int nodeInstance, const std::string& attribute,
+                                           int attributeInstance, std::list<std::string> options) {
+    m_cache.updateOptions(ConfigVar(0, node, nodeInstance, attribute, attributeInstance),
+                          std::vector<std::string>(options.begin(), options.end()));
+}
+
+}  // namespace AppConfig

@@ -1,0 +1,122 @@
+#include <sstream>
+
+#include "AppConfig/AppCfgManager.h"
+#include "AppConfig/PlatformCfgService.h"
+
+// Every form ends in one of two writers: with a result the service is waited for and the cache follows; without one
+// neither happens.
+
+namespace AppConfig {
+
+namespace {
+
+std::string decimal(int value) {
+    std::stringstream text;
+    text << value;
+    return text.str();
+}
+
+// The two spellings differ by how a bool is written, with or without a result; the service and its providers have met
+// both. Reads know every spelling.
+const char* spelledWithResult(bool value) {
+    return value ? "True" : "False";
+}
+const char* spelledWithoutResult(bool value) {
+    return value ? "true" : "false";
+}
+
+}  // namespace
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::string>& value, ConfigResult* result) {
+    if (!m_service->setConfigVar(var, value, result)) return false;
+    updateConfigVar(var, value);
+    return true;
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::string>& value) {
+    return m_service->setConfigVar(var, value);
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::string& value, ConfigResult* result) {
+    return setConfigVar(var, std::list<std::string>{value}, result);
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::string& value) {
+    return setConfigVar(var, std::list<std::string>{value});
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const char* value, ConfigResult* result) {
+    return setConfigVar(var, std::list<std::string>{std::string(value)}, result);
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, const char* value) {
+    return setConfigVar(var, std::list<std::string>{std::string(value)});
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, bool value, ConfigResult* result) {
+    return setConfigVar(var, std::list<std::string>{std::string(spelledWithResult(value))}, result);
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, bool value) {
+    return setConfigVar(var, std::list<std::string>{std::string(spelledWithoutResult(value))});
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, int value, ConfigResult* result) {
+    return setConfigVar(var, std::list<std::string>{decimal(value)}, result);
+}
+
+bool AppCfgManager::setConfigVar(const ConfigVar& var, int value) {
+    return setConfigVar(var, std::list<std::string>{decimal(value)});
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const std::list<std::string>& value, ConfigResult* result) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value, result);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const std::list<std::string>& value) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const std::string& value, ConfigResult* result) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value, result);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const std::string& value) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const char* value, ConfigResult* result) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value, result);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, const char* value) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, bool value, ConfigResult* result) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value, result);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, bool value) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, int value, ConfigResult* result) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value, result);
+}
+
+bool AppCfgManager::setConfigVar(const std::string& node, int nodeInstance, const std::string& attribute,
+                                 int attributeInstance, int value) {
+    return setConfigVar(ConfigVar(0, node, nodeInstance, attribute, attributeInstance), value);
+}
+
+}  // namespace AppConfig

@@ -1,0 +1,115 @@
+#include "AppConfig/ConsumerConfigHandler.h"
+#include "AppConfig/PlatformCfgService.h"
+#include "AppConfig/ProtobufMessageHelper.h"
+#include "link/Reply.h"
+
+namespace AppConfig {
+
+namespace {
+
+/// The variable pattern of a handler: any namespace, any instance.
+ConfigVar pattern(const std::string& node, const std::string& attribute) {
+    return ConfigVar(0, node, 0, attribute, 0);
+}
+
+struct Wish {
+    bool ConsumerConfigHandler::*flag;
+    ConfigRegistrar::ConsumerCallbackType type;
+};
+
+// The order in which a consumer's wishes are registered and removed.
+constexpr Wish wishes[] = {
+    {&ConsumerConfigHandler::m_wantsChange, ConfigRegistrar::CONFIG_CHANGED},
+    {&ConsumerConfigHandler::m_wantsSubmit, ConfigRegistrar::SUBMIT},
+    {&ConsumerConfigHandler::m_wantsAttribute, ConfigRegistrar::ATTRIBUTE_CHANGED},
+    {&ConsumerConfigHandler::m_wantsOptions, ConfigRegistrar::OPTIONS_CHANGED},
+    {&ConsumerConfigHandler::m_wantsAccessLevels, ConfigRegistrar::ACCESS_LEVELS_CHANGED},
+};
+
+}  // namespace
+
+bool PlatformCfgService::registerCallback(const ConfigVar& var, ConfigIF::CallbackType type) {
+    ConfigIF::RegisterClientCallbackRsp reply;
+    return ask(ProtobufMessageHelper::getRegClientCallbackRequest(getSelfFQName(), role(), var.getFQName(), type,
+                                                                  m_clientName),
+               reply) &&
+           succeeded(reply);
+}
+
+bool PlatformCfgService::unregisterCallback(const ConfigVar& var, ConfigIF::CallbackType type) {
+    ConfigIF::UnregisterClientCallbackRsp reply;
+    return ask(ProtobufMessageHelper::getUnregClientCallbackRequest(getSelfFQName(), role(), var.getFQName(), type,
+                                                                    m_clientName),
+               reply) &&
+           succeeded(reply);
+}
+
+bool PlatformCfgService::unregisterChangeCallback(const ConfigVar& var) {
+    return unregisterCallback(var, ConfigIF::CALLBACK_CONFIG_CHANGED);
+}
+
+bool PlatformCfgService::unregisterAttributeCallback(const ConfigVar& var) {
+    return unregisterCallback(var, ConfigIF::CALLBACK_ATTRIBUTE_CHANGED);
+}
+
+bool PlatformCfgService::unregisterOptionsCallback(const ConfigVar& var) {
+    return unregisterCallback(var, ConfigIF::CALLBACK_OPTIONS_CHANGED);
+}
+
+bool PlatformCfgService::unregisterSubmitCallback(const ConfigVar& var) {
+    return unregisterCallback(var, ConfigIF::CALLBACK_SUBMIT);
+}
+
+bool PlatformCfgService::unregisterAccessLevelsCallback(const ConfigVar& var) {
+    return unregisterCallback(var, ConfigIF::CALLBACK_ACCESS_LEVELS_CHANGED);
+}
+
+void PlatformCfgService::unregisterAllCallbacks() {
+    handOver(ProtobufMessageHelper::getUnregAllClientCallbacksRequest(getSelfFQName()));
+}
+
+void PlatformCfgService::registerHandler(const std::string& node, const std::string& attribute,
+                                         ProviderConfigHandler* handler) {
+    const ConfigVar var = pattern(node, attribute);
+    if (!m_registrar.isProviderHandlerRegistered(var)) {
+        registerCallback(var, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
+        registerCallback(var, ConfigIF::CALLBACK_ON_CHANGE);
+    }
+    m_registrar.registerHandler(var, handler);
+}
+
+void PlatformCfgService::registerHandler(const std::string& node, const std::string& attribute,
+                                         ConsumerConfigHandler* handler) {
+    const ConfigVar var = pattern(node, attribute);
+    for (const Wish& wish : wishes) {
+        if (handler->*wish.flag) registerHandlerRequested(var, handler, wish.type);
+    }
+}
+
+// What the service answers is not looked at: the handler is entered all the same, and the pair then counts as
+// registered.
+
+void PlatformCfgService::registerHandlerRequested(ConfigVar var, ConsumerConfigHandler* handler,
+                                                  ConfigRegistrar::ConsumerCallbackType type) {
+    if (!m_registrar.isHandlerRegistered(var, type)) registerCallback(var, enumTranslate(type));
+    m_registrar.registerHandler(var, handler, type);
+}
+
+void PlatformCfgService::registerHandlerProactively(ConfigVar var, ConfigRegistrar::ConsumerCallbackType type) {
+    if (m_registrar.isHandlerRegistered(var, type)) return;
+    registerCallback(var, enumTranslate(type));
+    m_registrar.registerHandler(var, nullptr, type);
+}
+
+void PlatformCfgService::unregisterHandler(const std::string& node, const std::string& attribute,
+                                           ProviderConfigHandler* handler) {
+    m_registrar.unregisterHandler(pattern(node, attribute), handler);
+}
+
+void PlatformCfgService::unregisterHandler(const std::string& node, const std::string& attribute,
+                                           ConsumerConfigHandler* handler) {
+    const ConfigVar var = pattern(node, attribute);
+    for (const Wish& wish : wishes) m_registrar.unregisterHandler(var, handler, wish.type);
+}
+
+}  // namespace AppConfig

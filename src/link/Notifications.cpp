@@ -1,0 +1,99 @@
+#include "AppConfig/AppCfgManager.h"
+#include "AppConfig/ConsumerConfigHandler.h"
+#include "AppConfig/PlatformCfgService.h"
+#include "link/IncomingVariable.h"
+#include "protocol/CarriesUnknown.h"
+
+// Each handler brings the cache up to date before it calls the application, so that a handler that reads sees the new
+// state. The lists of handlers are copies: a handler may unregister itself or others meanwhile.
+
+namespace AppConfig {
+
+MSG_Message* PlatformCfgService::configChangedHandler(const ConfigIF::ConfigChangedNtfy& ntfy,
+                                                      const MSG_Message* /*msg*/, void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, ntfy.inst_value().inst());
+    AppCfgManager* const manager = findMatchingCfgManager(context);
+    if (link == nullptr || manager == nullptr || ntfy.client_name() != link->m_clientName) return nullptr;
+    IncomingVariable var;
+    if (!var.read(ntfy.inst_value().inst())) return nullptr;
+    std::list<std::string> value;
+    if (ProtobufMessageHelper::getConfigVarValue(value, ntfy.inst_value()) != 0) return nullptr;
+
+    manager->updateConfigVar(var.key(), value);
+    for (ConsumerConfigHandler* handler :
+         link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::CONFIG_CHANGED)) {
+        handler->onConfigChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                                 ntfy.client_name());
+    }
+    return nullptr;
+}
+
+MSG_Message* PlatformCfgService::attributeChangedHandler(const ConfigIF::AttributeChangedNtfy& /*ntfy*/,
+                                                         const MSG_Message* /*msg*/, void* /*context*/) {
+    return nullptr;
+}
+
+MSG_Message* PlatformCfgService::optionsChangedHandler(const ConfigIF::OptionsChangedNtfy& ntfy,
+                                                       const MSG_Message* /*msg*/, void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, ntfy.inst());
+    AppCfgManager* const manager = findMatchingCfgManager(context);
+    if (link == nullptr || manager == nullptr || ntfy.client_name() != link->m_clientName) return nullptr;
+    IncomingVariable var;
+    if (!var.read(ntfy.inst())) return nullptr;
+
+    const std::list<ConsumerConfigHandler*> handlers =
+        link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::OPTIONS_CHANGED);
+    std::list<std::string> options;
+    ProtobufMessageHelper::getStringList(options, ntfy.option());
+    manager->updateConfigVarOptions(var.node, var.nodeInstance, var.attribute, var.attributeInstance, options);
+    for (ConsumerConfigHandler* handler : handlers) {
+        handler->onOptionsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, options,
+                                  ntfy.client_name());
+    }
+    return nullptr;
+}
+
+MSG_Message* PlatformCfgService::submitHandler(const ConfigIF::SubmitNtfy& ntfy, const MSG_Message* /*msg*/,
+                                               void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, ntfy.inst());
+    if (link == nullptr || ntfy.client_name() != link->m_clientName) return nullptr;
+    IncomingVariable var;
+    if (!var.read(ntfy.inst())) return nullptr;
+
+    // A type that this definition does not know is dropped by the runtime, yet it is no submit of type 0.
+    const bool unknownType = carriesUnknown(ntfy, ConfigIF::SubmitNtfy::kSubmitTypeFieldNumber);
+    const int submitType = unknownType ? 1 : enumTranslate(ntfy.submit_type());
+    for (ConsumerConfigHandler* handler :
+         link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::SUBMIT)) {
+        handler->onSubmit(var.node, var.nodeInstance, var.attribute, var.attributeInstance, submitType,
+                          ntfy.client_name());
+    }
+    return nullptr;
+}
+
+MSG_Message* PlatformCfgService::accessLevelsChangedHandler(const ConfigIF::AccessLevelChangedNtfy& ntfy,
+                                                            const MSG_Message* /*msg*/, void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, ntfy.inst());
+    AppCfgManager* const manager = findMatchingCfgManager(context);
+    if (link == nullptr || manager == nullptr || ntfy.client_name() != link->m_clientName) return nullptr;
+    IncomingVariable var;
+    if (!var.read(ntfy.inst())) return nullptr;
+
+    const std::list<ConsumerConfigHandler*> handlers =
+        link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::ACCESS_LEVELS_CHANGED);
+    // A level with a number that this definition does not know is there all the same, as the role without rights.
+    using Ntfy = ConfigIF::AccessLevelChangedNtfy;
+    ConfigAccessLevels levels;
+    if (ntfy.has_read_level()) levels.readRole = enumTranslate(ntfy.read_level());
+    if (ntfy.has_write_level()) levels.writeRole = enumTranslate(ntfy.write_level());
+    levels.hasReadRole = ntfy.has_read_level() || carriesUnknown(ntfy, Ntfy::kReadLevelFieldNumber);
+    levels.hasWriteRole = ntfy.has_write_level() || carriesUnknown(ntfy, Ntfy::kWriteLevelFieldNumber);
+    manager->updateConfigVarAccessLevels(var.node, var.nodeInstance, var.attribute, var.attributeInstance, levels);
+    for (ConsumerConfigHandler* handler : handlers) {
+        handler->onAccessLevelsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance,
+                                       levels.readRole, levels.writeRole, ntfy.client_name());
+    }
+    return nullptr;
+}
+
+}  // namespace AppConfig

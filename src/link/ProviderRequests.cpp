@@ -1,0 +1,75 @@
+#include "AppConfig/AppCfgManager.h"
+#include "AppConfig/PlatformCfgService.h"
+#include "AppConfig/ProviderConfigHandler.h"
+#include "link/IncomingVariable.h"
+#include "msgUtil.h"
+
+namespace AppConfig {
+
+namespace {
+
+template <typename Request>
+ConfigResult resultFor(const Request& req) {
+    ConfigResult result;
+    result.setServerContext(req.server_context());
+    result.setClientName(req.client_name());
+    return result;
+}
+
+/// \return whether variable and value could be read; otherwise \p result says what could not, with error 0: that this
+/// process has nothing to say about a request is no refusal of it.
+bool read(const ConfigIF::InstValue& instValue, IncomingVariable& var, std::list<std::string>& value,
+          ConfigResult& result) {
+    if (!var.read(instValue.inst())) {
+        result.addResultMessage("unable to parse variable name");
+        return false;
+    }
+    if (ProtobufMessageHelper::getConfigVarValue(value, instValue) != 0) {
+        result.addResultMessage("unable to parse value");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& req, const MSG_Message* msg,
+                                                 void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, req.inst_value().inst());
+    AppCfgManager* const manager = findMatchingCfgManager(context);
+    ConfigResult result = resultFor(req);
+    IncomingVariable var;
+    std::list<std::string> value;
+    if (link == nullptr || manager == nullptr) {
+        result.addResultMessage("Not interested");
+    } else if (read(req.inst_value(), var, value, result)) {
+        manager->updateConfigVar(var.key(), value);
+        for (ProviderConfigHandler* provider : link->m_registrar.getProviderHandlers(var.node, var.attribute)) {
+            // Every provider takes the change on board, whatever another one says; failures stand in the result.
+            provider->onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                               enumTranslate(req.role()), result);
+        }
+    }
+    return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getOnChangeResponse(result), msg, nullptr);
+}
+
+MSG_Message* PlatformCfgService::dynamicValidateHandler(const ConfigIF::DynamicValidateReq& req, const MSG_Message* msg,
+                                                        void* context) {
+    PlatformCfgService* const link = findMatchingCfgService(context, req.inst_value().inst());
+    ConfigResult result = resultFor(req);
+    IncomingVariable var;
+    std::list<std::string> value;
+    if (link == nullptr) {
+        result.addResultMessage("Not intersted");  // in this spelling; the service's side knows it so
+    } else if (read(req.inst_value(), var, value, result)) {
+        for (ProviderConfigHandler* provider : link->m_registrar.getProviderHandlers(var.node, var.attribute)) {
+            if (!provider->onDynamicValidate(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                                             enumTranslate(req.role()), result)) {
+                break;
+            }
+        }
+    }
+    return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getDynamicValidateResponse(result), msg, nullptr);
+}
+
+}  // namespace AppConfig

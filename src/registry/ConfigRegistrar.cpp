@@ -1,0 +1,118 @@
+#include "AppConfig/ConfigRegistrar.h"
+
+#include <strings.h>
+
+#include "AppConfig/ConsumerConfigHandler.h"
+#include "AppConfig/ProviderConfigHandler.h"
+
+using AppConfig::PlainLock;
+
+namespace {
+
+/// Whether a registration on the whole node of \p key covers \p var: the same node or one below it.
+bool covers(const ConfigVar& key, const ConfigVar& var) {
+    const std::size_t length = key.m_node.size();
+    return key.m_attribute.empty() && length <= var.m_node.size() &&
+           strncasecmp(key.m_node.c_str(), var.m_node.c_str(), length) == 0 &&
+           (length == var.m_node.size() || var.m_node[length] == '.');
+}
+
+ConfigVar pattern(std::string const& node, std::string const& attribute) {
+    return ConfigVar(0, node, 0, attribute, 0);
+}
+
+}  // namespace
+
+ConfigRegistrar::ConfigRegistrar() = default;
+ConfigRegistrar::~ConfigRegistrar() = default;
+
+// A table is found, and created when its kind is new, in a scope of its own; only the work on it takes the lock again.
+// The reference stays good in between: tables are never erased and the map does not move them.
+ConfigRegistrar::Table<ConsumerConfigHandler>& ConfigRegistrar::consumerTable(ConsumerCallbackType type) {
+    const PlainLock lock(m_mutex);
+    return m_consumerHandlers[type];
+}
+
+ConfigRegistrar::Table<ProviderConfigHandler>& ConfigRegistrar::providerTable() {
+    const PlainLock lock(m_mutex);
+    return m_providerHandlers;
+}
+
+void ConfigRegistrar::registerHandler(ConfigVar const& var, ProviderConfigHandler* h) {
+    const PlainLock lock(m_mutex);
+    m_providerHandlers[var].push_back(h);
+}
+
+void ConfigRegistrar::registerHandler(ConfigVar const& var, ConsumerConfigHandler* h, ConsumerCallbackType type) {
+    const PlainLock lock(m_mutex);
+    m_consumerHandlers[type][var].push_back(h);
+}
+
+bool ConfigRegistrar::unregisterHandler(ConfigVar const& var, ConsumerConfigHandler* h, ConsumerCallbackType type) {
+    return unregisterHandler(var, h, consumerTable(type));
+}
+
+bool ConfigRegistrar::unregisterHandler(ConfigVar const& var, ProviderConfigHandler* h) {
+    return unregisterHandler(var, h, providerTable());
+}
+
+std::list<ConsumerConfigHandler*> ConfigRegistrar::getHandlers(std::string const& node, std::string const& attribute,
+                                                               ConsumerCallbackType type) {
+    return getHandlers(pattern(node, attribute), consumerTable(type), false);
+}
+
+std::list<ProviderConfigHandler*> ConfigRegistrar::getProviderHandlers(std::string const& node,
+                                                                       std::string const& attribute) {
+    return getHandlers(pattern(node, attribute), providerTable(), false);
+}
+
+bool ConfigRegistrar::isHandlerRegistered(ConfigVar const& var, ConsumerCallbackType type) {
+    return !getHandlers(var, consumerTable(type), true).empty();
+}
+
+bool ConfigRegistrar::isProviderHandlerRegistered(ConfigVar const& var) {
+    return !getHandlers(var, providerTable(), true).empty();
+}
+
+template <typename Handler>
+std::list<Handler*> ConfigRegistrar::getHandlers(ConfigVar const& var, const Table<Handler>& table,
+                                                 bool includePlaceholders) {
+    const std::string name = var.getFQName();
+    std::list<Handler*> exact;
+    std::list<Handler*> wildcard;
+    const PlainLock lock(m_mutex);
+    for (const auto& [key, handlers] : table) {
+        std::list<Handler*>* matches = nullptr;
+        if (key.getFQName() == name) {
+            matches = &exact;
+        } else if (covers(key, var)) {
+            matches = &wildcard;
+        } else {
+            continue;
+        }
+        for (Handler* handler : handlers) {
+            if (handler != nullptr || includePlaceholders) matches->push_back(handler);
+        }
+    }
+    exact.splice(exact.end(), wildcard);
+    return exact;
+}
+
+template <typename Handler>
+bool ConfigRegistrar::unregisterHandler(ConfigVar const& var, Handler* h, Table<Handler>& table) {
+    const PlainLock lock(m_mutex);
+    // An unknown variable leaves an empty entry behind, and an emptied one stays: neither finds anything.
+    std::list<Handler*>& handlers = table[var];
+    const std::size_t before = handlers.size();
+    handlers.remove(h);
+    return handlers.size() != before;
+}
+
+template std::list<ConsumerConfigHandler*> ConfigRegistrar::getHandlers<ConsumerConfigHandler>(
+    ConfigVar const&, const Table<ConsumerConfigHandler>&, bool);
+template std::list<ProviderConfigHandler*> ConfigRegistrar::getHandlers<ProviderConfigHandler>(
+    ConfigVar const&, const Table<ProviderConfigHandler>&, bool);
+template bool ConfigRegistrar::unregisterHandler<ConsumerConfigHandler>(ConfigVar const&, ConsumerConfigHandler*,
+                                                                        Table<ConsumerConfigHandler>&);
+template bool ConfigRegistrar::unregisterHandler<ProviderConfigHandler>(ConfigVar const&, ProviderConfigHandler*,
+                                                                        Table<ProviderConfigHandler>&);
