@@ -1,0 +1,55 @@
+#pragma once
+
+#include <list>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "KitTransport.h"
+#include "PbUtils.h"
+#include "configservice.pb.h"
+
+namespace AppConfigTest {
+
+/// The transport that the process-wide managers are given, once and for good: they never let go of a transport, and kits
+/// come and go. Passes everything on to the attached kit's transport; without one, nothing is reached. Remembers what the
+/// library set up only once, and tells each new kit of it. Thread-safe; never destroyed.
+class AttachedTransport : public PbUtility::PbUtils {
+public:
+    static AttachedTransport& instance();
+
+    /// Makes \p target the one that calls go to, and sets it up as those before were.
+    void attach(const std::shared_ptr<KitTransport>& target);
+
+    /// Registers with \p real, the transport below a kit, for all that the library registered for in this process.
+    void repeatRegistrations(PbUtility::PbUtils& real);
+
+    /// Lets go of \p target if it is still the one.
+    void detach(const std::shared_ptr<KitTransport>& target);
+
+    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
+                         const std::string& endpoint) override;
+    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
+    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
+    int addHandlers(const MSG_Callback* table) override;
+    std::string localEndpoint() const override;
+
+private:
+    struct Registration {
+        std::string endpoint;
+        ConfigIF::RegisterClientCallbackReq request;
+    };
+
+    AttachedTransport() = default;
+    std::shared_ptr<KitTransport> target() const;
+
+    mutable std::mutex m_mutex;
+    std::shared_ptr<KitTransport> m_target;
+    std::list<std::pair<std::string, int>> m_endpoints;
+    std::vector<MSG_Callback> m_rows;
+    std::list<Registration> m_registrations;
+};
+
+}  // namespace AppConfigTest

@@ -1,0 +1,81 @@
+#include "KitTransport.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "RequestText.h"
+
+namespace AppConfigTest {
+void KitTransport::remember(const google::protobuf::MessageLite& message, bool awaited) {
+    SentRequest request = describe(message);
+    request.awaited = awaited;
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_requests.push_back(std::move(request));
+}
+
+int KitTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
+                                   google::protobuf::MessageLite* response, const std::string& endpoint) {
+    remember(request, true);
+    return m_next.sendWaitResponse(request, response, endpoint);
+}
+
+int KitTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
+    remember(message, false);
+    return m_next.send(message, endpoint, reserved);
+}
+
+int KitTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
+    return m_next.addRemoteEndpoint(endpoint, channel);
+}
+
+int KitTransport::addHandlers(const MSG_Callback* table) {
+    std::vector<MSG_Callback> wrapped;
+    {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        for (const MSG_Callback* row = table; row->entry != nullptr; ++row) {
+            m_rows.push_back({row->entry, row->context, this});
+            wrapped.push_back({&KitTransport::deliver, &m_rows.back(), row->firstId, row->lastId, row->reserved});
+        }
+    }
+    wrapped.push_back({});
+    return m_next.addHandlers(wrapped.data());
+}
+
+void KitTransport::deliver(void* row, const MSG_Message* message) {
+    const Row& target = *static_cast<const Row*>(row);
+    struct Notice {
+        KitTransport* owner;
+        ~Notice() {
+            // Under the mutex, or a waiter that has just found its condition false misses it.
+            const std::lock_guard<std::mutex> lock(owner->m_mutex);
+            owner->m_delivered.notify_all();
+        }
+    } const notice{target.owner};
+    target.entry(target.context, message);
+}
+
+std::string KitTransport::localEndpoint() const { return m_next.localEndpoint(); }
+
+std::vector<SentRequest> KitTransport::requests() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_requests;
+}
+
+void KitTransport::forgetRequests() {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_requests.clear();
+}
+
+bool KitTransport::waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline) {
+    const auto end = std::chrono::steady_clock::now() + deadline;
+    for (;;) {
+        // Asked without the mutex: a condition may well ask the kit something.
+        if (condition()) return true;
+        std::unique_lock<std::mutex> lock(m_mutex);
+        const auto now = std::chrono::steady_clock::now();
+        if (now >= end) return false;
+        m_delivered.wait_until(lock, std::min(end, now + std::chrono::milliseconds(10)));
+    }
+}
+
+}  // namespace AppConfigTest

@@ -1,0 +1,51 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <list>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "AppConfig/TestKit.h"
+#include "PbUtils.h"
+
+namespace AppConfigTest {
+
+/// Stands between the library and a transport: remembers requests and tells when a delivery has been handled. Thread-safe. Does not own the transport, which it must not outlive while calls run.
+class KitTransport : public PbUtility::PbUtils {
+public:
+    explicit KitTransport(PbUtility::PbUtils& next) : m_next(next) {}
+
+    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
+                         const std::string& endpoint) override;
+    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
+    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
+    int addHandlers(const MSG_Callback* table) override;
+    std::string localEndpoint() const override;
+
+    std::vector<SentRequest> requests() const;
+    void forgetRequests();
+
+    /// Waits until \p condition holds; asks again whenever a handler has returned.
+    bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline);
+
+private:
+    struct Row {
+        MSG_Entry entry;
+        void* context;
+        KitTransport* owner;
+    };
+
+    static void deliver(void* row, const MSG_Message* message);
+    void remember(const google::protobuf::MessageLite& message, bool awaited);
+
+    PbUtility::PbUtils& m_next;
+    mutable std::mutex m_mutex;
+    std::condition_variable m_delivered;
+    std::vector<SentRequest> m_requests;
+    std::list<Row> m_rows;  // addresses are handed to the transport
+};
+
+}  // namespace AppConfigTest

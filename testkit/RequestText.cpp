@@ -1,0 +1,103 @@
+#include "RequestText.h"
+
+#include <google/protobuf/descriptor.h>
+#include <google/protobuf/message.h>
+
+#include <stdexcept>
+
+#include "AppConfig/ProtobufMessageHelper.h"
+#include "configservice.pb.h"
+
+namespace AppConfigTest {
+namespace {
+
+using google::protobuf::FieldDescriptor;
+using google::protobuf::Message;
+
+const Message& full(const google::protobuf::MessageLite& message) {
+    const auto* result = dynamic_cast<const Message*>(&message);
+    if (result == nullptr) throw std::invalid_argument("the messages were generated without descriptors");
+    return *result;
+}
+
+const FieldDescriptor* field(const Message& message, const char* name) {
+    return message.GetDescriptor()->FindFieldByName(name);
+}
+
+std::string nameOf(const ConfigIF::Inst& inst) {
+    std::string node;
+    std::string attribute;
+    int nodeInstance = 0;
+    int attributeInstance = 0;
+    AppConfig::ProtobufMessageHelper::getConfigVarName(node, nodeInstance, attribute, attributeInstance, inst);
+    return node + "." + attribute;
+}
+
+void readTexts(const Message& message, const char* name, std::list<std::string>& texts) {
+    const FieldDescriptor* list = field(message, name);
+    if (list == nullptr || !list->is_repeated()) return;
+    for (int i = 0; i < message.GetReflection()->FieldSize(message, list); ++i) {
+        texts.push_back(message.GetReflection()->GetRepeatedString(message, list, i));
+    }
+}
+
+const char* kindName(int callbackType) {
+    constexpr const char* names[] = {"apply", "validate", "change", "attribute", "options", "submit", "access"};
+    return callbackType >= 1 && callbackType <= 7 ? names[callbackType - 1] : "unknown";
+}
+
+int takeInstance(std::string& text) {
+    const std::size_t open = text.find('[');
+    if (open == std::string::npos) return 0;
+    std::size_t used = 0;
+    const int instance = std::stoi(text.substr(open + 1), &used);
+    if (open + 1 + used + 1 != text.size() || text.back() != ']') {
+        throw std::invalid_argument("'" + text + "' is no name with an instance in brackets");
+    }
+    text.resize(open);
+    return instance;
+}
+
+}  // namespace
+
+SentRequest describe(const google::protobuf::MessageLite& request) {
+    const Message& message = full(request);
+    const google::protobuf::Reflection& reflection = *message.GetReflection();
+    SentRequest result;
+    result.type = message.GetDescriptor()->name();
+    if (const FieldDescriptor* pair = field(message, "inst_value")) {
+        const auto& value = dynamic_cast<const ConfigIF::InstValue&>(reflection.GetMessage(message, pair));
+        result.variable = nameOf(value.inst());
+        result.value = {value.value().begin(), value.value().end()};
+    } else if (const FieldDescriptor* inst = field(message, "inst")) {
+        // A request for several variables is named after its first.
+        if (!inst->is_repeated()) {
+            result.variable = nameOf(dynamic_cast<const ConfigIF::Inst&>(reflection.GetMessage(message, inst)));
+        } else if (reflection.FieldSize(message, inst) > 0) {
+            result.variable =
+                nameOf(dynamic_cast<const ConfigIF::Inst&>(reflection.GetRepeatedMessage(message, inst, 0)));
+        }
+    }
+    for (const char* plain : {"var_name", "name"}) {
+        if (const FieldDescriptor* name = field(message, plain)) result.variable = reflection.GetString(message, name);
+    }
+    readTexts(message, "option", result.value);
+    if (const FieldDescriptor* type = field(message, "type")) {
+        result.value.emplace_back(kindName(reflection.GetEnumValue(message, type)));
+    }
+    return result;
+}
+
+ConfigVar variableOf(const std::string& text) {
+    const std::size_t dot = text.rfind('.');
+    if (dot == std::string::npos) throw std::invalid_argument("'" + text + "' has no dot before its attribute");
+    std::string node = text.substr(0, dot);
+    std::string attribute = text.substr(dot + 1);
+    const int nodeInstance = takeInstance(node);
+    const int attributeInstance = takeInstance(attribute);
+    ConfigVar var;
+    var.init(0, node, nodeInstance, attribute, attributeInstance);
+    return var;
+}
+
+}  // namespace AppConfigTest

@@ -1,0 +1,65 @@
+#include "VariableName.h"
+
+#include <gtest/gtest.h>
+
+namespace AppConfigTool {
+namespace {
+
+TEST(VariableName, ReadsNodeAndAttributeAtTheLastDot) {
+    std::string reason;
+    const auto name = VariableName::parse("net.wifi.ssid", reason);
+
+    ASSERT_TRUE(name) << reason;
+    EXPECT_EQ(name->node, "net.wifi");
+    EXPECT_EQ(name->attribute, "ssid");
+    EXPECT_EQ(name->var().m_nodeInstance, 0);
+    EXPECT_EQ(name->var().m_namespace, 0);
+}
+
+TEST(VariableName, ReadsNamespaceAndInstances) {
+    std::string reason;
+    const auto name = VariableName::parse("3:Audio[1].volume[2]", reason);
+
+    ASSERT_TRUE(name) << reason;
+    EXPECT_EQ(name->var().m_namespace, 3);
+    EXPECT_EQ(name->var().m_node, "audio");
+    EXPECT_EQ(name->var().m_nodeInstance, 1);
+    EXPECT_EQ(name->var().m_attribute, "volume");
+    EXPECT_EQ(name->var().m_attributeInstance, 2);
+    EXPECT_EQ(name->text(), "3:audio[1].volume[2]");
+}
+
+TEST(VariableName, WritesTheShortestCanonicalText) {
+    std::string reason;
+
+    EXPECT_EQ(VariableName::parse("0:A[0].B[0]", reason)->text(), "a.b");
+    EXPECT_EQ(VariableName::parseVariableOrNode("Net", reason)->text(), "net");
+}
+
+TEST(VariableName, AWholeNodeIsTakenOnlyWhereOneMayStand) {
+    std::string reason;
+
+    EXPECT_FALSE(VariableName::parse("display", reason));
+    EXPECT_NE(reason.find("dot"), std::string::npos);
+    const auto node = VariableName::parseVariableOrNode("display[2]", reason);
+    ASSERT_TRUE(node);
+    EXPECT_EQ(node->node, "display");
+    EXPECT_EQ(node->nodeInstance, 2);
+    EXPECT_EQ(node->attribute, "");
+}
+
+class MalformedName : public ::testing::TestWithParam<const char*> {};
+
+TEST_P(MalformedName, IsRefusedWithAReason) {
+    std::string reason;
+
+    EXPECT_FALSE(VariableName::parseVariableOrNode(GetParam(), reason)) << GetParam();
+    EXPECT_FALSE(reason.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(VariableName, MalformedName,
+                         ::testing::Values("", ".", "a.", ".b", "a..b.c", "a[x].b", "a[1.b", "a1].b", "a[1]x.b", "a[].b",
+                                           "a[99999999999].b", "99999999999:a.b", "3:", "a.b[1"));
+
+}  // namespace
+}  // namespace AppConfigTool

@@ -1,0 +1,30 @@
+#include "Output.h"
+
+namespace AppConfigTool {
+
+void Output::result(const nlohmann::ordered_json& object, const std::string& text) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    if (m_json) {
+        // A value's bytes need not be UTF-8, and a result must not be lost over one that is not.
+        m_results << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
+    } else {
+        m_results << text << std::endl;
+    }
+}
+
+void Output::complain(const std::string& text) {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    m_complaints << "appcfg: " << text << std::endl;
+}
+
+std::string valueText(const std::list<std::string>& value) {
+    if (value.size() == 1) return value.front();
+    std::string text = "[";
+    for (const std::string& element : value) {
+        if (text.size() > 1) text += ", ";
+        text += element;
+    }
+    return text + "]";
+}
+
+}  // namespace AppConfigTool

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <list>
+#include <mutex>
+#include <nlohmann/json.hpp>
+#include <ostream>
+#include <string>
+
+namespace AppConfigTool {
+
+/// Where results and complaints go: results to one stream, either as text for people or as one JSON object per line,
+/// complaints to another, always as text. Every line is flushed, so that a reader at the other end of a pipe sees it at
+/// once. Does not own the streams. Any thread.
+class Output {
+public:
+    Output(std::ostream& results, std::ostream& complaints, bool json)
+        : m_results(results), m_complaints(complaints), m_json(json) {}
+
+    /// One result: \p object with JSON, else \p text, whose last line gets its line end here. With text, an empty
+    /// \p text writes an empty line.
+    void result(const nlohmann::ordered_json& object, const std::string& text);
+
+    /// One complaint for people, written as `appcfg: <text>`.
+    void complain(const std::string& text);
+
+    bool json() const { return m_json; }
+
+private:
+    std::mutex m_mutex;
+    std::ostream& m_results;
+    std::ostream& m_complaints;
+    const bool m_json;
+};
+
+/// \return \p value for people: one element as it stands, several (or none) in brackets.
+std::string valueText(const std::list<std::string>& value);
+
+}  // namespace AppConfigTool

@@ -1,0 +1,72 @@
+#include <list>
+#include <string>
+#include <vector>
+
+#include "CommandProcess.h"
+#include "Commands.h"
+#include "EventPrinter.h"
+#include "Session.h"
+
+namespace AppConfigTool {
+namespace {
+
+/// Judges proposed values as the command line says, and prints each verdict and each value to be applied.
+class Judge : public ProviderConfigHandler {
+public:
+    Judge(const Arguments& arguments, EventPrinter& printer) : m_arguments(arguments), m_printer(printer) {}
+
+    bool onDynamicValidate(const std::string& node, int nodeInstance, const std::string& attribute,
+                           int attributeInstance, const std::list<std::string>& value, AppConfig::SecurityRole,
+                           ConfigResult& result) override {
+        const std::string name = variableText(varOf(node, nodeInstance, attribute, attributeInstance));
+        const CommandVerdict verdict = judge(name, value);
+        m_printer.event(
+            verdict.accepted ? "accept" : "refuse", name, "value", value,
+            valueText(value) + (verdict.accepted || verdict.message.empty() ? "" : "  (" + verdict.message + ")"));
+        if (verdict.accepted) return true;
+        if (!verdict.message.empty()) result.addResultMessage(verdict.message);
+        return result.fillConfigResult(false, CFG_ERROR_REJECTED, false);
+    }
+
+    bool onChange(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance,
+                  const std::list<std::string>& value, AppConfig::SecurityRole, ConfigResult&) override {
+        m_printer.event("apply", variableText(varOf(node, nodeInstance, attribute, attributeInstance)), "value", value,
+                        valueText(value));
+        return true;
+    }
+
+private:
+    CommandVerdict judge(const std::string& name, const std::list<std::string>& value) const {
+        switch (m_arguments.judge) {
+            case Arguments::Judge::accept: break;
+            case Arguments::Judge::reject: return {false, m_arguments.rejection};
+            case Arguments::Judge::execute: {
+                std::vector<std::string> words = {name};
+                words.insert(words.end(), value.begin(), value.end());
+                return runCommand(m_arguments.judgeCommand, words, m_arguments.judgeDeadline);
+            }
+        }
+        return {true, {}};
+    }
+
+    const Arguments& m_arguments;
+    EventPrinter& m_printer;
+};
+
+}  // namespace
+
+ExitStatus provideVariable(const Arguments& arguments, Output& output) {
+    const EndSignals signals;
+    EventPrinter printer(output);
+    Judge judge(arguments, printer);
+    Session session(arguments, output, ServiceNews(printer));
+    for (const VariableName& name : arguments.variables) {
+        registerHandler(name.node, name.attribute, &judge, &session.manager());
+        if (const auto failure = session.registrationFailure()) return session.fail(name.text(), *failure);
+        output.complain("providing " + name.text());
+    }
+    signals.waitForEnd();
+    return ExitStatus::done;
+}
+
+}  // namespace AppConfigTool

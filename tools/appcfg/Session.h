@@ -1,0 +1,65 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "AppConfig/AppConfig.h"
+#include "Arguments.h"
+#include "ExitStatus.h"
+#include "Output.h"
+#include "RecordingTransport.h"
+
+namespace AppConfigTool {
+
+/// Why a command did not do what it was asked to.
+struct Failure {
+    ExitStatus status = ExitStatus::refused;
+    std::string text;  ///< for people, without the variable's name
+};
+
+/// Hears that the service's endpoint was connected, or lost.
+using ServiceObserver = std::function<void(const std::string& endpoint, bool connected)>;
+
+/// One run's way to the service: the transport, which remembers what came of each request, and the manager over it. The
+/// library's reads tell their caller nothing of a failure; failure() does. One per process, since the library's managers
+/// are. Used by one thread; the observer is called on the transport's delivery thread.
+class Session {
+public:
+    /// Attaches the library to the service that \p arguments name. Sends nothing yet.
+    /// \p observer, when there is one, hears when the delivery connection comes up and goes away.
+    Session(const Arguments& arguments, Output& output, ServiceObserver observer = {});
+
+    AppConfig::AppCfgManager& manager() { return *AppConfig::AppCfgManager::getInstance(); }
+    PbUtility::PbUtils& transport() { return *m_transport; }
+    Output& output() { return m_output; }
+    const Arguments& arguments() const { return m_arguments; }
+
+    /// \return the endpoint of the service.
+    std::string endpoint();
+
+    /// \return the first failure among the requests since the last call, callback registrations aside; nothing when all
+    /// was well.
+    std::optional<Failure> failure();
+
+    /// As failure(), but only callback registrations count.
+    std::optional<Failure> registrationFailure();
+
+    /// Complains about \p failure of \p subject. \return its exit status.
+    ExitStatus fail(const std::string& subject, const Failure& failure);
+
+    /// For a request that the service answered with \p error and \p messages.
+    static Failure refusal(eErrorT error, const std::list<std::string>& messages);
+
+private:
+    std::optional<Failure> firstFailure(bool registrations);
+    std::optional<Failure> judge(const PbUtility::Exchange& exchange);
+
+    const Arguments& m_arguments;
+    Output& m_output;
+    std::unique_ptr<PbUtility::PbUtils> m_socket;
+    std::unique_ptr<PbUtility::RecordingTransport> m_transport;
+};
+
+}  // namespace AppConfigTool
