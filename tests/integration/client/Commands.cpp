@@ -54,6 +54,11 @@ Json get(const Json& command) {
     return {{"value", value}};
 }
 
+Json getParts(const Json& command) {
+    const Parts name = nameIn(command);
+    return {{"value", manager()->getConfigVar(name.node, command.value("ni", 0), name.attribute, command.value("ai", 0))}};
+}
+
 Json set(const Json& command) {
     ConfigResult result;
     const bool ok = manager()->setConfigVar(varIn(command), valueIn(command), &result);
@@ -179,7 +184,7 @@ Json count(const Json& command) {
 
 const std::map<std::string, std::function<Json(const Json&)>>& actions() {
     static const auto* const table = new std::map<std::string, std::function<Json(const Json&)>>{
-        {"get", get},         {"set", set},         {"post", post},           {"validate", validate},
+        {"get", get}, {"get-parts", getParts},         {"set", set},         {"post", post},           {"validate", validate},
         {"reset", reset},     {"options", options}, {"set-options", setOptions}, {"levels", levels},
         {"set-levels", setLevels}, {"role", setRole}, {"watch", watch},       {"unwatch", unwatch},
         {"provide", provide}, {"unprovide", unprovide}, {"release", release}, {"forget", forget},

@@ -12,15 +12,32 @@
 
 #include "AppConfig/AppConfig.h"
 #include "Commands.h"
+#include "Handlers.h"
+#include "IntrudingTransport.h"
 #include "UnixTransport.h"
 
+namespace {
+
+using AppConfigTest::Json;
+
+/// Holds the next message of a type back until the test says release.
+Json pauseBefore(AppConfigTest::IntrudingTransport& transport, const std::string& type) {
+    transport.before(type, [type] {
+        AppConfigTest::emit({{"event", "paused"}, {"type", type}});
+        AppConfigTest::HandlerBook::instance().hang();
+    });
+    return {{"ok", true}};
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-    using AppConfigTest::Json;
     if (argc < 2) return 2;
     PbUtility::TransportOptions options;
     options.runtimeDirectory = argv[1];
     if (argc > 2) options.deadline = std::chrono::milliseconds(std::stoi(argv[2]));
-    PbUtility::UnixTransport transport(options);
+    PbUtility::UnixTransport socket(options);
+    AppConfigTest::IntrudingTransport transport(socket);
     AppConfig::AppCfgManager::getInstance()->setPbInterface(&transport);
 
     std::vector<std::thread> background;
@@ -30,7 +47,8 @@ int main(int argc, char** argv) {
         const auto perform = [command] {
             Json answer;
             try {
-                answer = AppConfigTest::execute(command);
+                answer = command.at("do") == "pause-before" ? pauseBefore(transport, command.at("type"))
+                                                            : AppConfigTest::execute(command);
             } catch (const std::exception& failure) {
                 answer = {{"failure", failure.what()}};
             }

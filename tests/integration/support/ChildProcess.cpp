@@ -89,6 +89,11 @@ void ChildProcess::writeLine(const std::string& line) {
     }
 }
 
+void ChildProcess::closeInput() {
+    if (m_in >= 0) ::close(m_in);
+    m_in = -1;
+}
+
 void ChildProcess::drain(Stream& stream) {
     char buffer[16384];
     for (;;) {

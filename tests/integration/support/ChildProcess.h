@@ -27,6 +27,9 @@ public:
     /// Writes \p line and a line end to the process's standard input.
     void writeLine(const std::string& line);
 
+    /// Lets the process see the end of its standard input.
+    void closeInput();
+
     /// Waits for a whole line of standard output, or of standard error, that \p matches; lines before it are passed
     /// over. \return the line without its end; nothing when the process ended or \p deadline passed before.
     std::optional<std::string> waitForLine(const std::function<bool(const std::string&)>& matches,
