@@ -132,7 +132,7 @@ INSTANTIATE_TEST_SUITE_P(
                       Refusal{"TooManyElements", {"set", "system.servers", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, "8"},
                       Refusal{"NotOfThePattern", {"set", "system.label", "Not This"}, "[a-z0-9]{0,16}"},
                       Refusal{"RoleBelowTheWriteLevel", {"set", "net.wifi[1].ssid", "x", "--role", "1"}, "role"}),
-    [](const auto& info) { return info.param.name; });
+    [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(Appcfg, ValidateAsksWithoutWriting) {
     EXPECT_DONE(appcfg({"validate", "display.brightness", "30"}), "valid\n");

@@ -69,7 +69,7 @@ INSTANTIATE_TEST_SUITE_P(
         Inside{"SetLevels", {{"do", "set-levels"}, {"var", "display.on"}, {"write", 1}}, {{"ok", true}, {"error", 0}}},
         Inside{"Validate", {{"do", "validate"}, {"var", "audio.volume"}, {"value", {"x"}}}, {{"ok", false}}},
         Inside{"Reset", {{"do", "reset"}, {"var", "audio.volume"}}, {{"ok", true}}}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& tested) { return std::string(tested.param.name); });
 
 class HandlerFailures : public ::testing::Test {
 protected:

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <memory>
 
+#include "AppConfig/ErrorType.h"
 #include "ClientProcess.h"
 #include "ServiceProcess.h"
 

@@ -44,7 +44,7 @@ int main(int argc, char** argv) {
     std::string line;
     while (std::getline(std::cin, line)) {
         const Json command = Json::parse(line);
-        const auto perform = [command] {
+        const auto perform = [command, &transport] {
             Json answer;
             try {
                 answer = command.at("do") == "pause-before" ? pauseBefore(transport, command.at("type"))
