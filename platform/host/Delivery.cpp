@@ -257,12 +257,16 @@ void Delivery::lose(Remote& remote, const Outcome& why) {
     if (before == Phase::greeting) m_reachability.attemptEnded(remote.endpoint, -1);
 
     const bool remarkable = why.status == TRANSPORT_PROTOCOL_ERROR || why.status == TRANSPORT_REFUSED;
-    if (remarkable && why.reason != remote.reported) {
-        remote.reported = why.reason;
-        std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s: %s\n",
-                     remote.endpoint.c_str(), transportStatusText(why.status), why.reason.c_str());
-    }
+    if (remarkable) report(remote, why);
     if (before == Phase::up) observe(remote, false);
+}
+
+/// Says once why a connection is closed, and not again with each attempt that ends the same way.
+void Delivery::report(Remote& remote, const Outcome& why) {
+    const std::string sentence = std::string(transportStatusText(why.status)) + ": " + why.reason;
+    if (std::exchange(remote.reported, sentence) == sentence) return;
+    std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s\n", remote.endpoint.c_str(),
+                 sentence.c_str());
 }
 
 void Delivery::schedule(Remote& remote) {
@@ -288,12 +292,12 @@ void Delivery::deliverQueued() {
         const Queued next = std::move(m_queue.front());
         m_queue.pop_front();
         m_queuedBytes -= next.frame.payload().size();
+        --next.remote->queued;
         dispatch(next.frame, 0);
+        // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
         if (next.frame.has_sequence()) {
             m_resume.delivered(next.remote->endpoint, next.epoch, next.frame.sequence());
         }
-        // Counted until here: a connection made while the handler ran would tell a resume point before this one.
-        --next.remote->queued;
     }
 }
 

@@ -93,6 +93,7 @@ private:
     void take(Remote& remote, const std::shared_ptr<FrameStream>& stream, Frame& frame);
     void welcomed(Remote& remote, const Welcome& welcome);
     void lose(Remote& remote, const Outcome& why);
+    void report(Remote& remote, const Outcome& why);
     void schedule(Remote& remote);
     void enqueue(Remote& remote, Frame& frame);
     void deliverQueued();

@@ -1,0 +1,146 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "Endpoint.h"
+#include "TemporaryDirectory.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using AppConfigTest::TemporaryDirectory;
+
+struct NameCase {
+    std::string name;
+    bool valid;
+};
+
+class EndpointNames : public testing::TestWithParam<NameCase> {};
+
+TEST_P(EndpointNames, AreThoseThatCannotLeaveADirectory) {
+    EXPECT_EQ(isEndpointName(GetParam().name), GetParam().valid) << "name: '" << GetParam().name << "'";
+}
+
+INSTANTIATE_TEST_SUITE_P(Table, EndpointNames,
+                         testing::Values(NameCase{"ConfigSrvc", true}, NameCase{"node2/ConfigSrvc", true},
+                                         NameCase{"a", true}, NameCase{"a/b/c/d", true}, NameCase{"A-Z_0.9", true},
+                                         NameCase{"...", true}, NameCase{".a", true}, NameCase{"a..b", true},
+                                         NameCase{std::string(127, 'x'), true}, NameCase{std::string(128, 'x'), false},
+                                         NameCase{"", false}, NameCase{".", false}, NameCase{"..", false},
+                                         NameCase{"/", false}, NameCase{"/a", false}, NameCase{"a/", false},
+                                         NameCase{"a//b", false}, NameCase{"a/../b", false}, NameCase{"../a", false},
+                                         NameCase{"a/..", false}, NameCase{"a/./b", false}, NameCase{"a b", false},
+                                         NameCase{"a\\b", false}, NameCase{"a\n", false},
+                                         NameCase{std::string("a\0b", 3), false}, NameCase{"\xC3\xA4", false},
+                                         NameCase{"a:b", false}, NameCase{"~", false}));
+
+class RuntimeDirectory : public testing::Test {
+protected:
+    RuntimeDirectory() { setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1); }
+    ~RuntimeDirectory() override { unsetenv("XDG_RUNTIME_DIR"); }
+
+    TemporaryDirectory directory;
+};
+
+TEST_F(RuntimeDirectory, IsBelowTheUsersRuntimeDirectoryWhenThereIsOne) {
+    EXPECT_EQ(defaultRuntimeDirectory(), directory.path() + "/appconfig");
+}
+
+TEST_F(RuntimeDirectory, IsNamedAfterTheUserWhenThereIsNone) {
+    unsetenv("XDG_RUNTIME_DIR");
+    EXPECT_EQ(defaultRuntimeDirectory(), "/tmp/appconfig-" + std::to_string(getuid()));
+}
+
+TEST_F(RuntimeDirectory, IgnoresARelativeSetting) {
+    setenv("XDG_RUNTIME_DIR", "somewhere", 1);
+    EXPECT_EQ(defaultRuntimeDirectory(), "/tmp/appconfig-" + std::to_string(getuid()));
+}
+
+TEST_F(RuntimeDirectory, IsCreatedForItsUserAlone) {
+    EXPECT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    struct stat status {};
+    ASSERT_EQ(stat(defaultRuntimeDirectory().c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
+    EXPECT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "") << "a second time must do no harm";
+}
+
+TEST_F(RuntimeDirectory, IsNotCreatedByLookingAtIt) {
+    EXPECT_EQ(checkRuntimeDirectory(defaultRuntimeDirectory()), "");
+    EXPECT_NE(access(defaultRuntimeDirectory().c_str(), F_OK), 0);
+}
+
+TEST_F(RuntimeDirectory, IsRefusedAsASymbolicLink) {
+    const TemporaryDirectory elsewhere;
+    ASSERT_EQ(symlink(elsewhere.path().c_str(), defaultRuntimeDirectory().c_str()), 0);
+    const std::string reason = prepareRuntimeDirectory(defaultRuntimeDirectory());
+    EXPECT_NE(reason.find(defaultRuntimeDirectory()), std::string::npos) << reason;
+    EXPECT_NE(reason.find("symbolic link"), std::string::npos) << reason;
+    EXPECT_EQ(checkRuntimeDirectory(defaultRuntimeDirectory()), reason);
+}
+
+TEST_F(RuntimeDirectory, IsRefusedWhenOthersMayWriteToIt) {
+    ASSERT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    ASSERT_EQ(chmod(defaultRuntimeDirectory().c_str(), 0770), 0);
+    EXPECT_NE(prepareRuntimeDirectory(defaultRuntimeDirectory()).find("other users may write"), std::string::npos);
+}
+
+TEST_F(RuntimeDirectory, IsRefusedWhenItBelongsToAnotherUser) {
+    ASSERT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    if (chown(defaultRuntimeDirectory().c_str(), 12345, static_cast<gid_t>(-1)) != 0) {
+        // Without the right to give a directory away, one that belongs to the system serves.
+        ASSERT_EQ(rmdir(defaultRuntimeDirectory().c_str()), 0);
+        ASSERT_EQ(symlink("/", defaultRuntimeDirectory().c_str()), 0);
+        EXPECT_NE(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    } else {
+        EXPECT_NE(prepareRuntimeDirectory(defaultRuntimeDirectory()).find("another user"), std::string::npos);
+    }
+}
+
+TEST_F(RuntimeDirectory, IsRefusedWhenItIsAFile) {
+    FILE* file = fopen(defaultRuntimeDirectory().c_str(), "w");
+    ASSERT_NE(file, nullptr);
+    fclose(file);
+    EXPECT_NE(prepareRuntimeDirectory(defaultRuntimeDirectory()).find("not a directory"), std::string::npos);
+}
+
+TEST_F(RuntimeDirectory, MayBeALinkWhenTheCallerChoseIt) {
+    const TemporaryDirectory elsewhere;
+    const std::string link = directory.path() + "/chosen";
+    ASSERT_EQ(symlink(elsewhere.path().c_str(), link.c_str()), 0);
+    EXPECT_EQ(prepareRuntimeDirectory(link), "");
+}
+
+TEST_F(RuntimeDirectory, ThatCannotBeCreatedIsNamed) {
+    const std::string missing = directory.path() + "/no/such/place";
+    EXPECT_NE(prepareRuntimeDirectory(missing).find(missing), std::string::npos);
+}
+
+TEST_F(RuntimeDirectory, GetsTheDirectoriesThatAnEndpointNeeds) {
+    EXPECT_EQ(prepareEndpointDirectory(directory.path(), "a/b/ConfigSrvc"), "");
+    struct stat status {};
+    EXPECT_EQ(stat((directory.path() + "/a/b").c_str(), &status), 0);
+    EXPECT_NE(stat((directory.path() + "/a/b/ConfigSrvc").c_str(), &status), 0);
+}
+
+TEST(EndpointPath, LiesInTheDirectory) {
+    EXPECT_EQ(endpointPath("/run/x", "node2/ConfigSrvc").path, "/run/x/node2/ConfigSrvc");
+    EXPECT_EQ(endpointPath("/run/x", "node2/ConfigSrvc").error, "");
+}
+
+TEST(EndpointPath, OfABadNameIsNone) {
+    const EndpointPath place = endpointPath("/run/x", "../secret");
+    EXPECT_EQ(place.path, "");
+    EXPECT_NE(place.error.find("../secret"), std::string::npos) << place.error;
+}
+
+TEST(EndpointPath, ThatNoSocketAddressHoldsIsRefusedWithTheLimit) {
+    const EndpointPath longest = endpointPath("/" + std::string(96, 'd'), "ConfigSrvc");
+    EXPECT_NE(longest.error.find("107"), std::string::npos) << longest.error;
+    EXPECT_EQ(longest.path, "");
+    EXPECT_EQ(endpointPath("/" + std::string(95, 'd'), "ConfigSrvc").path.size(), 107U);
+}
+
+}  // namespace

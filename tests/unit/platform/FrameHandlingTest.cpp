@@ -1,0 +1,90 @@
+// What a peer may not send over the delivery connection ends that connection, and hurts nobody else.
+#include <gmock/gmock.h>
+
+#include "Handlers.h"
+#include "TransportFixture.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace AppConfigTest;
+using namespace PbUtility;
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+struct HostileCase {
+    const char* name;
+    std::string bytes;
+    const char* reason;
+};
+
+std::string encoded(Kind kind, std::uint32_t id = 0) {
+    Frame frame;
+    frame.set_kind(kind);
+    if (id != 0) frame.set_message_id(id);
+    return encodeFrame(frame);
+}
+
+class HostileDelivery : public TransportFixture, public testing::WithParamInterface<HostileCase> {};
+
+TEST_P(HostileDelivery, IsCutWithAReasonAndResumed) {
+    ScriptedPeer other(directory.path() + "/Other");
+    Journal journal;
+    Handler handler([&](const MSG_Message* message) { journal.add(valueOf(message)); });
+    testing::internal::CaptureStderr();
+    UnixTransport transport(options());
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    transport.addRemoteEndpoint("Other", -1);
+    peer.awaitDelivery()->sendBytes(GetParam().bytes);
+
+    peer.awaitDelivery(2)->send(notification("resumed", 1));
+    EXPECT_THAT(journal.await(1), ElementsAre("resumed"));
+    other.awaitDelivery()->send(notification("unhurt", 1));
+    EXPECT_THAT(journal.await(2), ElementsAre("resumed", "unhurt"));
+    EXPECT_EQ(other.connections(DELIVERY), 1U);
+    transport.end();
+    const std::string complaint = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(complaint, HasSubstr("ConfigSrvc"));
+    EXPECT_THAT(complaint, HasSubstr(GetParam().reason));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Table, HostileDelivery,
+    testing::Values(HostileCase{"Garbage", std::string(300, 'G'), "does not parse"},
+                    HostileCase{"LengthWithoutEnd", std::string(10, '\xFF'), "not a 32-bit number"},
+                    HostileCase{"Oversize", std::string("\xFF\xFF\xFF\x7F", 4), "the limit is"},
+                    HostileCase{"SecondWelcome", encoded(WELCOME), "WELCOME may not come here"},
+                    HostileCase{"UnsolicitedReply", encoded(REPLY, 0x1A0405), "REPLY may not come here"},
+                    HostileCase{"Request", encoded(REQUEST, 0x1A0404), "REQUEST may not come here"},
+                    HostileCase{"UnknownNotification", encoded(NOTIFICATION, 0x7F), "no message has the id 127"},
+                    HostileCase{"NotificationWithoutId", encoded(NOTIFICATION), "no message has the id 0"},
+                    HostileCase{"UnknownAsk", encoded(ASK, 0x7F), "no message has the id 127"},
+                    HostileCase{"UnknownKind", std::string("\x02\x08\x63"), "does not parse"},
+                    HostileCase{"Refusal", encoded(REFUSED), "refused"}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+class HostileGreeting : public TransportFixture {};
+
+TEST_F(HostileGreeting, IsNoReasonToFailLaterOnes) {
+    int greetings = 0;
+    peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        if (frame.hello().purpose() == DELIVERY && ++greetings == 1) {
+            connection.sendBytes(encoded(NOTIFICATION, 0x1A0143));
+        } else {
+            peer.welcome(connection);
+        }
+    });
+    Journal journal;
+    Handler handler([&](const MSG_Message* message) { journal.add(valueOf(message)); });
+    testing::internal::CaptureStderr();
+    UnixTransport transport(options());
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery(2)->send(notification("x", 1));
+    EXPECT_THAT(journal.await(1), ElementsAre("x"));
+    transport.end();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("NOTIFICATION may not come here"));
+}
+
+}  // namespace

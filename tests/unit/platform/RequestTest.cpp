@@ -1,0 +1,389 @@
+// What a request and a one-way message do when all goes well, and when the service does not.
+#include <gmock/gmock.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <atomic>
+#include <future>
+#include <thread>
+
+#include "Endpoint.h"
+#include "TransportFixture.h"
+#include "frame.pb.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace AppConfigTest;
+using namespace PbUtility;
+using namespace std::chrono_literals;
+using testing::HasSubstr;
+
+class Request : public TransportFixture {};
+
+TEST_F(Request, BringsTheAnswerBack) {
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(lastTransportFailure(), "");
+}
+
+TEST_F(Request, IntroducesTheClientOnce) {
+    UnixTransport transport(options());
+    peer.setStore("S", 12);
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    const auto hellos = peer.awaitHellos(REQUESTS, 1);
+    ASSERT_EQ(hellos.size(), 1U) << "a second request opened a second connection";
+    EXPECT_EQ(hellos[0].version(), 1U);
+    EXPECT_EQ(hellos[0].endpoint(), transport.localEndpoint());
+    EXPECT_EQ(hellos[0].store(), "");
+    EXPECT_EQ(hellos[0].joined(), 0U);
+    EXPECT_EQ(hellos[0].delivered(), 0U);
+    EXPECT_EQ(peer.connections(DELIVERY), 0U) << "nobody named a remote endpoint";
+}
+
+TEST_F(Request, IsAnsweredTo64ThreadsAtOnce) {
+    UnixTransport transport(options());
+    std::atomic<int> failures{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 64; ++thread) {
+        threads.emplace_back([&, thread] {
+            for (int turn = 0; turn < 20; ++turn) {
+                if (read(transport, std::to_string(thread) + "/" + std::to_string(turn)) != TRANSPORT_OK) ++failures;
+            }
+        });
+    }
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(failures, 0);
+}
+
+TEST_F(Request, KeepsOnlySoManyIdleConnections) {
+    TransportOptions few = options();
+    few.idleConnections = 0;
+    UnixTransport transport(few);
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(peer.awaitHellos(REQUESTS, 2).size(), 2U);
+}
+
+TEST_F(Request, FollowsTheOneWayMessagesOfItsThreadOnTheirConnection) {
+    UnixTransport transport(options());
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    ASSERT_EQ(write(transport, "mine"), TRANSPORT_OK);
+    std::thread([&] { EXPECT_EQ(read(transport, "others"), TRANSPORT_OK); }).join();
+    EXPECT_EQ(peer.connections(REQUESTS), 2U) << "another thread took the connection that a request must follow on";
+    ASSERT_EQ(read(transport, "mine too"), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 2U);
+    EXPECT_EQ(peer.received(ONE_WAY).size(), 1U);
+}
+
+TEST_F(Request, WithoutAServiceFailsAtOnceNamingTheEndpoint) {
+    peer.stop();
+    UnixTransport transport(options());
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("ConfigSrvc"));
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("nobody listens"));
+}
+
+TEST_F(Request, WithoutAServiceFailsAtOnceAlsoWhenDeliveriesAreAwaited) {
+    peer.stop();
+    UnixTransport transport(options());
+    ASSERT_EQ(transport.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+}
+
+TEST_F(Request, ToASocketThatADeadServiceLeftFailsAtOnce) {
+    const std::string left = directory.path() + "/Left";
+    const FileDescriptor socket(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    left.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(socket.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport, "x", "Left"), TRANSPORT_NO_SUCH_ENDPOINT);
+}
+
+TEST_F(Request, ThatIsNeverAnsweredEndsAtTheDeadline) {
+    peer.onRequest(nullptr);
+    UnixTransport transport(options(100ms));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(transport), TRANSPORT_TIMED_OUT);
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, 100ms);
+    EXPECT_LT(took, 5s);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("deadline"));
+}
+
+TEST_F(Request, ToAServiceThatNeverGreetsEndsAtTheDeadline) {
+    peer.onHello(nullptr);
+    UnixTransport transport(options(100ms));
+    ASSERT_EQ(transport.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(read(transport), TRANSPORT_TIMED_OUT);
+    const auto took = std::chrono::steady_clock::now() - start;
+    EXPECT_GE(took, 100ms);
+    EXPECT_LT(took, 5s);
+}
+
+TEST_F(Request, ThatRanOutOfTimeLeavesItsConnectionBehind) {
+    std::promise<Frame> late;
+    std::shared_future<Frame> lateFrame = late.get_future().share();
+    peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        if (frame.correlation() == 1 && lateFrame.wait_for(0s) != std::future_status::ready) {
+            late.set_value(frame);
+            return;
+        }
+        ScriptedPeer::answer(connection, frame);
+    });
+    UnixTransport transport(options(200ms));
+    ASSERT_EQ(read(transport, "late"), TRANSPORT_TIMED_OUT);
+    EXPECT_EQ(read(transport, "next"), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 2U);
+}
+
+TEST_F(Request, IsBrokenOffWhenTheServiceGoes) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame&) { connection.close(); });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_BROKEN_OFF);
+    peer.onRequest(&ScriptedPeer::answer);
+    EXPECT_EQ(read(transport), TRANSPORT_OK) << "one broken connection must not hurt the next request";
+}
+
+TEST_F(Request, DoesNotFailOverAConnectionThatTheServiceClosedWhileItWasIdle) {
+    UnixTransport transport(options());
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    peer.stop();
+    peer.start();
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 2U);
+}
+
+TEST_F(Request, IsSentOnceWhenItsConnectionBreaks) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame&) { connection.close(); });
+    UnixTransport transport(options());
+    ASSERT_EQ(read(transport), TRANSPORT_BROKEN_OFF);
+    EXPECT_EQ(peer.await(REQUEST, 1).size(), 1U) << "the service may have acted on it, so it must not be repeated";
+}
+
+TEST_F(Request, LargerThanAFrameIsNotSent) {
+    TransportOptions small = options();
+    small.frameLimit = 1000;
+    UnixTransport transport(small);
+    EXPECT_EQ(read(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("1000"));
+    EXPECT_EQ(peer.connections(REQUESTS), 0U);
+    EXPECT_EQ(write(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
+    EXPECT_EQ(read(transport, std::string(900, 'x')), TRANSPORT_OK);
+}
+
+TEST_F(Request, MayBeAsLargeAsTheLimitAllows) {
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport, std::string(15U << 20U, 'x')), TRANSPORT_OK);
+}
+
+TEST_F(Request, WithAReplyOverTheLimitFailsWithTheSizes) {
+    TransportOptions small = options();
+    small.frameLimit = 1000;
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        connection.send(ScriptedPeer::replyTo(frame, std::string(5000, 'x')));
+    });
+    UnixTransport transport(small);
+    EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("the limit is 1000"));
+    peer.onRequest(&ScriptedPeer::answer);
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+}
+
+TEST_F(Request, MeetsGarbageWithAReasonAndANewConnection) {
+    peer.onRequest(
+        [](ScriptedPeer::Connection& connection, const Frame&) { connection.sendBytes(std::string(300, 'G')); });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("broke the transport's rules"));
+    peer.onRequest(&ScriptedPeer::answer);
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+}
+
+TEST_F(Request, DoesNotTakeAReplyToAnotherRequest) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "hello");
+        reply.set_correlation(frame.correlation() + 1);
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+}
+
+TEST_F(Request, DropsAConnectionThatBroughtAReplyUnasked) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        // In one piece, so that the second one is there when the first has been read.
+        connection.sendBytes(encodeFrame(ScriptedPeer::replyTo(frame, "hello")) +
+                             encodeFrame(ScriptedPeer::replyTo(frame, "unasked")));
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 2U);
+}
+
+TEST_F(Request, IsToldWhyItIsRefused) {
+    peer.onHello([](ScriptedPeer::Connection& connection, const Frame&) {
+        Frame frame;
+        frame.set_kind(REFUSED);
+        frame.set_reason("too many clients");
+        connection.send(frame);
+        connection.close();
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_REFUSED);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("too many clients"));
+}
+
+TEST_F(Request, IsToldThatItIsNotSupported) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply;
+        reply.set_kind(REPLY);
+        reply.set_correlation(frame.correlation());
+        reply.set_status(UNSUPPORTED);
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
+    EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
+    EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";
+}
+
+TEST_F(Request, IsToldThatItDidNotParse) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply;
+        reply.set_kind(REPLY);
+        reply.set_correlation(frame.correlation());
+        reply.set_status(UNREADABLE);
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_UNREADABLE_REQUEST);
+}
+
+TEST_F(Request, NeverTakesAnUnknownStatusForSuccess) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "hello");
+        reply.clear_status();
+        std::string bytes = reply.SerializeAsString() + std::string("\x28\x63");  // status 99
+        connection.sendBytes(std::string(1, static_cast<char>(bytes.size())) + bytes);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+}
+
+TEST_F(Request, ClearsTheResponseWhenTheReplyDoesNotParse) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "hello");
+        reply.set_payload("\xFF\xFF\xFF");
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    ConfigIF::ReadReq request;
+    ConfigIF::ReadRsp response;
+    response.add_value("old");
+    EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
+    EXPECT_EQ(response.value_size(), 0);
+}
+
+TEST_F(Request, DoesNotTakeAReplyOfAnotherType) {
+    UnixTransport transport(options());
+    const ConfigIF::ReadReq request;
+    ConfigIF::WriteRsp response;
+    EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("ConfigIF.ReadRsp came instead of ConfigIF.WriteRsp"));
+}
+
+TEST_F(Request, MayDiscardItsReply) {
+    UnixTransport transport(options());
+    EXPECT_EQ(transport.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
+}
+
+TEST_F(Request, WithoutAnIdDoesNotTravel) {
+    UnixTransport transport(options());
+    EXPECT_EQ(transport.send(Frame(), "ConfigSrvc", nullptr), TRANSPORT_UNKNOWN_MESSAGE);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("AppConfigHost.Frame"));
+}
+
+TEST_F(Request, ToABadNameIsRefusedWithoutLeavingTheDirectory) {
+    UnixTransport transport(options());
+    for (const char* name : {"../ConfigSrvc", "", "/ConfigSrvc", "a//b"}) {
+        EXPECT_EQ(read(transport, "x", name), TRANSPORT_BAD_ENDPOINT) << name;
+        EXPECT_EQ(transport.addRemoteEndpoint(name, -1), TRANSPORT_BAD_ENDPOINT) << name;
+    }
+}
+
+TEST_F(Request, WithAPathTooLongForASocketSaysSo) {
+    TransportOptions deep = options();
+    deep.runtimeDirectory = "/tmp/" + std::string(120, 'd');
+    UnixTransport transport(deep);
+    EXPECT_EQ(read(transport), TRANSPORT_BAD_ENDPOINT);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("107"));
+}
+
+TEST_F(Request, FailsWhenTheTransportEnds) {
+    peer.onRequest(nullptr);
+    UnixTransport transport(options());
+    auto call = std::async(std::launch::async, [&] { return read(transport); });
+    ASSERT_EQ(peer.await(REQUEST, 1).size(), 1U);
+    transport.end();
+    EXPECT_EQ(call.get(), TRANSPORT_ENDED);
+    EXPECT_EQ(read(transport), TRANSPORT_ENDED);
+    EXPECT_EQ(write(transport, "x"), TRANSPORT_ENDED);
+    EXPECT_EQ(transport.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_ENDED);
+}
+
+TEST_F(Request, ServesSeveralEndpointsIndependently) {
+    ScriptedPeer other(directory.path() + "/Other");
+    UnixTransport transport(options(200ms));
+    peer.onRequest(nullptr);
+    EXPECT_EQ(read(transport), TRANSPORT_TIMED_OUT);
+    EXPECT_EQ(read(transport, "x", "Other"), TRANSPORT_OK);
+}
+
+TEST(OneWay, WaitsOnlySoLongForAServiceThatDoesNotRead) {
+    const TemporaryDirectory directory;
+    // Greets, and then sits in its answer to the request for as long as the test needs.
+    ScriptedPeer peer(directory.path() + "/ConfigSrvc");
+    std::promise<void> done;
+    std::shared_future<void> mayGoOn = done.get_future().share();
+    peer.onRequest([mayGoOn](ScriptedPeer::Connection& connection, const Frame& frame) {
+        ScriptedPeer::answer(connection, frame);
+        mayGoOn.wait();
+    });
+    TransportOptions options;
+    options.runtimeDirectory = directory.path();
+    options.deadline = 200ms;
+    UnixTransport transport(options);
+    ASSERT_EQ(transport.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
+    ConfigIF::WriteReq large;
+    large.set_client_name(std::string(8U << 20U, 'x'));
+    EXPECT_EQ(transport.send(large, "ConfigSrvc", nullptr), TRANSPORT_TIMED_OUT);
+    done.set_value();
+}
+
+TEST(LocalEndpoint, IsAValidNameAndAnotherOneForEachTransport) {
+    UnixTransport first;
+    UnixTransport second;
+    EXPECT_TRUE(isEndpointName(first.localEndpoint())) << first.localEndpoint();
+    EXPECT_NE(first.localEndpoint(), second.localEndpoint());
+    EXPECT_THAT(first.localEndpoint(), HasSubstr("-" + std::to_string(getpid()) + "-"));
+}
+
+TEST(TransportStatusText, IsThereForEveryNumber) {
+    for (int status = TRANSPORT_OK; status <= TRANSPORT_ENDED; ++status) {
+        EXPECT_STRNE(transportStatusText(status), "an unknown status") << status;
+    }
+    EXPECT_STREQ(transportStatusText(-1), "an unknown status");
+    EXPECT_STREQ(transportStatusText(TRANSPORT_ENDED + 1), "an unknown status");
+}
+
+}  // namespace

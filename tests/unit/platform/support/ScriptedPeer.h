@@ -1,0 +1,112 @@
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "FileDescriptor.h"
+#include "FrameCodec.h"
+#include "InProcessTransport.h"
+
+namespace AppConfigTest {
+
+/// The far side of a transport as a test wants it: speaks frames over real sockets and does what it was told, also what
+/// no peer should. Every request is answered with a ReadRsp whose only value is the request's client_name, unless the
+/// test says otherwise. Thread-safe; one thread per connection.
+class ScriptedPeer final : public PbUtility::InProcessPeer {
+public:
+    static constexpr std::chrono::seconds patience{20};
+
+    class Connection {
+    public:
+        explicit Connection(AppConfigHost::FileDescriptor socket) : m_socket(std::move(socket)) {}
+
+        void send(const AppConfigHost::Frame& frame) { sendBytes(AppConfigHost::encodeFrame(frame)); }
+        void sendBytes(const std::string& bytes);
+        void close();
+
+    private:
+        friend class ScriptedPeer;
+
+        AppConfigHost::FileDescriptor m_socket;
+        std::mutex m_writing;
+        AppConfigHost::Hello m_hello;
+        bool m_closed = false;  ///< guarded by m_writing
+        std::thread m_thread;
+    };
+
+    /// Takes part in what follows; called on the connection's thread.
+    using OnFrame = std::function<void(Connection& connection, const AppConfigHost::Frame& frame)>;
+
+    /// \p path: where to listen; empty: only connections made by connect().
+    explicit ScriptedPeer(std::string path = {});
+    ~ScriptedPeer() override;
+
+    /// Begins to listen; called by the constructor.
+    void start();
+    /// Ends all connections and stops to listen.
+    void stop();
+    /// Ends all connections and goes on listening.
+    void hangUp();
+
+    int connect(const std::string& endpoint) override;
+
+    /// How the next connections are greeted; a null function for not at all.
+    void onHello(OnFrame function);
+    /// What happens to requests from now on; a null function: nothing.
+    void onRequest(OnFrame function);
+    void setStore(const std::string& store, std::uint64_t changes);
+
+    /// The default behaviours.
+    void welcome(Connection& connection);
+    static void answer(Connection& connection, const AppConfigHost::Frame& request);
+    static AppConfigHost::Frame replyTo(const AppConfigHost::Frame& request, const std::string& value);
+
+    /// \return the first \p count frames of \p kind that came, as soon as there are so many; fewer when the patience is
+    /// over.
+    std::vector<AppConfigHost::Frame> await(AppConfigHost::Kind kind, std::size_t count);
+    std::vector<AppConfigHost::Frame> received(AppConfigHost::Kind kind);
+    /// The same for HELLOs of one purpose.
+    std::vector<AppConfigHost::Hello> awaitHellos(AppConfigHost::Purpose purpose, std::size_t count);
+
+    /// \return the \p count-th delivery connection that was ever greeted; null when the patience is over.
+    std::shared_ptr<Connection> awaitDelivery(std::size_t count = 1);
+
+    /// \return how many connections of \p purpose were ever greeted.
+    std::size_t connections(AppConfigHost::Purpose purpose);
+
+private:
+    void accept(int listener);
+    void serve(const std::shared_ptr<Connection>& connection);
+    void adopt(AppConfigHost::FileDescriptor socket);
+    void record(const AppConfigHost::Frame& frame);
+
+    const std::string m_path;
+
+    std::mutex m_mutex;
+    std::condition_variable m_changed;
+    OnFrame m_onHello;
+    OnFrame m_onRequest;
+    std::string m_store = "store-1";
+    std::uint64_t m_changes = 0;
+    bool m_listening = false;
+    std::vector<AppConfigHost::Frame> m_frames;
+    std::vector<std::shared_ptr<Connection>> m_connections;
+    std::vector<std::shared_ptr<Connection>> m_deliveries;
+
+    AppConfigHost::FileDescriptor m_listener;
+    std::thread m_acceptor;
+};
+
+/// \return a notification of \p sequence that says that a variable has the value \p value.
+AppConfigHost::Frame notification(const std::string& value, std::uint64_t sequence);
+
+/// \return an ask for the validation of a value.
+AppConfigHost::Frame ask(std::uint64_t correlation, const std::string& clientName = "asker");
+
+}  // namespace AppConfigTest
