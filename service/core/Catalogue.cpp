@@ -1,0 +1,116 @@
+#include "core/Catalogue.h"
+
+#include <algorithm>
+
+namespace AppConfigService {
+
+bool Variable::isDefault() const {
+    return sameMeaning(*definition, row.value, effectiveDefault(*definition, row.options, row.defaultIndex));
+}
+
+void Catalogue::restore(const std::vector<VariableRow>& rows) {
+    for (const VariableRow& row : rows) insert(row.name).row = row;
+}
+
+Adoption Catalogue::adopt(const VariableDefinition& definition) const {
+    Adoption result;
+    VariableRow& row = result.row;
+    const Variable* known = find(definition.name);
+    if (known != nullptr) row = known->row;
+    row.name = definition.name;
+
+    if (row.ownOptions) {
+        const Verdict verdict = checkOptions(definition, row.options, row.defaultIndex);
+        row.ownOptions = verdict.ok();
+        result.complaint = verdict.message;
+    }
+    if (!row.ownOptions) {
+        row.options = definition.options;
+        row.defaultIndex = definition.defaultIndex;
+    }
+    if (row.ownValue) {
+        const Verdict verdict = checkValue(definition, row.options, row.value);
+        row.ownValue = verdict.ok();
+        if (!verdict.ok()) result.complaint = verdict.message;
+    }
+    if (!row.ownValue) row.value = effectiveDefault(definition, row.options, row.defaultIndex);
+    if (!row.ownReadLevel) row.readLevel = definition.readLevel;
+    if (!row.ownWriteLevel) row.writeLevel = definition.writeLevel;
+
+    // A variable that nobody has heard of cannot be news.
+    if (known != nullptr) {
+        const VariableRow& old = known->row;
+        result.changed[0] = row.value != old.value;
+        result.changed[1] = row.options != old.options || row.defaultIndex != old.defaultIndex;
+        result.changed[2] = row.readLevel != old.readLevel || row.writeLevel != old.writeLevel;
+    }
+    return result;
+}
+
+Variable& Catalogue::define(const VariableDefinition& definition) {
+    Variable& variable = insert(definition.name);
+    variable.definition = std::make_shared<const VariableDefinition>(definition);
+    return variable;
+}
+
+void Catalogue::hideUnless(const std::function<bool(const Variable&)>& keep) {
+    for (const auto& entry : m_variables) {
+        if (!keep(*entry.second)) entry.second->definition.reset();
+    }
+}
+
+Variable* Catalogue::find(const ConfigVar& name) const {
+    const auto found = m_variables.find(name);
+    return found == m_variables.end() ? nullptr : found->second.get();
+}
+
+Variable* Catalogue::findByFullName(const std::string& name) const {
+    const auto found = m_byFullName.find(name);
+    if (found == m_byFullName.end()) return nullptr;
+    for (Variable* variable : found->second) {
+        if (variable->definition) return variable;
+    }
+    return nullptr;
+}
+
+void Catalogue::reached(const std::string& name, const std::function<void(Variable&)>& visit) const {
+    const auto visitAll = [&](const std::vector<Variable*>& variables) {
+        for (Variable* variable : variables) {
+            if (variable->definition) visit(*variable);
+        }
+    };
+    const auto self = m_byFullName.find(name);
+    if (self != m_byFullName.end()) visitAll(self->second);
+    const std::string below = name + ".";
+    for (auto at = m_byFullName.lower_bound(below);
+         at != m_byFullName.end() && at->first.compare(0, below.size(), below) == 0; ++at) {
+        visitAll(at->second);
+    }
+}
+
+void Catalogue::each(const std::function<void(Variable&)>& visit) const {
+    for (const auto& entry : m_variables) {
+        if (entry.second->definition) visit(*entry.second);
+    }
+}
+
+std::size_t Catalogue::size() const {
+    return static_cast<std::size_t>(std::count_if(
+        m_variables.begin(), m_variables.end(), [](const auto& entry) { return entry.second->definition != nullptr; }));
+}
+
+Variable& Catalogue::insert(const ConfigVar& name) {
+    std::unique_ptr<Variable>& slot = m_variables[name];
+    if (slot) return *slot;
+    slot = std::make_unique<Variable>();
+    slot->row.name = name;
+    slot->fullyQualified = name.getFQName();
+    slot->display = displayName(name);
+    std::vector<Variable*>& sameName = m_byFullName[slot->fullyQualified];
+    sameName.push_back(slot.get());
+    std::sort(sameName.begin(), sameName.end(),
+              [](const Variable* a, const Variable* b) { return a->row.name < b->row.name; });
+    return *slot;
+}
+
+}  // namespace AppConfigService

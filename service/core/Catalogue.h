@@ -1,0 +1,71 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "core/ValueRules.h"
+#include "store/StateStore.h"
+
+namespace AppConfigService {
+
+/// One variable: what is laid down about it and what it holds. Its address stays while the catalogue lives.
+struct Variable {
+    VariableRow row;                                       ///< what reads see; replaced whole once a change is stored
+    std::string fullyQualified;                            ///< what registrations are matched with
+    std::string display;                                   ///< for people
+    std::shared_ptr<const VariableDefinition> definition;  ///< null while no definition mentions the variable
+
+    /// \return whether the value means the same as the default under the present options. Needs a definition.
+    bool isDefault() const;
+};
+
+/// What a new definition makes of a variable.
+struct Adoption {
+    VariableRow row;  ///< numbers of changes are not counted up yet
+    bool changed[changeKinds] = {false, false, false};
+    std::string complaint;  ///< why the former value or options had to go; else empty
+};
+
+/// Every variable that the service knows, by name. Owns them. Not thread-safe.
+class Catalogue {
+public:
+    /// Puts in what the store holds; nothing of it is visible before a definition mentions it.
+    void restore(const std::vector<VariableRow>& rows);
+
+    /// \return what \p definition makes of the variable as it is now, without changing anything. A value or options
+    /// that are the variable's own stay where the definition allows them; whatever follows the definition follows.
+    Adoption adopt(const VariableDefinition& definition) const;
+
+    /// Makes \p definition the variable's own. Its row is left to the caller.
+    Variable& define(const VariableDefinition& definition);
+
+    /// Hides each variable that \p keep refuses; what it holds stays for a definition to come.
+    void hideUnless(const std::function<bool(const Variable&)>& keep);
+
+    /// \return the variable of that name, also a hidden one; null when there is none.
+    Variable* find(const ConfigVar& name) const;
+
+    /// \return the defined variable of that fully qualified name with the lowest instances; null when there is none.
+    Variable* findByFullName(const std::string& name) const;
+
+    /// Calls \p visit for each defined variable that a registration for \p name reaches: the name itself, and whatever
+    /// lies below it.
+    void reached(const std::string& name, const std::function<void(Variable&)>& visit) const;
+
+    /// Calls \p visit for each defined variable, in the order of names.
+    void each(const std::function<void(Variable&)>& visit) const;
+
+    /// \return the number of defined variables.
+    std::size_t size() const;
+
+private:
+    Variable& insert(const ConfigVar& name);
+
+    std::map<ConfigVar, std::unique_ptr<Variable>> m_variables;
+    std::map<std::string, std::vector<Variable*>> m_byFullName;  ///< each list in the order of instances
+};
+
+}  // namespace AppConfigService

@@ -1,0 +1,293 @@
+#include "core/Changes.h"
+
+#include <set>
+#include <utility>
+
+#include "MessageIds.h"
+#include "core/Wire.h"
+
+namespace AppConfigService {
+
+namespace {
+
+const char* nameOf(ChangeRequest::Kind kind) {
+    switch (kind) {
+        case ChangeRequest::Kind::write: return "write";
+        case ChangeRequest::Kind::validate: return "validation";
+        case ChangeRequest::Kind::reset: return "reset";
+        case ChangeRequest::Kind::options: return "options";
+    }
+    return "request";
+}
+
+}  // namespace
+
+Changes::Changes(const ServiceOptions& options, const Registrations& registrations, const Clients& clients,
+                 Rounds& rounds, Journal& journal, Notifier& notifier, Log log)
+    : m_options(options),
+      m_registrations(registrations),
+      m_clients(clients),
+      m_rounds(rounds),
+      m_journal(journal),
+      m_notifier(notifier),
+      m_log(std::move(log)) {}
+
+void Changes::submit(ChangeRequest request, Time now) {
+    m_now = now;
+    auto operation = std::make_shared<Operation>();
+    static_cast<ChangeRequest&>(*operation) = std::move(request);
+    operation->order = ++m_order;
+    operation->result.context = m_options.name + "#" + std::to_string(operation->order);
+
+    Verdict verdict = admit(*operation);
+    if (!verdict.ok()) return conclude(operation, verdict);
+    Queue& queue = m_queues[operation->variable];
+    if (!queue.operations.empty()) {
+        if (wouldWaitForItself(*operation)) {
+            return conclude(operation, {CommonIF::ERROR_BUSY, operation->variable->display +
+                                                                  ": a value is being decided on, and the decision "
+                                                                  "waits for the client that asks"});
+        }
+        if (queue.operations.size() >= mostWaiting) {
+            return conclude(operation,
+                            {CommonIF::ERROR_LIMIT, operation->variable->display + ": " + std::to_string(mostWaiting) +
+                                                        " requests wait for the variable already"});
+        }
+    }
+    operation->queued = true;
+    queue.operations.push_back(operation);
+    turn(*operation->variable);
+}
+
+Verdict Changes::admit(Operation& operation) {
+    const Variable& variable = *operation.variable;
+    if (!variable.definition) {
+        return {CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable"};
+    }
+    if (operation.role < variable.row.writeLevel) {
+        return {CommonIF::ERROR_ACCESS_DENIED, variable.display + ": role " + std::to_string(operation.role) +
+                                                   " does not reach the write level " +
+                                                   std::to_string(variable.row.writeLevel)};
+    }
+    const VariableRow& row = variable.row;
+    switch (operation.kind) {
+        case ChangeRequest::Kind::reset:
+            operation.proposed = effectiveDefault(*variable.definition, row.options, row.defaultIndex);
+            return {};
+        case ChangeRequest::Kind::options: {
+            const std::uint32_t kept = row.defaultIndex < operation.options.size() ? row.defaultIndex : 0;
+            return checkOptions(*variable.definition, operation.options, operation.defaultIndex.value_or(kept));
+        }
+        case ChangeRequest::Kind::write:
+        case ChangeRequest::Kind::validate: return checkValue(*variable.definition, row.options, operation.proposed);
+    }
+    return {CommonIF::ERROR_GENERAL, "unknown kind of change"};
+}
+
+bool Changes::wouldWaitForItself(const Operation& operation) const {
+    // Who waits in line waits for the decision that runs; that waits for the clients that are asked; and each of those
+    // may be waiting, from within its handler, for a request that it made after it was asked. Requests that it made
+    // before do not hold its answer up.
+    std::set<Variable*> seen;
+    std::vector<Variable*> next{operation.variable};
+    while (!next.empty()) {
+        Variable* variable = next.back();
+        next.pop_back();
+        if (!seen.insert(variable).second) continue;
+        const auto queue = m_queues.find(variable);
+        if (queue == m_queues.end() || queue->second.operations.empty()) continue;
+        const Operation& running = *queue->second.operations.front();
+        if (!running.round) continue;
+        for (const Rounds::Outstanding& question : m_rounds.outstanding(*running.round)) {
+            if (question.client == operation.client) return true;
+            for (const auto& other : m_queues) {
+                for (const OperationPtr& made : other.second.operations) {
+                    if (made->client == question.client && made->order > question.order) next.push_back(other.first);
+                }
+            }
+        }
+    }
+    return false;
+}
+
+void Changes::turn(Variable& variable) {
+    Queue& queue = m_queues[&variable];
+    // An operation that ends at once brings its successor up through the loop, not through the stack.
+    if (queue.turning) return;
+    queue.turning = true;
+    while (!queue.operations.empty() && !queue.operations.front()->running) {
+        const OperationPtr operation = queue.operations.front();
+        operation->running = true;
+        begin(operation);
+    }
+    queue.turning = false;
+    if (queue.operations.empty()) m_queues.erase(&variable);
+}
+
+void Changes::begin(const OperationPtr& operation) {
+    // Others may have changed the variable while this one waited.
+    const Verdict verdict = admit(*operation);
+    if (!verdict.ok()) return conclude(operation, verdict);
+    if (operation->kind == ChangeRequest::Kind::options) return store(operation);
+    if (operation->proposed == operation->variable->row.value) return conclude(operation, {});
+
+    const auto clients = providers(*operation->variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
+    if (clients.empty()) return decided(operation);
+    operation->round = ask<ConfigIF::DynamicValidateReq>(*operation, operation->proposed, clients,
+                                                         [this, operation](const RoundOutcome& outcome) {
+                                                             operation->round.reset();
+                                                             operation->result.messages = outcome.messages;
+                                                             if (!outcome.verdict.ok())
+                                                                 return conclude(operation, outcome.verdict);
+                                                             decided(operation);
+                                                         });
+}
+
+void Changes::decided(const OperationPtr& operation) {
+    if (operation->kind == ChangeRequest::Kind::validate) return conclude(operation, {});
+    // While the providers thought, levels or the definition may have changed.
+    const Verdict verdict = admit(*operation);
+    if (!verdict.ok()) return conclude(operation, verdict);
+    store(operation);
+}
+
+void Changes::store(const OperationPtr& operation) {
+    m_journal.add([operation](Batch& batch) { stage(*operation, batch); },
+                  [this, operation](bool isStored) {
+                      if (isStored) return stored(operation);
+                      conclude(operation, {CommonIF::ERROR_STORAGE,
+                                           operation->variable->display + ": the service could not store the change"});
+                  });
+}
+
+void Changes::stage(Operation& operation, Batch& batch) {
+    const VariableDefinition& definition = *operation.variable->definition;
+    VariableRow row = operation.variable->row;
+    if (operation.kind == ChangeRequest::Kind::options) {
+        const std::uint32_t kept = row.defaultIndex < operation.options.size() ? row.defaultIndex : 0;
+        const std::uint32_t index = operation.defaultIndex.value_or(kept);
+        if (operation.options != row.options || index != row.defaultIndex) {
+            operation.optionsNumber = row.changes[1] = Journal::nextChange(batch);
+        }
+        row.options = operation.options;
+        row.defaultIndex = index;
+        row.ownOptions = row.options != definition.options || index != definition.defaultIndex;
+        if (!checkValue(definition, row.options, row.value).ok()) {
+            row.value = effectiveDefault(definition, row.options, index);
+        }
+    } else {
+        row.value = operation.proposed;
+    }
+    row.ownValue = row.value != effectiveDefault(definition, row.options, row.defaultIndex);
+    if (row.value != operation.variable->row.value) {
+        operation.valueNumber = row.changes[0] = Journal::nextChange(batch);
+    }
+    batch.entries.emplace_back(row);
+    operation.row = std::move(row);
+}
+
+void Changes::stored(const OperationPtr& operation) {
+    Variable& variable = *operation->variable;
+    variable.row = operation->row;
+    if (operation->optionsNumber != 0) m_notifier.begin(operation->optionsNumber);
+    if (operation->valueNumber == 0) return announce(operation);
+    m_notifier.begin(operation->valueNumber);
+
+    const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
+    if (clients.empty()) return announce(operation);
+    operation->round = ask<ConfigIF::OnChangeReq>(*operation, variable.row.value, clients,
+                                                  [this, operation](const RoundOutcome& outcome) {
+                                                      operation->round.reset();
+                                                      // The value stands: what goes wrong now is told, not undone.
+                                                      operation->result.flag = !outcome.verdict.ok();
+                                                      for (const std::string& message : outcome.messages)
+                                                          operation->result.messages.push_back(message);
+                                                      announce(operation);
+                                                  });
+}
+
+void Changes::announce(const OperationPtr& operation) {
+    const Variable& variable = *operation->variable;
+    // Options first: whoever hears of a new value finds it among the options that it knows.
+    if (operation->optionsNumber != 0) {
+        m_notifier.announce(variable, ChangeKind::options, operation->optionsNumber);
+    }
+    if (operation->valueNumber != 0) m_notifier.announce(variable, ChangeKind::value, operation->valueNumber);
+    conclude(operation, {});
+}
+
+void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
+    ChangeResult& result = operation->result;
+    result.verdict = verdict;
+    Variable& variable = *operation->variable;
+    if (!verdict.ok()) {
+        if (result.messages.empty() && !verdict.message.empty()) result.messages.push_back(verdict.message);
+        m_log(LogLevel::info, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
+                                  operation->client.endpoint + " refused: " + CommonIF::eErrorType_Name(verdict.error));
+        const bool changes =
+            operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
+        Client* client = m_clients.find(operation->client);
+        if (changes && !operation->awaited && client != nullptr && variable.definition) {
+            m_notifier.correct(*client, variable);
+        }
+    } else {
+        m_log(LogLevel::debug,
+              std::string(nameOf(operation->kind)) + " of " + variable.display + " by " + operation->client.endpoint);
+    }
+    operation->reply(result);
+    if (!operation->queued) return;
+    m_queues[&variable].operations.pop_front();
+    turn(variable);
+}
+
+void Changes::inform(Variable& variable) {
+    const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
+    if (clients.empty()) return;
+    Operation operation;
+    operation.variable = &variable;
+    operation.role = highestRole;
+    operation.requester = m_options.name;
+    operation.result.context = m_options.name;
+    const std::string display = variable.display;
+    ask<ConfigIF::OnChangeReq>(operation, variable.row.value, clients, [this, display](const RoundOutcome& outcome) {
+        if (!outcome.verdict.ok()) m_log(LogLevel::warning, display + ": a provider had trouble with its new value");
+    });
+}
+
+std::vector<Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
+    std::vector<Client*> result;
+    for (const auto& target : m_registrations.reaching(variable.fullyQualified, type)) {
+        Client* client = m_clients.find(target.first);
+        if (client == nullptr || !client->delivery) continue;
+        if (client->role < variable.row.readLevel) {
+            m_log(LogLevel::warning, "provider " + target.first.endpoint + " is not asked about " + variable.display +
+                                         ": its role does not reach the read level");
+            continue;
+        }
+        result.push_back(client);
+    }
+    return result;
+}
+
+template <typename Message>
+RoundId Changes::ask(const Operation& operation, const Value& value, const std::vector<Client*>& clients,
+                     Rounds::Finished finished) {
+    const Variable& variable = *operation.variable;
+    Message message;
+    message.set_client_name(operation.requester);
+    message.set_role(roleToWire(operation.role));
+    message.set_server_context(operation.result.context);
+    writeName(variable.row.name, variable.definition->namespaceScoped, m_options.namespaceNumber,
+              *message.mutable_inst_value()->mutable_inst());
+    for (const std::string& element : value) message.mutable_inst_value()->add_value(element);
+    return m_rounds.start(ConfigIF::messageId(message.GetTypeName()), message.SerializeAsString(), variable.display,
+                          clients, ++m_order, m_now, std::move(finished));
+}
+
+std::size_t Changes::waiting() const {
+    std::size_t count = 0;
+    for (const auto& queue : m_queues) count += queue.second.operations.size();
+    return count;
+}
+
+}  // namespace AppConfigService

@@ -1,0 +1,221 @@
+#include "core/Core.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "MessageIds.h"
+#include "core/Wire.h"
+
+namespace AppConfigService {
+
+using AppConfigHost::Frame;
+
+Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
+    : m_store(store),
+      m_outbox(outbox),
+      m_options(std::move(options)),
+      m_log(std::move(log)),
+      m_journal(store),
+      m_notifier(m_options, m_catalogue, m_registrations, m_clients, m_journal, outbox),
+      m_rounds(m_options, outbox),
+      m_changes(m_options, m_registrations, m_clients, m_rounds, m_journal, m_notifier, m_log),
+      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_statistics}) {
+    const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
+    m_notifier.onSent = count;
+    m_rounds.onSent = count;
+    m_requests.reply = [this](const Call& call, const google::protobuf::MessageLite& response) {
+        finish(call, AppConfigHost::OK, &response);
+    };
+    m_requests.fail = [this](const Call& call, AppConfigHost::Status status) { finish(call, status, nullptr); };
+    m_requests.flush = [this] { this->store(); };
+}
+
+void Core::connected(ConnectionId connection, std::uint32_t uid, bool internal) {
+    m_connections[connection] = Connection{uid, internal, std::nullopt, AppConfigHost::REQUESTS, false};
+}
+
+bool Core::busy(ConnectionId connection) const {
+    const auto found = m_connections.find(connection);
+    return found != m_connections.end() && found->second.busy;
+}
+
+void Core::receive(ConnectionId id, const Frame& frame, Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) return;
+    Connection& connection = found->second;
+    if (!connection.client) return hello(id, connection, frame);
+
+    const bool delivery = connection.purpose == AppConfigHost::DELIVERY;
+    switch (frame.kind()) {
+        case AppConfigHost::REQUEST:
+        case AppConfigHost::ONE_WAY:
+            if (!delivery) return request(id, connection, frame);
+            break;
+        case AppConfigHost::ANSWER:
+            if (delivery) {
+                const ClientKey client = *connection.client;
+                return m_rounds.answer(client, frame.correlation(), {frame.answer().begin(), frame.answer().end()});
+            }
+            break;
+        case AppConfigHost::GOODBYE:
+            if (delivery) {
+                const ClientKey client = *connection.client;
+                return forget(client, "said goodbye");
+            }
+            break;
+        default: break;
+    }
+    reject(id, "a " + AppConfigHost::Kind_Name(frame.kind()) + " frame has no place on this connection", now);
+}
+
+int Core::capOf(const Connection& connection) const {
+    if (connection.internal) return highestRole;
+    const auto limit = m_roleLimits.find(connection.uid);
+    if (limit != m_roleLimits.end()) return limit->second;
+    return connection.uid == 0 || connection.uid == m_options.ownUid ? highestRole : 1;
+}
+
+void Core::request(ConnectionId id, Connection& connection, const Frame& frame) {
+    if (ConfigIF::messageName(frame.message_id()).empty()) {
+        return reject(id, "message id " + std::to_string(frame.message_id()) + " is unknown", m_now);
+    }
+    ++m_statistics.received[frame.message_id()];
+    const Call call{id,
+                    frame.correlation(),
+                    frame.message_id(),
+                    frame.kind() == AppConfigHost::REQUEST,
+                    *connection.client,
+                    capOf(connection)};
+    connection.busy = true;
+    if (m_interceptor && !connection.internal) {
+        const Interception decision =
+            m_interceptor({call.client.endpoint, call.messageId, frame.payload(), call.awaited});
+        switch (decision.action) {
+            case Interception::Action::serve: break;
+            case Interception::Action::ignore: connection.busy = false; return m_outbox.idle(id);
+            case Interception::Action::refuse:
+                return m_requests.refuse(call, frame.payload(), decision.error, decision.message);
+            case Interception::Action::disconnect: {
+                m_outbox.close(id);
+                return disconnected(id, m_now);
+            }
+        }
+    }
+    m_requests.serve(call, frame.payload(), m_now);
+}
+
+void Core::finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response) {
+    const auto found = m_connections.find(call.connection);
+    if (found == m_connections.end()) return;
+    found->second.busy = false;
+    if (call.awaited) {
+        Frame frame;
+        frame.set_kind(AppConfigHost::REPLY);
+        frame.set_correlation(call.correlation);
+        frame.set_status(status);
+        if (response != nullptr) {
+            frame.set_message_id(ConfigIF::messageId(response->GetTypeName()));
+            frame.set_payload(response->SerializeAsString());
+            ++m_statistics.sent[frame.message_id()];
+        }
+        m_outbox.send(call.connection, frame, {});
+    }
+    m_outbox.idle(call.connection);
+}
+
+void Core::reject(ConnectionId id, const std::string& reason, Time now) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) return;
+    const std::string who = found->second.client ? found->second.client->endpoint : "a client without a name";
+    m_log(LogLevel::warning, "closing a connection of " + who + ": " + reason);
+    Frame frame;
+    frame.set_kind(AppConfigHost::REFUSED);
+    frame.set_reason(reason);
+    m_outbox.send(id, frame, {});
+    m_outbox.close(id);
+    disconnected(id, now);
+}
+
+void Core::disconnected(ConnectionId id, Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) return;
+    const Connection connection = found->second;
+    m_connections.erase(found);
+    if (!connection.client) return;
+    Client* client = m_clients.find(*connection.client);
+    if (client == nullptr) return;
+    client->connections.erase(id);
+    if (client->connections.empty()) client->goneSince = now;
+    if (client->delivery == id) {
+        client->delivery.reset();
+        m_rounds.lost(*connection.client);
+    }
+    if (connection.internal && m_clients.find(*connection.client) != nullptr &&
+        m_clients.find(*connection.client)->connections.empty()) {
+        forget(*connection.client, "was internal");
+    }
+}
+
+void Core::drop(ConnectionId id) {
+    m_outbox.close(id);
+    disconnected(id, m_now);
+}
+
+void Core::disconnectClient(const std::string& endpoint, Time now) {
+    m_now = now;
+    std::vector<ConnectionId> ids;
+    for (const auto& entry : m_connections) {
+        const Connection& connection = entry.second;
+        if (connection.internal || !connection.client) continue;
+        if (endpoint.empty() || connection.client->endpoint == endpoint) ids.push_back(entry.first);
+    }
+    for (const ConnectionId id : ids) drop(id);
+}
+
+void Core::forget(const ClientKey& key, const char* why) {
+    Client* client = m_clients.find(key);
+    if (client == nullptr) return;
+    m_log(LogLevel::info, "client " + key.endpoint + " is forgotten: it " + why);
+    const std::vector<ConnectionId> connections(client->connections.begin(), client->connections.end());
+    if (client->stored || client->pendingRegistrations != 0) {
+        m_journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); }, [](bool) {});
+    }
+    m_registrations.removeClient(key);
+    m_clients.erase(key);
+    for (const ConnectionId id : connections) {
+        m_outbox.close(id);
+        m_connections.erase(id);
+    }
+    m_rounds.lost(key);
+}
+
+void Core::flush(Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    store();
+}
+
+void Core::store() {
+    const std::string error = m_journal.flush();
+    if (!error.empty()) m_log(LogLevel::error, "could not store: " + error);
+}
+
+void Core::tick(Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    m_rounds.expire(now);
+    for (const ClientKey& key : m_clients.overdue(now, m_options.grace)) forget(key, "stayed away too long");
+}
+
+std::optional<Time> Core::nextDeadline() const {
+    const std::optional<Time> round = m_rounds.nextDeadline();
+    const std::optional<Time> client = m_clients.nextDue(m_options.grace);
+    if (!round || !client) return round ? round : client;
+    return std::min(*round, *client);
+}
+
+}  // namespace AppConfigService

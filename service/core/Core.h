@@ -1,0 +1,121 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "core/Catalogue.h"
+#include "core/Changes.h"
+#include "core/Clients.h"
+#include "core/Interception.h"
+#include "core/Journal.h"
+#include "core/Limits.h"
+#include "core/Notifier.h"
+#include "core/Outbox.h"
+#include "core/Registrations.h"
+#include "core/Requests.h"
+#include "core/Rounds.h"
+#include "core/Statistics.h"
+
+namespace AppConfigService {
+
+/// The configuration service without sockets, files and clock: frames go in, frames come out through the outbox.
+///
+/// Owns everything that the service knows; refers to store and outbox, which must outlive it. Runs on one thread and
+/// has no lock. Nothing blocks but flush() and whatever calls it, for as long as the store takes.
+class Core {
+public:
+    Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log);
+
+    Core(const Core&) = delete;
+    Core& operator=(const Core&) = delete;
+
+    /// Reads the store and takes \p definitions into use. To be called once, first. \return whether it worked; if not,
+    /// \p error gets one sentence.
+    bool start(const Definitions& definitions, std::string& error, Time now);
+
+    /// Takes other definitions into use: values that they forbid fall back to the default, which is logged and notified
+    /// like any other change. \return whether they are in use; if not, nothing has changed and \p error gets one
+    /// sentence.
+    bool reload(const Definitions& definitions, std::string& error, Time now);
+
+    /// A client of user \p uid has connected. \p internal connections may claim any role, are not intercepted, and
+    /// their client is forgotten with its last connection.
+    void connected(ConnectionId connection, std::uint32_t uid, bool internal = false);
+
+    /// \p frame came on \p connection, which is not busy.
+    void receive(ConnectionId connection, const AppConfigHost::Frame& frame, Time now);
+
+    /// \return whether a request of \p connection is under way, so that its next frame has to wait for Outbox::idle().
+    bool busy(ConnectionId connection) const;
+
+    /// \p connection is gone. Also to be called for a connection that broke the rules, but not for one that the core
+    /// closed.
+    void disconnected(ConnectionId connection, Time now);
+
+    /// Refuses \p connection with \p reason and closes it: what came on it is no frame, or its queue is full.
+    void reject(ConnectionId connection, const std::string& reason, Time now);
+
+    /// Closes the connections of the client called \p endpoint; of all clients when it is empty. They may come back.
+    void disconnectClient(const std::string& endpoint, Time now);
+
+    /// \return whether something is to be stored. What depends on it happens in flush().
+    bool needsFlush() const { return m_journal.pending(); }
+    void flush(Time now);
+
+    /// Ends what has run out of time. To be called at nextDeadline() or later.
+    void tick(Time now);
+    std::optional<Time> nextDeadline() const;
+
+    /// See EmbeddedService::intercept().
+    void intercept(Interceptor interceptor) { m_interceptor = std::move(interceptor); }
+
+    const Catalogue& catalogue() const { return m_catalogue; }
+
+    /// \return how many requests are under decision or wait for one.
+    std::size_t waiting() const { return m_changes.waiting(); }
+
+private:
+    struct Connection {
+        std::uint32_t uid = 0;
+        bool internal = false;
+        std::optional<ClientKey> client;  ///< once it has said hello
+        AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS;
+        bool busy = false;
+    };
+
+    void hello(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    std::string checkHello(const AppConfigHost::Frame& frame, const ClientKey& key);
+    void joinStore(Client& client, const AppConfigHost::Hello& hello) const;
+    bool knowsNumbersOf(const AppConfigHost::Hello& hello) const;
+    void deliverOn(ConnectionId id, Client& client, const AppConfigHost::Hello& hello);
+    void request(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
+    void forget(const ClientKey& key, const char* why);
+    void drop(ConnectionId id);
+    void store();
+    bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
+    int capOf(const Connection& connection) const;
+
+    StateStore& m_store;
+    Outbox& m_outbox;
+    const ServiceOptions m_options;
+    const Log m_log;
+    Catalogue m_catalogue;
+    Registrations m_registrations;
+    Clients m_clients;
+    Journal m_journal;
+    Statistics m_statistics;
+    Notifier m_notifier;
+    Rounds m_rounds;
+    Changes m_changes;
+    Requests m_requests;
+    Interceptor m_interceptor;
+    std::map<std::uint32_t, int> m_roleLimits;
+    std::map<ConnectionId, Connection> m_connections;
+    std::string m_storeId;
+    Time m_now{};
+};
+
+}  // namespace AppConfigService

@@ -1,0 +1,86 @@
+#include <memory>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "core/Core.h"
+
+// How definitions come into use, at the start and later.
+
+namespace AppConfigService {
+
+bool Core::start(const Definitions& definitions, std::string& error, Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    StoredState state;
+    if (!m_store.load(state, error)) return false;
+    m_storeId = state.id;
+    m_journal.restore(state.changes);
+    m_catalogue.restore(state.variables);
+    for (const ClientRow& row : state.clients) {
+        Client& client = m_clients.insert(row.client);
+        client.role = row.role;
+        client.stored = true;
+        client.goneSince = now;
+    }
+    for (const RegistrationRow& row : state.registrations) {
+        if (m_clients.find(row.client) != nullptr) m_registrations.add(row);
+    }
+    return adoptAll(definitions, error, false);
+}
+
+bool Core::reload(const Definitions& definitions, std::string& error, Time now) {
+    m_now = now;
+    m_changes.setTime(now);
+    // What is pending was decided on under the old definitions.
+    while (needsFlush()) store();
+    return adoptAll(definitions, error, true);
+}
+
+bool Core::adoptAll(const Definitions& definitions, std::string& error, bool announce) {
+    std::vector<Adoption> adoptions;
+    Batch batch;
+    batch.changes = m_journal.changes();
+    for (const VariableDefinition& definition : definitions.variables) {
+        Adoption adoption = m_catalogue.adopt(definition);
+        for (std::size_t kind = 0; kind < changeKinds; ++kind) {
+            if (adoption.changed[kind]) adoption.row.changes[kind] = Journal::nextChange(batch);
+        }
+        batch.entries.emplace_back(adoption.row);
+        adoptions.push_back(std::move(adoption));
+    }
+    if (!m_store.commit(batch, error)) return false;
+    m_journal.restore(batch.changes);
+    m_roleLimits = definitions.roleLimits;
+
+    std::set<const Variable*> defined;
+    for (std::size_t i = 0; i < adoptions.size(); ++i) {
+        Variable& variable = m_catalogue.define(definitions.variables[i]);
+        defined.insert(&variable);
+        variable.row = adoptions[i].row;
+        for (std::size_t kind = 0; kind < changeKinds; ++kind) {
+            if (adoptions[i].changed[kind]) m_notifier.begin(variable.row.changes[kind]);
+        }
+        if (!adoptions[i].complaint.empty()) {
+            const bool hidden = variable.row.readLevel > 0;
+            m_log(LogLevel::warning, variable.display + " falls back to its default, its definition forbids the rest" +
+                                         (hidden ? "" : ": " + adoptions[i].complaint));
+        }
+    }
+    m_catalogue.hideUnless([&](const Variable& variable) { return defined.count(&variable) != 0; });
+
+    // Options before values, as everywhere.
+    for (const ChangeKind kind : {ChangeKind::levels, ChangeKind::options, ChangeKind::value}) {
+        const auto index = static_cast<std::size_t>(kind);
+        for (const Adoption& adoption : adoptions) {
+            if (!adoption.changed[index]) continue;
+            Variable& variable = *m_catalogue.find(adoption.row.name);
+            if (announce && kind == ChangeKind::value) m_changes.inform(variable);
+            m_notifier.announce(variable, kind, adoption.row.changes[index]);
+            if (kind == ChangeKind::levels) m_notifier.levelsChanged(variable);
+        }
+    }
+    return true;
+}
+
+}  // namespace AppConfigService

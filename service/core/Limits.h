@@ -1,0 +1,34 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+/// What bounds the service, and what whoever starts it may choose. Plain values; any thread.
+namespace AppConfigService {
+
+// Caps on whatever a peer decides. docs/service.md lists them for people.
+inline constexpr std::size_t longestElement = std::size_t{1} << 20;   ///< bytes of a value, all its elements together
+inline constexpr std::size_t mostElements = 4096;                     ///< elements of a list
+inline constexpr std::size_t mostOptions = 1024;                      ///< options of a variable
+inline constexpr std::size_t longestName = 255;                       ///< bytes of a node, attribute or client name
+inline constexpr std::size_t longestEndpoint = 127;                   ///< bytes of an endpoint's name
+inline constexpr std::size_t mostClients = 1024;                      ///< known clients
+inline constexpr std::size_t mostRegistrations = 4096;                ///< callback registrations of one client
+inline constexpr std::size_t mostQueuedBytes = std::size_t{4} << 20;  ///< bytes that wait for one slow client
+inline constexpr std::size_t mostWaiting = 256;                       ///< requests that wait for one variable
+inline constexpr std::size_t largestListing = std::size_t{8} << 20;   ///< bytes of one answer that lists variables
+inline constexpr std::size_t mostMessages = 64;                       ///< texts that one answer carries
+inline constexpr int highestRole = 4;                                 ///< roles and levels run from 0 to this
+
+/// What whoever starts the service may choose.
+struct ServiceOptions {
+    std::string name = "ConfigSrvc";                   ///< the endpoint that clients address
+    int namespaceNumber = 0;                           ///< which namespace the service serves; below 1: none is named
+    std::chrono::milliseconds providerDeadline{2000};  ///< how long a provider may take over one question
+    std::chrono::milliseconds grace{300'000};          ///< how long a client that disappeared is remembered
+    std::uint32_t ownUid = 0;  ///< this user and root may claim any role unless a role_limit says less
+};
+
+}  // namespace AppConfigService

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include "core/Types.h"
+#include "frame.pb.h"
+
+namespace AppConfigService {
+
+/// Carries what the core says to its clients. The core calls it from within its own operations; it must not call the
+/// core back from there.
+class Outbox {
+public:
+    virtual ~Outbox() = default;
+
+    /// Queues \p frame for \p connection; nothing blocks. Where \p replaces is not empty, a frame that was queued with
+    /// the same text and has not left yet may be dropped in favour of this one.
+    virtual void send(ConnectionId connection, const AppConfigHost::Frame& frame, const std::string& replaces) = 0;
+
+    /// The request that kept \p connection busy is through: its next frame may be given to the core, once the core has
+    /// returned.
+    virtual void idle(ConnectionId connection) = 0;
+
+    /// \p connection is to be closed once what was queued for it has left; the core does not know it any more.
+    virtual void close(ConnectionId connection) = 0;
+};
+
+enum class LogLevel : std::uint8_t { debug, info, warning, error };
+
+/// Takes one line per event.
+using Log = std::function<void(LogLevel, const std::string&)>;
+
+}  // namespace AppConfigService

@@ -1,0 +1,293 @@
+#include "core/Requests.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "MessageIds.h"
+#include "core/Replies.h"
+#include "core/Wire.h"
+
+namespace AppConfigService {
+
+namespace {
+
+template <typename Request>
+bool tooLong(const Request& request, Verdict& verdict) {
+    if (request.client_name().size() <= longestName) return false;
+    verdict = {CommonIF::ERROR_LIMIT, "the client's name has " + std::to_string(request.client_name().size()) +
+                                          " bytes, the limit is " + std::to_string(longestName)};
+    return true;
+}
+
+Value toValue(const google::protobuf::RepeatedPtrField<std::string>& texts) {
+    return {texts.begin(), texts.end()};
+}
+
+}  // namespace
+
+template <typename Request, typename Response>
+void Requests::row(void (Requests::*member)(const Call&, const Request&)) {
+    const auto refuseRequest = [this](const Call& call, const std::string& payload, const Verdict& verdict) {
+        Request request;
+        if (!request.ParseFromString(payload)) return fail(call, AppConfigHost::UNREADABLE);
+        Response response;
+        setRefusalTo(request, response, verdict);
+        reply(call, response);
+    };
+    const auto serveRequest = [this, member, refuseRequest](const Call& call, const std::string& payload) {
+        Request request;
+        if (!request.ParseFromString(payload)) return fail(call, AppConfigHost::UNREADABLE);
+        Verdict verdict;
+        if (tooLong(request, verdict)) return refuseRequest(call, payload, verdict);
+        (this->*member)(call, request);
+    };
+    m_rows.emplace(ConfigIF::messageId(Request().GetTypeName()), Row{serveRequest, refuseRequest});
+}
+
+Requests::Requests(const Collaborators& collaborators) : m_with(collaborators) {
+    row<ConfigIF::ReadReq, ConfigIF::ReadRsp>(&Requests::read);
+    row<ConfigIF::WriteReq, ConfigIF::WriteRsp>(&Requests::write);
+    row<ConfigIF::ValidateReq, ConfigIF::ValidateRsp>(&Requests::validate);
+    row<ConfigIF::ResetValueReq, ConfigIF::ResetValueRsp>(&Requests::resetValue);
+    row<ConfigIF::GetAttributeOptionsReq, ConfigIF::GetAttributeOptionsRsp>(&Requests::getOptions);
+    row<ConfigIF::GetDefaultOptionsReq, ConfigIF::GetDefaultOptionsRsp>(&Requests::getDefaultOptions);
+    row<ConfigIF::SetAttributeOptionsReq, ConfigIF::SetAttributeOptionsRsp>(&Requests::setOptions);
+    row<ConfigIF::GetAccessLevelsReq, ConfigIF::GetAccessLevelsRsp>(&Requests::getLevels);
+    row<ConfigIF::SetAccessLevelsReq, ConfigIF::SetAccessLevelsRsp>(&Requests::setLevels);
+    row<ConfigIF::RegisterClientCallbackReq, ConfigIF::RegisterClientCallbackRsp>(&Requests::registerCallback);
+    row<ConfigIF::UnregisterClientCallbackReq, ConfigIF::UnregisterClientCallbackRsp>(&Requests::unregisterCallback);
+    row<ConfigIF::UnregisterAllClientCallbacksReq, ConfigIF::UnregisterAllClientCallbacksRsp>(&Requests::unregisterAll);
+    row<ConfigAdmin::ListVariablesReq, ConfigAdmin::ListVariablesRsp>(&Requests::list);
+    row<ConfigAdmin::SubmitReq, ConfigAdmin::SubmitRsp>(&Requests::submit);
+    row<ConfigAdmin::StatisticsReq, ConfigAdmin::StatisticsRsp>(&Requests::statistics);
+}
+
+void Requests::serve(const Call& call, const std::string& payload, Time now) {
+    m_now = now;
+    const auto found = m_rows.find(call.messageId);
+    if (found == m_rows.end()) return fail(call, AppConfigHost::UNSUPPORTED);
+    found->second.serve(call, payload);
+}
+
+void Requests::refuse(const Call& call, const std::string& payload, Error error, const std::string& message) {
+    const auto found = m_rows.find(call.messageId);
+    if (found == m_rows.end()) return fail(call, AppConfigHost::UNSUPPORTED);
+    found->second.refuse(call, payload, {error, message});
+}
+
+int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
+    const int role = std::min(roleFromWire(wire), call.cap);
+    Client& client = *m_with.clients.find(call.client);
+    if (role <= client.role) return role;
+    client.role = role;
+    if (client.stored) {
+        const ClientRow stored{client.key, role};
+        m_with.journal.add([stored](Batch& batch) { batch.entries.emplace_back(stored); }, [](bool) {});
+    }
+    // What it registered for and could not be told so far, it may be told now.
+    m_with.notifier.catchUp(client);
+    return role;
+}
+
+Verdict Requests::lookUp(const ConfigIF::Inst& inst, Variable*& variable) const {
+    ConfigVar name;
+    Verdict verdict = readName(inst, m_with.options.namespaceNumber, name);
+    if (!verdict.ok()) return verdict;
+    variable = m_with.catalogue.find(name);
+    if (variable == nullptr || !variable->definition) {
+        return {CommonIF::ERROR_UNKNOWN_VARIABLE, displayName(name) + ": there is no such variable"};
+    }
+    return {};
+}
+
+Verdict Requests::readable(const Variable& variable, int role) {
+    if (role >= variable.row.readLevel) return {};
+    return {CommonIF::ERROR_ACCESS_DENIED, variable.display + ": role " + std::to_string(role) +
+                                               " does not reach the read level " +
+                                               std::to_string(variable.row.readLevel)};
+}
+
+Verdict Requests::lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const {
+    Verdict verdict = lookUp(inst, variable);
+    return verdict.ok() ? readable(*variable, role) : verdict;
+}
+
+void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
+    const int role = present(call, request.role());
+    Variable* variable = nullptr;
+    ConfigIF::ReadRsp response;
+    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
+    response.set_error(verdict.error);
+    if (verdict.ok()) {
+        for (const std::string& element : variable->row.value) response.add_value(element);
+        response.set_is_default(variable->isDefault());
+        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::value);
+    }
+    reply(call, response);
+}
+
+ChangeRequest Requests::changeRequest(const Call& call, ChangeRequest::Kind kind, const std::string& requester,
+                                      CommonIF::eSecurityRole role) {
+    ChangeRequest request;
+    request.kind = kind;
+    request.client = call.client;
+    request.role = present(call, role);
+    request.requester = requester;
+    request.awaited = call.awaited;
+    return request;
+}
+
+template <typename Response>
+void Requests::change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request) {
+    const std::string requester = request.requester;
+    request.reply = [this, call, requester](const ChangeResult& result) {
+        Response response;
+        setResult(response, result, requester);
+        reply(call, response);
+    };
+    const Verdict verdict = lookUp(inst, request.variable);
+    if (verdict.ok()) return m_with.changes.submit(std::move(request), m_now);
+    ChangeResult result;
+    result.verdict = verdict;
+    result.messages.push_back(verdict.message);
+    request.reply(result);
+}
+
+void Requests::write(const Call& call, const ConfigIF::WriteReq& request) {
+    ChangeRequest change = changeRequest(call, ChangeRequest::Kind::write, request.client_name(), request.role());
+    change.proposed = toValue(request.inst_value().value());
+    this->change<ConfigIF::WriteRsp>(call, request.inst_value().inst(), std::move(change));
+}
+
+void Requests::validate(const Call& call, const ConfigIF::ValidateReq& request) {
+    ChangeRequest change = changeRequest(call, ChangeRequest::Kind::validate, request.client_name(), request.role());
+    change.proposed = toValue(request.inst_value().value());
+    this->change<ConfigIF::ValidateRsp>(call, request.inst_value().inst(), std::move(change));
+}
+
+void Requests::resetValue(const Call& call, const ConfigIF::ResetValueReq& request) {
+    change<ConfigIF::ResetValueRsp>(
+        call, request.inst(), changeRequest(call, ChangeRequest::Kind::reset, request.client_name(), request.role()));
+}
+
+void Requests::setOptions(const Call& call, const ConfigIF::SetAttributeOptionsReq& request) {
+    ChangeRequest change = changeRequest(call, ChangeRequest::Kind::options, request.client_name(), request.role());
+    change.options = toValue(request.option());
+    if (request.has_default_index()) change.defaultIndex = request.default_index();
+    this->change<ConfigIF::SetAttributeOptionsRsp>(call, request.inst(), std::move(change));
+}
+
+void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsReq& request) {
+    const int role = present(call, request.role());
+    Variable* variable = nullptr;
+    ConfigIF::GetAttributeOptionsRsp response;
+    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
+    response.set_error(verdict.error);
+    if (verdict.ok()) {
+        response.set_default_index(variable->row.defaultIndex);
+        for (const std::string& option : variable->row.options) response.add_option(option);
+        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::options);
+    }
+    reply(call, response);
+}
+
+void Requests::getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOptionsReq& request) {
+    const int role = present(call, request.role());
+    ConfigIF::GetDefaultOptionsRsp response;
+    const Variable* variable = m_with.catalogue.findByFullName(lowered(request.name()));
+    if (variable == nullptr) {
+        response.set_error(CommonIF::ERROR_UNKNOWN_VARIABLE);
+    } else {
+        response.set_error(readable(*variable, role).error);
+    }
+    if (response.error() == CommonIF::ERROR_NONE) {
+        response.set_default_index(variable->definition->defaultIndex);
+        for (const std::string& option : variable->definition->options) response.add_option(option);
+    }
+    reply(call, response);
+}
+
+void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& request) {
+    const int role = present(call, request.role());
+    Variable* variable = nullptr;
+    ConfigIF::GetAccessLevelsRsp response;
+    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
+    response.set_error(verdict.error);
+    if (verdict.ok()) {
+        response.set_read_level(roleToWire(variable->row.readLevel));
+        response.set_write_level(roleToWire(variable->row.writeLevel));
+        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::levels);
+    }
+    reply(call, response);
+}
+
+Verdict Requests::levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) const {
+    if (role < std::max(variable.row.readLevel, variable.row.writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
+    const int readLevel = request.has_read_level() ? roleFromWire(request.read_level()) : 0;
+    const int writeLevel = request.has_write_level() ? roleFromWire(request.write_level()) : 0;
+    if (role < std::max(readLevel, writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
+    return {};
+}
+
+void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request) {
+    const int role = present(call, request.role());
+    auto response = std::make_shared<ConfigIF::SetAccessLevelsRsp>();
+    // A level of a later version must not be taken for the lowest.
+    if (hasUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
+        hasUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
+        refuseLevels(request, {CommonIF::ERROR_INVALID_REQUEST, {}}, *response);
+        return reply(call, *response);
+    }
+    if (static_cast<std::size_t>(request.inst_size()) > mostElements) {
+        refuseLevels(request, {CommonIF::ERROR_LIMIT, {}}, *response);
+        return reply(call, *response);
+    }
+    // Levels decide over what may follow in the same turn, so they are settled at once, against settled levels.
+    flush();
+    auto rows = std::make_shared<std::map<Variable*, VariableRow>>();
+    for (const ConfigIF::Inst& inst : request.inst()) {
+        Variable* variable = nullptr;
+        Verdict verdict = lookUp(inst, variable);
+        if (verdict.ok()) verdict = levelsAllowed(request, *variable, role);
+        if (!verdict.ok()) {
+            ConfigIF::AccessLevelErr* entry = response->add_access_error();
+            *entry->mutable_inst() = inst;
+            entry->set_error(verdict.error);
+            continue;
+        }
+        VariableRow row = variable->row;
+        if (request.has_read_level()) row.readLevel = roleFromWire(request.read_level());
+        if (request.has_write_level()) row.writeLevel = roleFromWire(request.write_level());
+        row.ownReadLevel = row.readLevel != variable->definition->readLevel;
+        row.ownWriteLevel = row.writeLevel != variable->definition->writeLevel;
+        const bool changed = row.readLevel != variable->row.readLevel || row.writeLevel != variable->row.writeLevel;
+        if (changed) (*rows)[variable] = std::move(row);
+    }
+    if (rows->empty()) return reply(call, *response);
+
+    const auto stage = [rows](Batch& batch) {
+        for (auto& entry : *rows) {
+            entry.second.changes[2] = Journal::nextChange(batch);
+            batch.entries.emplace_back(entry.second);
+        }
+    };
+    m_with.journal.add(stage, [this, call, request, rows, response](bool stored) {
+        if (!stored) {
+            response->clear_access_error();
+            refuseLevels(request, {CommonIF::ERROR_STORAGE, {}}, *response);
+            return reply(call, *response);
+        }
+        for (auto& entry : *rows) {
+            entry.first->row = entry.second;
+            m_with.notifier.begin(entry.second.changes[2]);
+        }
+        for (auto& entry : *rows) {
+            m_with.notifier.announce(*entry.first, ChangeKind::levels, entry.second.changes[2]);
+            m_with.notifier.levelsChanged(*entry.first);
+        }
+        reply(call, *response);
+    });
+    flush();
+}
+
+}  // namespace AppConfigService

@@ -1,0 +1,98 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <string>
+
+#include "configadmin.pb.h"
+#include "configservice.pb.h"
+#include "core/Changes.h"
+#include "core/Clients.h"
+#include "core/Interception.h"
+#include "core/Statistics.h"
+
+namespace AppConfigService {
+
+/// One request that is being served.
+struct Call {
+    ConnectionId connection = 0;
+    std::uint64_t correlation = 0;
+    std::uint32_t messageId = 0;
+    bool awaited = true;
+    ClientKey client;
+    int cap = 0;  ///< the highest role that the client may claim
+};
+
+/// Answers the clients' requests, one member per message. Each request ends in exactly one call of one of the two
+/// functions below, from within serve() or later. Refers to its collaborators, which must outlive it; not thread-safe.
+class Requests {
+public:
+    struct Collaborators {
+        const ServiceOptions& options;
+        Catalogue& catalogue;
+        Registrations& registrations;
+        Clients& clients;
+        Changes& changes;
+        Journal& journal;
+        Notifier& notifier;
+        Statistics& statistics;
+    };
+
+    explicit Requests(const Collaborators& collaborators);
+
+    std::function<void(const Call&, const google::protobuf::MessageLite&)> reply;
+    std::function<void(const Call&, AppConfigHost::Status)> fail;
+    std::function<void()> flush;  ///< stores what is pending, now
+
+    /// Serves \p call. The client must be known.
+    void serve(const Call& call, const std::string& payload, Time now);
+
+    /// Replies to \p call as if it had been refused with \p error.
+    void refuse(const Call& call, const std::string& payload, Error error, const std::string& message);
+
+private:
+    using Serve = std::function<void(const Call&, const std::string& payload)>;
+    using Refuse = std::function<void(const Call&, const std::string& payload, const Verdict&)>;
+    struct Row {
+        Serve serve;
+        Refuse refuse;
+    };
+
+    template <typename Request, typename Response>
+    void row(void (Requests::*member)(const Call&, const Request&));
+
+    void read(const Call& call, const ConfigIF::ReadReq& request);
+    void write(const Call& call, const ConfigIF::WriteReq& request);
+    void validate(const Call& call, const ConfigIF::ValidateReq& request);
+    void resetValue(const Call& call, const ConfigIF::ResetValueReq& request);
+    void getOptions(const Call& call, const ConfigIF::GetAttributeOptionsReq& request);
+    void getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOptionsReq& request);
+    void setOptions(const Call& call, const ConfigIF::SetAttributeOptionsReq& request);
+    void getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& request);
+    void setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request);
+    void registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request);
+    void unregisterCallback(const Call& call, const ConfigIF::UnregisterClientCallbackReq& request);
+    void unregisterAll(const Call& call, const ConfigIF::UnregisterAllClientCallbacksReq& request);
+    void list(const Call& call, const ConfigAdmin::ListVariablesReq& request);
+    void submit(const Call& call, const ConfigAdmin::SubmitReq& request);
+    void statistics(const Call& call, const ConfigAdmin::StatisticsReq& request);
+
+    int present(const Call& call, CommonIF::eSecurityRole role);
+    Verdict lookUp(const ConfigIF::Inst& inst, Variable*& variable) const;
+    Verdict lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const;
+    static Verdict readable(const Variable& variable, int role);
+    ChangeRequest changeRequest(const Call& call, ChangeRequest::Kind kind, const std::string& requester,
+                                CommonIF::eSecurityRole role);
+    template <typename Response>
+    void change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request);
+    Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) const;
+    void unregister(const Call& call, const std::vector<RegistrationRow>& withdrawn,
+                    const std::function<void(const Verdict&)>& done);
+    void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;
+
+    Collaborators m_with;
+    std::map<std::uint32_t, Row> m_rows;
+    Time m_now{};
+};
+
+}  // namespace AppConfigService

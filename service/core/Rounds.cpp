@@ -1,0 +1,160 @@
+#include "core/Rounds.h"
+
+#include <utility>
+
+#include "MessageIds.h"
+#include "core/Wire.h"
+
+namespace AppConfigService {
+
+namespace {
+
+constexpr std::uint32_t validateId = ConfigIF::messageId("ConfigIF.DynamicValidateReq");
+
+/// \return whether \p payload parses; then \p result is what the provider says.
+bool parse(std::uint32_t messageId, const std::string& payload, ConfigIF::ReturnMessage& result) {
+    if (messageId == validateId) {
+        ConfigIF::DynamicValidateRsp response;
+        if (!response.ParseFromString(payload)) return false;
+        result = response.result();
+    } else {
+        ConfigIF::OnChangeRsp response;
+        if (!response.ParseFromString(payload)) return false;
+        result = response.result();
+    }
+    return true;
+}
+
+// A link answers every question that reaches its process, with success and one of these texts when it has no part in it
+// or could not read it.
+bool takesNoPart(const std::string& message) {
+    return message == "Not interested" || message == "Not intersted";
+}
+bool couldNotRead(const std::string& message) {
+    return message == "unable to parse variable name" || message == "unable to parse value";
+}
+
+}  // namespace
+
+RoundId Rounds::start(std::uint32_t messageId, const std::string& payload, const std::string& about,
+                      const std::vector<Client*>& clients, std::uint64_t order, Time now, Finished finished) {
+    const RoundId id = m_next++;
+    Round& round = m_rounds[id];
+    round.messageId = messageId;
+    round.about = about;
+    round.deadline = now + m_options.providerDeadline;
+    round.finished = std::move(finished);
+    for (const Client* client : clients) {
+        const std::uint64_t correlation = m_next++;
+        round.open.emplace(correlation, Outstanding{client->key, order});
+        m_roundOf.emplace(correlation, id);
+        AppConfigHost::Frame frame;
+        frame.set_kind(AppConfigHost::ASK);
+        frame.set_correlation(correlation);
+        frame.set_message_id(messageId);
+        frame.set_payload(payload);
+        if (onSent) onSent(messageId);
+        m_outbox.send(*client->delivery, frame, {});
+    }
+    return id;
+}
+
+void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const std::vector<std::string>& payloads) {
+    const auto found = m_roundOf.find(correlation);
+    if (found == m_roundOf.end()) return;
+    const RoundId id = found->second;
+    Round& round = m_rounds.at(id);
+    if (!(round.open.at(correlation).client == client)) return;
+    if (payloads.empty()) {
+        refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
+    }
+    for (const std::string& payload : payloads) read(round, client, payload);
+    close(id, correlation);
+}
+
+void Rounds::read(Round& round, const ClientKey& client, const std::string& payload) {
+    ConfigIF::ReturnMessage result;
+    if (!parse(round.messageId, payload, result)) {
+        refuse(round, CommonIF::ERROR_GENERAL, "the answer of provider " + client.endpoint + " does not parse");
+        return;
+    }
+    bool unread = false;
+    bool said = false;
+    for (const std::string& message : result.message()) {
+        if (result.error() == CommonIF::ERROR_NONE && takesNoPart(message)) continue;
+        unread = unread || couldNotRead(message);
+        said = true;
+        if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(message);
+    }
+    const bool unknown = hasUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
+    if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
+    const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
+    if (!said) {
+        refuse(round, error, "provider " + client.endpoint + " refused without a reason");
+    } else if (round.outcome.verdict.ok()) {
+        round.outcome.verdict = {error, {}};
+    }
+}
+
+void Rounds::refuse(Round& round, Error error, const std::string& message) {
+    const std::string text = round.about + ": " + message;
+    if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(text);
+    if (round.outcome.verdict.ok()) round.outcome.verdict = {error, text};
+}
+
+void Rounds::lost(const ClientKey& client) {
+    std::vector<std::pair<RoundId, std::uint64_t>> gone;
+    for (const auto& entry : m_rounds) {
+        for (const auto& question : entry.second.open) {
+            if (question.second.client == client) gone.emplace_back(entry.first, question.first);
+        }
+    }
+    for (const auto& [id, correlation] : gone) {
+        refuse(m_rounds.at(id), CommonIF::ERROR_PROVIDER_GONE,
+               "provider " + client.endpoint + " went away while it was asked");
+        close(id, correlation);
+    }
+}
+
+void Rounds::expire(Time now) {
+    std::vector<std::pair<RoundId, std::uint64_t>> late;
+    for (const auto& entry : m_rounds) {
+        if (entry.second.deadline > now) continue;
+        for (const auto& question : entry.second.open) late.emplace_back(entry.first, question.first);
+    }
+    for (const auto& [id, correlation] : late) {
+        Round& round = m_rounds.at(id);
+        refuse(round, CommonIF::ERROR_PROVIDER_TIMEOUT,
+               "provider " + round.open.at(correlation).client.endpoint + " did not answer within " +
+                   std::to_string(m_options.providerDeadline.count()) + " ms");
+        close(id, correlation);
+    }
+}
+
+void Rounds::close(RoundId id, std::uint64_t correlation) {
+    const auto found = m_rounds.find(id);
+    m_roundOf.erase(correlation);
+    found->second.open.erase(correlation);
+    if (!found->second.open.empty()) return;
+    const Round round = std::move(found->second);
+    m_rounds.erase(found);
+    round.finished(round.outcome);
+}
+
+std::optional<Time> Rounds::nextDeadline() const {
+    std::optional<Time> next;
+    for (const auto& entry : m_rounds) {
+        if (!next || entry.second.deadline < *next) next = entry.second.deadline;
+    }
+    return next;
+}
+
+std::vector<Rounds::Outstanding> Rounds::outstanding(RoundId round) const {
+    std::vector<Outstanding> result;
+    const auto found = m_rounds.find(round);
+    if (found == m_rounds.end()) return result;
+    for (const auto& question : found->second.open) result.push_back(question.second);
+    return result;
+}
+
+}  // namespace AppConfigService

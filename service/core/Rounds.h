@@ -1,0 +1,80 @@
+#pragma once
+
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/Clients.h"
+#include "core/Limits.h"
+#include "core/Outbox.h"
+
+namespace AppConfigService {
+
+using RoundId = std::uint64_t;
+
+/// What the providers said together.
+struct RoundOutcome {
+    Verdict verdict;                    ///< the first refusal, or none
+    std::vector<std::string> messages;  ///< everything that they said, refusing or not
+};
+
+/// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has
+/// gone or has run out of time. Not thread-safe.
+class Rounds {
+public:
+    using Finished = std::function<void(const RoundOutcome&)>;
+
+    /// One question that has no answer yet.
+    struct Outstanding {
+        ClientKey client;
+        std::uint64_t order;  ///< of the question among all questions and requests
+    };
+
+    Rounds(const ServiceOptions& options, Outbox& outbox) : m_options(options), m_outbox(outbox) {}
+
+    /// Asks each of \p clients, which are connected and at least one. \p finished is called once, from answer(), lost()
+    /// or expire(), never from here.
+    RoundId start(std::uint32_t messageId, const std::string& payload, const std::string& about,
+                  const std::vector<Client*>& clients, std::uint64_t order, Time now, Finished finished);
+
+    /// \p client answers question \p correlation with one payload per handler that had something to say. An answer to a
+    /// question that is over is ignored.
+    void answer(const ClientKey& client, std::uint64_t correlation, const std::vector<std::string>& payloads);
+
+    /// The delivery connection of \p client is gone: it will not answer what it was asked on it.
+    void lost(const ClientKey& client);
+
+    /// Ends what has run out of time.
+    void expire(Time now);
+
+    std::optional<Time> nextDeadline() const;
+
+    /// \return whom the round still waits for; empty when it is over.
+    std::vector<Outstanding> outstanding(RoundId round) const;
+
+    std::function<void(std::uint32_t)> onSent;
+
+private:
+    struct Round {
+        std::uint32_t messageId = 0;
+        std::string about;
+        Time deadline;
+        std::map<std::uint64_t, Outstanding> open;  ///< by correlation
+        RoundOutcome outcome;
+        Finished finished;
+    };
+
+    void read(Round& round, const ClientKey& client, const std::string& payload);
+    void refuse(Round& round, Error error, const std::string& message);
+    void close(RoundId id, std::uint64_t correlation);
+
+    const ServiceOptions& m_options;
+    Outbox& m_outbox;
+    std::uint64_t m_next = 1;
+    std::map<RoundId, Round> m_rounds;
+    std::map<std::uint64_t, RoundId> m_roundOf;  ///< by correlation
+};
+
+}  // namespace AppConfigService

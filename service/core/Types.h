@@ -1,0 +1,52 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "common.pb.h"
+
+/// The words that every piece of the service shares. Plain values; any thread.
+namespace AppConfigService {
+
+/// The core keeps no clock: whoever calls it says what time it is.
+using Clock = std::chrono::steady_clock;
+using Time = Clock::time_point;
+
+using Error = CommonIF::eErrorType;
+
+/// A variable's value, or its options. A scalar value is a list of one text.
+using Value = std::vector<std::string>;
+
+/// One number per change of a value, of options or of access levels, from one counter that the store keeps.
+using ChangeNumber = std::uint64_t;
+
+/// One connection of a client; given by whoever accepts connections, never used twice in one run.
+using ConnectionId = std::uint64_t;
+
+/// What about a variable can change. The numbers index the change numbers that are kept per variable.
+enum class ChangeKind : std::uint8_t { value = 0, options = 1, levels = 2 };
+inline constexpr std::size_t changeKinds = 3;
+
+/// Who a client is: the user behind its socket and the endpoint that it named. Both survive a broken connection.
+struct ClientKey {
+    std::uint32_t uid = 0;
+    std::string endpoint;
+
+    bool operator<(const ClientKey& other) const {
+        return std::tie(uid, endpoint) < std::tie(other.uid, other.endpoint);
+    }
+    bool operator==(const ClientKey& other) const { return uid == other.uid && endpoint == other.endpoint; }
+};
+
+/// Whether something may be, and if not, why: a code for programs and one sentence for people.
+struct Verdict {
+    Error error = CommonIF::ERROR_NONE;
+    std::string message;
+
+    bool ok() const { return error == CommonIF::ERROR_NONE; }
+};
+
+}  // namespace AppConfigService

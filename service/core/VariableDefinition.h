@@ -1,0 +1,43 @@
+#pragma once
+
+#include <re2/re2.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "AppConfig/ConfigVar.h"
+#include "configadmin.pb.h"
+#include "core/Types.h"
+
+namespace AppConfigService {
+
+/// What an integrator has laid down about one variable. A plain value that nobody changes once it is checked.
+struct VariableDefinition {
+    ConfigVar name;  ///< namespace 0: which namespace it is in is the service's matter
+    ConfigAdmin::VariableType type = ConfigAdmin::TEXT;
+    Value defaultValue;
+    Value options;                   ///< empty: any value of the type within the limits
+    std::uint32_t defaultIndex = 0;  ///< of the options
+    int readLevel = 0;
+    int writeLevel = 0;
+    std::optional<std::int64_t> minimum;       ///< INT only
+    std::optional<std::int64_t> maximum;       ///< INT only
+    std::optional<std::uint32_t> maxLength;    ///< bytes; TEXT, and each element of a LIST
+    std::string pattern;                       ///< RE2, must match the whole text; TEXT, and each element of a LIST
+    std::shared_ptr<const RE2> matcher;        ///< compiled pattern; null without one
+    std::optional<std::uint32_t> maxElements;  ///< LIST only
+    bool namespaceScoped = false;
+    std::string where;  ///< FILE:LINE, for whoever has to correct it
+};
+
+/// All definitions together.
+struct Definitions {
+    std::vector<VariableDefinition> variables;  ///< no two of the same name
+    std::map<std::uint32_t, int> roleLimits;    ///< highest role by user
+};
+
+}  // namespace AppConfigService

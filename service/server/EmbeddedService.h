@@ -1,0 +1,91 @@
+#pragma once
+
+#include <google/protobuf/message_lite.h>
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "InProcessTransport.h"
+#include "core/Interception.h"
+#include "core/Limits.h"
+#include "store/StateStore.h"
+
+namespace AppConfigService {
+
+class Core;
+class Server;
+
+/// A whole configuration service inside this process, on a thread of its own, reached through connected sockets instead
+/// of a name in a directory. What a test kit is made of: its rules are the service's own.
+///
+/// Owns its thread and its connections; shares the store, so that a service that is stopped and started again goes on
+/// where it was. Every operation may be called from any thread but the service's own, and from several at once.
+class EmbeddedService : public PbUtility::InProcessPeer {
+public:
+    /// Starts nothing yet. \p store must not be used by another service at the same time.
+    EmbeddedService(std::string definitions, std::shared_ptr<StateStore> store, ServiceOptions options = {});
+
+    /// Stops the service.
+    ~EmbeddedService() override;
+
+    EmbeddedService(const EmbeddedService&) = delete;
+    EmbeddedService& operator=(const EmbeddedService&) = delete;
+
+    /// Starts the service, or does nothing when it runs. \return whether it runs now; if not, \p error (when given)
+    /// gets what is wrong with the definitions or the store. Blocks until clients can connect.
+    bool start(std::string* error = nullptr);
+
+    /// Breaks off every connection and ends the service's thread; what was acknowledged stays in the store. Nothing
+    /// happens when it does not run. Blocks until the thread has ended.
+    void stop();
+
+    bool running() const;
+
+    /// Connects to the service. \return a connected stream socket that the caller owns; -1 with errno ECONNREFUSED
+    /// while the service does not run, ENOENT when \p endpoint is not the service's name, or what the system said.
+    int connect(const std::string& endpoint) override;
+
+    /// Replaces the definitions, as a signal does for the program. \return whether they are in use now; if not, the old
+    /// ones stay and \p error gets the reasons.
+    bool reload(const std::string& definitions, std::string* error = nullptr);
+
+    /// Sends \p request as another client of the service's own user would, and waits for the reply. Do not call it from
+    /// a handler that the service is waiting for.
+    /// \return whether \p response was filled; false when the service does not run, ends meanwhile or does not know the
+    /// request.
+    bool call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response);
+
+    /// Asks \p interceptor, on the service's thread, about each request and one-way message of a client before it is
+    /// served; call() is not asked about. It must not block. An empty function ends that. Stays across stop and start.
+    /// When this returns, the former interceptor is not running and will not run again.
+    void intercept(Interceptor interceptor);
+
+    /// Breaks off the connections of the client called \p clientEndpoint, or of every client when it is empty; they may
+    /// connect again at once. Blocks until it is done.
+    void disconnect(const std::string& clientEndpoint = {});
+
+    /// Runs \p work on the service's thread and waits for it. \return false, without running it, when the service does
+    /// not run.
+    bool onServiceThread(const std::function<void(Core&)>& work);
+
+private:
+    struct Running;
+
+    std::shared_ptr<Running> current() const;
+    void setCurrent(std::shared_ptr<Running> running);
+    bool post(const std::function<void(Server&)>& work);
+
+    const ServiceOptions m_options;
+    const std::shared_ptr<StateStore> m_store;
+
+    std::mutex m_lifecycle;     ///< held by whoever starts, stops or changes what a start uses; never by the service
+    std::string m_definitions;  ///< guarded by m_lifecycle
+    Interceptor m_interceptor;  ///< guarded by m_lifecycle; the service has a copy
+
+    mutable std::mutex m_mutex;          ///< taken last, for a moment
+    std::shared_ptr<Running> m_running;  ///< guarded by m_mutex
+};
+
+}  // namespace AppConfigService

@@ -1,0 +1,95 @@
+#include "server/SocketListener.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstring>
+#include <utility>
+
+#include "Endpoint.h"
+
+namespace AppConfigService {
+
+namespace {
+
+std::string because(const std::string& what, int error) {
+    return what + ": " + std::strerror(error);
+}
+
+}  // namespace
+
+SocketListener::SocketListener(asio::io_context& io) : m_acceptor(io), m_pause(io) {}
+
+SocketListener::~SocketListener() {
+    asio::error_code ignored;
+    m_acceptor.close(ignored);
+    struct stat status {};
+    const bool own =
+        m_bound && lstat(m_path.c_str(), &status) == 0 && status.st_dev == m_device && status.st_ino == m_inode;
+    if (own) unlink(m_path.c_str());
+}
+
+std::string SocketListener::claim(const std::string& directory, const std::string& name) {
+    if (!AppConfigHost::isEndpointName(name)) return "'" + name + "' is no name for a service";
+    std::string error = AppConfigHost::prepareRuntimeDirectory(directory);
+    if (error.empty()) error = AppConfigHost::prepareEndpointDirectory(directory, name);
+    if (!error.empty()) return error;
+    const AppConfigHost::EndpointPath path = AppConfigHost::endpointPath(directory, name);
+    if (!path.error.empty()) return path.error;
+
+    const std::string lockPath = path.path + ".lock";
+    AppConfigHost::FileDescriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    if (!lock.isOpen()) return because("the lock file " + lockPath + " cannot be opened", errno);
+    if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
+        if (errno != EWOULDBLOCK) return because("the lock file " + lockPath + " cannot be locked", errno);
+        return "a service called " + name + " runs in " + directory + " already";
+    }
+    m_path = path.path;
+    m_lock = std::move(lock);
+    return {};
+}
+
+std::string SocketListener::listen(Accepted accepted) {
+    m_accepted = std::move(accepted);
+    struct stat status {};
+    if (lstat(m_path.c_str(), &status) == 0) {
+        if (!S_ISSOCK(status.st_mode)) return m_path + " exists and is no socket";
+        // The lock is ours, so whoever made this socket is dead.
+        if (unlink(m_path.c_str()) != 0) return because("the old socket " + m_path + " cannot be removed", errno);
+    }
+    asio::error_code error;
+    m_acceptor.open(asio::local::stream_protocol(), error);
+    if (!error) m_acceptor.bind(asio::local::stream_protocol::endpoint(m_path), error);
+    if (error) return "the socket " + m_path + " cannot be made: " + error.message();
+    m_bound = true;
+    // Who may connect is the directory's matter; what a client may do, its user's.
+    if (chmod(m_path.c_str(), 0666) != 0 || lstat(m_path.c_str(), &status) != 0) {
+        return because("the socket " + m_path + " cannot be opened to clients", errno);
+    }
+    m_device = status.st_dev;
+    m_inode = status.st_ino;
+    m_acceptor.listen(asio::socket_base::max_listen_connections, error);
+    if (error) return "the socket " + m_path + " takes no clients: " + error.message();
+    accept();
+    return {};
+}
+
+void SocketListener::accept() {
+    m_acceptor.async_accept([this](const asio::error_code& error, asio::local::stream_protocol::socket socket) {
+        if (error == asio::error::operation_aborted) return;
+        if (!error) {
+            m_accepted(std::move(socket));
+            return accept();
+        }
+        // Out of descriptors, most likely: others have to go first.
+        m_pause.expires_after(std::chrono::milliseconds(100));
+        m_pause.async_wait([this](const asio::error_code& aborted) {
+            if (!aborted) accept();
+        });
+    });
+}
+
+}  // namespace AppConfigService

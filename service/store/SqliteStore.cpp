@@ -1,0 +1,247 @@
+#include "store/SqliteStore.h"
+
+#include <SQLiteCpp/SQLiteCpp.h>
+
+#include "configservice.pb.h"
+#include "store/StoreId.h"
+
+namespace AppConfigService {
+
+namespace {
+
+constexpr int schemaVersion = 1;
+
+constexpr const char* schema = R"(
+CREATE TABLE state (id TEXT NOT NULL, changes INTEGER NOT NULL);
+CREATE TABLE variable (
+  node TEXT NOT NULL, node_instance INTEGER NOT NULL, attribute TEXT NOT NULL, attribute_instance INTEGER NOT NULL,
+  value BLOB NOT NULL, own_value INTEGER NOT NULL,
+  options BLOB NOT NULL, default_index INTEGER NOT NULL, own_options INTEGER NOT NULL,
+  read_level INTEGER NOT NULL, own_read_level INTEGER NOT NULL,
+  write_level INTEGER NOT NULL, own_write_level INTEGER NOT NULL,
+  value_change INTEGER NOT NULL, options_change INTEGER NOT NULL, levels_change INTEGER NOT NULL,
+  PRIMARY KEY (node, node_instance, attribute, attribute_instance)) WITHOUT ROWID;
+CREATE TABLE client (
+  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, role INTEGER NOT NULL,
+  PRIMARY KEY (uid, endpoint)) WITHOUT ROWID;
+CREATE TABLE registration (
+  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, requester TEXT NOT NULL, name TEXT NOT NULL, type INTEGER NOT NULL,
+  callback TEXT NOT NULL,
+  PRIMARY KEY (uid, endpoint, requester, name, type, callback)) WITHOUT ROWID;
+)";
+
+/// Lists of texts are kept as the interface's own message for a value, which takes any bytes.
+std::string pack(const Value& value) {
+    ConfigIF::InstValue message;
+    for (const std::string& element : value) message.add_value(element);
+    return message.SerializeAsString();
+}
+
+Value unpack(const SQLite::Column& column) {
+    ConfigIF::InstValue message;
+    if (!message.ParseFromArray(column.getBlob(), column.getBytes())) {
+        throw SQLite::Exception("a stored value cannot be read");
+    }
+    return {message.value().begin(), message.value().end()};
+}
+
+std::int64_t number(ChangeNumber value) {
+    return static_cast<std::int64_t>(value);
+}
+ChangeNumber changeNumber(const SQLite::Column& column) {
+    return static_cast<ChangeNumber>(column.getInt64());
+}
+
+/// Text as bytes: SQLite takes a text's end from its first zero byte otherwise.
+std::string text(const SQLite::Column& column) {
+    return {static_cast<const char*>(column.getBlob()), static_cast<std::size_t>(column.getBytes())};
+}
+
+void bind(SQLite::Statement& statement, int at, const ClientKey& client) {
+    statement.bind(at, std::int64_t{client.uid});
+    statement.bind(at + 1, client.endpoint);
+}
+
+}  // namespace
+
+struct SqliteStore::Database {
+    explicit Database(const std::string& file) : connection(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE) {
+        // The process that has the file open keeps it to itself: two services on one state would undo each other.
+        connection.exec("PRAGMA locking_mode = EXCLUSIVE");
+        connection.exec("PRAGMA journal_mode = WAL");
+        connection.exec("PRAGMA synchronous = FULL");
+        const int version = connection.execAndGet("PRAGMA user_version").getInt();
+        if (version == 0) create();
+        if (version != 0 && version != schemaVersion) {
+            throw SQLite::Exception("it has version " + std::to_string(version) + ", this service reads version " +
+                                    std::to_string(schemaVersion));
+        }
+    }
+
+    void create() {
+        SQLite::Transaction transaction(connection);
+        connection.exec(schema);
+        SQLite::Statement insert(connection, "INSERT INTO state VALUES (?, 0)");
+        insert.bind(1, newStoreId());
+        insert.exec();
+        connection.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
+        transaction.commit();
+    }
+
+    SQLite::Database connection;
+    // Prepared once the tables are there.
+    std::unique_ptr<SQLite::Statement> setChanges, putVariable, putClient, dropClient, dropRegistrations,
+        putRegistration, dropRegistration;
+
+    void prepare() {
+        const auto make = [this](const char* sql) { return std::make_unique<SQLite::Statement>(connection, sql); };
+        setChanges = make("UPDATE state SET changes = ?");
+        putVariable = make("INSERT OR REPLACE INTO variable VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        putClient = make("INSERT OR REPLACE INTO client VALUES (?, ?, ?)");
+        dropClient = make("DELETE FROM client WHERE uid = ? AND endpoint = ?");
+        dropRegistrations = make("DELETE FROM registration WHERE uid = ? AND endpoint = ?");
+        putRegistration = make("INSERT OR REPLACE INTO registration VALUES (?, ?, ?, ?, ?, ?)");
+        dropRegistration = make(
+            "DELETE FROM registration WHERE uid = ? AND endpoint = ? AND requester = ? AND name = ? AND type = ? "
+            "AND callback = ?");
+    }
+
+    void run(SQLite::Statement& statement) {
+        statement.exec();
+        statement.reset();
+        statement.clearBindings();
+    }
+
+    void operator()(const VariableRow& row) {
+        SQLite::Statement& s = *putVariable;
+        s.bind(1, row.name.m_node);
+        s.bind(2, row.name.m_nodeInstance);
+        s.bind(3, row.name.m_attribute);
+        s.bind(4, row.name.m_attributeInstance);
+        const std::string value = pack(row.value);
+        s.bind(5, value.data(), static_cast<int>(value.size()));
+        s.bind(6, int{row.ownValue});
+        const std::string options = pack(row.options);
+        s.bind(7, options.data(), static_cast<int>(options.size()));
+        s.bind(8, std::int64_t{row.defaultIndex});
+        s.bind(9, int{row.ownOptions});
+        s.bind(10, row.readLevel);
+        s.bind(11, int{row.ownReadLevel});
+        s.bind(12, row.writeLevel);
+        s.bind(13, int{row.ownWriteLevel});
+        s.bind(14, number(row.changes[0]));
+        s.bind(15, number(row.changes[1]));
+        s.bind(16, number(row.changes[2]));
+        run(s);
+    }
+    void operator()(const ClientRow& row) {
+        bind(*putClient, 1, row.client);
+        putClient->bind(3, row.role);
+        run(*putClient);
+    }
+    void operator()(const ClientForgotten& forgotten) {
+        bind(*dropClient, 1, forgotten.client);
+        run(*dropClient);
+        bind(*dropRegistrations, 1, forgotten.client);
+        run(*dropRegistrations);
+    }
+    void operator()(const RegistrationRow& row) { registration(*putRegistration, row); }
+    void operator()(const RegistrationRemoved& removed) { registration(*dropRegistration, removed.registration); }
+
+    void registration(SQLite::Statement& statement, const RegistrationRow& row) {
+        bind(statement, 1, row.client);
+        statement.bind(3, row.requester);
+        statement.bind(4, row.name);
+        statement.bind(5, row.type);
+        statement.bind(6, row.callback);
+        run(statement);
+    }
+
+    void reset() {
+        for (SQLite::Statement* statement : {setChanges.get(), putVariable.get(), putClient.get(), dropClient.get(),
+                                             dropRegistrations.get(), putRegistration.get(), dropRegistration.get()}) {
+            statement->tryReset();
+            statement->clearBindings();
+        }
+    }
+};
+
+SqliteStore::SqliteStore(std::string file) : m_file(std::move(file)) {}
+
+SqliteStore::~SqliteStore() = default;
+
+bool SqliteStore::load(StoredState& state, std::string& error) {
+    state = {};
+    try {
+        if (!m_database) m_database = std::make_unique<Database>(m_file);
+        SQLite::Database& connection = m_database->connection;
+        if (!m_database->setChanges) m_database->prepare();
+
+        SQLite::Statement own(connection, "SELECT id, changes FROM state");
+        if (!own.executeStep()) throw SQLite::Exception("it is no service's state");
+        state.id = own.getColumn(0).getString();
+        state.changes = changeNumber(own.getColumn(1));
+
+        SQLite::Statement variables(connection, "SELECT * FROM variable");
+        while (variables.executeStep()) {
+            VariableRow row;
+            row.name.init(0, text(variables.getColumn(0)), variables.getColumn(1).getInt(),
+                          text(variables.getColumn(2)), variables.getColumn(3).getInt());
+            row.value = unpack(variables.getColumn(4));
+            row.ownValue = variables.getColumn(5).getInt() != 0;
+            row.options = unpack(variables.getColumn(6));
+            row.defaultIndex = variables.getColumn(7).getUInt();
+            row.ownOptions = variables.getColumn(8).getInt() != 0;
+            row.readLevel = variables.getColumn(9).getInt();
+            row.ownReadLevel = variables.getColumn(10).getInt() != 0;
+            row.writeLevel = variables.getColumn(11).getInt();
+            row.ownWriteLevel = variables.getColumn(12).getInt() != 0;
+            for (int kind = 0; kind < static_cast<int>(changeKinds); ++kind) {
+                row.changes[static_cast<std::size_t>(kind)] = changeNumber(variables.getColumn(13 + kind));
+            }
+            state.variables.push_back(std::move(row));
+        }
+
+        SQLite::Statement clients(connection, "SELECT uid, endpoint, role FROM client");
+        while (clients.executeStep()) {
+            state.clients.push_back(
+                {{clients.getColumn(0).getUInt(), text(clients.getColumn(1))}, clients.getColumn(2).getInt()});
+        }
+
+        SQLite::Statement registrations(connection,
+                                        "SELECT uid, endpoint, requester, name, type, callback FROM registration");
+        while (registrations.executeStep()) {
+            state.registrations.push_back({{registrations.getColumn(0).getUInt(), text(registrations.getColumn(1))},
+                                           text(registrations.getColumn(2)),
+                                           text(registrations.getColumn(3)),
+                                           registrations.getColumn(4).getInt(),
+                                           text(registrations.getColumn(5))});
+        }
+        return true;
+    } catch (const SQLite::Exception& exception) {
+        error = "the state file " + m_file + " cannot be used: " + exception.what();
+        m_database.reset();
+        return false;
+    }
+}
+
+bool SqliteStore::commit(const Batch& batch, std::string& error) {
+    if (!m_database) {
+        error = "the state file " + m_file + " is not open";
+        return false;
+    }
+    try {
+        SQLite::Transaction transaction(m_database->connection);
+        for (const StoredChange& entry : batch.entries) std::visit(*m_database, entry);
+        m_database->setChanges->bind(1, number(batch.changes));
+        m_database->run(*m_database->setChanges);
+        transaction.commit();
+        return true;
+    } catch (const SQLite::Exception& exception) {
+        m_database->reset();
+        error = m_file + ": " + exception.what();
+        return false;
+    }
+}
+
+}  // namespace AppConfigService

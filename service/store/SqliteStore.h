@@ -1,0 +1,30 @@
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "store/StateStore.h"
+
+namespace AppConfigService {
+
+/// Keeps the state in a SQLite file. What commit() has acknowledged is on disk: a write-ahead log that is synchronised
+/// with each transaction. Owns the file's connection.
+class SqliteStore final : public StateStore {
+public:
+    /// Opens nothing yet; load() does.
+    explicit SqliteStore(std::string file);
+    ~SqliteStore() override;
+
+    /// Opens the file, or makes it; one that another version of the service wrote in a way that is unknown here is
+    /// refused and left alone, and so is one that another process has open as its state.
+    bool load(StoredState& state, std::string& error) override;
+    bool commit(const Batch& batch, std::string& error) override;
+
+private:
+    struct Database;
+
+    const std::string m_file;
+    std::unique_ptr<Database> m_database;
+};
+
+}  // namespace AppConfigService

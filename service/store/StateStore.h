@@ -1,0 +1,86 @@
+#pragma once
+
+#include <array>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "AppConfig/ConfigVar.h"
+#include "core/Types.h"
+
+namespace AppConfigService {
+
+/// A variable as it was last announced. Whether value, options and levels are the variable's own or follow its
+/// definition is kept beside them, so that a definition that changed while the service was down is noticed.
+struct VariableRow {
+    ConfigVar name;
+    Value value;
+    bool ownValue = false;
+    Value options;
+    std::uint32_t defaultIndex = 0;
+    bool ownOptions = false;
+    int readLevel = 0;
+    bool ownReadLevel = false;
+    int writeLevel = 0;
+    bool ownWriteLevel = false;
+    std::array<ChangeNumber, changeKinds> changes{};  ///< number of the last change of each kind; 0: never changed
+};
+
+/// A client that has registrations, with the highest role that it has presented.
+struct ClientRow {
+    ClientKey client;
+    int role = 0;
+};
+
+/// A client that is to be forgotten together with its registrations.
+struct ClientForgotten {
+    ClientKey client;
+};
+
+/// What a client wants to be called for.
+struct RegistrationRow {
+    ClientKey client;
+    std::string requester;  ///< client_name of the request
+    std::string name;       ///< fully qualified name, lower case; reaches itself and whatever lies below it
+    int type = 0;           ///< ConfigIF::CallbackType
+    std::string callback;   ///< comes back as client_name of each notification
+};
+
+/// A registration that is to be withdrawn.
+struct RegistrationRemoved {
+    RegistrationRow registration;
+};
+
+using StoredChange = std::variant<VariableRow, ClientRow, ClientForgotten, RegistrationRow, RegistrationRemoved>;
+
+/// What is stored in one go: all of it or nothing.
+struct Batch {
+    ChangeNumber changes = 0;           ///< the counter after the batch
+    std::vector<StoredChange> entries;  ///< in the order in which they happened
+};
+
+/// Everything that a store holds.
+struct StoredState {
+    std::string id;  ///< names this store for good; another store has another name
+    ChangeNumber changes = 0;
+    std::vector<VariableRow> variables;
+    std::vector<ClientRow> clients;
+    std::vector<RegistrationRow> registrations;
+};
+
+/// Where the service keeps what must survive it. The seam at which a distributed engine can stand in for a file.
+/// Used by one service at a time, from the thread that runs its core; not thread-safe.
+class StateStore {
+public:
+    virtual ~StateStore() = default;
+
+    /// Reads everything. \return whether it could be read; if not, \p error gets one sentence and \p state is of no
+    /// use.
+    virtual bool load(StoredState& state, std::string& error) = 0;
+
+    /// Stores \p batch durably: when this returns true, the batch survives a crash and a power cut. When it returns
+    /// false, nothing of the batch is stored and \p error has one sentence. Blocks until the medium has it.
+    virtual bool commit(const Batch& batch, std::string& error) = 0;
+};
+
+}  // namespace AppConfigService
