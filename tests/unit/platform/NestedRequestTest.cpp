@@ -15,6 +15,7 @@ using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::SizeIs;
 
+/// Handlers use their transport and so are made after it; each test ends it before they go.
 class NestedRequest : public TransportFixture {
 protected:
     /// The service asks the client before it answers each of its requests.
@@ -36,6 +37,7 @@ TEST_F(NestedRequest, IsAnsweredInsideAHandler) {
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     peer.awaitDelivery()->send(notification("x", 1));
     EXPECT_THAT(journal.await(1), ElementsAre("0"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, MeetsTheAskThatItsOwnProcessMustAnswer) {
@@ -57,6 +59,7 @@ TEST_F(NestedRequest, MeetsTheAskThatItsOwnProcessMustAnswer) {
     EXPECT_THAT(journal.await(3), ElementsAre("in", "asked", "out"));
     ASSERT_THAT(peer.received(ANSWER), SizeIs(1));
     EXPECT_EQ(textOf(peer.received(ANSWER)[0].answer(0)), "fine");
+    transport.end();
 }
 
 TEST_F(NestedRequest, MeetsItAlsoFromInsideAProvidersHandler) {
@@ -83,6 +86,7 @@ TEST_F(NestedRequest, MeetsItAlsoFromInsideAProvidersHandler) {
     EXPECT_EQ(textOf(answers[0].answer(0)), "inner");
     EXPECT_EQ(answers[1].correlation(), 1U);
     EXPECT_EQ(textOf(answers[1].answer(0)), "outer");
+    transport.end();
 }
 
 TEST_F(NestedRequest, LeavesNotificationsUntilTheHandlerHasReturned) {
@@ -107,6 +111,7 @@ TEST_F(NestedRequest, LeavesNotificationsUntilTheHandlerHasReturned) {
     peer.awaitDelivery()->send(notification("first", 1));
     EXPECT_THAT(journal.await(6),
                 ElementsAre("in first", "out first", "in second", "out second", "in third", "out third"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
@@ -134,6 +139,7 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
     EXPECT_LT(delivered, flood);
     again->send(notification("last", flood));
     EXPECT_THAT(journal.await(1), ElementsAre("last"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, EndsAtItsDeadline) {
@@ -144,6 +150,7 @@ TEST_F(NestedRequest, EndsAtItsDeadline) {
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     peer.awaitDelivery()->send(notification("x", 1));
     EXPECT_THAT(journal.await(1), ElementsAre(std::to_string(TRANSPORT_TIMED_OUT)));
+    transport.end();
 }
 
 TEST_F(NestedRequest, EndsWithTheTransport) {
@@ -156,6 +163,7 @@ TEST_F(NestedRequest, EndsWithTheTransport) {
     ASSERT_THAT(peer.await(REQUEST, 1), SizeIs(1));
     transport.end();
     EXPECT_THAT(journal.await(1), ElementsAre(std::to_string(TRANSPORT_ENDED)));
+    transport.end();
 }
 
 TEST_F(NestedRequest, ReconnectsTheDeliveriesItselfWhenTheServiceCameBackMeanwhile) {
@@ -174,6 +182,7 @@ TEST_F(NestedRequest, ReconnectsTheDeliveriesItselfWhenTheServiceCameBackMeanwhi
     ASSERT_EQ(read(transport), TRANSPORT_OK);
     peer.awaitDelivery()->send(notification("x", 1));
     EXPECT_THAT(journal.await(2), ElementsAre("0", "2"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, MayNameEndpointsAndAddHandlers) {
@@ -194,11 +203,11 @@ TEST_F(NestedRequest, MayNameEndpointsAndAddHandlers) {
     frame.set_message_id(ConfigIF::messageId("ConfigIF.OptionsChangedNtfy"));
     other.awaitDelivery()->send(frame);
     EXPECT_THAT(journal.await(3), ElementsAre("0", "1", "late y"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, IsPossibleForTheObserverToo) {
     UnixTransport* self = nullptr;
-    std::promise<void> made;
     TransportOptions observed = options();
     observed.onConnection = [&](const std::string&, bool connected) {
         if (connected) journal.add(std::to_string(read(*self)));
@@ -207,6 +216,7 @@ TEST_F(NestedRequest, IsPossibleForTheObserverToo) {
     self = &transport;
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     EXPECT_THAT(journal.await(1), ElementsAre("0"));
+    transport.end();
 }
 
 TEST_F(NestedRequest, DoesNotWaitForTheHandlerThatWaitsForIt) {
@@ -226,6 +236,7 @@ TEST_F(NestedRequest, DoesNotWaitForTheHandlerThatWaitsForIt) {
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     peer.awaitDelivery()->send(notification("x", 1));
     EXPECT_EQ(answered.get(), TRANSPORT_OK);
+    transport.end();
 }
 
 }  // namespace
