@@ -182,6 +182,7 @@ TEST_F(Appcfg, ShowPrintsTheWholeRecord) {
                                             {"options", {"day", "night", "auto"}},
                                             {"default_index", 0}}));
     EXPECT_NE(appcfg({"show", "display.mode"}).out.find("(the default)"), std::string::npos);
+    EXPECT_TRUE(Json::accept(appcfg({"show", "display.brightness", "--json"}).out)) << "one object and nothing else";
 }
 
 TEST_F(Appcfg, BadUsageSendsNothingAndEndsWithTwo) {

@@ -1,5 +1,6 @@
 #include <list>
 #include <string>
+#include <vector>
 
 #include "AppConfig/PlatformCfgService.h"
 #include "Commands.h"
@@ -130,10 +131,13 @@ ExitStatus resetVariable(Session& session) {
 ExitStatus showRecord(Session& session) {
     const VariableName& name = session.arguments().variables.front();
     const ConfigVar var = name.var();
+    // The record's own list is not asked for: an empty one makes the library write a line among the results.
+    std::vector<std::string> options;
+    session.manager().getConfigOptions(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance,
+                                       options);
     const AppConfig::ConfigValue record =
         session.manager().getConfigValue(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance);
     if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
-    const std::vector<std::string> options = record.hasOptions() ? record.getOptions() : std::vector<std::string>();
     const AppConfig::ConfigAccessLevels levels = record.accessLevels();
     ordered_json object = {{"variable", name.text()}, {"value", record.getValue()}, {"is_default", record.isDefault()}};
     std::string text = name.text() + "\n  value    " + valueText(record.getValue()) +
