@@ -23,8 +23,7 @@ public:
 
     /// \return the next line that holds \p text; a sentence that says so when none comes.
     std::string lineWith(const std::string& text) {
-        return m_process
-            .waitForLine([&](const std::string& line) { return line.find(text) != std::string::npos; })
+        return m_process.waitForLine([&](const std::string& line) { return line.find(text) != std::string::npos; })
             .value_or("no line with '" + text + "' in:\n" + m_process.output());
     }
 
@@ -164,7 +163,8 @@ TEST_F(AppcfgEvents, ProvideLetsACommandDecide) {
 }
 
 TEST_F(AppcfgEvents, ACommandThatTakesTooLongRefusesBeforeTheServicesOwnDeadline) {
-    Running provider(service, {"provide", "audio.volume", "--exec", "sleep 20 #", "--exec-timeout", "0.1"}, "providing");
+    Running provider(service, {"provide", "audio.volume", "--exec", "sleep 20 #", "--exec-timeout", "0.1"},
+                     "providing");
 
     const Finished refused = service.appcfg({"set", "audio.volume", "11"});
 

@@ -20,18 +20,18 @@ protected:
 };
 
 /// Fails with everything that the tool wrote.
-#define EXPECT_DONE(finished, text)                          \
-    do {                                                     \
-        const Finished ended = (finished);                   \
-        EXPECT_EQ(ended.status, 0) << ended.err;             \
-        EXPECT_EQ(ended.out, text) << ended.err;             \
+#define EXPECT_DONE(finished, text)              \
+    do {                                         \
+        const Finished ended = (finished);       \
+        EXPECT_EQ(ended.status, 0) << ended.err; \
+        EXPECT_EQ(ended.out, text) << ended.err; \
     } while (false)
 
-#define EXPECT_REFUSED(finished, reason)                                            \
-    do {                                                                            \
-        const Finished ended = (finished);                                          \
-        EXPECT_EQ(ended.status, 1) << ended.out << ended.err;                       \
-        EXPECT_NE(ended.err.find(reason), std::string::npos) << ended.err;          \
+#define EXPECT_REFUSED(finished, reason)                                   \
+    do {                                                                   \
+        const Finished ended = (finished);                                 \
+        EXPECT_EQ(ended.status, 1) << ended.out << ended.err;              \
+        EXPECT_NE(ended.err.find(reason), std::string::npos) << ended.err; \
     } while (false)
 
 TEST_F(Appcfg, GetPrintsTheValue) {
@@ -43,7 +43,8 @@ TEST_F(Appcfg, GetPrintsTheValue) {
 
 TEST_F(Appcfg, GetReadsWithAType) {
     EXPECT_DONE(appcfg({"get", "display.brightness", "--as", "int"}), "70\n");
-    EXPECT_DONE(appcfg({"get", "display.on", "--as", "bool", "--json"}), "{\"variable\":\"display.on\",\"value\":true}\n");
+    EXPECT_DONE(appcfg({"get", "display.on", "--as", "bool", "--json"}),
+                "{\"variable\":\"display.on\",\"value\":true}\n");
     EXPECT_DONE(appcfg({"get", "system.servers", "--as", "text"}), "a\n");
     EXPECT_DONE(appcfg({"get", "display.brightness", "--as", "bool"}), "false\n");
 }
@@ -100,7 +101,8 @@ TEST_F(Appcfg, SetWithoutWaitingHandsTheWriteOver) {
     EXPECT_EQ(appcfg({"set", "display.brightness", "30", "--no-wait"}).status, 0);
     // The write and this read come from two processes, so the write may still be on its way.
     Finished value;
-    for (int attempt = 0; attempt < 200 && value.out != "30\n"; ++attempt) value = appcfg({"get", "display.brightness"});
+    for (int attempt = 0; attempt < 200 && value.out != "30\n"; ++attempt)
+        value = appcfg({"get", "display.brightness"});
     EXPECT_EQ(value.out, "30\n");
 }
 
@@ -122,16 +124,17 @@ TEST_P(AppcfgRefusal, HasStatusOneAndNamesTheLimit) {
 
 INSTANTIATE_TEST_SUITE_P(
     OfAWrite, AppcfgRefusal,
-    ::testing::Values(Refusal{"AboveTheMaximum", {"set", "display.brightness", "101"}, "100"},
-                      Refusal{"BelowTheMinimum", {"set", "display.brightness", "-1"}, "minimum 0"},
-                      Refusal{"NotANumber", {"set", "display.brightness", "bright"}, "bright"},
-                      Refusal{"TooManyForAScalar", {"set", "display.brightness", "1", "2"}, "display.brightness"},
-                      Refusal{"NotABool", {"set", "display.on", "maybe"}, "true"},
-                      Refusal{"NotAnOption", {"set", "display.mode", "dusk"}, "night"},
-                      Refusal{"TooLong", {"set", "display.panel.name", "far too long"}, "8"},
-                      Refusal{"TooManyElements", {"set", "system.servers", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, "8"},
-                      Refusal{"NotOfThePattern", {"set", "system.label", "Not This"}, "[a-z0-9]{0,16}"},
-                      Refusal{"RoleBelowTheWriteLevel", {"set", "net.wifi[1].ssid", "x", "--role", "1"}, "role"}),
+    ::testing::Values(
+        Refusal{"AboveTheMaximum", {"set", "display.brightness", "101"}, "100"},
+        Refusal{"BelowTheMinimum", {"set", "display.brightness", "-1"}, "minimum 0"},
+        Refusal{"NotANumber", {"set", "display.brightness", "bright"}, "bright"},
+        Refusal{"TooManyForAScalar", {"set", "display.brightness", "1", "2"}, "display.brightness"},
+        Refusal{"NotABool", {"set", "display.on", "maybe"}, "true"},
+        Refusal{"NotAnOption", {"set", "display.mode", "dusk"}, "night"},
+        Refusal{"TooLong", {"set", "display.panel.name", "far too long"}, "8"},
+        Refusal{"TooManyElements", {"set", "system.servers", "1", "2", "3", "4", "5", "6", "7", "8", "9"}, "8"},
+        Refusal{"NotOfThePattern", {"set", "system.label", "Not This"}, "[a-z0-9]{0,16}"},
+        Refusal{"RoleBelowTheWriteLevel", {"set", "net.wifi[1].ssid", "x", "--role", "1"}, "role"}),
     [](const auto& tested) { return std::string(tested.param.name); });
 
 TEST_F(Appcfg, ValidateAsksWithoutWriting) {
@@ -167,7 +170,8 @@ TEST_F(Appcfg, AccessIsShownAndSet) {
     EXPECT_DONE(appcfg({"access", "audio.muted"}), "audio.muted  read 0  write 4\n");
     EXPECT_EQ(appcfg({"access", "audio.muted", "--hidden", "--role", "4"}).status, 0);
     EXPECT_REFUSED(appcfg({"access", "audio.muted"}), "role");
-    EXPECT_REFUSED(appcfg({"access", "display.brightness", "audio.volume", "--write", "3", "--role", "2"}), "audio.volume");
+    EXPECT_REFUSED(appcfg({"access", "display.brightness", "audio.volume", "--write", "3", "--role", "2"}),
+                   "audio.volume");
 }
 
 TEST_F(Appcfg, ShowPrintsTheWholeRecord) {
@@ -221,8 +225,9 @@ TEST(AppcfgWithoutService, EndsWithThreeWithinASecondAndNamesTheEndpoint) {
     const ServiceProcess service;
     const auto begin = std::chrono::steady_clock::now();
 
-    for (const Words& words : {Words{"get", "display.brightness"}, Words{"list"}, Words{"set", "display.brightness", "1"},
-                               Words{"watch", "display"}, Words{"set", "display.brightness", "1", "--no-wait"}}) {
+    for (const Words& words :
+         {Words{"get", "display.brightness"}, Words{"list"}, Words{"set", "display.brightness", "1"},
+          Words{"watch", "display"}, Words{"set", "display.brightness", "1", "--no-wait"}}) {
         const Finished finished = service.appcfg(words);
         EXPECT_EQ(finished.status, 3) << words.front() << ": " << finished.out << finished.err;
         EXPECT_NE(finished.err.find("ConfigSrvc"), std::string::npos) << finished.err;

@@ -30,8 +30,7 @@ void expectMembers(const Json& result, const Json& expected) {
 TEST_P(Handlers, OfAConsumerMayDoIt) {
     ClientProcess client(service);
     client.perform({{"do", "watch"}, {"var", "audio.muted"}, {"name", "other"}});
-    client.perform(
-        {{"do", "watch"}, {"var", "display.brightness"}, {"name", "self"}, {"inside", GetParam().command}});
+    client.perform({{"do", "watch"}, {"var", "display.brightness"}, {"name", "self"}, {"inside", GetParam().command}});
 
     service.appcfg({"set", "display.brightness", "30"});
 
@@ -59,7 +58,8 @@ INSTANTIATE_TEST_SUITE_P(
         Inside{"Write", {{"do", "set"}, {"var", "audio.volume"}, {"value", {"9"}}}, {{"ok", true}}},
         Inside{"WriteWithoutWaiting", {{"do", "post"}, {"var", "audio.volume"}, {"value", {"9"}}}, {{"ok", true}}},
         Inside{"Register", {{"do", "watch"}, {"var", "audio.volume"}, {"name", "late"}}, {{"ok", true}}},
-        Inside{"UnregisterItself", {{"do", "unwatch"}, {"var", "display.brightness"}, {"name", "self"}}, {{"ok", true}}},
+        Inside{
+            "UnregisterItself", {{"do", "unwatch"}, {"var", "display.brightness"}, {"name", "self"}}, {{"ok", true}}},
         Inside{"UnregisterAnother", {{"do", "unwatch"}, {"var", "audio.muted"}, {"name", "other"}}, {{"ok", true}}},
         Inside{"ReadOptions", {{"do", "options"}, {"var", "display.mode"}}, {{"options", {"day", "night", "auto"}}}},
         Inside{"SetOptions",

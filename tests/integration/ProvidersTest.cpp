@@ -17,9 +17,7 @@ class Providers : public ::testing::Test {
 protected:
     Providers() { service.start(); }
 
-    static Json write(const std::string& value) {
-        return {{"do", "set"}, {"var", "audio.volume"}, {"value", {value}}};
-    }
+    static Json write(const std::string& value) { return {{"do", "set"}, {"var", "audio.volume"}, {"value", {value}}}; }
     static void provide(ClientProcess& client, const std::string& name, Json more = Json::object()) {
         more.update({{"do", "provide"}, {"var", "audio.volume"}, {"name", name}});
         client.perform(more);

@@ -46,7 +46,8 @@ TEST(ServiceLife, ChecksDefinitionsWithoutServing) {
     words.push_back("--check");
     EXPECT_EQ(run(words).status, 0);
 
-    service.directory().write("test.textproto", "\nvariable { node: \"a\" attribute: \"b\" type: INT default_value: \"x\" }");
+    service.directory().write("test.textproto",
+                              "\nvariable { node: \"a\" attribute: \"b\" type: INT default_value: \"x\" }");
     const Finished bad = run(words);
 
     EXPECT_EQ(bad.status, 2);

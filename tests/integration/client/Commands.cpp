@@ -31,7 +31,9 @@ Parts split(const std::string& text) {
     return {text.substr(0, dot), text.substr(dot + 1)};
 }
 
-Parts nameIn(const Json& command) { return split(command.at("var").get<std::string>()); }
+Parts nameIn(const Json& command) {
+    return split(command.at("var").get<std::string>());
+}
 
 ConfigVar varIn(const Json& command) {
     const Parts name = nameIn(command);
@@ -40,13 +42,17 @@ ConfigVar varIn(const Json& command) {
     return var;
 }
 
-std::list<std::string> valueIn(const Json& command) { return command.at("value").get<std::list<std::string>>(); }
+std::list<std::string> valueIn(const Json& command) {
+    return command.at("value").get<std::list<std::string>>();
+}
 
 Json outcome(bool ok, const ConfigResult& result) {
     return {{"ok", ok}, {"error", static_cast<int>(result.m_error)}, {"messages", result.m_messages}};
 }
 
-AppCfgManager* manager() { return AppCfgManager::getInstance(); }
+AppCfgManager* manager() {
+    return AppCfgManager::getInstance();
+}
 
 Json get(const Json& command) {
     std::list<std::string> value;
@@ -56,7 +62,8 @@ Json get(const Json& command) {
 
 Json getParts(const Json& command) {
     const Parts name = nameIn(command);
-    return {{"value", manager()->getConfigVar(name.node, command.value("ni", 0), name.attribute, command.value("ai", 0))}};
+    return {
+        {"value", manager()->getConfigVar(name.node, command.value("ni", 0), name.attribute, command.value("ai", 0))}};
 }
 
 Json set(const Json& command) {
@@ -65,7 +72,9 @@ Json set(const Json& command) {
     return outcome(ok, result);
 }
 
-Json post(const Json& command) { return {{"ok", manager()->setConfigVar(varIn(command), valueIn(command))}}; }
+Json post(const Json& command) {
+    return {{"ok", manager()->setConfigVar(varIn(command), valueIn(command))}};
+}
 
 Json validate(const Json& command) {
     ConfigResult result;
@@ -115,7 +124,8 @@ Json setLevels(const Json& command) {
 }
 
 Json setRole(const Json& command) {
-    return {{"role", static_cast<int>(manager()->setSecurityRole(static_cast<SecurityRole>(command.at("role").get<int>())))}};
+    return {{"role",
+             static_cast<int>(manager()->setSecurityRole(static_cast<SecurityRole>(command.at("role").get<int>())))}};
 }
 
 Json watch(const Json& command) {
@@ -147,7 +157,9 @@ Json release(const Json&) {
     return {{"ok", true}};
 }
 
-Json forget(const Json& command) { return {{"removed", manager()->removeVars(command.value("part", ""))}}; }
+Json forget(const Json& command) {
+    return {{"removed", manager()->removeVars(command.value("part", ""))}};
+}
 
 /// Writes random values, awaited and unawaited, to random variables of the list.
 Json storm(const Json& command) {
@@ -184,18 +196,34 @@ Json count(const Json& command) {
 
 const std::map<std::string, std::function<Json(const Json&)>>& actions() {
     static const auto* const table = new std::map<std::string, std::function<Json(const Json&)>>{
-        {"get", get}, {"get-parts", getParts},         {"set", set},         {"post", post},           {"validate", validate},
-        {"reset", reset},     {"options", options}, {"set-options", setOptions}, {"levels", levels},
-        {"set-levels", setLevels}, {"role", setRole}, {"watch", watch},       {"unwatch", unwatch},
-        {"provide", provide}, {"unprovide", unprovide}, {"release", release}, {"forget", forget},
-        {"storm", storm},     {"count", count},
+        {"get", get},
+        {"get-parts", getParts},
+        {"set", set},
+        {"post", post},
+        {"validate", validate},
+        {"reset", reset},
+        {"options", options},
+        {"set-options", setOptions},
+        {"levels", levels},
+        {"set-levels", setLevels},
+        {"role", setRole},
+        {"watch", watch},
+        {"unwatch", unwatch},
+        {"provide", provide},
+        {"unprovide", unprovide},
+        {"release", release},
+        {"forget", forget},
+        {"storm", storm},
+        {"count", count},
     };
     return *table;
 }
 
 }  // namespace
 
-Json execute(const Json& command) { return actions().at(command.at("do"))(command); }
+Json execute(const Json& command) {
+    return actions().at(command.at("do"))(command);
+}
 
 void emit(const Json& line) {
     static std::mutex mutex;

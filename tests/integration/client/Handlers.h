@@ -12,7 +12,8 @@
 
 namespace AppConfigTest {
 
-/// A consumer that tells the test of each call, and then, when the test gave it something to do inside the call, does it.
+/// A consumer that tells the test of each call, and then, when the test gave it something to do inside the call, does
+/// it.
 class TellingConsumer : public ConsumerConfigHandler {
 public:
     explicit TellingConsumer(Json settings);

@@ -8,8 +8,8 @@
 
 namespace AppConfigTest {
 
-/// Passes everything on to another transport, and lets something happen just before the next message of one type: what a
-/// test needs to place an event between two messages of one operation. Thread-safe.
+/// Passes everything on to another transport, and lets something happen just before the next message of one type: what
+/// a test needs to place an event between two messages of one operation. Thread-safe.
 class IntrudingTransport : public PbUtility::PbUtils {
 public:
     /// \p next is not owned and outlives this object.

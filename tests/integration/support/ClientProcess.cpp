@@ -49,13 +49,21 @@ Json ClientProcess::take(const Json& part) {
     return wanted;
 }
 
-Json ClientProcess::perform(Json command) { return take({{"answer", send(std::move(command), false)}}); }
+Json ClientProcess::perform(Json command) {
+    return take({{"answer", send(std::move(command), false)}});
+}
 
-int ClientProcess::start(Json command) { return send(std::move(command), true); }
+int ClientProcess::start(Json command) {
+    return send(std::move(command), true);
+}
 
-Json ClientProcess::answerTo(int number) { return take({{"answer", number}}); }
+Json ClientProcess::answerTo(int number) {
+    return take({{"answer", number}});
+}
 
-Json ClientProcess::waitForEvent(const Json& part) { return take(part); }
+Json ClientProcess::waitForEvent(const Json& part) {
+    return take(part);
+}
 
 std::list<Json> ClientProcess::eventsSoFar(const Json& part) const {
     std::list<Json> events;

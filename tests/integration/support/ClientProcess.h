@@ -16,8 +16,7 @@ using Json = nlohmann::json;
 class ClientProcess {
 public:
     /// \p deadline is what the client's transport waits for an answer.
-    explicit ClientProcess(const ServiceProcess& service,
-                           std::chrono::milliseconds deadline = std::chrono::seconds(5));
+    explicit ClientProcess(const ServiceProcess& service, std::chrono::milliseconds deadline = std::chrono::seconds(5));
 
     /// Carries out \p command and waits for its answer.
     Json perform(Json command);

@@ -27,8 +27,9 @@ ServiceProcess::ServiceProcess(const std::string& definitions, std::vector<std::
       m_options(std::move(options)) {}
 
 std::vector<std::string> ServiceProcess::words() const {
-    std::vector<std::string> words = {APPCONFIGD,      "--definitions", m_definitions, "--state",
-                                      m_directory.file("state.db"), "--runtime-dir", m_runtimeDirectory};
+    std::vector<std::string> words = {
+        APPCONFIGD,      "--definitions",   m_definitions, "--state", m_directory.file("state.db"),
+        "--runtime-dir", m_runtimeDirectory};
     words.insert(words.end(), m_options.begin(), m_options.end());
     return words;
 }
@@ -59,6 +60,8 @@ std::vector<std::string> ServiceProcess::appcfgWords(std::vector<std::string> wo
     return words;
 }
 
-Finished ServiceProcess::appcfg(std::vector<std::string> words) const { return run(appcfgWords(std::move(words))); }
+Finished ServiceProcess::appcfg(std::vector<std::string> words) const {
+    return run(appcfgWords(std::move(words)));
+}
 
 }  // namespace AppConfigTest

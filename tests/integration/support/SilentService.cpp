@@ -26,6 +26,8 @@ SilentService::SilentService(const std::string& runtimeDirectory) {
     }
 }
 
-SilentService::~SilentService() { ::close(m_listener); }
+SilentService::~SilentService() {
+    ::close(m_listener);
+}
 
 }  // namespace AppConfigTest

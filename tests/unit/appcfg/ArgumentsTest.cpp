@@ -1,6 +1,6 @@
-#include "Arguments.h"
-
 #include <gtest/gtest.h>
+
+#include "Arguments.h"
 
 namespace AppConfigTool {
 namespace {
@@ -37,9 +37,10 @@ TEST_P(AnyValue, IsWrittenAsItStands) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Arguments, AnyValue,
-                         ::testing::Values(Words{"-5"}, Words{"--json"}, Words{""}, Words{"[1,2]"}, Words{"[]"}, Words{"{}"},
-                                           Words{"list"}, Words{"a,b"}, Words{"a", "", "c"}, Words{"-x", "get", "\"q\""},
-                                           Words{"[a]", "[b]"}, Words{"%%"}, Words{"/h"}, Words{" "}));
+                         ::testing::Values(Words{"-5"}, Words{"--json"}, Words{""}, Words{"[1,2]"}, Words{"[]"},
+                                           Words{"{}"}, Words{"list"}, Words{"a,b"}, Words{"a", "", "c"},
+                                           Words{"-x", "get", "\"q\""}, Words{"[a]", "[b]"}, Words{"%%"}, Words{"/h"},
+                                           Words{" "}));
 
 TEST(Arguments, NegativeNumbersNeedNoMark) {
     EXPECT_EQ(accepted({"set", "a.b", "-5"}).value, Words{"-5"});
@@ -94,10 +95,11 @@ INSTANTIATE_TEST_SUITE_P(
                       Words{"get", "a.b", "--role", "-1"}, Words{"get", "a.b", "--as", "float"},
                       Words{"get", "a.b", "--timeout", "0"}, Words{"watch"}, Words{"watch", "a", "--kind", "weather"},
                       Words{"access", "a.b", "--read", "9"}, Words{"access", "a.b", "--read-only", "--hidden"},
-                      Words{"options", "a.b", "--default-index", "1"}, Words{"options", "a.b", "--default", "--set", "x"},
-                      Words{"provide", "a.b", "--accept", "--reject", "x"}, Words{"provide", "a.b", "--exec-timeout", "1"},
-                      Words{"submit", "a.b", "--type", "2"}, Words{"access", "1:a.b", "2:a.b"},
-                      Words{"set", "a.b", "x", "--no-wiat"}));
+                      Words{"options", "a.b", "--default-index", "1"},
+                      Words{"options", "a.b", "--default", "--set", "x"},
+                      Words{"provide", "a.b", "--accept", "--reject", "x"},
+                      Words{"provide", "a.b", "--exec-timeout", "1"}, Words{"submit", "a.b", "--type", "2"},
+                      Words{"access", "1:a.b", "2:a.b"}, Words{"set", "a.b", "x", "--no-wiat"}));
 
 TEST(Arguments, HelpAndVersionAreNoComplaints) {
     for (const Words& words : {Words{"--help"}, Words{"--version"}, Words{"get", "--help"}}) {

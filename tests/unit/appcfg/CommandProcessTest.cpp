@@ -1,13 +1,15 @@
-#include "CommandProcess.h"
-
 #include <gtest/gtest.h>
+
+#include "CommandProcess.h"
 
 namespace AppConfigTool {
 namespace {
 
 constexpr std::chrono::seconds ample{20};
 
-TEST(CommandProcess, StatusZeroAccepts) { EXPECT_TRUE(runCommand("true", {}, ample).accepted); }
+TEST(CommandProcess, StatusZeroAccepts) {
+    EXPECT_TRUE(runCommand("true", {}, ample).accepted);
+}
 
 TEST(CommandProcess, AnyOtherStatusRefusesWithTheFirstLineOfOutput) {
     const CommandVerdict verdict = runCommand("printf 'too bright\\nsecond line\\n'; exit 3 #", {}, ample);
@@ -25,7 +27,8 @@ TEST(CommandProcess, GetsTheArgumentsBehindItsOwn) {
 }
 
 TEST(CommandProcess, NeverReadsAnArgumentAsACommand) {
-    const CommandVerdict verdict = runCommand("f() { echo \"$1\"; exit 1; }; f", {"$(echo oops); `echo oops` '\""}, ample);
+    const CommandVerdict verdict =
+        runCommand("f() { echo \"$1\"; exit 1; }; f", {"$(echo oops); `echo oops` '\""}, ample);
 
     EXPECT_EQ(verdict.message, "$(echo oops); `echo oops` '\"");
 }

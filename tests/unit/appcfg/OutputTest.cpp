@@ -1,8 +1,8 @@
-#include "Output.h"
-
 #include <gtest/gtest.h>
 
 #include <sstream>
+
+#include "Output.h"
 
 namespace AppConfigTool {
 namespace {

@@ -1,6 +1,6 @@
-#include "VariableName.h"
-
 #include <gtest/gtest.h>
+
+#include "VariableName.h"
 
 namespace AppConfigTool {
 namespace {
@@ -58,8 +58,8 @@ TEST_P(MalformedName, IsRefusedWithAReason) {
 }
 
 INSTANTIATE_TEST_SUITE_P(VariableName, MalformedName,
-                         ::testing::Values("", ".", "a.", ".b", "a..b.c", "a[x].b", "a[1.b", "a1].b", "a[1]x.b", "a[].b",
-                                           "a[99999999999].b", "99999999999:a.b", "3:", "a.b[1"));
+                         ::testing::Values("", ".", "a.", ".b", "a..b.c", "a[x].b", "a[1.b", "a1].b", "a[1]x.b",
+                                           "a[].b", "a[99999999999].b", "99999999999:a.b", "3:", "a.b[1"));
 
 }  // namespace
 }  // namespace AppConfigTool

@@ -11,8 +11,8 @@
 
 namespace AppConfigTest {
 
-/// Each test has a node of its own, since the process-wide link registers for a variable only once: so the tests hold in
-/// one process in any order.
+/// Each test has a node of its own, since the process-wide link registers for a variable only once: so the tests hold
+/// in one process in any order.
 class Semantics : public ::testing::Test {
 protected:
     Semantics() : node(ownNode()), kit(definitions(node)) { kit.attach(); }
@@ -69,8 +69,8 @@ private:
         const std::string head = "variable { node: \"" + node + "\" attribute: ";
         return head + "\"level\" type: INT default_value: \"70\" minimum: 0 maximum: 100 }\n" + head +
                "\"on\" type: BOOL default_value: \"True\" }\n" + head +
-               "\"mode\" type: TEXT default_value: \"day\" option: \"day\" option: \"night\" default_index: 0 }\n" + head +
-               "\"servers\" type: LIST default_value: \"a\" default_value: \"b\" max_elements: 4 }\n" + head +
+               "\"mode\" type: TEXT default_value: \"day\" option: \"day\" option: \"night\" default_index: 0 }\n" +
+               head + "\"servers\" type: LIST default_value: \"a\" default_value: \"b\" max_elements: 4 }\n" + head +
                "\"secret\" type: TEXT default_value: \"x\" read_level: 3 write_level: 4 }\n";
     }
 };

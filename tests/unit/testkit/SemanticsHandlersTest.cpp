@@ -48,8 +48,8 @@ private:
 /// Accepts what is not on its list.
 class Judge : public ProviderConfigHandler {
 public:
-    bool onDynamicValidate(const std::string&, int, const std::string&, int, const List& value,
-                           AppConfig::SecurityRole, ConfigResult& result) override {
+    bool onDynamicValidate(const std::string&, int, const std::string&, int, const List& value, AppConfig::SecurityRole,
+                           ConfigResult& result) override {
         ++asked;
         if (value.front() != "13") return true;
         result.addResultMessage("not thirteen");
@@ -74,9 +74,10 @@ TEST_F(Semantics, RegisterConsumer) {
     Listener second;
 
     registerHandler(node, "level", &first, nullptr);
-    EXPECT_EQ(travelled(), "RegisterClientCallbackReq(change) RegisterClientCallbackReq(submit) "
-                           "RegisterClientCallbackReq(attribute) RegisterClientCallbackReq(options) "
-                           "RegisterClientCallbackReq(access)");
+    EXPECT_EQ(travelled(),
+              "RegisterClientCallbackReq(change) RegisterClientCallbackReq(submit) "
+              "RegisterClientCallbackReq(attribute) RegisterClientCallbackReq(options) "
+              "RegisterClientCallbackReq(access)");
     registerHandler(node, "level", &second, nullptr);
     EXPECT_EQ(travelled(), "");
     EXPECT_FALSE(isCached("level"));

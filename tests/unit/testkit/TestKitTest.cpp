@@ -1,11 +1,10 @@
-#include "AppConfig/TestKit.h"
-
 #include <gtest/gtest.h>
 
 #include <stdexcept>
 
 #include "AppConfig/AppConfig.h"
 #include "AppConfig/PlatformCfgService.h"
+#include "AppConfig/TestKit.h"
 
 namespace AppConfigTest {
 namespace {
@@ -19,9 +18,13 @@ variable { node: "kit" attribute: "text" type: TEXT default_value: "a" }
 variable { node: "kit" node_instance: 2 attribute: "text" attribute_instance: 3 type: TEXT default_value: "b" }
 )";
 
-AppCfgManager& config() { return *AppCfgManager::getInstance(); }
+AppCfgManager& config() {
+    return *AppCfgManager::getInstance();
+}
 
-int number() { return config().getConfigVarInt("kit", 0, "number", 0); }
+int number() {
+    return config().getConfigVarInt("kit", 0, "number", 0);
+}
 
 TEST(TestKit, RefusesDefinitionsThatAServiceWouldRefuse) {
     EXPECT_THROW(TestKit("variable { nodes: \"kit\" }"), std::invalid_argument);
