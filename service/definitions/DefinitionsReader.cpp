@@ -96,7 +96,7 @@ private:
                          std::string("the ") + field + " has " + std::to_string(text.size()) + " bytes, the limit is " +
                              std::to_string(longestName));
             }
-            if (std::any_of(text.begin(), text.end(), [](char c) { return c <= ' ' && c >= 0; })) {
+            if (std::any_of(text.begin(), text.end(), [](unsigned char c) { return c <= ' '; })) {
                 complain(field, -1, std::string("the ") + field + " has a space or control character");
             }
         }
