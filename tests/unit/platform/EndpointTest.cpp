@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <ostream>
 #include <string>
 
 #include "Endpoint.h"
@@ -17,6 +18,10 @@ struct NameCase {
     std::string name;
     bool valid;
 };
+
+void PrintTo(const NameCase& row, std::ostream* out) {
+    *out << testing::PrintToString(row.name);
+}
 
 class EndpointNames : public testing::TestWithParam<NameCase> {};
 

@@ -1,6 +1,8 @@
 // What a peer may not send over the delivery connection ends that connection, and hurts nobody else.
 #include <gmock/gmock.h>
 
+#include <ostream>
+
 #include "Handlers.h"
 #include "TransportFixture.h"
 
@@ -17,6 +19,10 @@ struct HostileCase {
     std::string bytes;
     const char* reason;
 };
+
+void PrintTo(const HostileCase& row, std::ostream* out) {
+    *out << row.name;
+}
 
 std::string encoded(Kind kind, std::uint32_t id = 0) {
     Frame frame;

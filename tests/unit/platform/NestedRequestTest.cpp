@@ -144,7 +144,7 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
 
 TEST_F(NestedRequest, EndsAtItsDeadline) {
     peer.onRequest(nullptr);
-    UnixTransport transport(options(100ms));
+    UnixTransport transport(options(1s));
     Handler handler([&](const MSG_Message*) { journal.add(std::to_string(read(transport))); });
     handler.addTo(transport, changed);
     transport.addRemoteEndpoint("ConfigSrvc", -1);

@@ -139,7 +139,7 @@ TEST_F(Request, ThatRanOutOfTimeLeavesItsConnectionBehind) {
         }
         ScriptedPeer::answer(connection, frame);
     });
-    UnixTransport transport(options(200ms));
+    UnixTransport transport(options(1500ms));
     ASSERT_EQ(read(transport, "late"), TRANSPORT_TIMED_OUT);
     EXPECT_EQ(read(transport, "next"), TRANSPORT_OK);
     EXPECT_EQ(peer.connections(REQUESTS), 2U);
@@ -343,7 +343,7 @@ TEST_F(Request, FailsWhenTheTransportEnds) {
 
 TEST_F(Request, ServesSeveralEndpointsIndependently) {
     ScriptedPeer other(directory.path() + "/Other");
-    UnixTransport transport(options(200ms));
+    UnixTransport transport(options(1500ms));
     peer.onRequest(nullptr);
     EXPECT_EQ(read(transport), TRANSPORT_TIMED_OUT);
     EXPECT_EQ(read(transport, "x", "Other"), TRANSPORT_OK);
@@ -361,7 +361,7 @@ TEST(OneWay, WaitsOnlySoLongForAServiceThatDoesNotRead) {
     });
     TransportOptions options;
     options.runtimeDirectory = directory.path();
-    options.deadline = 200ms;
+    options.deadline = 1500ms;
     UnixTransport transport(options);
     ASSERT_EQ(transport.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
     ConfigIF::WriteReq large;
