@@ -51,15 +51,12 @@ std::string defaultRuntimeDirectory() {
     return "/tmp/appconfig-" + std::to_string(getuid());
 }
 
-std::string checkRuntimeDirectory(const std::string& directory) {
-    const bool isDefault = directory == defaultRuntimeDirectory();
+std::string checkPrivateDirectory(const std::string& directory) {
     struct stat status {};
-    // Anybody can put something in place of the default directory, so there a symbolic link counts as it stands.
-    const int failed = isDefault ? lstat(directory.c_str(), &status) : stat(directory.c_str(), &status);
-    if (failed != 0) return errno == ENOENT ? std::string() : systemReason(directory, errno);
+    // Anybody can put something in its place, so a symbolic link counts as it stands.
+    if (lstat(directory.c_str(), &status) != 0) return errno == ENOENT ? std::string() : systemReason(directory, errno);
     if (S_ISLNK(status.st_mode)) return sentence(directory, "it is a symbolic link");
     if (!S_ISDIR(status.st_mode)) return sentence(directory, "it is not a directory");
-    if (!isDefault) return {};
     if (status.st_uid != geteuid()) return sentence(directory, "it belongs to another user");
     if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return sentence(directory, "other users may write to it");
     return {};
@@ -67,10 +64,10 @@ std::string checkRuntimeDirectory(const std::string& directory) {
 
 std::string prepareRuntimeDirectory(const std::string& directory) {
     if (mkdir(directory.c_str(), S_IRWXU) != 0 && errno != EEXIST) return systemReason(directory, errno);
-    std::string reason = checkRuntimeDirectory(directory);
-    if (!reason.empty()) return reason;
+    if (directory == defaultRuntimeDirectory()) return checkPrivateDirectory(directory);
     struct stat status {};
-    return stat(directory.c_str(), &status) == 0 ? std::string() : systemReason(directory, errno);
+    if (stat(directory.c_str(), &status) != 0) return systemReason(directory, errno);
+    return S_ISDIR(status.st_mode) ? std::string() : sentence(directory, "it is not a directory");
 }
 
 std::string prepareEndpointDirectory(const std::string& directory, const std::string& endpoint) {

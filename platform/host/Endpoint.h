@@ -26,8 +26,9 @@ std::string defaultRuntimeDirectory();
 /// \return an empty text when the directory can be used, else one sentence that says why not.
 std::string prepareRuntimeDirectory(const std::string& directory);
 
-/// Like prepareRuntimeDirectory, but creates nothing: a directory that does not exist is fine.
-std::string checkRuntimeDirectory(const std::string& directory);
+/// \return an empty text when \p directory does not exist or obeys the rules of the default directory, whichever it is;
+/// else one sentence that says why not. Creates nothing.
+std::string checkPrivateDirectory(const std::string& directory);
 
 /// Creates the directories between \p directory, which exists, and the socket of \p endpoint, with mode 0700.
 /// \return an empty text, else one sentence that says what failed.

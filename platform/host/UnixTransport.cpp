@@ -21,7 +21,8 @@ using AppConfigHost::Waiter;
 class UnixConnector final : public AppConfigHost::Connector {
 public:
     explicit UnixConnector(std::string directory)
-        : m_directory(directory.empty() ? AppConfigHost::defaultRuntimeDirectory() : std::move(directory)) {}
+        : m_directory(directory.empty() ? AppConfigHost::defaultRuntimeDirectory() : std::move(directory)),
+          m_isDefault(m_directory == AppConfigHost::defaultRuntimeDirectory()) {}
 
     Outcome check(const std::string& endpoint) const override {
         const AppConfigHost::EndpointPath place = AppConfigHost::endpointPath(m_directory, endpoint);
@@ -29,8 +30,10 @@ public:
     }
 
     Outcome connect(const std::string& endpoint, Deadline deadline, Waiter& waiter, FileDescriptor& socket) override {
-        std::string trouble = AppConfigHost::checkRuntimeDirectory(m_directory);
-        if (!trouble.empty()) return {TRANSPORT_BAD_ENDPOINT, std::move(trouble)};
+        if (m_isDefault) {
+            std::string trouble = AppConfigHost::checkPrivateDirectory(m_directory);
+            if (!trouble.empty()) return {TRANSPORT_BAD_ENDPOINT, std::move(trouble)};
+        }
         const std::string path = AppConfigHost::endpointPath(m_directory, endpoint).path;
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
@@ -55,6 +58,7 @@ public:
 
 private:
     const std::string m_directory;
+    const bool m_isDefault;
 };
 
 }  // namespace

@@ -73,7 +73,7 @@ TEST_F(RuntimeDirectory, IsCreatedForItsUserAlone) {
 }
 
 TEST_F(RuntimeDirectory, IsNotCreatedByLookingAtIt) {
-    EXPECT_EQ(checkRuntimeDirectory(defaultRuntimeDirectory()), "");
+    EXPECT_EQ(checkPrivateDirectory(defaultRuntimeDirectory()), "");
     EXPECT_NE(access(defaultRuntimeDirectory().c_str(), F_OK), 0);
 }
 
@@ -83,7 +83,7 @@ TEST_F(RuntimeDirectory, IsRefusedAsASymbolicLink) {
     const std::string reason = prepareRuntimeDirectory(defaultRuntimeDirectory());
     EXPECT_NE(reason.find(defaultRuntimeDirectory()), std::string::npos) << reason;
     EXPECT_NE(reason.find("symbolic link"), std::string::npos) << reason;
-    EXPECT_EQ(checkRuntimeDirectory(defaultRuntimeDirectory()), reason);
+    EXPECT_EQ(checkPrivateDirectory(defaultRuntimeDirectory()), reason);
 }
 
 TEST_F(RuntimeDirectory, IsRefusedWhenOthersMayWriteToIt) {

@@ -329,6 +329,48 @@ TEST_F(Request, WithAPathTooLongForASocketSaysSo) {
     EXPECT_THAT(lastTransportFailure(), HasSubstr("107"));
 }
 
+TEST_F(Request, InADefaultDirectoryOfSomebodyElsesMakingIsRefused) {
+    setenv("XDG_RUNTIME_DIR", directory.path().c_str(), 1);
+    ASSERT_EQ(symlink(directory.path().c_str(), defaultRuntimeDirectory().c_str()), 0);
+    UnixTransport transport;
+    EXPECT_EQ(read(transport), TRANSPORT_BAD_ENDPOINT);
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("symbolic link"));
+    unsetenv("XDG_RUNTIME_DIR");
+}
+
+TEST_F(Request, SucceedsAgainHoweverOftenTheServiceRestartsUnderManyThreads) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    std::atomic<bool> done{false};
+    std::atomic<int> answered{0};
+    std::atomic<int> unexpected{0};
+    std::vector<std::thread> threads;
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&, thread] {
+            while (!done) {
+                const int status = read(transport, std::to_string(thread));
+                if (status == TRANSPORT_OK) {
+                    ++answered;
+                } else if (status != TRANSPORT_BROKEN_OFF && status != TRANSPORT_NO_SUCH_ENDPOINT) {
+                    ++unexpected;
+                }
+            }
+        });
+    }
+    for (int restart = 0; restart < 10; ++restart) {
+        const int before = answered;
+        const auto patience = std::chrono::steady_clock::now() + ScriptedPeer::patience;
+        while (answered == before && std::chrono::steady_clock::now() < patience) std::this_thread::yield();
+        EXPECT_GT(answered, before) << "nobody got through after restart " << restart;
+        peer.stop();
+        peer.start();
+    }
+    done = true;
+    for (std::thread& thread : threads) thread.join();
+    EXPECT_EQ(unexpected, 0);
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+}
+
 TEST_F(Request, FailsWhenTheTransportEnds) {
     peer.onRequest(nullptr);
     UnixTransport transport(options());
