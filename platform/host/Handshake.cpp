@@ -29,7 +29,7 @@ Outcome readWelcome(const Frame& frame, Welcome& welcome) {
 Outcome greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter, Welcome& welcome) {
     // A peer that refuses at once may have closed the connection before it takes the HELLO; its reason can be read
     // still.
-    const Outcome written = stream.write(encodeHello(hello), deadline, waiter);
+    Outcome written = stream.write(encodeHello(hello), deadline, waiter);
     if (!written.ok() && written.status != TRANSPORT_BROKEN_OFF) return written;
     Frame frame;
     Outcome read = stream.read(frame, deadline, waiter);

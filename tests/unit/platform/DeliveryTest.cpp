@@ -115,6 +115,25 @@ TEST_F(Delivery, IsThereBeforeTheFirstRequestIsSent) {
     }
 }
 
+TEST_F(Delivery, IsThereBeforeTheNextRequestAlsoWhenTheConnectionForItStands) {
+    std::atomic<bool> greeted{false};
+    std::atomic<int> early{0};
+    peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        if (frame.hello().purpose() == AppConfigHost::DELIVERY) greeted = true;
+        peer.welcome(connection);
+    });
+    peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        if (!greeted) ++early;
+        ScriptedPeer::answer(connection, frame);
+    });
+    UnixTransport transport(options());
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(early, 1) << "the second request overtook the connection for deliveries";
+    EXPECT_EQ(peer.connections(REQUESTS), 1U);
+}
+
 TEST_F(Delivery, IsThereAgainBeforeTheFirstRequestToAServiceThatCameBack) {
     TransportOptions patient = options();
     patient.firstPause = 1h;

@@ -121,7 +121,10 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
         for (std::uint64_t i = 2; i <= flood; ++i) delivery->send(notification("flood", i));
         ScriptedPeer::answer(connection, frame);
     });
-    UnixTransport transport(options());
+    // Soon enough that a connection made before the handler returns would be seen: it would not know what is delivered.
+    TransportOptions hasty = options();
+    hasty.firstPause = 1ms;
+    UnixTransport transport(hasty);
     Handler consumer([&](const MSG_Message* message) {
         if (valueOf(message) == "first") {
             EXPECT_EQ(read(transport), TRANSPORT_OK);
