@@ -1,5 +1,6 @@
 #include <utility>
 
+#include "Endpoint.h"
 #include "core/Core.h"
 
 // How a client begins: the first frame of each connection, and what its delivery connection is sent at once.
@@ -15,8 +16,8 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key) {
     if (frame.hello().version() != version) {
         return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version 1";
     }
-    if (key.endpoint.empty() || key.endpoint.size() > longestEndpoint) {
-        return "the endpoint's name must have 1 to " + std::to_string(longestEndpoint) + " bytes";
+    if (!AppConfigHost::isEndpointName(key.endpoint)) {
+        return "the client's endpoint is no endpoint's name";
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
     if (m_clients.find(key) != nullptr || m_clients.size() < mostClients) return {};

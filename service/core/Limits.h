@@ -13,7 +13,6 @@ inline constexpr std::size_t longestElement = std::size_t{1} << 20;   ///< bytes
 inline constexpr std::size_t mostElements = 4096;                     ///< elements of a list
 inline constexpr std::size_t mostOptions = 1024;                      ///< options of a variable
 inline constexpr std::size_t longestName = 255;                       ///< bytes of a node, attribute or client name
-inline constexpr std::size_t longestEndpoint = 127;                   ///< bytes of an endpoint's name
 inline constexpr std::size_t mostClients = 1024;                      ///< known clients
 inline constexpr std::size_t mostRegistrations = 4096;                ///< callback registrations of one client
 inline constexpr std::size_t mostQueuedBytes = std::size_t{4} << 20;  ///< bytes that wait for one slow client

@@ -5,9 +5,8 @@
 
 #include <algorithm>
 #include <fstream>
-#include <iterator>
 #include <limits>
-#include <set>
+#include <sstream>
 
 #include "core/Limits.h"
 #include "core/ValueRules.h"
@@ -267,12 +266,15 @@ bool readDefinitionFiles(const std::vector<std::string>& files, Definitions& def
     const std::size_t before = complaints.size();
     for (const std::string& file : files) {
         std::ifstream in(file, std::ios::binary);
-        std::string text{std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-        if (!in.is_open() || in.bad()) {
+        std::ostringstream text;
+        // An empty file leaves the stream failed as one that cannot be read does, so the first byte is asked for.
+        const bool empty = in.is_open() && in.peek() == std::ifstream::traits_type::eof() && !in.bad();
+        if (!empty) text << in.rdbuf();
+        if (!in.is_open() || in.bad() || text.fail()) {
             complaints.push_back(file + ":1: the file cannot be read");
             continue;
         }
-        texts.push_back({file, std::move(text)});
+        texts.push_back({file, text.str()});
     }
     return complaints.size() == before && readDefinitions(texts, definitions, complaints);
 }

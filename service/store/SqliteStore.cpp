@@ -2,7 +2,6 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-#include "configservice.pb.h"
 #include "store/StoreId.h"
 
 namespace AppConfigService {
@@ -30,19 +29,33 @@ CREATE TABLE registration (
   PRIMARY KEY (uid, endpoint, requester, name, type, callback)) WITHOUT ROWID;
 )";
 
-/// Lists of texts are kept as the interface's own message for a value, which takes any bytes.
+constexpr std::size_t lengthBytes = 4;
+
+/// A list of texts, each preceded by its length in four bytes, the highest first. Texts may hold any bytes.
 std::string pack(const Value& value) {
-    ConfigIF::InstValue message;
-    for (const std::string& element : value) message.add_value(element);
-    return message.SerializeAsString();
+    std::string packed;
+    for (const std::string& element : value) {
+        for (std::size_t i = lengthBytes; i-- > 0;) packed += static_cast<char>(element.size() >> (8 * i) & 0xFFU);
+        packed += element;
+    }
+    return packed;
 }
 
 Value unpack(const SQLite::Column& column) {
-    ConfigIF::InstValue message;
-    if (!message.ParseFromArray(column.getBlob(), column.getBytes())) {
-        throw SQLite::Exception("a stored value cannot be read");
+    const auto* at = static_cast<const unsigned char*>(column.getBlob());
+    auto left = static_cast<std::size_t>(column.getBytes());
+    Value value;
+    while (left >= lengthBytes) {
+        std::size_t length = 0;
+        for (std::size_t i = 0; i < lengthBytes; ++i) length = length << 8 | *at++;
+        left -= lengthBytes;
+        if (length > left) break;
+        value.emplace_back(reinterpret_cast<const char*>(at), length);
+        at += length;
+        left -= length;
     }
-    return {message.value().begin(), message.value().end()};
+    if (left != 0) throw SQLite::Exception("a stored value cannot be read");
+    return value;
 }
 
 std::int64_t number(ChangeNumber value) {

@@ -1,0 +1,172 @@
+#include <gmock/gmock.h>
+
+#include "support/CoreBench.h"
+
+namespace ServiceTest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS) {
+    Frame frame;
+    frame.set_kind(AppConfigHost::HELLO);
+    frame.mutable_hello()->set_version(1);
+    frame.mutable_hello()->set_endpoint(endpoint);
+    frame.mutable_hello()->set_purpose(purpose);
+    return frame;
+}
+
+std::string refusalOf(CoreBench& bench, const Frame& first) {
+    const ConnectionId connection = bench.open(ownUid, first);
+    const auto frame = bench.take(connection);
+    EXPECT_TRUE(bench.isClosed(connection));
+    return frame && frame->kind() == AppConfigHost::REFUSED ? frame->reason() : "";
+}
+
+TEST(Connections, BeginWithAHelloThatMakesSense) {
+    CoreBench bench;
+    Frame request;
+    request.set_kind(AppConfigHost::REQUEST);
+    EXPECT_THAT(refusalOf(bench, request), HasSubstr("begins with HELLO"));
+    Frame version = hello("p");
+    version.mutable_hello()->set_version(2);
+    EXPECT_THAT(refusalOf(bench, version), HasSubstr("version 2"));
+    EXPECT_THAT(refusalOf(bench, hello("")), HasSubstr("endpoint"));
+    EXPECT_THAT(refusalOf(bench, hello(std::string(128, 'e'))), HasSubstr("endpoint"));
+    EXPECT_THAT(refusalOf(bench, hello("two\nlines")), HasSubstr("endpoint"));
+    Frame purpose = hello("p");
+    purpose.mutable_hello()->clear_purpose();
+    EXPECT_THAT(refusalOf(bench, purpose), HasSubstr("purpose"));
+}
+
+TEST(Connections, FramesInTheWrongPlaceCloseOnlyTheirOwn) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    const ConnectionId requests = bench.open(ownUid, hello("p"));
+    bench.take(requests);
+    Frame answer;
+    answer.set_kind(AppConfigHost::ANSWER);
+    bench.feed(requests, answer);
+    EXPECT_THAT(bench.take(requests)->reason(), HasSubstr("ANSWER"));
+    EXPECT_TRUE(bench.isClosed(requests));
+    EXPECT_FALSE(bench.isClosed(peer.delivery));
+    Frame request;
+    request.set_kind(AppConfigHost::REQUEST);
+    bench.feed(peer.delivery, request);
+    EXPECT_TRUE(bench.isClosed(peer.delivery));
+}
+
+TEST(Connections, AnUnknownMessageIdClosesTheConnectionWithAReason) {
+    CoreBench bench;
+    const ConnectionId connection = bench.open(ownUid, hello("p"));
+    bench.take(connection);
+    Frame request;
+    request.set_kind(AppConfigHost::REQUEST);
+    request.set_message_id(0x1234);
+    bench.feed(connection, request);
+    EXPECT_THAT(bench.take(connection)->reason(), HasSubstr("4660"));
+    EXPECT_TRUE(bench.isClosed(connection));
+}
+
+TEST(Connections, ANewDeliveryConnectionTakesThePlaceOfTheOld) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    const ConnectionId old = peer.delivery;
+    peer.registerFor("display", 3);
+    peer.connect();
+    EXPECT_TRUE(bench.isClosed(old));
+    peer.write("display.brightness", {"1"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+}
+
+TEST(Connections, AReplacedDeliveryConnectionAnswersNoMore) {
+    CoreBench bench;
+    Peer provider(bench, "p");
+    provider.registerFor("display.brightness", 2);
+    Peer writer(bench, "w");
+    const ConnectionId connection = writer.post(writeRequest("display.brightness", {"1"}));
+    provider.connect();
+    EXPECT_EQ(writer.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_PROVIDER_GONE);
+}
+
+TEST(Connections, GoodbyeForgetsTheClientAtOnceAndForGood) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.goodbye();
+    EXPECT_TRUE(bench.isClosed(peer.delivery));
+    bench.restart();
+    peer.connect();
+    peer.write("display.brightness", {"1"});
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST(Connections, TwoUsersMayUseTheSameEndpointName) {
+    CoreBench bench;
+    Peer one(bench, "p", ownUid);
+    Peer two(bench, "p", otherUid);
+    EXPECT_FALSE(bench.isClosed(one.delivery));
+    one.registerFor("display", 3);
+    two.write("display.brightness", {"1"});
+    EXPECT_THAT(one.events(), ElementsAre("value display.brightness 1"));
+    EXPECT_THAT(two.events(), IsEmpty());
+}
+
+TEST(Connections, OnlySoManyClientsAreKnownAndThoseThatLeftMakeRoom) {
+    CoreBench bench;
+    Peer keeper(bench, "keeper");
+    keeper.registerFor("display", 3);
+    for (std::size_t i = 1; i < AppConfigService::mostClients; ++i) bench.open(ownUid, hello("c" + std::to_string(i)));
+    EXPECT_THAT(refusalOf(bench, hello("one-more")), HasSubstr("1024 clients"));
+    bench.core->disconnectClient("keeper", bench.now);
+    EXPECT_THAT(refusalOf(bench, hello("one-more")), HasSubstr("1024 clients"))
+        << "it has registrations to come back to";
+    bench.core->disconnectClient("c5", bench.now);
+    const ConnectionId connection = bench.open(ownUid, hello("one-more"));
+    EXPECT_EQ(bench.take(connection)->kind(), AppConfigHost::WELCOME);
+}
+
+TEST(Connections, AConnectionIsBusyUntilItsOneWayMessageIsThrough) {
+    CoreBench bench;
+    const ConnectionId connection = bench.open(ownUid, hello("p"));
+    Frame frame;
+    frame.set_kind(AppConfigHost::ONE_WAY);
+    frame.set_message_id(ConfigIF::messageId("ConfigIF.WriteReq"));
+    frame.set_payload(writeRequest("display.brightness", {"1"}).SerializeAsString());
+    bench.core->receive(connection, frame, bench.now);
+    EXPECT_TRUE(bench.core->busy(connection)) << "a read behind it must see it";
+    bench.settle();
+    EXPECT_FALSE(bench.core->busy(connection));
+}
+
+TEST(Connections, AreInterceptedAsToldAndSeenWhole) {
+    using AppConfigService::Interception;
+    CoreBench bench;
+    Peer peer(bench, "p");
+    std::vector<std::string> seen;
+    Interception decision;
+    bench.core->intercept([&](const AppConfigService::ReceivedRequest& request) {
+        seen.push_back(request.endpoint + " " + std::string(ConfigIF::messageName(request.messageId)));
+        return decision;
+    });
+    EXPECT_EQ(peer.read("display.brightness").error(), CommonIF::ERROR_NONE);
+    decision = {Interception::Action::refuse, CommonIF::ERROR_BUSY, "not now"};
+    EXPECT_EQ(peer.read("display.brightness").error(), CommonIF::ERROR_BUSY);
+    const auto refused = peer.write("display.brightness", {"1"});
+    EXPECT_EQ(refused.error(), CommonIF::ERROR_BUSY);
+    EXPECT_THAT(refused.message(), ElementsAre("not now"));
+    EXPECT_EQ(peer.setLevels("display.mode", 1, 1), CommonIF::ERROR_BUSY);
+    decision.action = Interception::Action::ignore;
+    const ConnectionId ignored = peer.post(writeRequest("display.brightness", {"1"}));
+    EXPECT_FALSE(bench.take(ignored));
+    EXPECT_FALSE(bench.isClosed(ignored));
+    decision.action = Interception::Action::disconnect;
+    EXPECT_TRUE(bench.isClosed(peer.post(writeRequest("display.brightness", {"1"}))));
+    EXPECT_THAT(seen, ElementsAre("p ConfigIF.ReadReq", "p ConfigIF.ReadReq", "p ConfigIF.WriteReq",
+                                  "p ConfigIF.SetAccessLevelsReq", "p ConfigIF.WriteReq", "p ConfigIF.WriteReq"));
+}
+
+}  // namespace
+}  // namespace ServiceTest

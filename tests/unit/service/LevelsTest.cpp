@@ -1,0 +1,96 @@
+#include <gmock/gmock.h>
+
+#include "support/CoreBench.h"
+
+namespace ServiceTest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+struct Levels : ::testing::Test {
+    CoreBench bench;
+    Peer peer{bench, "p"};
+
+    ConfigIF::GetAccessLevelsRsp get(const std::string& name, int role = 4) {
+        ConfigIF::GetAccessLevelsReq request;
+        request.set_role(AppConfigService::roleToWire(role));
+        *request.mutable_inst() = inst(name);
+        return peer.ask<ConfigIF::GetAccessLevelsRsp>(request);
+    }
+};
+
+TEST_F(Levels, AreReadInTheWiresNumbersByWhoeverMayReadTheVariable) {
+    const auto levels = get("net.wifi[1].ssid", 1);
+    EXPECT_EQ(levels.error(), CommonIF::ERROR_NONE);
+    EXPECT_EQ(levels.read_level(), CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_EQ(levels.write_level(), CommonIF::SECURITY_ROLE_WIRE_40);
+    EXPECT_EQ(get("net.wifi[1].ssid", 0).error(), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(get("no.such").error(), CommonIF::ERROR_UNKNOWN_VARIABLE);
+}
+
+TEST_F(Levels, ThatAreAbsentStayAsTheyAre) {
+    EXPECT_EQ(peer.setLevels("net.wifi[1].ssid", std::nullopt, 3), CommonIF::ERROR_NONE);
+    EXPECT_EQ(get("net.wifi[1].ssid").read_level(), CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_EQ(get("net.wifi[1].ssid").write_level(), CommonIF::SECURITY_ROLE_WIRE_30);
+}
+
+TEST_F(Levels, AreSetOnlyByRolesThatReachThePresentOnes) {
+    EXPECT_EQ(peer.setLevels("net.wifi[1].ssid", 0, 0, 1), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(peer.setLevels("net.wifi[1].ssid", 0, 0, 2), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.setLevels("display.mode", 3, 0, 4), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.setLevels("display.mode", 0, 0, 2), CommonIF::ERROR_ACCESS_DENIED) << "it cannot even read it";
+}
+
+TEST_F(Levels, AreNotSetAboveTheOwnRole) {
+    EXPECT_EQ(peer.setLevels("display.mode", 3, std::nullopt, 2), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(peer.setLevels("display.mode", std::nullopt, 3, 2), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(peer.setLevels("display.mode", 2, 2, 2), CommonIF::ERROR_NONE);
+}
+
+TEST_F(Levels, ReplyListsOnlyWhatWasRefused) {
+    ConfigIF::SetAccessLevelsReq request;
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
+    for (const char* name : {"display.mode", "system.secret", "no.such", "display.on"})
+        *request.add_inst() = inst(name);
+    request.set_write_level(CommonIF::SECURITY_ROLE_WIRE_20);
+    const auto reply = peer.ask<ConfigIF::SetAccessLevelsRsp>(request);
+    ASSERT_EQ(reply.access_error_size(), 2);
+    EXPECT_EQ(nameOf(reply.access_error(0).inst()), "system.secret");
+    EXPECT_EQ(reply.access_error(0).error(), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(nameOf(reply.access_error(1).inst()), "no.such");
+    EXPECT_EQ(reply.access_error(1).error(), CommonIF::ERROR_UNKNOWN_VARIABLE);
+    EXPECT_EQ(get("display.on").write_level(), CommonIF::SECURITY_ROLE_WIRE_20);
+}
+
+TEST_F(Levels, ThatNobodyKnowsAreRefusedAndNotTakenForTheLowest) {
+    peer.setLevels("display.mode", 3, 3);
+    ConfigIF::SetAccessLevelsReq request;
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
+    *request.add_inst() = inst("display.mode");
+    const ConnectionId connection =
+        peer.post("ConfigIF.SetAccessLevelsReq", request.SerializeAsString() + std::string("\x20\x63", 2),
+                  AppConfigHost::REQUEST);  // read_level: 99
+    const auto reply = peer.replyTo<ConfigIF::SetAccessLevelsRsp>(connection);
+    ASSERT_TRUE(reply && reply->access_error_size() == 1);
+    EXPECT_EQ(reply->access_error(0).error(), CommonIF::ERROR_INVALID_REQUEST);
+    EXPECT_EQ(get("display.mode").read_level(), CommonIF::SECURITY_ROLE_WIRE_30);
+}
+
+TEST_F(Levels, ThatChangeAreNotifiedWithBothNumbers) {
+    peer.registerFor("display.mode", 7);
+    peer.registerFor("display.mode", 4);
+    peer.setLevels("display.mode", std::nullopt, 2);
+    EXPECT_THAT(peer.events(), ElementsAre("levels display.mode 0 2", "attribute display.mode"));
+    peer.setLevels("display.mode", 0, 2);
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST_F(Levels, ThatCannotBeStoredAreRefusedForEachVariable) {
+    bench.store.failWith("disk full");
+    EXPECT_EQ(peer.setLevels("display.mode", 1, 1), CommonIF::ERROR_STORAGE);
+    EXPECT_EQ(get("display.mode", 0).error(), CommonIF::ERROR_NONE);
+}
+
+}  // namespace
+}  // namespace ServiceTest

@@ -1,0 +1,126 @@
+#include <gmock/gmock.h>
+
+#include "support/CoreBench.h"
+
+namespace ServiceTest {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+std::string number(const std::string& more) {
+    return "variable { node: 'a' attribute: 'b' type: INT " + more + " }";
+}
+
+TEST(Reload, AValueThatANewDefinitionForbidsFallsBackToTheDefaultLoggedAndNotified) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer peer(bench, "p");
+    peer.registerFor("a", 3);
+    peer.write("a.b", {"50"});
+    peer.events();
+    EXPECT_TRUE(bench.reload(number("default_value: '5' maximum: 10")));
+    EXPECT_THAT(peer.events(), ElementsAre("value a.b 5"));
+    EXPECT_TRUE(peer.read("a.b").is_default());
+    EXPECT_TRUE(bench.logged("a.b: 50 is above the maximum 10"));
+}
+
+TEST(Reload, TheForbiddenValueOfAHiddenVariableIsNotLogged) {
+    CoreBench bench(number("read_level: 2"));
+    Peer peer(bench, "p");
+    peer.write("a.b", {"50"});
+    EXPECT_TRUE(bench.reload(number("read_level: 2 maximum: 10")));
+    EXPECT_TRUE(bench.logged("a.b falls back"));
+    EXPECT_FALSE(bench.logged("50"));
+}
+
+TEST(Reload, AValueThatIsStillAllowedStays) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer peer(bench, "p");
+    peer.registerFor("a", 3);
+    peer.write("a.b", {"50"});
+    peer.events();
+    EXPECT_TRUE(bench.reload(number("default_value: '6'")));
+    EXPECT_THAT(peer.events(), IsEmpty());
+    EXPECT_THAT(peer.read("a.b").value(), ElementsAre("50"));
+}
+
+TEST(Reload, ANewDefaultChangesVariablesThatHoldTheirDefault) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer peer(bench, "p");
+    peer.registerFor("a", 3);
+    EXPECT_TRUE(bench.reload(number("default_value: '6'")));
+    EXPECT_THAT(peer.events(), ElementsAre("value a.b 6"));
+}
+
+TEST(Reload, AVariableThatVanishesIsUnknownAndItsValueWaitsForItsReturn) {
+    CoreBench bench(number(""));
+    Peer peer(bench, "p");
+    peer.write("a.b", {"50"});
+    EXPECT_TRUE(bench.reload("variable { node: 'c' attribute: 'd' type: BOOL }"));
+    EXPECT_EQ(peer.read("a.b").error(), CommonIF::ERROR_UNKNOWN_VARIABLE);
+    EXPECT_EQ(peer.write("a.b", {"1"}).error(), CommonIF::ERROR_UNKNOWN_VARIABLE);
+    EXPECT_EQ(peer.read("c.d").error(), CommonIF::ERROR_NONE);
+    bench.restart(number(""));
+    Peer again(bench, "q");
+    EXPECT_THAT(again.read("a.b").value(), ElementsAre("50"));
+}
+
+TEST(Reload, RunTimeOptionsAndLevelsStayWhereTheyAreStillValid) {
+    CoreBench bench(number(""));
+    Peer peer(bench, "p");
+    peer.setOptions("a.b", {"0", "7"});
+    peer.setLevels("a.b", 1, 2);
+    peer.registerFor("a", 5);
+    peer.registerFor("a", 7);
+    peer.events();
+    EXPECT_TRUE(bench.reload(number("maximum: 8 read_level: 4")));
+    EXPECT_THAT(peer.events(), IsEmpty());
+    EXPECT_EQ(peer.write("a.b", {"3"}).error(), CommonIF::ERROR_NOT_AN_OPTION);
+    EXPECT_EQ(peer.read("a.b", 1).error(), CommonIF::ERROR_NONE);
+    EXPECT_TRUE(bench.reload(number("maximum: 5")));
+    EXPECT_THAT(peer.events(), ElementsAre("options a.b"));
+    EXPECT_EQ(peer.write("a.b", {"3"}).error(), CommonIF::ERROR_NONE);
+}
+
+TEST(Reload, LevelsOfTheDefinitionApplyAndAreNotified) {
+    CoreBench bench(number(""));
+    Peer peer(bench, "p");
+    peer.registerFor("a", 7);
+    EXPECT_TRUE(bench.reload(number("write_level: 3")));
+    EXPECT_THAT(peer.events(), ElementsAre("levels a.b 0 3"));
+    EXPECT_EQ(peer.write("a.b", {"3"}, 2).error(), CommonIF::ERROR_ACCESS_DENIED);
+}
+
+TEST(Reload, TellsTheProviderWithoutWaitingForIt) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer provider(bench, "provider");
+    provider.registerFor("a.b", 1);
+    provider.registerFor("a.b", 3);
+    EXPECT_TRUE(bench.reload(number("default_value: '6'")));
+    EXPECT_THAT(provider.events(), ElementsAre("value a.b 6"));
+    EXPECT_TRUE(provider.question());
+    // Nobody waits for its answer, so it may write from within.
+    const ConnectionId connection = provider.post(writeRequest("a.b", {"7"}));
+    provider.answer(*provider.question());
+    EXPECT_EQ(provider.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_NONE);
+}
+
+TEST(Reload, ThatCannotBeStoredChangesNothing) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer peer(bench, "p");
+    bench.store.failWith("disk full");
+    EXPECT_FALSE(bench.reload(number("default_value: '6'")));
+    EXPECT_THAT(peer.read("a.b").value(), ElementsAre("5"));
+}
+
+TEST(Reload, ChangesTheRolesThatUsersMayClaim) {
+    CoreBench bench(number("read_level: 2"));
+    Peer peer(bench, "p", otherUid);
+    EXPECT_EQ(peer.read("a.b").error(), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_TRUE(bench.reload(number("read_level: 2") + "role_limit { uid: 2000 role: 3 }"));
+    EXPECT_EQ(peer.read("a.b").error(), CommonIF::ERROR_NONE);
+}
+
+}  // namespace
+}  // namespace ServiceTest

@@ -1,0 +1,183 @@
+#include <gmock/gmock.h>
+
+#include "support/CoreBench.h"
+
+namespace ServiceTest {
+namespace {
+
+using namespace std::chrono_literals;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+using ::testing::UnorderedElementsAre;
+
+TEST(Resume, BringsTheNewestStateOfWhateverChangedDuringTheBreak) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    for (const int type : {3, 5, 7}) peer.registerFor("display", type);
+    writer.write("display.on", {"false"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
+    peer.cut();
+    writer.write("display.brightness", {"1"});
+    writer.write("display.brightness", {"2"});
+    writer.setOptions("display.mode", {"day", "dusk"});
+    writer.setLevels("display.panel.name", 1, 1);
+    writer.write("displays.count", {"7"});
+    peer.connect();
+    EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 2", "options display.mode day dusk",
+                                                    "levels display.panel.name 1 1"));
+    peer.cut();
+    peer.connect();
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST(Resume, BringsAgainWhatWasSentAndNotDelivered) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.write("display.brightness", {"1"});
+    peer.cut();  // before anything was taken
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+}
+
+TEST(Resume, CountsAsDeliveredOnlyWhatCameWhole) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.cut();
+    peer.write("display.brightness", {"1"});
+    peer.write("display.on", {"false"});
+    peer.connect();
+    const auto first = bench.take(peer.delivery);
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->sequence(), peer.delivered) << "a break after it must bring the second";
+    const auto second = bench.take(peer.delivery);
+    EXPECT_EQ(second->sequence(), peer.delivered + 2);
+}
+
+TEST(Resume, SequenceStaysBehindAChangeThatProvidersAreStillTakingOnBoard) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer provider(bench, "provider");
+    peer.registerFor("display", 3);
+    provider.registerFor("display.brightness", 1);
+    peer.post(writeRequest("display.brightness", {"1"}));
+    peer.write("display.on", {"false"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
+    EXPECT_EQ(peer.delivered, 0U);
+    peer.cut();
+    provider.answer(*provider.question());
+    peer.connect();
+    EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 1", "value display.on false"));
+    EXPECT_EQ(peer.delivered, 2U);
+}
+
+TEST(Resume, WorksAcrossARestartOfTheService) {
+    CoreBench bench;
+    {
+        Peer peer(bench, "p");
+        Peer writer(bench, "w");
+        peer.registerFor("display", 3);
+        writer.write("display.on", {"false"});
+        EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
+        peer.cut();
+        writer.write("display.brightness", {"5"});
+        bench.restart();
+        peer.connect();
+        EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 5"));
+        peer.write("display.brightness", {"6"});
+        EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 6")) << "the registration is still there";
+    }
+}
+
+TEST(Resume, BringsDefaultsThatChangedWhileTheServiceWasDown) {
+    CoreBench bench("variable { node: 'a' attribute: 'b' type: INT default_value: '1' }");
+    Peer peer(bench, "p");
+    peer.registerFor("a", 3);
+    bench.restart("variable { node: 'a' attribute: 'b' type: INT default_value: '2' }");
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value a.b 2"));
+}
+
+TEST(Resume, BringsEverythingThatEverChangedWhenTheNumbersBelongToAnotherStore) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.write("display.brightness", {"1"});
+    peer.events();
+    peer.cut();
+    peer.storeId = "another";
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+}
+
+TEST(Resume, NumbersBeyondTheStoresCountAsThoseOfAnother) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.write("display.brightness", {"1"});
+    peer.events();
+    peer.cut();
+    peer.delivered = 1000;
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+}
+
+TEST(Resume, BringsWhatARegistrationMadeDuringTheBreakHadMissed) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.read("display.brightness");
+    writer.write("display.brightness", {"9"});
+    peer.registerFor("displays", 3);
+    writer.write("displays.count", {"4"});
+    EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
+    peer.cut();
+    peer.registerFor("display.brightness", 3);
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+}
+
+TEST(Resume, IsOverAfterTheGraceTime) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.cut();
+    // Its request connections have to go, too.
+    bench.core->disconnectClient("p", bench.now);
+    bench.pass(299s);
+    EXPECT_FALSE(bench.logged("stayed away"));
+    bench.pass(1s);
+    EXPECT_TRUE(bench.logged("stayed away"));
+    bench.restart();
+    peer.connect();
+    peer.write("display.brightness", {"1"});
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST(Resume, DoesNotForgetAClientThatCameBackInTime) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    bench.core->disconnectClient("p", bench.now);
+    bench.pass(299s);
+    peer.connect();
+    bench.pass(10min);
+    peer.write("display.brightness", {"1"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+}
+
+TEST(Resume, HidesWhatTheClientsRoleDoesNotReach) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("system.secret", 3, 1);
+    peer.cut();
+    Peer writer(bench, "w");
+    writer.write("system.secret", {"s"});
+    peer.connect();
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+}  // namespace
+}  // namespace ServiceTest

@@ -1,0 +1,108 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "server/SocketListener.h"
+
+namespace AppConfigService {
+namespace {
+
+using ::testing::HasSubstr;
+
+struct Listener : ::testing::Test {
+    Listener() { EXPECT_NE(mkdtemp(directory.data()), nullptr); }
+    ~Listener() override { std::filesystem::remove_all(directory); }
+
+    bool connects(const std::string& path) {
+        asio::io_context client;
+        asio::local::stream_protocol::socket socket(client);
+        asio::error_code error;
+        socket.connect(asio::local::stream_protocol::endpoint(path), error);
+        return !error;
+    }
+    static void ignore(asio::local::stream_protocol::socket) {}
+
+    std::string directory = "/tmp/listener-XXXXXX";
+    asio::io_context io;
+};
+
+TEST_F(Listener, TakesClientsAtItsPathAndRemovesItsSocketAtTheEnd) {
+    std::string path;
+    {
+        SocketListener listener(io);
+        ASSERT_EQ(listener.claim(directory, "Srv"), "");
+        ASSERT_EQ(listener.listen(ignore), "");
+        path = listener.path();
+        EXPECT_EQ(path, directory + "/Srv");
+        EXPECT_TRUE(connects(path));
+    }
+    EXPECT_FALSE(std::filesystem::exists(path));
+}
+
+TEST_F(Listener, RefusesANameThatIsTakenAndLeavesItsServiceAlone) {
+    SocketListener first(io);
+    ASSERT_EQ(first.claim(directory, "Srv"), "");
+    ASSERT_EQ(first.listen(ignore), "");
+    {
+        SocketListener second(io);
+        EXPECT_EQ(second.claim(directory, "Srv"), "a service called Srv runs in " + directory + " already");
+    }
+    EXPECT_TRUE(connects(first.path()));
+    SocketListener other(io);
+    EXPECT_EQ(other.claim(directory, "Srv2"), "");
+}
+
+TEST_F(Listener, TakesASocketOverThatADeadServiceLeft) {
+    const pid_t child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        asio::io_context childIo;
+        SocketListener dying(childIo);
+        const bool fine = dying.claim(directory, "Srv").empty() && dying.listen(ignore).empty();
+        if (!fine) _exit(1);
+        kill(getpid(), SIGKILL);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFSIGNALED(status));
+    ASSERT_TRUE(std::filesystem::exists(directory + "/Srv"));
+    EXPECT_FALSE(connects(directory + "/Srv"));
+    SocketListener listener(io);
+    ASSERT_EQ(listener.claim(directory, "Srv"), "");
+    ASSERT_EQ(listener.listen(ignore), "");
+    EXPECT_TRUE(connects(directory + "/Srv"));
+}
+
+TEST_F(Listener, RefusesToRemoveWhatIsNoSocket) {
+    std::ofstream(directory + "/Srv") << "precious";
+    SocketListener listener(io);
+    ASSERT_EQ(listener.claim(directory, "Srv"), "");
+    EXPECT_THAT(listener.listen(ignore), HasSubstr("is no socket"));
+    EXPECT_TRUE(std::filesystem::exists(directory + "/Srv"));
+}
+
+TEST_F(Listener, LeavesASocketThatIsNotItsOwn) {
+    {
+        SocketListener listener(io);
+        ASSERT_EQ(listener.claim(directory, "Srv"), "");
+        ASSERT_EQ(listener.listen(ignore), "");
+        std::filesystem::remove(directory + "/Srv");
+        std::ofstream(directory + "/Srv") << "another's";
+    }
+    EXPECT_TRUE(std::filesystem::exists(directory + "/Srv"));
+}
+
+TEST_F(Listener, RefusesNamesThatAreNone) {
+    SocketListener listener(io);
+    EXPECT_THAT(listener.claim(directory, "../Srv"), HasSubstr("no name for a service"));
+    EXPECT_THAT(listener.claim(directory, ""), HasSubstr("no name for a service"));
+    EXPECT_NE(listener.claim(directory + "/missing/below", "Srv"), "");
+}
+
+}  // namespace
+}  // namespace AppConfigService

@@ -1,0 +1,247 @@
+#include <gmock/gmock.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "store/MemoryStore.h"
+#include "store/SqliteStore.h"
+
+namespace AppConfigService {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+
+/// Gives each test a directory of its own.
+class Directory {
+public:
+    Directory() { EXPECT_NE(mkdtemp(m_path.data()), nullptr); }
+    ~Directory() { std::filesystem::remove_all(m_path); }
+    std::string file(const std::string& name) const { return m_path + "/" + name; }
+
+private:
+    std::string m_path = "/tmp/store-XXXXXX";
+};
+
+VariableRow variable(const std::string& attribute, const Value& value) {
+    VariableRow row;
+    row.name.init(0, "node", 1, attribute, 2);
+    row.value = value;
+    row.ownValue = true;
+    row.options = {"x", std::string("\0\xff,", 3)};
+    row.defaultIndex = 1;
+    row.ownOptions = true;
+    row.readLevel = 3;
+    row.ownReadLevel = true;
+    row.writeLevel = 4;
+    row.ownWriteLevel = true;
+    row.changes = {7, 8, 9};
+    return row;
+}
+
+const ClientKey someone{1000, "p"};
+const ClientKey another{2000, "p"};
+
+enum class Kind { memory, sqlite };
+
+class Store : public ::testing::TestWithParam<Kind> {
+protected:
+    Store() { reopen(); }
+
+    /// What the next service finds.
+    void reopen() {
+        if (GetParam() == Kind::memory) {
+            if (!m_store) m_store = std::make_unique<MemoryStore>();
+            return;
+        }
+        m_store.reset();
+        m_store = std::make_unique<SqliteStore>(m_directory.file("state.db"));
+    }
+    StoredState load() {
+        StoredState state;
+        std::string error;
+        EXPECT_TRUE(m_store->load(state, error)) << error;
+        return state;
+    }
+    void commit(ChangeNumber changes, std::vector<StoredChange> entries) {
+        std::string error;
+        EXPECT_TRUE(m_store->commit({changes, std::move(entries)}, error)) << error;
+    }
+
+    Directory m_directory;
+    std::unique_ptr<StateStore> m_store;
+};
+
+TEST_P(Store, IsEmptyAtFirstAndKeepsItsName) {
+    const StoredState state = load();
+    EXPECT_FALSE(state.id.empty());
+    EXPECT_EQ(state.changes, 0U);
+    EXPECT_THAT(state.variables, IsEmpty());
+    reopen();
+    EXPECT_EQ(load().id, state.id);
+}
+
+TEST_P(Store, KeepsEachFieldOfAVariable) {
+    load();
+    const Value value{"", "a", std::string("zero\0byte", 9), "\xff\xfe"};
+    commit(9, {variable("b", value)});
+    reopen();
+    const StoredState state = load();
+    EXPECT_EQ(state.changes, 9U);
+    ASSERT_EQ(state.variables.size(), 1U);
+    const VariableRow& row = state.variables.front();
+    const VariableRow expected = variable("b", value);
+    EXPECT_TRUE(row.name == expected.name);
+    EXPECT_EQ(row.value, value);
+    EXPECT_EQ(row.options, expected.options);
+    EXPECT_EQ(row.defaultIndex, 1U);
+    EXPECT_EQ(row.readLevel, 3);
+    EXPECT_EQ(row.writeLevel, 4);
+    EXPECT_TRUE(row.ownValue && row.ownOptions && row.ownReadLevel && row.ownWriteLevel);
+    EXPECT_EQ(row.changes, expected.changes);
+}
+
+TEST_P(Store, ReplacesAVariableOfTheSameName) {
+    load();
+    commit(1, {variable("b", {"1"}), variable("c", {"2"})});
+    commit(2, {variable("b", {"3"})});
+    reopen();
+    const StoredState state = load();
+    ASSERT_EQ(state.variables.size(), 2U);
+    EXPECT_THAT(state.variables[0].value, ElementsAre("3"));
+}
+
+TEST_P(Store, KeepsClientsAndTheirRegistrationsAndForgetsThemTogether) {
+    load();
+    const RegistrationRow one{someone, "self", "display", 3, "link"};
+    const RegistrationRow two{someone, "self", "display", 5, "link"};
+    const RegistrationRow three{another, "self", "display", 3, "link"};
+    commit(0, {ClientRow{someone, 2}, ClientRow{another, 1}, one, two, three, one, ClientRow{someone, 3}});
+    reopen();
+    StoredState state = load();
+    ASSERT_EQ(state.clients.size(), 2U);
+    EXPECT_EQ(state.clients[0].client.endpoint, "p");
+    EXPECT_EQ(state.clients[0].role, 3);
+    EXPECT_EQ(state.registrations.size(), 3U);
+    commit(0, {RegistrationRemoved{two}});
+    reopen();
+    EXPECT_EQ(load().registrations.size(), 2U);
+    commit(0, {ClientForgotten{someone}});
+    reopen();
+    state = load();
+    ASSERT_EQ(state.clients.size(), 1U);
+    ASSERT_EQ(state.registrations.size(), 1U);
+    EXPECT_TRUE(state.registrations[0].client == another);
+    EXPECT_EQ(state.registrations[0].name, "display");
+    EXPECT_EQ(state.registrations[0].type, 3);
+    EXPECT_EQ(state.registrations[0].callback, "link");
+    EXPECT_EQ(state.registrations[0].requester, "self");
+}
+
+TEST_P(Store, CarriesABatchOutInItsOrder) {
+    load();
+    const RegistrationRow row{someone, "self", "display", 3, "link"};
+    commit(0, {ClientRow{someone, 1}, row, RegistrationRemoved{row}, row, ClientForgotten{someone},
+               ClientRow{someone, 2}});
+    reopen();
+    EXPECT_EQ(load().clients.size(), 1U);
+    EXPECT_THAT(load().registrations, IsEmpty());
+}
+
+INSTANTIATE_TEST_SUITE_P(, Store, ::testing::Values(Kind::memory, Kind::sqlite),
+                         [](const auto& parameter) { return parameter.param == Kind::memory ? "Memory" : "Sqlite"; });
+
+TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
+    const Directory directory;
+    const std::string file = directory.file("state.db");
+    StoredState state;
+    std::string error;
+    ASSERT_TRUE(SqliteStore(file).load(state, error));
+    ASSERT_EQ(std::system(("sqlite3 " + file + " 'PRAGMA user_version = 99'").c_str()), 0);
+    EXPECT_FALSE(SqliteStore(file).load(state, error));
+    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads version 1"));
+    EXPECT_THAT(error, HasSubstr(file));
+}
+
+TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {
+    const Directory directory;
+    const std::string file = directory.file("garbage");
+    std::ofstream(file) << std::string(5000, 'g');
+    StoredState state;
+    std::string error;
+    EXPECT_FALSE(SqliteStore(file).load(state, error));
+    EXPECT_THAT(error, HasSubstr(file));
+    EXPECT_FALSE(SqliteStore(directory.file("no/such/directory.db")).load(state, error));
+}
+
+TEST(SqliteStore, RefusesAFileThatAnotherServiceHasOpen) {
+    const Directory directory;
+    SqliteStore first(directory.file("state.db"));
+    StoredState state;
+    std::string error;
+    ASSERT_TRUE(first.load(state, error));
+    SqliteStore second(directory.file("state.db"));
+    EXPECT_FALSE(second.load(state, error));
+    EXPECT_THAT(error, HasSubstr("locked"));
+}
+
+TEST(SqliteStore, CommitsNothingBeforeItIsLoaded) {
+    const Directory directory;
+    std::string error;
+    EXPECT_FALSE(SqliteStore(directory.file("state.db")).commit({}, error));
+    EXPECT_FALSE(error.empty());
+}
+
+/// Commits one number after the other and says so once each is acknowledged, until it is killed.
+[[noreturn]] void writeUntilKilled(const std::string& file, int out) {
+    SqliteStore store(file);
+    StoredState state;
+    std::string error;
+    if (!store.load(state, error)) _exit(1);
+    for (ChangeNumber number = state.changes + 1;; ++number) {
+        if (!store.commit({number, {variable("b", {std::to_string(number)})}}, error)) _exit(2);
+        if (write(out, &number, sizeof(number)) != sizeof(number)) _exit(3);
+    }
+}
+
+TEST(SqliteStore, HoldsEachAcknowledgedBatchAfterItsWriterWasKilled) {
+    const Directory directory;
+    const std::string file = directory.file("state.db");
+    ChangeNumber acknowledged = 0;
+    for (int round = 0; round < 3; ++round) {
+        int pipe[2];
+        ASSERT_EQ(::pipe(pipe), 0);
+        const pid_t writer = fork();
+        ASSERT_GE(writer, 0);
+        if (writer == 0) {
+            close(pipe[0]);
+            writeUntilKilled(file, pipe[1]);
+        }
+        close(pipe[1]);
+        ChangeNumber number = 0;
+        for (int i = 0; i < 20; ++i) {
+            ASSERT_EQ(read(pipe[0], &number, sizeof(number)), static_cast<ssize_t>(sizeof(number)));
+        }
+        kill(writer, SIGKILL);
+        waitpid(writer, nullptr, 0);
+        do acknowledged = number;
+        while (read(pipe[0], &number, sizeof(number)) == static_cast<ssize_t>(sizeof(number)));
+        close(pipe[0]);
+
+        SqliteStore store(file);
+        StoredState state;
+        std::string error;
+        ASSERT_TRUE(store.load(state, error)) << error;
+        EXPECT_GE(state.changes, acknowledged);
+        EXPECT_LE(state.changes, acknowledged + 1) << "at most the one that was not acknowledged any more";
+        ASSERT_EQ(state.variables.size(), 1U);
+        EXPECT_THAT(state.variables.front().value, ElementsAre(std::to_string(state.changes)));
+    }
+}
+
+}  // namespace
+}  // namespace AppConfigService
