@@ -151,22 +151,34 @@ eErrorT TestKit::submit(const std::string& variable, int type) {
 std::list<std::string> TestKit::value(const std::string& variable) { return m_impl->other.read(variableOf(variable)); }
 
 void TestKit::answerNothing() {
-    m_impl->faults->heal();
+    answerNormally();
     m_impl->faults->failWith(PbUtility::TRANSPORT_TIMED_OUT);
 }
 
 void TestKit::refuse(eErrorT error, const std::string& type) {
-    m_impl->faults->heal();
-    m_impl->faults->refuseWith(error, {std::string("refused by the test: ") + AppConfig::errorText(error)},
-                               type.empty() ? type : "ConfigIF." + type);
+    answerNormally();
+    const std::uint32_t id = type.empty() ? 0 : ConfigIF::messageId("ConfigIF." + type);
+    if (id == 0 && !type.empty()) throw std::invalid_argument("'" + type + "' is no request's name");
+    // At the service, which knows how each of its replies refuses.
+    m_impl->service.intercept([error, id](const AppConfigService::ReceivedRequest& request) {
+        AppConfigService::Interception refusal;
+        if (!request.awaited || (id != 0 && id != request.messageId)) return refusal;
+        refusal.action = AppConfigService::Interception::Action::refuse;
+        refusal.error = static_cast<AppConfigService::Error>(error);
+        refusal.message = std::string("refused by the test: ") + AppConfig::errorText(error);
+        return refusal;
+    });
 }
 
 void TestKit::breakConnections() {
-    m_impl->faults->heal();
+    answerNormally();
     m_impl->faults->failWith(PbUtility::TRANSPORT_BROKEN_OFF);
 }
 
-void TestKit::answerNormally() { m_impl->faults->heal(); }
+void TestKit::answerNormally() {
+    m_impl->faults->heal();
+    m_impl->service.intercept({});
+}
 
 void TestKit::stopService() { m_impl->service.stop(); }
 

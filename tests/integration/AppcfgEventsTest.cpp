@@ -32,7 +32,7 @@ public:
         return m_process.waitForEnd().value_or(-1);
     }
 
-    const std::string& output() const { return m_process.output(); }
+    std::string output() const { return m_process.output(); }
 
 private:
     ChildProcess m_process;

@@ -39,7 +39,7 @@ TEST(Storm, TenThousandRandomWritesOfFourProcessesEndWithEverybodyEqual) {
         writing.push_back(writer.start({{"do", "storm"}, {"vars", variables}, {"count", 2500}, {"seed", seed}}));
     }
     for (std::size_t i = 0; i < writers.size(); ++i) {
-        const Json answer = writers[i]->answerTo(writing[i]);
+        const Json answer = writers[i]->answerTo(writing[i], std::chrono::seconds(90));
         EXPECT_EQ(answer["lost"], 0) << answer;
         EXPECT_GT(answer["accepted"], 1000) << answer;
         // One more awaited message of this process: what it sent before without waiting has been served by then.

@@ -98,8 +98,8 @@ public:
     /// Requests get no answer: they do not reach the service, and return at once as one returns whose time ran out.
     void answerNothing();
 
-    /// Awaited requests are refused with \p error, which is not CFG_ERROR_NONE, and do not reach the service. With
-    /// \p type, such as "WriteReq", only requests of that type.
+    /// Awaited requests are refused with \p error, which is not CFG_ERROR_NONE, and have no effect. With \p type, such as
+    /// "WriteReq", only requests of that type; throws std::invalid_argument when there is no such type.
     void refuse(eErrorT error, const std::string& type = {});
 
     /// Each request fails as when the connection breaks before it is answered: it does not reach the service.

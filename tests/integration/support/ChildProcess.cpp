@@ -24,9 +24,13 @@ struct Pipe {
     int ends[2];
 };
 
-int millisecondsUntil(Clock::time_point end) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
-    return left > 0 ? static_cast<int>(left) : 0;
+/// Takes the first whole line behind \p read. \return false when there is none.
+bool takeLine(const std::string& all, std::size_t& read, std::string& line) {
+    const std::size_t end = all.find('\n', read);
+    if (end == std::string::npos) return false;
+    line = all.substr(read, end - read);
+    read = end + 1;
+    return true;
 }
 
 }  // namespace
@@ -63,8 +67,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words) {
     m_out.descriptor = out.ends[0];
     m_err.descriptor = err.ends[0];
     if (error != 0) throw std::runtime_error("cannot start " + words.front());
-    ::fcntl(m_out.descriptor, F_SETFL, O_NONBLOCK);
-    ::fcntl(m_err.descriptor, F_SETFL, O_NONBLOCK);
+    m_reader = std::thread([this] { readBoth(); });
 }
 
 ChildProcess::~ChildProcess() {
@@ -73,9 +76,8 @@ ChildProcess::~ChildProcess() {
         while (::waitpid(m_pid, nullptr, 0) < 0 && errno == EINTR) {
         }
     }
-    for (const int descriptor : {m_in, m_out.descriptor, m_err.descriptor}) {
-        if (descriptor >= 0) ::close(descriptor);
-    }
+    m_reader.join();
+    closeInput();
 }
 
 void ChildProcess::writeLine(const std::string& line) {
@@ -94,52 +96,56 @@ void ChildProcess::closeInput() {
     m_in = -1;
 }
 
-void ChildProcess::drain(Stream& stream) {
+void ChildProcess::readBoth() {
     char buffer[16384];
     for (;;) {
-        const ssize_t count = ::read(stream.descriptor, buffer, sizeof buffer);
-        if (count > 0) {
-            stream.all.append(buffer, static_cast<std::size_t>(count));
-        } else if (count < 0 && errno == EINTR) {
-            continue;
-        } else {
-            if (count == 0) {
+        pollfd waiting[] = {{m_out.descriptor, POLLIN, 0}, {m_err.descriptor, POLLIN, 0}};
+        if (m_out.descriptor < 0 && m_err.descriptor < 0) return;
+        if (::poll(waiting, 2, -1) < 0) continue;
+        for (int i = 0; i < 2; ++i) {
+            if (waiting[i].revents == 0) continue;
+            Stream& stream = i == 0 ? m_out : m_err;
+            const ssize_t count = ::read(stream.descriptor, buffer, sizeof buffer);
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            if (count > 0) {
+                stream.all.append(buffer, static_cast<std::size_t>(count));
+            } else {
                 ::close(stream.descriptor);
                 stream.descriptor = -1;
             }
-            return;
+            m_arrived.notify_all();
         }
     }
-}
-
-bool ChildProcess::pump(Clock::time_point end) {
-    pollfd waiting[] = {{m_out.descriptor, POLLIN, 0}, {m_err.descriptor, POLLIN, 0}};
-    if (m_out.descriptor < 0 && m_err.descriptor < 0) return false;
-    if (::poll(waiting, 2, millisecondsUntil(end)) <= 0) return Clock::now() < end;
-    if (waiting[0].revents != 0) drain(m_out);
-    if (waiting[1].revents != 0) drain(m_err);
-    return true;
-}
-
-std::optional<std::string> ChildProcess::takeLine(Stream& stream,
-                                                  const std::function<bool(const std::string&)>& matches) {
-    std::size_t end = 0;
-    while ((end = stream.all.find('\n', stream.read)) != std::string::npos) {
-        std::string line = stream.all.substr(stream.read, end - stream.read);
-        stream.read = end + 1;
-        if (matches(line)) return line;
-    }
-    return std::nullopt;
 }
 
 std::optional<std::string> ChildProcess::waitForLine(Stream& stream,
                                                      const std::function<bool(const std::string&)>& matches,
                                                      std::chrono::milliseconds deadline) {
     const auto end = Clock::now() + deadline;
+    std::unique_lock<std::mutex> lock(m_mutex);
     for (;;) {
-        if (auto line = takeLine(stream, matches)) return line;
-        if (!pump(end)) return takeLine(stream, matches);
+        std::string line;
+        while (takeLine(stream.all, stream.read, line)) {
+            if (matches(line)) return line;
+        }
+        if (stream.descriptor < 0) return std::nullopt;
+        if (m_arrived.wait_until(lock, end) == std::cv_status::timeout && Clock::now() >= end) {
+            while (takeLine(stream.all, stream.read, line)) {
+                if (matches(line)) return line;
+            }
+            return std::nullopt;
+        }
     }
+}
+
+std::string ChildProcess::output() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_out.all;
+}
+
+std::string ChildProcess::errors() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_err.all;
 }
 
 std::optional<std::string> ChildProcess::waitForLine(const std::function<bool(const std::string&)>& matches,
@@ -158,8 +164,10 @@ void ChildProcess::signal(int signal) const {
 
 std::optional<int> ChildProcess::waitForEnd(std::chrono::milliseconds deadline) {
     const auto end = Clock::now() + deadline;
-    // Both outputs close when the process ends; until then it may be blocked on a full pipe.
-    while (!m_status && pump(end)) {
+    {
+        // Both outputs close when the process ends.
+        std::unique_lock<std::mutex> lock(m_mutex);
+        m_arrived.wait_until(lock, end, [this] { return m_out.descriptor < 0 && m_err.descriptor < 0; });
     }
     while (!m_status) {
         int status = 0;

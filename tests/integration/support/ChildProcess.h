@@ -3,9 +3,12 @@
 #include <sys/types.h>
 
 #include <chrono>
+#include <condition_variable>
 #include <functional>
+#include <mutex>
 #include <optional>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace AppConfigTest {
@@ -13,7 +16,8 @@ namespace AppConfigTest {
 /// How long a test waits for anything before it counts as not happening. Generous: only a failing test waits that long.
 inline constexpr std::chrono::seconds patience{20};
 
-/// A process of the test's own, talked to through pipes. Killed, and only it, when the object goes. Not thread-safe.
+/// A process of the test's own, talked to through pipes. Killed, and only it, when the object goes. What it writes is read
+/// all the time on a thread of its own, so that it never waits for the test. Used by one thread.
 class ChildProcess {
 public:
     /// Starts \p words, whose first is the program's path. Throws std::runtime_error when it cannot be started.
@@ -45,27 +49,28 @@ public:
     std::optional<int> waitForEnd(std::chrono::milliseconds deadline = patience);
 
     /// All that came so far, lines that were passed over included.
-    const std::string& output() const { return m_out.all; }
-    const std::string& errors() const { return m_err.all; }
+    std::string output() const;
+    std::string errors() const;
 
 private:
     struct Stream {
-        int descriptor = -1;
+        int descriptor = -1;  // -1: the process has closed it
         std::string all;
         std::size_t read = 0;  // how much of all has been handed out or passed over
     };
 
-    std::optional<std::string> takeLine(Stream& stream, const std::function<bool(const std::string&)>& matches);
     std::optional<std::string> waitForLine(Stream& stream, const std::function<bool(const std::string&)>& matches,
                                            std::chrono::milliseconds deadline);
-    bool pump(std::chrono::steady_clock::time_point end);
-    static void drain(Stream& stream);
+    void readBoth();
 
     pid_t m_pid = -1;
     std::optional<int> m_status;
     int m_in = -1;
+    mutable std::mutex m_mutex;  // guards both streams
+    std::condition_variable m_arrived;
     Stream m_out;
     Stream m_err;
+    std::thread m_reader;
 };
 
 /// What a program that was run to its end left.

@@ -25,7 +25,7 @@ int ClientProcess::send(Json command, bool background) {
     return m_commands;
 }
 
-Json ClientProcess::take(const Json& part) {
+Json ClientProcess::take(const Json& part, std::chrono::milliseconds deadline) {
     const auto found =
         std::find_if(m_pending.begin(), m_pending.end(), [&part](const Json& line) { return holds(line, part); });
     if (found != m_pending.end()) {
@@ -41,7 +41,7 @@ Json ClientProcess::take(const Json& part) {
         if (holds(wanted, part)) return true;
         m_pending.push_back(wanted);
         return false;
-    });
+    }, deadline);
     if (!line) {
         throw std::runtime_error("the client never told " + part.dump() + "; it told:\n" + m_process.output() +
                                  m_process.errors());
@@ -57,8 +57,8 @@ int ClientProcess::start(Json command) {
     return send(std::move(command), true);
 }
 
-Json ClientProcess::answerTo(int number) {
-    return take({{"answer", number}});
+Json ClientProcess::answerTo(int number, std::chrono::milliseconds deadline) {
+    return take({{"answer", number}}, deadline);
 }
 
 Json ClientProcess::waitForEvent(const Json& part) {

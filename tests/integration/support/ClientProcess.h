@@ -23,7 +23,7 @@ public:
 
     /// Starts \p command on a thread of the client's. \return its number for answerTo().
     int start(Json command);
-    Json answerTo(int number);
+    Json answerTo(int number, std::chrono::milliseconds deadline = patience);
 
     /// Waits for the next line, after those that earlier calls took, that holds every member of \p part.
     Json waitForEvent(const Json& part);
@@ -36,7 +36,7 @@ public:
 
 private:
     int send(Json command, bool background);
-    Json take(const Json& part);
+    Json take(const Json& part, std::chrono::milliseconds deadline = patience);
 
     ChildProcess m_process;
     std::list<Json> m_pending;  // read, but waited for by nobody yet
