@@ -65,6 +65,12 @@ public:
     /// \return what getConfigValue() gives for an absent variable.
     iterator end() const;
 
+    /// Stores an answer of the service's as update() does, unless the record was replaced since \p seen was looked up
+    /// (end() for a record that was absent) and now holds another value: a notification that came meanwhile may be
+    /// newer than the answer or older, so the record is then removed, and the next read asks. \return whether the
+    /// record now holds \p value.
+    bool updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value);
+
     /// Removes the record of \p var, so that the next read goes to the service.
     /// \return whether there was one.
     bool setStale(ConfigVar var);

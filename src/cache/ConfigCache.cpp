@@ -37,6 +37,21 @@ ConfigCache::iterator ConfigCache::end() const {
     return iterator();
 }
 
+bool ConfigCache::updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value) {
+    const PlainLock lock(m_mutex);
+    const auto found = m_cache.find(var);
+    const iterator present = found == m_cache.end() ? iterator() : iterator(found->second);
+    if (present != seen && present != iterator() && present->second.hasValue()) {
+        if (present->second.getValue() == value) return true;
+        m_cache.erase(found);
+        return false;
+    }
+    auto changed = std::make_shared<Entry>(var, found == m_cache.end() ? ConfigValue() : found->second->second);
+    changed->second.setValue(value);
+    m_cache[var] = std::move(changed);
+    return true;
+}
+
 bool ConfigCache::setStale(ConfigVar var) {
     const PlainLock lock(m_mutex);
     return m_cache.erase(var) != 0;

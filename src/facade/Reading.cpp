@@ -4,20 +4,9 @@
 
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
+#include "ValueKey.h"
 
 namespace AppConfig {
-
-namespace {
-
-/// Values are cached under namespace 0, so that a variable has one record whether it is named with 0 or with the link's
-/// own namespace.
-ConfigVar valueKey(const ConfigVar& var) {
-    ConfigVar key(var);
-    key.m_namespace = 0;
-    return key;
-}
-
-}  // namespace
 
 bool AppCfgManager::isCacheable(const ConfigVar& var) const {
     return var.m_namespace == 0 || var.m_namespace == m_service->getNamespace();
@@ -52,8 +41,8 @@ std::list<std::string> AppCfgManager::getConfigVar(const ConfigVar& var, std::li
         value.emplace_back();
         return value;
     }
-    updateConfigVar(var, value);
-    updateIsDefault(var, isDefault);
+    // The service has announced changes since it was asked to, perhaps before this line was reached.
+    if (isCacheable(var) && m_cache.updateSince(valueKey(var), cached, value)) updateIsDefault(var, isDefault);
     return value;
 }
 

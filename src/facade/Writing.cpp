@@ -2,6 +2,7 @@
 
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
+#include "ValueKey.h"
 
 // Every form ends in one of two writers: with a result the service is waited for and the cache follows; without one
 // neither happens.
@@ -28,8 +29,10 @@ const char* spelledWithoutResult(bool value) {
 }  // namespace
 
 bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::string>& value, ConfigResult* result) {
+    const ConfigCache::iterator seen = retrieveConfigVar(var);
     if (!m_service->setConfigVar(var, value, result)) return false;
-    updateConfigVar(var, value);
+    // Somebody else's later write may have been announced before this line was reached, and must not be undone.
+    if (isCacheable(var)) m_cache.updateSince(valueKey(var), seen, value);
     return true;
 }
 
