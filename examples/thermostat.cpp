@@ -13,7 +13,9 @@ Thermostat::Thermostat(AppConfig::AppCfgManager& config) : m_config(config), m_t
     m_target = m_config.getConfigVarInt(node, 0, attribute, 0);
 }
 
-Thermostat::~Thermostat() { unregisterHandler(node, attribute, static_cast<ConsumerConfigHandler*>(this), &m_config); }
+Thermostat::~Thermostat() {
+    unregisterHandler(node, attribute, static_cast<ConsumerConfigHandler*>(this), &m_config);
+}
 
 std::string Thermostat::requestTarget(int degrees) {
     ConfigResult result;

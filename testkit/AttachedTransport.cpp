@@ -62,8 +62,7 @@ int AttachedTransport::sendWaitResponse(const google::protobuf::MessageLite& req
     return kit ? kit->sendWaitResponse(request, response, endpoint) : notReachable;
 }
 
-int AttachedTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint,
-                            void* reserved) {
+int AttachedTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
     const auto kit = target();
     return kit ? kit->send(message, endpoint, reserved) : notReachable;
 }

@@ -13,9 +13,9 @@
 
 namespace AppConfigTest {
 
-/// The transport that the process-wide managers are given, once and for good: they never let go of a transport, and kits
-/// come and go. Passes everything on to the attached kit's transport; without one, nothing is reached. Remembers what the
-/// library set up only once, and tells each new kit of it. Thread-safe; never destroyed.
+/// The transport that the process-wide managers are given, once and for good: they never let go of a transport, and
+/// kits come and go. Passes everything on to the attached kit's transport; without one, nothing is reached. Remembers
+/// what the library set up only once, and tells each new kit of it. Thread-safe; never destroyed.
 class AttachedTransport : public PbUtility::PbUtils {
 public:
     static AttachedTransport& instance();

@@ -54,7 +54,9 @@ void KitTransport::deliver(void* row, const MSG_Message* message) {
     target.entry(target.context, message);
 }
 
-std::string KitTransport::localEndpoint() const { return m_next.localEndpoint(); }
+std::string KitTransport::localEndpoint() const {
+    return m_next.localEndpoint();
+}
 
 std::vector<SentRequest> KitTransport::requests() const {
     const std::lock_guard<std::mutex> lock(m_mutex);

@@ -13,7 +13,8 @@
 
 namespace AppConfigTest {
 
-/// Stands between the library and a transport: remembers requests and tells when a delivery has been handled. Thread-safe. Does not own the transport, which it must not outlive while calls run.
+/// Stands between the library and a transport: remembers requests and tells when a delivery has been handled.
+/// Thread-safe. Does not own the transport, which it must not outlive while calls run.
 class KitTransport : public PbUtility::PbUtils {
 public:
     explicit KitTransport(PbUtility::PbUtils& next) : m_next(next) {}

@@ -13,7 +13,9 @@ namespace {
 constexpr const char* name = "testkit-other-client";
 constexpr auto everyRight = CommonIF::SECURITY_ROLE_WIRE_50;
 
-CommonIF::eSecurityRole wire(AppConfig::SecurityRole role) { return AppConfig::PlatformCfgService::enumTranslate(role); }
+CommonIF::eSecurityRole wire(AppConfig::SecurityRole role) {
+    return AppConfig::PlatformCfgService::enumTranslate(role);
+}
 
 /// Sends \p request and reads the plain error of the \p Reply.
 template <typename Reply, typename Request>
@@ -44,8 +46,8 @@ ConfigResult OtherClient::write(const ConfigVar& var, const std::list<std::strin
 }
 
 eErrorT OtherClient::reset(const ConfigVar& var, AppConfig::SecurityRole role) {
-    return ask<ConfigIF::ResetValueRsp>(
-        m_service, AppConfig::ProtobufMessageHelper::getResetValueRequest(name, wire(role), var));
+    return ask<ConfigIF::ResetValueRsp>(m_service,
+                                        AppConfig::ProtobufMessageHelper::getResetValueRequest(name, wire(role), var));
 }
 
 eErrorT OtherClient::setOptions(const ConfigVar& var, const std::list<std::string>& options, unsigned defaultIndex) {
@@ -57,9 +59,9 @@ eErrorT OtherClient::setLevels(const ConfigVar& var, AppConfig::SecurityRole rea
     CommonIF::eSecurityRole readLevel = wire(read);
     CommonIF::eSecurityRole writeLevel = wire(write);
     ConfigIF::SetAccessLevelsRsp reply;
-    if (!m_service.call(AppConfig::ProtobufMessageHelper::getSetAccessLevelsReq(name, everyRight, {var}, &readLevel,
-                                                                                 &writeLevel),
-                        reply)) {
+    if (!m_service.call(
+            AppConfig::ProtobufMessageHelper::getSetAccessLevelsReq(name, everyRight, {var}, &readLevel, &writeLevel),
+            reply)) {
         return CFG_ERROR_UNAVAILABLE;
     }
     return reply.access_error_size() == 0 ? CFG_ERROR_NONE

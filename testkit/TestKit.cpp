@@ -21,8 +21,8 @@
 namespace AppConfigTest {
 namespace {
 
-// A variable of the kit's own: submitting it sends one more message through the application's delivery connection, behind
-// all that is under way there.
+// A variable of the kit's own: submitting it sends one more message through the application's delivery connection,
+// behind all that is under way there.
 constexpr const char* fenceNode = "testkit";
 constexpr const char* fenceAttribute = "fence";
 constexpr const char* fenceDefinition =
@@ -97,8 +97,8 @@ private:
         transport->addHandlers(rows);
         real->addRemoteEndpoint(serviceName, -1);
         const auto request = AppConfig::ProtobufMessageHelper::getRegClientCallbackRequest(
-            real->localEndpoint(), CommonIF::SECURITY_ROLE_WIRE_20,
-            std::string(fenceNode) + "." + fenceAttribute, ConfigIF::CALLBACK_SUBMIT, fenceName);
+            real->localEndpoint(), CommonIF::SECURITY_ROLE_WIRE_20, std::string(fenceNode) + "." + fenceAttribute,
+            ConfigIF::CALLBACK_SUBMIT, fenceName);
         ConfigIF::RegisterClientCallbackRsp reply;
         real->sendWaitResponse(request, &reply, serviceName);
     }
@@ -120,7 +120,9 @@ void TestKit::attach() {
     attached.repeatRegistrations(*m_impl->real);
 }
 
-PbUtility::PbUtils& TestKit::transport() { return *m_impl->transport; }
+PbUtility::PbUtils& TestKit::transport() {
+    return *m_impl->transport;
+}
 
 ConfigResult TestKit::setValue(const std::string& variable, const std::list<std::string>& value,
                                AppConfig::SecurityRole role) {
@@ -135,8 +137,7 @@ eErrorT TestKit::resetValue(const std::string& variable, AppConfig::SecurityRole
     return m_impl->other.reset(variableOf(variable), role);
 }
 
-eErrorT TestKit::setOptions(const std::string& variable, const std::list<std::string>& options,
-                            unsigned defaultIndex) {
+eErrorT TestKit::setOptions(const std::string& variable, const std::list<std::string>& options, unsigned defaultIndex) {
     return m_impl->other.setOptions(variableOf(variable), options, defaultIndex);
 }
 
@@ -148,7 +149,9 @@ eErrorT TestKit::submit(const std::string& variable, int type) {
     return m_impl->other.submit(variableOf(variable), type);
 }
 
-std::list<std::string> TestKit::value(const std::string& variable) { return m_impl->other.read(variableOf(variable)); }
+std::list<std::string> TestKit::value(const std::string& variable) {
+    return m_impl->other.read(variableOf(variable));
+}
 
 void TestKit::answerNothing() {
     answerNormally();
@@ -180,16 +183,22 @@ void TestKit::answerNormally() {
     m_impl->service.intercept({});
 }
 
-void TestKit::stopService() { m_impl->service.stop(); }
+void TestKit::stopService() {
+    m_impl->service.stop();
+}
 
-void TestKit::startService() { m_impl->start(); }
+void TestKit::startService() {
+    m_impl->start();
+}
 
 void TestKit::restartService() {
     stopService();
     startService();
 }
 
-std::vector<SentRequest> TestKit::requests() const { return m_impl->transport->requests(); }
+std::vector<SentRequest> TestKit::requests() const {
+    return m_impl->transport->requests();
+}
 
 std::size_t TestKit::countRequests(const std::string& type, const std::string& variable) const {
     const std::vector<SentRequest> sent = requests();
@@ -198,7 +207,9 @@ std::size_t TestKit::countRequests(const std::string& type, const std::string& v
     }));
 }
 
-void TestKit::forgetRequests() { m_impl->transport->forgetRequests(); }
+void TestKit::forgetRequests() {
+    m_impl->transport->forgetRequests();
+}
 
 bool TestKit::waitForDeliveries(std::chrono::milliseconds deadline) {
     const auto end = std::chrono::steady_clock::now() + deadline;

@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <nlohmann/json.hpp>
+#include <ostream>
 
 #include "ServiceProcess.h"
 #include "SilentService.h"
@@ -111,6 +112,11 @@ struct Refusal {
     Words words;
     const char* limit;
 };
+
+/// Names the test in its full name, which else holds addresses.
+void PrintTo(const Refusal& refusal, std::ostream* out) {
+    *out << refusal.name;
+}
 
 class AppcfgRefusal : public Appcfg, public ::testing::WithParamInterface<Refusal> {};
 

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <ostream>
+
 #include "ClientProcess.h"
 #include "ServiceProcess.h"
 #include "Statistics.h"
@@ -13,6 +15,11 @@ struct Inside {
     Json command;
     Json result;  ///< members that the command's result must hold
 };
+
+/// Names the test in its full name, which else holds addresses.
+void PrintTo(const Inside& inside, std::ostream* out) {
+    *out << inside.name;
+}
 
 class Handlers : public ::testing::TestWithParam<Inside> {
 protected:

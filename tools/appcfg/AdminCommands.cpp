@@ -19,7 +19,9 @@ CommonIF::eSecurityRole wireRole(const Arguments& arguments) {
         static_cast<AppConfig::SecurityRole>(arguments.role.value_or(AppConfig::SECURITY_ROLE_1)));
 }
 
-int roleNumber(CommonIF::eSecurityRole role) { return AppConfig::PlatformCfgService::enumTranslate(role); }
+int roleNumber(CommonIF::eSecurityRole role) {
+    return AppConfig::PlatformCfgService::enumTranslate(role);
+}
 
 ConfigVar varOf(const ConfigIF::Inst& inst) {
     std::string node;
@@ -83,11 +85,10 @@ ExitStatus listVariables(Session& session) {
     for (const auto& info : reply.variable()) {
         const std::string value =
             info.has_is_default() ? valueText(listOf(info.value())) : "(its read level is above this role)";
-        session.output().result(objectOf(info),
-                                padded(variableText(varOf(info.inst())), width) + "  " +
-                                    padded(ConfigAdmin::VariableType_Name(info.type()), 4) + "  read " +
-                                    std::to_string(roleNumber(info.read_level())) + "  write " +
-                                    std::to_string(roleNumber(info.write_level())) + "  " + value);
+        session.output().result(objectOf(info), padded(variableText(varOf(info.inst())), width) + "  " +
+                                                    padded(ConfigAdmin::VariableType_Name(info.type()), 4) + "  read " +
+                                                    std::to_string(roleNumber(info.read_level())) + "  write " +
+                                                    std::to_string(roleNumber(info.write_level())) + "  " + value);
     }
     return ExitStatus::done;
 }

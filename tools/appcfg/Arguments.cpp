@@ -44,21 +44,22 @@ std::vector<std::string> splitAtCommas(const std::string& text) {
 
 const std::map<std::string, int> kindNumbers = {{"change", 0}, {"options", 2}, {"submit", 3}, {"access", 4}};
 const std::map<std::string, Arguments::As> asTypes = {{"text", Arguments::As::text},
-                                                     {"bool", Arguments::As::boolean},
-                                                     {"int", Arguments::As::integer},
-                                                     {"list", Arguments::As::list}};
+                                                      {"bool", Arguments::As::boolean},
+                                                      {"int", Arguments::As::integer},
+                                                      {"list", Arguments::As::list}};
 
 /// The grammar of the command line and where each word goes.
 class Grammar {
 public:
     Grammar() {
         m_app.name("appcfg");
-        m_app.description("Looks at and changes the variables of a configuration service.\n\n"
-                          "VAR is [namespace:]node[instance].attribute[instance], such as display.brightness or\n"
-                          "net.wifi[1].ssid; instances that are not written are 0. A value that begins with '-' is\n"
-                          "written behind '--' unless it is a number.\n\n"
-                          "Exit status: 0 done, 1 refused by the service, 2 bad usage, 3 service not reachable,\n"
-                          "4 timed out.");
+        m_app.description(
+            "Looks at and changes the variables of a configuration service.\n\n"
+            "VAR is [namespace:]node[instance].attribute[instance], such as display.brightness or\n"
+            "net.wifi[1].ssid; instances that are not written are 0. A value that begins with '-' is\n"
+            "written behind '--' unless it is a number.\n\n"
+            "Exit status: 0 done, 1 refused by the service, 2 bad usage, 3 service not reachable,\n"
+            "4 timed out.");
         m_app.set_version_flag("--version", "appcfg " APPCONFIG_VERSION);
         m_app.require_subcommand(1);
         m_app.fallthrough();
@@ -234,6 +235,8 @@ private:
 
 }  // namespace
 
-ParsedArguments parseArguments(std::vector<std::string> words) { return Grammar().parse(std::move(words)); }
+ParsedArguments parseArguments(std::vector<std::string> words) {
+    return Grammar().parse(std::move(words));
+}
 
 }  // namespace AppConfigTool

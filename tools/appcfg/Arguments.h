@@ -27,18 +27,18 @@ struct Arguments {
     std::vector<VariableName> variables;  ///< at least one, except for list
     std::vector<std::string> value;       ///< set, validate
 
-    As as = As::elements;          // get
-    bool noWait = false;           // set
-    std::vector<int> kinds;        // watch: ConfigRegistrar::ConsumerCallbackType numbers
-    bool defaultOptions = false;   // options
+    As as = As::elements;         // get
+    bool noWait = false;          // set
+    std::vector<int> kinds;       // watch: ConfigRegistrar::ConsumerCallbackType numbers
+    bool defaultOptions = false;  // options
     std::optional<std::vector<std::string>> newOptions;
     std::optional<unsigned> defaultIndex;
     std::optional<int> readRole;  // access
     std::optional<int> writeRole;
     bool readOnly = false;
     bool hidden = false;
-    std::string pattern;            // list
-    Judge judge = Judge::accept;    // provide
+    std::string pattern;          // list
+    Judge judge = Judge::accept;  // provide
     std::string rejection;
     std::string judgeCommand;
     std::chrono::milliseconds judgeDeadline = std::chrono::milliseconds(1500);

@@ -38,8 +38,8 @@ ExitStatus setOptions(Session& session, const VariableName& name) {
         done = manager.setConfigOptions(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance,
                                         options, *arguments.defaultIndex);
     } else {
-        done = manager.setConfigOptions(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance,
-                                        options);
+        done =
+            manager.setConfigOptions(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance, options);
     }
     if (!done) {
         return session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::refused, "refused"}));

@@ -49,8 +49,7 @@ public:
         posix_spawnattr_setsigmask(&attributes, &none);
         posix_spawnattr_setsigdefault(&attributes, &all);
         posix_spawnattr_setpgroup(&attributes, 0);
-        posix_spawnattr_setflags(&attributes,
-                                 POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF | POSIX_SPAWN_SETPGROUP);
         m_error = ::posix_spawn(&m_pid, "/bin/sh", &actions, &attributes, argv.data(), environ);
         posix_spawnattr_destroy(&attributes);
         posix_spawn_file_actions_destroy(&actions);
@@ -101,7 +100,9 @@ bool drain(int descriptor, std::string& text) {
     return count < 0 && (errno == EAGAIN || errno == EINTR);
 }
 
-std::string firstLine(const std::string& text) { return text.substr(0, text.find('\n')); }
+std::string firstLine(const std::string& text) {
+    return text.substr(0, text.find('\n'));
+}
 
 }  // namespace
 
@@ -125,7 +126,8 @@ CommandVerdict runCommand(const std::string& command, const std::vector<std::str
         // A command may close its output before it ends, and a child of its may hold it open after: neither event alone
         // tells the end, so the process is asked now and then.
         pollfd waiting = {open ? process.output() : -1, POLLIN, 0};
-        if (::poll(&waiting, 1, static_cast<int>(std::min<long long>(left, 10))) > 0) open = drain(process.output(), text);
+        if (::poll(&waiting, 1, static_cast<int>(std::min<long long>(left, 10))) > 0)
+            open = drain(process.output(), text);
     }
     if (open) drain(process.output(), text);
     if (WIFEXITED(status) && WEXITSTATUS(status) == 0) return {true, {}};

@@ -14,8 +14,8 @@ public:
     explicit EventPrinter(Output& output) : m_output(output) {}
 
     /// \p state is written as JSON under \p key, and as \p text for people.
-    void event(const std::string& kind, const std::string& variable, const char* key, const nlohmann::ordered_json& state,
-               const std::string& text);
+    void event(const std::string& kind, const std::string& variable, const char* key,
+               const nlohmann::ordered_json& state, const std::string& text);
 
     /// The service went away or came back. \p endpoint stands in the variable's place.
     void service(const std::string& endpoint, bool connected);

@@ -37,11 +37,17 @@ Session::Session(const Arguments& arguments, Output& output, ServiceObserver obs
     if (arguments.role) manager().setSecurityRole(static_cast<AppConfig::SecurityRole>(*arguments.role));
 }
 
-std::string Session::endpoint() { return manager().getPlatformCfgService()->getConfigFQName(); }
+std::string Session::endpoint() {
+    return manager().getPlatformCfgService()->getConfigFQName();
+}
 
-std::optional<Failure> Session::failure() { return firstFailure(false); }
+std::optional<Failure> Session::failure() {
+    return firstFailure(false);
+}
 
-std::optional<Failure> Session::registrationFailure() { return firstFailure(true); }
+std::optional<Failure> Session::registrationFailure() {
+    return firstFailure(true);
+}
 
 std::optional<Failure> Session::firstFailure(bool registrations) {
     std::optional<Failure> first;
@@ -54,14 +60,16 @@ std::optional<Failure> Session::firstFailure(bool registrations) {
 
 std::optional<Failure> Session::judge(const PbUtility::Exchange& exchange) {
     const std::string service = "the service at '" + exchange.endpoint + "' ";
-    const std::string details = exchange.failure.empty() ? PbUtility::transportStatusText(exchange.status) : exchange.failure;
+    const std::string details =
+        exchange.failure.empty() ? PbUtility::transportStatusText(exchange.status) : exchange.failure;
     switch (exchange.status) {
         case PbUtility::TRANSPORT_OK: break;
         case PbUtility::TRANSPORT_TIMED_OUT:
             return Failure{ExitStatus::timedOut, service + "did not answer within " + seconds(m_arguments.timeout)};
         case PbUtility::TRANSPORT_UNSUPPORTED:
         case PbUtility::TRANSPORT_UNREADABLE_REQUEST:
-        case PbUtility::TRANSPORT_UNREADABLE_REPLY: return Failure{ExitStatus::refused, service + "cannot do this: " + details};
+        case PbUtility::TRANSPORT_UNREADABLE_REPLY:
+            return Failure{ExitStatus::refused, service + "cannot do this: " + details};
         case PbUtility::TRANSPORT_BAD_ENDPOINT:
         case PbUtility::TRANSPORT_TOO_LARGE: return Failure{ExitStatus::usage, details};
         default: return Failure{ExitStatus::notReachable, service + "cannot be reached: " + details};

@@ -23,8 +23,8 @@ struct Failure {
 using ServiceObserver = std::function<void(const std::string& endpoint, bool connected)>;
 
 /// One run's way to the service: the transport, which remembers what came of each request, and the manager over it. The
-/// library's reads tell their caller nothing of a failure; failure() does. One per process, since the library's managers
-/// are. Used by one thread; the observer is called on the transport's delivery thread.
+/// library's reads tell their caller nothing of a failure; failure() does. One per process, since the library's
+/// managers are. Used by one thread; the observer is called on the transport's delivery thread.
 class Session {
 public:
     /// Attaches the library to the service that \p arguments name. Sends nothing yet.

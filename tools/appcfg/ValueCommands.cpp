@@ -36,7 +36,9 @@ ExitStatus conclude(Session& session, const std::string& subject, bool done, con
     return session.fail(subject, session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
 }
 
-std::list<std::string> proposed(const Arguments& arguments) { return {arguments.value.begin(), arguments.value.end()}; }
+std::list<std::string> proposed(const Arguments& arguments) {
+    return {arguments.value.begin(), arguments.value.end()};
+}
 
 }  // namespace
 
@@ -117,10 +119,9 @@ ExitStatus resetVariable(Session& session) {
     const VariableName& name = session.arguments().variables.front();
     const ConfigVar var = name.var();
     // The manager's own reset names no namespace; one that was asked for must travel, or another variable is reset.
-    const bool done =
-        var.m_namespace == 0
-            ? session.manager().resetValue(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance)
-            : session.manager().getPlatformCfgService()->resetValue(var);
+    const bool done = var.m_namespace == 0 ? session.manager().resetValue(var.m_node, var.m_nodeInstance,
+                                                                          var.m_attribute, var.m_attributeInstance)
+                                           : session.manager().getPlatformCfgService()->resetValue(var);
     if (!done) {
         return session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
     }
@@ -151,8 +152,8 @@ ExitStatus showRecord(Session& session) {
         text += "any value";
     } else {
         object["default_index"] = record.defaultIndex();
-        text += valueText({options.begin(), options.end()}) + ", default index " +
-                std::to_string(record.defaultIndex());
+        text +=
+            valueText({options.begin(), options.end()}) + ", default index " + std::to_string(record.defaultIndex());
     }
     session.output().result(object, text);
     return ExitStatus::done;

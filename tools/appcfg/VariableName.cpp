@@ -52,8 +52,7 @@ std::optional<VariableName> parseName(std::string_view text, bool nodeAllowed, s
         reason = "a dot must part node from attribute, as in display.brightness";
         return std::nullopt;
     }
-    if (!takeInstance(node, name.nodeInstance, reason) ||
-        !takeInstance(attribute, name.attributeInstance, reason)) {
+    if (!takeInstance(node, name.nodeInstance, reason) || !takeInstance(attribute, name.attributeInstance, reason)) {
         return std::nullopt;
     }
     if (!isName(node) || (dot != std::string_view::npos && attribute.empty())) {
@@ -86,7 +85,9 @@ ConfigVar VariableName::var() const {
     return result;
 }
 
-std::string VariableName::text() const { return variableText(var()); }
+std::string VariableName::text() const {
+    return variableText(var());
+}
 
 std::string variableText(const ConfigVar& var) {
     std::string text;

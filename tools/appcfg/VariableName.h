@@ -18,7 +18,8 @@ struct VariableName {
     std::optional<int> attributeInstance;
 
     /// Reads \p text, in which a node and an attribute must both stand.
-    /// \return the name; nothing, with one sentence in \p reason, when \p text is none. \p reason is untouched on success.
+    /// \return the name; nothing, with one sentence in \p reason, when \p text is none. \p reason is untouched on
+    /// success.
     static std::optional<VariableName> parse(std::string_view text, std::string& reason);
 
     /// As parse(), but a text without a dot is a whole node.

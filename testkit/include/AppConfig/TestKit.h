@@ -29,13 +29,12 @@ struct SentRequest {
 
 /// A configuration service for an application's unit tests, in the test's own process: no service to start, no socket,
 /// no file. It is the real service's code over a transport with the real transport's threads, so what it accepts,
-/// refuses and notifies is what a device does. The test creates one, attaches the application's library to it, plays the
-/// other clients of the service, and can make things go wrong.
+/// refuses and notifies is what a device does. The test creates one, attaches the application's library to it, plays
+/// the other clients of the service, and can make things go wrong.
 ///
-///     TestKit kit(R"(variable { node: "display" attribute: "brightness" type: INT default_value: "70" maximum: 100 })");
-///     kit.attach();
-///     Display display;                          // the class under test: reads and watches display.brightness
-///     kit.setValue("display.brightness", "30"); // as another client
+///     TestKit kit(R"(variable { node: "display" attribute: "brightness" type: INT default_value: "70" maximum: 100
+///     })"); kit.attach(); Display display;                          // the class under test: reads and watches
+///     display.brightness kit.setValue("display.brightness", "30"); // as another client
 ///     ASSERT_TRUE(kit.waitForDeliveries());
 ///     EXPECT_EQ(display.brightness(), 30);
 ///
@@ -44,16 +43,17 @@ struct SentRequest {
 ///
 /// **Ownership.** Owns the service, its state and the transport. Nothing is left behind when it goes. The application's
 /// handlers must be unregistered, or outlive the kit, as with any service.
-/// **One at a time.** At most one kit is attached; attaching another takes the place of the first. The library's managers
-/// live as long as the process and register for a variable only once: what earlier kits of the process were asked to
-/// register, a newly attached kit knows from the start, and its requests() does not list that again.
-/// **Threads.** Any thread may call any operation, except where it says otherwise; handlers are called on the transport's
-/// delivery thread, as on a device. Operations that play another client wait for the service's answer, which for a
-/// variable with a provider includes the application's own provider; so they must not be called from a handler.
+/// **One at a time.** At most one kit is attached; attaching another takes the place of the first. The library's
+/// managers live as long as the process and register for a variable only once: what earlier kits of the process were
+/// asked to register, a newly attached kit knows from the start, and its requests() does not list that again.
+/// **Threads.** Any thread may call any operation, except where it says otherwise; handlers are called on the
+/// transport's delivery thread, as on a device. Operations that play another client wait for the service's answer,
+/// which for a variable with a provider includes the application's own provider; so they must not be called from a
+/// handler.
 class TestKit {
 public:
-    /// Starts a service on \p definitions, which are written as in a definitions file. Throws std::invalid_argument, with
-    /// line and reason, when the service would refuse them.
+    /// Starts a service on \p definitions, which are written as in a definitions file. Throws std::invalid_argument,
+    /// with line and reason, when the service would refuse them.
     explicit TestKit(const std::string& definitions);
     TestKit(const TestKit&) = delete;
     TestKit& operator=(const TestKit&) = delete;
@@ -98,8 +98,8 @@ public:
     /// Requests get no answer: they do not reach the service, and return at once as one returns whose time ran out.
     void answerNothing();
 
-    /// Awaited requests are refused with \p error, which is not CFG_ERROR_NONE, and have no effect. With \p type, such as
-    /// "WriteReq", only requests of that type; throws std::invalid_argument when there is no such type.
+    /// Awaited requests are refused with \p error, which is not CFG_ERROR_NONE, and have no effect. With \p type, such
+    /// as "WriteReq", only requests of that type; throws std::invalid_argument when there is no such type.
     void refuse(eErrorT error, const std::string& type = {});
 
     /// Each request fails as when the connection breaks before it is answered: it does not reach the service.

@@ -16,8 +16,8 @@ namespace AppConfigTest {
 /// How long a test waits for anything before it counts as not happening. Generous: only a failing test waits that long.
 inline constexpr std::chrono::seconds patience{20};
 
-/// A process of the test's own, talked to through pipes. Killed, and only it, when the object goes. What it writes is read
-/// all the time on a thread of its own, so that it never waits for the test. Used by one thread.
+/// A process of the test's own, talked to through pipes. Killed, and only it, when the object goes. What it writes is
+/// read all the time on a thread of its own, so that it never waits for the test. Used by one thread.
 class ChildProcess {
 public:
     /// Starts \p words, whose first is the program's path. Throws std::runtime_error when it cannot be started.

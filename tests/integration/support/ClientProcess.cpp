@@ -34,14 +34,16 @@ Json ClientProcess::take(const Json& part, std::chrono::milliseconds deadline) {
         return line;
     }
     Json wanted;
-    const auto line = m_process.waitForLine([&](const std::string& text) {
-        wanted = Json::parse(text, nullptr, false);
-        if (!wanted.is_object()) return false;
-        m_all.push_back(wanted);
-        if (holds(wanted, part)) return true;
-        m_pending.push_back(wanted);
-        return false;
-    }, deadline);
+    const auto line = m_process.waitForLine(
+        [&](const std::string& text) {
+            wanted = Json::parse(text, nullptr, false);
+            if (!wanted.is_object()) return false;
+            m_all.push_back(wanted);
+            if (holds(wanted, part)) return true;
+            m_pending.push_back(wanted);
+            return false;
+        },
+        deadline);
     if (!line) {
         throw std::runtime_error("the client never told " + part.dump() + "; it told:\n" + m_process.output() +
                                  m_process.errors());

@@ -12,7 +12,8 @@ namespace AppConfigTest {
 
 TemporaryDirectory::TemporaryDirectory() {
     // In memory where there is such a place: what is killed there keeps its files as well as on a disk, and a test that
-    // writes thousands of times does not wait for one. Short on purpose: a socket's path must fit into some hundred bytes.
+    // writes thousands of times does not wait for one. Short on purpose: a socket's path must fit into some hundred
+    // bytes.
     std::string pattern = ::access("/dev/shm", W_OK) == 0 ? "/dev/shm/appcfgtest-XXXXXX" : "/tmp/appcfgtest-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("no temporary directory can be made");
     m_path = pattern;

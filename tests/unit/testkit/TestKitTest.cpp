@@ -14,6 +14,7 @@ using List = std::list<std::string>;
 
 const char* const definitions = R"(
 variable { node: "kit" attribute: "number" type: INT default_value: "7" maximum: 10 }
+variable { node: "kit" attribute: "kept" type: INT default_value: "7" }
 variable { node: "kit" attribute: "text" type: TEXT default_value: "a" }
 variable { node: "kit" node_instance: 2 attribute: "text" attribute_instance: 3 type: TEXT default_value: "b" }
 )";
@@ -121,15 +122,15 @@ TEST(TestKit, RefusalsNameTheVariablesOfALevelsRequest) {
 TEST(TestKit, KeepsItsStateAcrossARestart) {
     TestKit kit(definitions);
     kit.attach();
-    kit.setValue("kit.number", "8");
+    kit.setValue("kit.kept", "8");
 
     kit.stopService();
-    EXPECT_EQ(number(), 0);
-    EXPECT_EQ(kit.setValue("kit.number", "9").m_error, CFG_ERROR_UNAVAILABLE);
+    EXPECT_EQ(config().getConfigVarInt("kit", 0, "kept", 0), 0);
+    EXPECT_EQ(kit.setValue("kit.kept", "9").m_error, CFG_ERROR_UNAVAILABLE);
     EXPECT_FALSE(kit.waitForDeliveries(std::chrono::milliseconds(1)));
     kit.startService();
 
-    EXPECT_EQ(number(), 8);
+    EXPECT_EQ(config().getConfigVarInt("kit", 0, "kept", 0), 8);
 }
 
 TEST(TestKit, DeliversAfterARestartWithoutAnybodyRegisteringAgain) {
