@@ -327,7 +327,7 @@ TEST_F(LinkAttributes, GetConfigOptionsRegistersOnce) {
 }
 
 TEST_F(LinkAttributes, FailedGetConfigOptionsClearsOptionsAndKeepsTheIndex) {
-    const auto expectFailure = [this](PlatformCfgService& from) {
+    const auto expectFailure = [](PlatformCfgService& from) {
         List options{"old"};
         unsigned int index = 9;
         from.getConfigOptions(brightness, options, index);
@@ -360,7 +360,7 @@ TEST_F(LinkAttributes, GetConfigDefaultOptionsSendsTheFullyQualifiedName) {
 }
 
 TEST_F(LinkAttributes, FailedGetConfigDefaultOptionsClearsOptionsAndKeepsTheIndex) {
-    const auto expectFailure = [this](PlatformCfgService& from) {
+    const auto expectFailure = [](PlatformCfgService& from) {
         List options{"old"};
         unsigned int index = 9;
         from.getConfigDefaultOptions(brightness, options, index);
