@@ -65,11 +65,14 @@ public:
     /// \return what getConfigValue() gives for an absent variable.
     iterator end() const;
 
-    /// Stores an answer of the service's as update() does, unless the record was replaced since \p seen was looked up
-    /// (end() for a record that was absent) and now holds another value: a notification that came meanwhile may be
-    /// newer than the answer or older, so the record is then removed, and the next read asks. \return whether the
-    /// record now holds \p value.
+    /// These three store an answer of the service's, unless the record was replaced since \p seen was looked up (end()
+    /// for a record that was absent) and came to hold another value, or other options or levels: a notification that
+    /// arrived meanwhile may be newer than the answer or older, so the record is then removed, and the next read asks.
+    /// \return whether the record now holds what was given.
     bool updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value);
+    bool updateOptionsSince(ConfigVar var, iterator const& seen, std::vector<std::string> options,
+                            unsigned int defaultIndex);
+    bool updateAccessLevelsSince(ConfigVar var, iterator const& seen, ConfigAccessLevels const& levels);
 
     /// Removes the record of \p var, so that the next read goes to the service.
     /// \return whether there was one.
@@ -98,6 +101,8 @@ public:
 private:
     template <typename Change>
     ConfigValue change(const ConfigVar& var, Change&& apply);
+    template <typename Known, typename Same, typename Change>
+    bool changeSince(const ConfigVar& var, const iterator& seen, Known&& known, Same&& same, Change&& apply);
 
     std::map<ConfigVar, std::shared_ptr<const Entry>> m_cache APPCONFIG_GUARDED_BY(m_mutex);
     mutable PlainMutex m_mutex;

@@ -37,19 +37,48 @@ ConfigCache::iterator ConfigCache::end() const {
     return iterator();
 }
 
-bool ConfigCache::updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value) {
+template <typename Known, typename Same, typename Change>
+bool ConfigCache::changeSince(const ConfigVar& var, const iterator& seen, Known&& known, Same&& same, Change&& apply) {
     const PlainLock lock(m_mutex);
     const auto found = m_cache.find(var);
     const iterator present = found == m_cache.end() ? iterator() : iterator(found->second);
-    if (present != seen && present != iterator() && present->second.hasValue()) {
-        if (present->second.getValue() == value) return true;
+    if (present != seen && present != iterator() && known(present->second)) {
+        if (same(present->second)) return true;
         m_cache.erase(found);
         return false;
     }
     auto changed = std::make_shared<Entry>(var, found == m_cache.end() ? ConfigValue() : found->second->second);
-    changed->second.setValue(value);
+    apply(changed->second);
     m_cache[var] = std::move(changed);
     return true;
+}
+
+bool ConfigCache::updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value) {
+    return changeSince(
+        var, seen, [](const ConfigValue& record) { return record.hasValue(); },
+        [&value](const ConfigValue& record) { return record.getValue() == value; },
+        [&value](ConfigValue& record) { record.setValue(value); });
+}
+
+bool ConfigCache::updateOptionsSince(ConfigVar var, iterator const& seen, std::vector<std::string> options,
+                                     unsigned int defaultIndex) {
+    return changeSince(
+        var, seen, [](const ConfigValue& record) { return record.hasOptions(); },
+        // A notification brings no index, so the same options need not come with the same one.
+        [](const ConfigValue&) { return false; },
+        [&](ConfigValue& record) {
+            record.setOptions(options);
+            record.defaultIndex(defaultIndex);
+        });
+}
+
+bool ConfigCache::updateAccessLevelsSince(ConfigVar var, iterator const& seen, ConfigAccessLevels const& levels) {
+    return changeSince(
+        var, seen, [](const ConfigValue& record) { return record.hasAccessLevels(); },
+        [&levels](const ConfigValue& record) {
+            return record.readRole() == levels.readRole && record.writeRole() == levels.writeRole;
+        },
+        [&levels](ConfigValue& record) { record.accessLevels(levels); });
 }
 
 bool ConfigCache::setStale(ConfigVar var) {

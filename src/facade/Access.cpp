@@ -26,7 +26,7 @@ bool AppCfgManager::getAccessLevels(const ConfigVar& var, SecurityRole* readRole
     } else if (m_service->getAccessLevels(var, &levels.readRole, &levels.writeRole)) {
         levels.hasReadRole = true;
         levels.hasWriteRole = true;
-        m_cache.updateAccessLevels(var, levels);
+        m_cache.updateAccessLevelsSince(var, record, levels);
     }
     if (!levels.hasReadRole || !levels.hasWriteRole) return false;
     if (readRole != nullptr) *readRole = levels.readRole;

@@ -25,8 +25,7 @@ std::vector<std::string>& AppCfgManager::getConfigOptions(const ConfigVar& var, 
     m_service->getConfigOptions(var, list, defaultIndex);
     options.assign(list.begin(), list.end());
     // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
-    m_cache.updateOptions(var, options);
-    m_cache.updateOptionDefaultIndex(var, defaultIndex);
+    m_cache.updateOptionsSince(var, record, options, defaultIndex);
     return options;
 }
 

@@ -122,5 +122,57 @@ TEST_F(LateAnswers, TheOwnWritesNotificationKeepsTheRecord) {
         ::testing::ExitedWithCode(2), "");
 }
 
+TEST_F(LateAnswers, OptionsThatWereAnnouncedMeanwhileAreNotOverwritten) {
+    EXPECT_EXIT(
+        {
+            TestKit kit("variable { node: \"late\" attribute: \"number\" type: TEXT default_value: \"a\" }");
+            bool late = false;
+            Dawdling transport(
+                kit.transport(), [] {},
+                [&] {
+                    if (!late) return;
+                    kit.setOptions("late.number", {"a", "b", "c"}, 0);
+                    kit.waitForDeliveries();
+                });
+            AppCfgManager::getInstance()->setPbInterface(&transport);
+            number();
+            std::vector<std::string> options;
+            late = true;
+
+            AppCfgManager::getInstance()->getConfigOptions("late", 0, "number", 0, options);
+            late = false;
+
+            AppCfgManager::getInstance()->getConfigOptions("late", 0, "number", 0, options);
+            std::_Exit(static_cast<int>(options.size()));
+        },
+        ::testing::ExitedWithCode(3), "");
+}
+
+TEST_F(LateAnswers, LevelsThatWereAnnouncedMeanwhileAreNotOverwritten) {
+    EXPECT_EXIT(
+        {
+            TestKit kit(definitions);
+            bool late = false;
+            Dawdling transport(
+                kit.transport(), [] {},
+                [&] {
+                    if (!late) return;
+                    kit.setLevels("late.number", AppConfig::SECURITY_ROLE_NONE, AppConfig::SECURITY_ROLE_2);
+                    kit.waitForDeliveries();
+                });
+            AppCfgManager::getInstance()->setPbInterface(&transport);
+            number();
+            AppConfig::SecurityRole write{};
+            late = true;
+
+            AppCfgManager::getInstance()->getAccessLevels("late", 0, "number", 0, nullptr, &write);
+            late = false;
+
+            AppCfgManager::getInstance()->getAccessLevels("late", 0, "number", 0, nullptr, &write);
+            std::_Exit(static_cast<int>(write));
+        },
+        ::testing::ExitedWithCode(2), "");
+}
+
 }  // namespace
 }  // namespace AppConfigTest
