@@ -72,6 +72,8 @@ Delivery::~Delivery() = default;
 
 Outcome Delivery::add(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
+    // end() may be joining already; a thread started now would have nobody to join it.
+    if (m_ended.isSet()) return {TRANSPORT_ENDED, {}};
     if (!m_thread.joinable()) {
         const SignalsBlocked blocked;
         try {

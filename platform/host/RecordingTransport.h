@@ -32,7 +32,8 @@ struct Exchange {
 };
 
 /// Passes everything on to another transport and remembers each request with its outcome. Tools, tests and tracing look
-/// there for what an operation of the library does not tell its caller. Thread-safe.
+/// there for what an operation of the library does not tell its caller. Thread-safe. Keeps one outcome for each thread
+/// that ever called, until clear().
 class RecordingTransport final : public PbUtils {
 public:
     /// How many exchanges are remembered; older ones are dropped.

@@ -36,7 +36,8 @@ namespace PbUtility {
 /// the pause of the options or with that call, whichever comes first, with the newest state of whatever changed
 /// meanwhile.
 ///
-/// Must not be used on both sides of a fork().
+/// Constructors throw std::system_error when the system has no descriptor left; nothing else here throws an exception
+/// of its own. Must not be used on both sides of a fork().
 class SocketTransport : public PbUtils {
 public:
     /// Ends the transport, see end(). Not from a handler: the delivery thread cannot wait for itself.

@@ -369,6 +369,16 @@ TEST_F(Delivery, EndsWhileNoServiceIsThere) {
     EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);
 }
 
+TEST_F(Delivery, MayBeginWhileTheTransportEnds) {
+    for (int turn = 0; turn < 200; ++turn) {
+        UnixTransport transport(options());
+        std::thread adding([&] { transport.addRemoteEndpoint("ConfigSrvc", -1); });
+        transport.end();
+        adding.join();
+        EXPECT_EQ(transport.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_ENDED);
+    }
+}
+
 TEST_F(Delivery, TellsItsObserverOfComingAndGoing) {
     TransportOptions observed = options();
     observed.onConnection = [this](const std::string& endpoint, bool connected) {

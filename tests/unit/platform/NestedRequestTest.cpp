@@ -116,9 +116,15 @@ TEST_F(NestedRequest, LeavesNotificationsUntilTheHandlerHasReturned) {
 
 TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
     constexpr std::uint64_t flood = 6000;
-    peer.onRequest([this](ScriptedPeer::Connection& connection, const Frame& frame) {
+    ScriptedPeer other(directory.path() + "/Other");
+    peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
         const auto delivery = peer.awaitDelivery();
         for (std::uint64_t i = 2; i <= flood; ++i) delivery->send(notification("flood", i));
+        // Meanwhile the client has turns enough to connect anew, which it must not do before it has delivered the rest.
+        for (std::size_t turn = 1; turn <= 300; ++turn) {
+            other.awaitDelivery()->send(ask(turn));
+            other.await(ANSWER, turn);
+        }
         ScriptedPeer::answer(connection, frame);
     });
     // Soon enough that a connection made before the handler returns would be seen: it would not know what is delivered.
@@ -132,6 +138,7 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
         if (valueOf(message) == "last") journal.add("last");
     });
     consumer.addTo(transport, changed);
+    transport.addRemoteEndpoint("Other", -1);
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     peer.awaitDelivery()->send(notification("first", 1));
     // However far the reading went before the handler returned, the second connection says what was delivered of it.
