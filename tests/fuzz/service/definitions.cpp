@@ -1,0 +1,29 @@
+// Whatever stands in a file of definitions, it is read whole, with values that its own limits allow, or refused with a
+// file and a line for each fault.
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string>
+
+#include "core/ValueRules.h"
+#include "definitions/DefinitionsReader.h"
+
+using namespace AppConfigService;
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    const std::string text(reinterpret_cast<const char*>(data), size);
+    Definitions definitions;
+    std::vector<std::string> complaints;
+    if (!readDefinitions({{"file", text}}, definitions, complaints)) {
+        if (complaints.empty() || !definitions.variables.empty()) std::abort();
+        for (const std::string& complaint : complaints) {
+            if (complaint.compare(0, 5, "file:") != 0) std::abort();
+        }
+        return 0;
+    }
+    for (const VariableDefinition& definition : definitions.variables) {
+        if (!checkValue(definition, definition.options, definition.defaultValue).ok()) std::abort();
+        if (!checkOptions(definition, definition.options, definition.defaultIndex).ok()) std::abort();
+    }
+    return 0;
+}
