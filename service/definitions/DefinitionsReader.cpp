@@ -184,14 +184,10 @@ private:
             }
         }
         const Verdict options = checkOptions(definition, definition.options, definition.defaultIndex);
-        if (options.error == CommonIF::ERROR_INDEX_OUT_OF_RANGE) {
-            complain("default_index", -1, options.message);
-            return;
-        }
-        if (options.error == CommonIF::ERROR_LIMIT) {
-            complain("option", 0, options.message);
-            return;
-        }
+        if (options.error == CommonIF::ERROR_INDEX_OUT_OF_RANGE) complain("default_index", -1, options.message);
+        if (options.error == CommonIF::ERROR_LIMIT) complain("option", 0, options.message);
+        // An option that is refused hides what is wrong with the index; nothing below may rely on either.
+        if (!options.ok()) return;
         definition.defaultValue.assign(v.default_value().begin(), v.default_value().end());
         if (definition.defaultValue.empty()) definition.defaultValue = impliedDefault(definition);
         const Verdict value = checkValue(definition, definition.options, definition.defaultValue);

@@ -122,6 +122,11 @@ TEST(DefinitionsReader, RefusesEachFaultWithFileLineAndReason) {
     }
 }
 
+TEST(DefinitionsReader, AnIndexBeyondOptionsThatAreRefusedThemselvesIsNotFollowed) {
+    EXPECT_THAT(complaintsOf("variable { node: 'a' attribute: 'b' type: INT option: 'x' default_index: 7 }"),
+                ElementsAre(HasSubstr("\"x\" is not a whole number")));
+}
+
 TEST(DefinitionsReader, RefusesTwoVariablesOfOneNameAlsoAcrossFiles) {
     Definitions definitions;
     std::vector<std::string> complaints;
