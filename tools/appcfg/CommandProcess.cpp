@@ -32,6 +32,7 @@ public:
         std::vector<std::string> texts = {"/bin/sh", "-c", script, "appcfg"};
         texts.insert(texts.end(), arguments.begin(), arguments.end());
         std::vector<char*> argv;
+        argv.reserve(texts.size() + 1);
         for (std::string& text : texts) argv.push_back(text.data());
         argv.push_back(nullptr);
 
