@@ -37,7 +37,8 @@ class PlatformCfgService;
 ///
 /// Threads: every operation may be called from any thread, also from within a handler, and concurrently. No lock is
 /// held while a request travels. An operation that consists of several steps (look up, ask, store) is not atomic: two
-/// threads may both ask the service, and the later answer stays.
+/// threads may both ask the service. An answer that an announcement or another thread's answer overtook with other
+/// contents is still given to its caller; what the cache knew of that item is then dropped, and the next read asks.
 ///
 /// Blocking: an operation that asks the service blocks its caller until the answer has come or the transport's time
 /// limit is over; each says when it asks. What the cache answers never blocks.
@@ -137,12 +138,12 @@ public:
     // ---- writing
     //
     // With a \p result (may be null) a write asks the service and waits: true when the service accepted the value,
-    // which the cache then holds; false when it refused (\p result holds code and messages) or did not answer (\p
-    // result untouched), and the cache is as it was. Without a \p result the write is handed to the transport and not
-    // waited for: true when the transport took it. The cache keeps the old value until the service announces the new
-    // one; a refusal is not reported. The first such write of a variable asks the service to announce its changes,
-    // which blocks like any request. Values are not checked here. A bool is written as "True"/"False" with a result and
-    // as "true"/"false" without, an int in decimal. A const char* must not be null.
+    // which the cache then holds (see Threads above); false when it refused (\p result holds code and messages) or did
+    // not answer (\p result untouched), and the cache is as it was. Without a \p result the write is handed to the
+    // transport and not waited for: true when the transport took it. The cache keeps the old value until the service
+    // announces the new one; a refusal is not reported. The first such write of a variable asks the service to announce
+    // its changes, which blocks like any request. Values are not checked here. A bool is written as "True"/"False" with
+    // a result and as "true"/"false" without, an int in decimal. A const char* must not be null.
 
     bool setConfigVar(const ConfigVar& var, const std::list<std::string>& value, ConfigResult* result);
     bool setConfigVar(const ConfigVar& var, const std::string& value, ConfigResult* result);

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -65,14 +65,23 @@ public:
     /// \return what getConfigValue() gives for an absent variable.
     iterator end() const;
 
-    /// These three store an answer of the service's, unless the record was replaced since \p seen was looked up (end()
-    /// for a record that was absent) and came to hold another value, or other options or levels: a notification that
-    /// arrived meanwhile may be newer than the answer or older, so the record is then removed, and the next read asks.
+    /// A moment in one cache's history: what happened to a record after it can be told from what happened before.
+    /// A plain value.
+    class Moment {
+    private:
+        friend class ConfigCache;
+        std::uint64_t m_number = 0;
+    };
+    Moment now() const;
+
+    /// These three store an answer that the service was asked for after \p since, as update(), updateOptions() together
+    /// with updateOptionDefaultIndex(), and updateAccessLevels() do. Should the same item have been stored since then
+    /// with other contents (by a notification or another thread's answer, which may be newer than this one or older),
+    /// or a value removed, the item becomes unknown, so that the next read asks; the rest of the record stays.
     /// \return whether the record now holds what was given.
-    bool updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value);
-    bool updateOptionsSince(ConfigVar var, iterator const& seen, std::vector<std::string> options,
-                            unsigned int defaultIndex);
-    bool updateAccessLevelsSince(ConfigVar var, iterator const& seen, ConfigAccessLevels const& levels);
+    bool updateSince(ConfigVar var, Moment since, std::list<std::string> value);
+    bool updateOptionsSince(ConfigVar var, Moment since, std::vector<std::string> options, unsigned int defaultIndex);
+    bool updateAccessLevelsSince(ConfigVar var, Moment since, ConfigAccessLevels const& levels);
 
     /// Removes the record of \p var, so that the next read goes to the service.
     /// \return whether there was one.
@@ -99,13 +108,19 @@ public:
     unsigned int removeVars(std::string part);
 
 private:
+    /// An entry and, for each item that the service announces, when it was stored last.
+    struct Record;
+
     template <typename Change>
     ConfigValue change(const ConfigVar& var, Change&& apply);
-    template <typename Known, typename Same, typename Change>
-    bool changeSince(const ConfigVar& var, const iterator& seen, Known&& known, Same&& same, Change&& apply);
+    template <typename Change>
+    ConfigValue changeLocked(const ConfigVar& var, Change&& apply) APPCONFIG_REQUIRES(m_mutex);
+    std::shared_ptr<const Record> find(const ConfigVar& var) const APPCONFIG_REQUIRES(m_mutex);
 
-    std::map<ConfigVar, std::shared_ptr<const Entry>> m_cache APPCONFIG_GUARDED_BY(m_mutex);
+    std::map<ConfigVar, std::shared_ptr<const Record>> m_cache APPCONFIG_GUARDED_BY(m_mutex);
     mutable PlainMutex m_mutex;
+    std::uint64_t m_moment APPCONFIG_GUARDED_BY(m_mutex) = 0;   ///< counts changes and removals
+    std::uint64_t m_removed APPCONFIG_GUARDED_BY(m_mutex) = 0;  ///< moment of the last removal
 };
 
 }  // namespace AppConfig

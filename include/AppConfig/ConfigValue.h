@@ -70,6 +70,9 @@ public:
     bool canWrite(SecurityRole role) const;
 
 private:
+    // The cache makes single items unknown again.
+    friend class ConfigCache;
+
     std::list<std::string> m_value;
     SecurityRole m_readRole = SECURITY_ROLE_NONE;
     SecurityRole m_writeRole = SECURITY_ROLE_NONE;

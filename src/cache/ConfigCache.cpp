@@ -2,6 +2,15 @@
 
 namespace AppConfig {
 
+struct ConfigCache::Record {
+    explicit Record(const ConfigVar& var) : entry(var, ConfigValue()) {}
+
+    Entry entry;
+    std::uint64_t value = 0;
+    std::uint64_t options = 0;
+    std::uint64_t levels = 0;
+};
+
 ConfigCache::ConfigCache() = default;
 ConfigCache::~ConfigCache() = default;
 
@@ -9,106 +18,137 @@ ConfigCache::~ConfigCache() = default;
 // which then takes the record's place under the lock, and the last reader of the old record frees it. Readers so need
 // no second lock, and no change, replacement or removal ever reaches what they look at.
 template <typename Change>
-ConfigValue ConfigCache::change(const ConfigVar& var, Change&& apply) {
-    const PlainLock lock(m_mutex);
-    const auto found = m_cache.find(var);
-    auto changed = std::make_shared<Entry>(var, found == m_cache.end() ? ConfigValue() : found->second->second);
-    apply(changed->second);
-    ConfigValue result = changed->second;
-    if (found == m_cache.end()) {
-        m_cache.emplace(var, std::move(changed));
-    } else {
-        found->second = std::move(changed);
-    }
+ConfigValue ConfigCache::changeLocked(const ConfigVar& var, Change&& apply) {
+    const std::shared_ptr<const Record> present = find(var);
+    const auto changed = present ? std::make_shared<Record>(*present) : std::make_shared<Record>(var);
+    apply(*changed, changed->entry.second, ++m_moment);
+    ConfigValue result = changed->entry.second;
+    m_cache[var] = changed;
     return result;
 }
 
+template <typename Change>
+ConfigValue ConfigCache::change(const ConfigVar& var, Change&& apply) {
+    const PlainLock lock(m_mutex);
+    return changeLocked(var, apply);
+}
+
+std::shared_ptr<const ConfigCache::Record> ConfigCache::find(const ConfigVar& var) const {
+    const auto found = m_cache.find(var);
+    return found == m_cache.end() ? nullptr : found->second;
+}
+
 ConfigValue ConfigCache::update(ConfigVar var, std::list<std::string> value) {
-    return change(var, [&value](ConfigValue& record) { record.setValue(value); });
+    return change(var, [&value](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        contents.setValue(value);
+        record.value = moment;
+    });
 }
 
 ConfigCache::iterator ConfigCache::getConfigValue(ConfigVar var) const {
     const PlainLock lock(m_mutex);
-    const auto found = m_cache.find(var);
-    return found == m_cache.end() ? iterator() : iterator(found->second);
+    const std::shared_ptr<const Record> record = find(var);
+    return record ? iterator(std::shared_ptr<const Entry>(record, &record->entry)) : iterator();
 }
 
 ConfigCache::iterator ConfigCache::end() const {
     return iterator();
 }
 
-template <typename Known, typename Same, typename Change>
-bool ConfigCache::changeSince(const ConfigVar& var, const iterator& seen, Known&& known, Same&& same, Change&& apply) {
+ConfigCache::Moment ConfigCache::now() const {
     const PlainLock lock(m_mutex);
-    const auto found = m_cache.find(var);
-    const iterator present = found == m_cache.end() ? iterator() : iterator(found->second);
-    if (present != seen && present != iterator() && known(present->second)) {
-        if (same(present->second)) return true;
-        m_cache.erase(found);
-        return false;
-    }
-    auto changed = std::make_shared<Entry>(var, found == m_cache.end() ? ConfigValue() : found->second->second);
-    apply(changed->second);
-    m_cache[var] = std::move(changed);
-    return true;
+    Moment moment;
+    moment.m_number = m_moment;
+    return moment;
 }
 
-bool ConfigCache::updateSince(ConfigVar var, iterator const& seen, std::list<std::string> value) {
-    return changeSince(
-        var, seen, [](const ConfigValue& record) { return record.hasValue(); },
-        [&value](const ConfigValue& record) { return record.getValue() == value; },
-        [&value](ConfigValue& record) { record.setValue(value); });
+bool ConfigCache::updateSince(ConfigVar var, Moment since, std::list<std::string> value) {
+    const PlainLock lock(m_mutex);
+    const std::shared_ptr<const Record> present = find(var);
+    bool overtaken = present && present->value > since.m_number && present->entry.second.getValue() != value;
+    // A reset removes the record: an answer from before it must not come back.
+    if (!present || !present->entry.second.hasValue()) overtaken = overtaken || m_removed > since.m_number;
+    changeLocked(var, [&](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        contents.setValue(overtaken ? std::list<std::string>() : value);
+        record.value = moment;
+    });
+    return !overtaken;
 }
 
-bool ConfigCache::updateOptionsSince(ConfigVar var, iterator const& seen, std::vector<std::string> options,
+bool ConfigCache::updateOptionsSince(ConfigVar var, Moment since, std::vector<std::string> options,
                                      unsigned int defaultIndex) {
-    return changeSince(
-        var, seen, [](const ConfigValue& record) { return record.hasOptions(); },
-        // A notification brings no index, so the same options need not come with the same one.
-        [](const ConfigValue&) { return false; },
-        [&](ConfigValue& record) {
-            record.setOptions(options);
-            record.defaultIndex(defaultIndex);
-        });
+    const PlainLock lock(m_mutex);
+    const std::shared_ptr<const Record> present = find(var);
+    const bool overtaken = present && present->options > since.m_number && present->entry.second.m_options != options;
+    changeLocked(var, [&](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        if (overtaken) {
+            contents.clearOptions();
+        } else {
+            contents.setOptions(options);
+            contents.defaultIndex(defaultIndex);
+        }
+        record.options = moment;
+    });
+    return !overtaken;
 }
 
-bool ConfigCache::updateAccessLevelsSince(ConfigVar var, iterator const& seen, ConfigAccessLevels const& levels) {
-    return changeSince(
-        var, seen, [](const ConfigValue& record) { return record.hasAccessLevels(); },
-        [&levels](const ConfigValue& record) {
-            return record.readRole() == levels.readRole && record.writeRole() == levels.writeRole;
-        },
-        [&levels](ConfigValue& record) { record.accessLevels(levels); });
+bool ConfigCache::updateAccessLevelsSince(ConfigVar var, Moment since, ConfigAccessLevels const& levels) {
+    const PlainLock lock(m_mutex);
+    const std::shared_ptr<const Record> present = find(var);
+    bool overtaken = false;
+    if (present && present->levels > since.m_number) {
+        const ConfigAccessLevels stored = present->entry.second.accessLevels();
+        overtaken = (stored.hasReadRole && stored.readRole != levels.readRole) ||
+                    (stored.hasWriteRole && stored.writeRole != levels.writeRole);
+    }
+    changeLocked(var, [&](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        if (overtaken) {
+            contents.m_hasReadRole = contents.m_hasWriteRole = false;
+        } else {
+            contents.accessLevels(levels);
+        }
+        record.levels = moment;
+    });
+    return !overtaken;
 }
 
 bool ConfigCache::setStale(ConfigVar var) {
     const PlainLock lock(m_mutex);
+    m_removed = ++m_moment;
     return m_cache.erase(var) != 0;
 }
 
 ConfigValue ConfigCache::updateAccessLevels(ConfigVar var, ConfigAccessLevels const& levels) {
-    return change(var, [&levels](ConfigValue& record) { record.accessLevels(levels); });
+    return change(var, [&levels](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        contents.accessLevels(levels);
+        record.levels = moment;
+    });
 }
 
 ConfigValue ConfigCache::updateOptions(ConfigVar var, std::vector<std::string> options) {
-    return change(var, [&options](ConfigValue& record) { record.setOptions(options); });
+    return change(var, [&options](Record& record, ConfigValue& contents, std::uint64_t moment) {
+        contents.setOptions(options);
+        record.options = moment;
+    });
 }
 
 ConfigValue ConfigCache::updateOptionDefaultIndex(ConfigVar var, unsigned int index) {
-    return change(var, [index](ConfigValue& record) { record.defaultIndex(index); });
+    return change(var, [index](Record&, ConfigValue& contents, std::uint64_t) { contents.defaultIndex(index); });
 }
 
 ConfigValue ConfigCache::updateIsDefault(ConfigVar var, bool isDefault) {
-    return change(var, [isDefault](ConfigValue& record) { record.isDefault(isDefault); });
+    return change(var, [isDefault](Record&, ConfigValue& contents, std::uint64_t) { contents.isDefault(isDefault); });
 }
 
 void ConfigCache::reset() {
     const PlainLock lock(m_mutex);
+    m_removed = ++m_moment;
     m_cache.clear();
 }
 
 unsigned int ConfigCache::removeVars(std::string part) {
     const PlainLock lock(m_mutex);
+    m_removed = ++m_moment;
     unsigned int removed = 0;
     for (auto it = m_cache.begin(); it != m_cache.end();) {
         if (it->first.m_node.find(part) == std::string::npos) {

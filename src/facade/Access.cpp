@@ -21,12 +21,13 @@ bool AppCfgManager::getAccessLevels(const ConfigVar& var, SecurityRole* readRole
         if (record == m_cache.end()) return false;
     }
     ConfigAccessLevels levels;
+    const ConfigCache::Moment before = m_cache.now();
     if (record->second.hasAccessLevels()) {
         levels = record->second.accessLevels();
     } else if (m_service->getAccessLevels(var, &levels.readRole, &levels.writeRole)) {
         levels.hasReadRole = true;
         levels.hasWriteRole = true;
-        m_cache.updateAccessLevelsSince(var, record, levels);
+        m_cache.updateAccessLevelsSince(var, before, levels);
     }
     if (!levels.hasReadRole || !levels.hasWriteRole) return false;
     if (readRole != nullptr) *readRole = levels.readRole;

@@ -22,10 +22,11 @@ std::vector<std::string>& AppCfgManager::getConfigOptions(const ConfigVar& var, 
     }
     std::list<std::string> list;
     unsigned int defaultIndex = 0;
+    const ConfigCache::Moment before = m_cache.now();
     m_service->getConfigOptions(var, list, defaultIndex);
     options.assign(list.begin(), list.end());
     // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
-    m_cache.updateOptionsSince(var, record, options, defaultIndex);
+    m_cache.updateOptionsSince(var, before, options, defaultIndex);
     return options;
 }
 

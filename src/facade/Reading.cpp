@@ -29,6 +29,7 @@ void AppCfgManager::updateIsDefault(const ConfigVar& var, bool isDefault) {
 }
 
 std::list<std::string> AppCfgManager::getConfigVar(const ConfigVar& var, std::list<std::string>& value) {
+    const ConfigCache::Moment before = m_cache.now();
     const ConfigCache::iterator cached = retrieveConfigVar(var);
     if (cached != m_cache.end() && cached->second.hasValue()) {
         value = cached->second.getValue();
@@ -42,7 +43,10 @@ std::list<std::string> AppCfgManager::getConfigVar(const ConfigVar& var, std::li
         return value;
     }
     // The service has announced changes since it was asked to, perhaps before this line was reached.
-    if (isCacheable(var) && m_cache.updateSince(valueKey(var), cached, value)) updateIsDefault(var, isDefault);
+    if (isCacheable(var)) {
+        m_cache.updateSince(valueKey(var), before, value);
+        updateIsDefault(var, isDefault);
+    }
     return value;
 }
 

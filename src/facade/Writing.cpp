@@ -29,10 +29,10 @@ const char* spelledWithoutResult(bool value) {
 }  // namespace
 
 bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::string>& value, ConfigResult* result) {
-    const ConfigCache::iterator seen = retrieveConfigVar(var);
+    const ConfigCache::Moment before = m_cache.now();
     if (!m_service->setConfigVar(var, value, result)) return false;
     // Somebody else's later write may have been announced before this line was reached, and must not be undone.
-    if (isCacheable(var)) m_cache.updateSince(valueKey(var), seen, value);
+    if (isCacheable(var)) m_cache.updateSince(valueKey(var), before, value);
     return true;
 }
 

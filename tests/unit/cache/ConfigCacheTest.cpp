@@ -212,44 +212,4 @@ TEST(ConfigCache, ARecordBeingReadSurvivesTheCache) {
     EXPECT_EQ(held->second.getSinglestringValue(), "70");
 }
 
-TEST(ConfigCache, UpdateSinceStoresTheAnswerWhenNothingHappenedMeanwhile) {
-    ConfigCache cache;
-
-    EXPECT_TRUE(cache.updateSince(brightness, cache.end(), {"1"}));
-    EXPECT_TRUE(cache.updateSince(brightness, cache.getConfigValue(brightness), {"2"}));
-
-    EXPECT_EQ(cache.getConfigValue(brightness)->second.getSinglestringValue(), "2");
-}
-
-TEST(ConfigCache, UpdateSinceRemovesARecordWhoseOtherValueMayBeNewer) {
-    ConfigCache cache;
-    cache.update(brightness, {"1"});
-    const auto seen = cache.getConfigValue(brightness);
-    cache.update(brightness, {"3"});
-
-    EXPECT_FALSE(cache.updateSince(brightness, seen, {"2"}));
-
-    EXPECT_TRUE(cache.getConfigValue(brightness) == cache.end());
-}
-
-TEST(ConfigCache, UpdateSinceKeepsARecordThatCameToHoldTheSame) {
-    ConfigCache cache;
-    cache.updateOptions(brightness, {"1", "2"});
-    cache.update(brightness, {"2"});
-
-    EXPECT_TRUE(cache.updateSince(brightness, cache.end(), {"2"}));
-
-    EXPECT_TRUE(cache.getConfigValue(brightness)->second.hasOptions());
-}
-
-TEST(ConfigCache, UpdateSinceFillsARecordThatCameToHoldOnlyOptions) {
-    ConfigCache cache;
-    cache.updateOptions(brightness, {"1", "2"});
-
-    EXPECT_TRUE(cache.updateSince(brightness, cache.end(), {"2"}));
-
-    EXPECT_TRUE(cache.getConfigValue(brightness)->second.hasOptions());
-    EXPECT_EQ(cache.getConfigValue(brightness)->second.getSinglestringValue(), "2");
-}
-
 }  // namespace

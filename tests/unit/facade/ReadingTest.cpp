@@ -281,15 +281,54 @@ TEST_F(Reading, ARecordRemovedWhileItsPiecesAreFetchedStillGivesItsValue) {
     EXPECT_EQ(record.getOptions(), Vector{"a"}) << "the record as it now stands";
 }
 
-TEST_F(Reading, AReadCachesWhatTheServiceAnsweredEvenWhenANotificationCameMeanwhile) {
-    answerRead({"70"});
-    transport.beforeAnswer([this](const std::string& type) {
-        if (type == "ConfigIF.ReadReq") manager.updateConfigVar(brightness, {"60"});
+TEST_F(Reading, AReadThatAnAnnouncementOvertookGivesTheAnswerAndTheNextReadAsksAgain) {
+    answerRead({"70"}, false);
+    bool announced = false;
+    transport.beforeAnswer([&](const std::string& type) {
+        if (type == "ConfigIF.ReadReq" && !announced) {
+            announced = true;
+            manager.updateConfigVar(brightness, {"60"});
+        }
     });
 
     EXPECT_EQ(manager.getConfigVar(brightness), "70");
+    answerRead({"60"});
 
-    EXPECT_EQ(manager.getConfigVar(brightness), "70") << "the later update wins";
+    EXPECT_EQ(manager.getConfigVar(brightness), "60");
+    EXPECT_EQ(asked<ConfigIF::ReadReq>(), 2U);
+}
+
+TEST_F(Reading, AnOvertakenReadStillCountsAsRead) {
+    answerRead({"70"}, false);
+    answerOptions({"60", "70"}, 1);
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_20);
+    transport.beforeAnswer([&](const std::string& type) {
+        if (type == "ConfigIF.ReadReq") manager.updateConfigVar(brightness, {"60"});
+    });
+    Vector options;
+
+    EXPECT_FALSE(manager.isDefault("display", 0, "brightness", 0));
+    EXPECT_TRUE(manager.getAccessLevels(brightness, nullptr, nullptr));
+    EXPECT_EQ(manager.getConfigOptions(brightness, options), (Vector{"60", "70"}));
+}
+
+TEST_F(Reading, AWholeRecordIsCompleteAlsoWhenAnotherThreadFetchedTheSamePieces) {
+    answerRead({"70"});
+    answerOptions({"60", "70"}, 1);
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_20);
+    bool nested = false;
+    transport.beforeAnswer([&](const std::string& type) {
+        if (type == "ConfigIF.GetAccessLevelsReq" && !nested) {
+            nested = true;
+            manager.getConfigValue("display", 0, "brightness", 0);
+        }
+    });
+
+    const ConfigValue record = manager.getConfigValue("display", 0, "brightness", 0);
+
+    EXPECT_TRUE(record.hasAccessLevels());
+    EXPECT_EQ(record.getOptions(), (Vector{"60", "70"}));
+    EXPECT_EQ(record.getSinglestringValue(), "70");
 }
 
 }  // namespace
