@@ -41,6 +41,7 @@ ChildProcess::ChildProcess(const std::vector<std::string>& words) {
     const Pipe err;
     std::vector<std::string> texts = words;
     std::vector<char*> argv;
+    argv.reserve(texts.size() + 1);
     for (std::string& text : texts) argv.push_back(text.data());
     argv.push_back(nullptr);
     posix_spawn_file_actions_t actions;
