@@ -34,6 +34,7 @@ struct Client {
     std::optional<ConnectionId> delivery;   ///< the one that takes notifications and questions
     std::optional<Time> goneSince;          ///< set while it has no connection
     bool joinedKnown = false;               ///< it has connected since the service started
+    bool leaving = false;                   ///< it said goodbye, and is forgotten with its last connection
     std::size_t pendingRegistrations = 0;   ///< asked for and not stored yet
 
     /// \return the number of the last change of that kind that the client knows of.

@@ -60,10 +60,7 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
             }
             break;
         case AppConfigHost::GOODBYE:
-            if (delivery) {
-                const ClientKey client = *connection.client;
-                return forget(client, "said goodbye");
-            }
+            if (delivery) return farewell(id, *connection.client);
             break;
         default: break;
     }
@@ -154,6 +151,9 @@ void Core::disconnected(ConnectionId id, Time now) {
         client->delivery.reset();
         m_rounds.lost(*connection.client);
     }
+    client = m_clients.find(*connection.client);
+    if (client == nullptr) return;
+    if (client->leaving && client->connections.empty()) return forget(*connection.client, "said goodbye");
     if (connection.internal && m_clients.find(*connection.client) != nullptr &&
         m_clients.find(*connection.client)->connections.empty()) {
         forget(*connection.client, "was internal");
@@ -174,6 +174,20 @@ void Core::disconnectClient(const std::string& endpoint, Time now) {
         if (endpoint.empty() || connection.client->endpoint == endpoint) ids.push_back(entry.first);
     }
     for (const ConnectionId id : ids) drop(id);
+}
+
+void Core::farewell(ConnectionId delivery, ClientKey key) {
+    Client* client = m_clients.find(key);
+    if (client == nullptr) return;
+    if (client->stored || client->pendingRegistrations != 0) {
+        m_journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); }, [](bool) {});
+        client->stored = false;
+    }
+    m_registrations.removeClient(key);
+    client->uncaught.clear();
+    // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
+    client->leaving = true;
+    drop(delivery);
 }
 
 void Core::forget(const ClientKey& key, const char* why) {

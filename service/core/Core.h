@@ -92,6 +92,8 @@ private:
     void deliverOn(ConnectionId id, Client& client, const AppConfigHost::Hello& hello);
     void request(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
     void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
+    /// By value: the client may be forgotten on the way.
+    void farewell(ConnectionId delivery, ClientKey key);
     void forget(const ClientKey& key, const char* why);
     void drop(ConnectionId id);
     void store();

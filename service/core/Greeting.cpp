@@ -49,7 +49,10 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     welcome.mutable_welcome()->set_store(m_storeId);
     welcome.mutable_welcome()->set_changes(m_notifier.sequence());
     m_outbox.send(id, welcome, {});
-    if (connection.purpose == AppConfigHost::DELIVERY) deliverOn(id, client, frame.hello());
+    if (connection.purpose == AppConfigHost::DELIVERY) {
+        client.leaving = false;
+        deliverOn(id, client, frame.hello());
+    }
 }
 
 bool Core::knowsNumbersOf(const Hello& hello) const {
