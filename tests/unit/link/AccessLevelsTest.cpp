@@ -7,7 +7,7 @@ using namespace AppConfig;
 using Types = std::vector<int>;
 using Errors = std::list<std::pair<ConfigVar, eErrorT>>;
 
-class LinkAttributes : public Link {
+class LinkAccessLevels : public Link {
 protected:
     void answerLevels(int read, int write) {
         ConfigIF::GetAccessLevelsRsp reply;
@@ -16,22 +16,10 @@ protected:
         transport.answerWith(reply);
     }
 
-    template <typename Reply>
-    void answerOptions(CommonIF::eErrorType error) {
-        Reply reply;
-        reply.set_error(error);
-        reply.set_default_index(1);
-        reply.add_option("a");
-        reply.add_option("b");
-        transport.answerWith(reply);
-    }
-
     const ConfigVar volume{2, "audio", 1, "volume", 3};
 };
 
-// ---- access levels
-
-TEST_F(LinkAttributes, GetAccessLevelsTranslatesBothLevelsAndRegisters) {
+TEST_F(LinkAccessLevels, GetAccessLevelsTranslatesBothLevelsAndRegisters) {
     answerLevels(30, 40);
     SecurityRole read = SECURITY_ROLE_NONE;
     SecurityRole write = SECURITY_ROLE_NONE;
@@ -47,7 +35,7 @@ TEST_F(LinkAttributes, GetAccessLevelsTranslatesBothLevelsAndRegisters) {
     EXPECT_EQ(registeredTypes(transport), Types{7});
 }
 
-TEST_F(LinkAttributes, GetAccessLevelsKnowsEveryLevel) {
+TEST_F(LinkAccessLevels, GetAccessLevelsKnowsEveryLevel) {
     const std::pair<int, SecurityRole> rows[] = {{10, SECURITY_ROLE_NONE},
                                                  {20, SECURITY_ROLE_1},
                                                  {40, SECURITY_ROLE_2},
@@ -63,7 +51,7 @@ TEST_F(LinkAttributes, GetAccessLevelsKnowsEveryLevel) {
     }
 }
 
-TEST_F(LinkAttributes, ALevelThatNobodyKnowsIsRoleNone) {
+TEST_F(LinkAccessLevels, ALevelThatNobodyKnowsIsRoleNone) {
     // 25 for the read level, nothing for the write level.
     transport.answerWith("ConfigIF.GetAccessLevelsRsp", "\x10\x19");
     SecurityRole read = SECURITY_ROLE_4;
@@ -75,7 +63,7 @@ TEST_F(LinkAttributes, ALevelThatNobodyKnowsIsRoleNone) {
     EXPECT_EQ(write, SECURITY_ROLE_NONE);
 }
 
-TEST_F(LinkAttributes, GetAccessLevelsWithoutPointersStillSucceedsAndRegistersOnce) {
+TEST_F(LinkAccessLevels, GetAccessLevelsWithoutPointersStillSucceedsAndRegistersOnce) {
     answerLevels(20, 20);
 
     EXPECT_TRUE(link.getAccessLevels(brightness, nullptr, nullptr));
@@ -84,7 +72,7 @@ TEST_F(LinkAttributes, GetAccessLevelsWithoutPointersStillSucceedsAndRegistersOn
     EXPECT_EQ(registeredTypes(transport), Types{7});
 }
 
-TEST_F(LinkAttributes, FailedGetAccessLevelsWritesNothing) {
+TEST_F(LinkAccessLevels, FailedGetAccessLevelsWritesNothing) {
     SecurityRole read = SECURITY_ROLE_4;
     SecurityRole write = SECURITY_ROLE_4;
     EXPECT_FALSE(linkWithoutTransport.getAccessLevels(brightness, &read, &write));
@@ -106,7 +94,7 @@ TEST_F(LinkAttributes, FailedGetAccessLevelsWritesNothing) {
     EXPECT_TRUE(registeredTypes(transport).empty());
 }
 
-TEST_F(LinkAttributes, UnawaitedSetAccessLevelsIsHandedOver) {
+TEST_F(LinkAccessLevels, UnawaitedSetAccessLevelsIsHandedOver) {
     const SecurityRole read = SECURITY_ROLE_3;
     const SecurityRole write = SECURITY_ROLE_2;
 
@@ -125,7 +113,7 @@ TEST_F(LinkAttributes, UnawaitedSetAccessLevelsIsHandedOver) {
     EXPECT_EQ(stepsOf(request.inst(1)), (Steps{{"cfg", 2}, {"audio", 1}, {"volume", 3}}));
 }
 
-TEST_F(LinkAttributes, SetAccessLevelsPutsEveryVariableIntoTheLinksNamespace) {
+TEST_F(LinkAccessLevels, SetAccessLevelsPutsEveryVariableIntoTheLinksNamespace) {
     Errors errors;
 
     linkOf4.setAccessLevels({brightness, volume}, nullptr, nullptr);
@@ -140,7 +128,7 @@ TEST_F(LinkAttributes, SetAccessLevelsPutsEveryVariableIntoTheLinksNamespace) {
     }
 }
 
-TEST_F(LinkAttributes, SetAccessLevelsTranslatesRoles) {
+TEST_F(LinkAccessLevels, SetAccessLevelsTranslatesRoles) {
     const std::pair<int, int> rows[] = {{0, 10}, {1, 20}, {2, 40}, {3, 30}, {4, 50}, {7, 10}, {-1, 10}};
     for (const auto& [number, wire] : rows) {
         transport.forget();
@@ -151,14 +139,14 @@ TEST_F(LinkAttributes, SetAccessLevelsTranslatesRoles) {
     }
 }
 
-TEST_F(LinkAttributes, UnawaitedSetAccessLevelsIsFalseWhenItCannotBeHandedOver) {
+TEST_F(LinkAccessLevels, UnawaitedSetAccessLevelsIsFalseWhenItCannotBeHandedOver) {
     transport.failRequests("", 3);
 
     EXPECT_FALSE(link.setAccessLevels({brightness}, nullptr, nullptr));
     EXPECT_FALSE(linkWithoutTransport.setAccessLevels({brightness}, nullptr, nullptr));
 }
 
-TEST_F(LinkAttributes, AwaitedSetAccessLevelsIsTrueWhenNothingIsListed) {
+TEST_F(LinkAccessLevels, AwaitedSetAccessLevelsIsTrueWhenNothingIsListed) {
     const SecurityRole read = SECURITY_ROLE_4;
     Errors errors{{volume, CFG_ERROR_BUSY}};
 
@@ -180,7 +168,7 @@ ConfigIF::AccessLevelErr* addEntry(ConfigIF::SetAccessLevelsRsp& reply, const St
     return entry;
 }
 
-TEST_F(LinkAttributes, AwaitedSetAccessLevelsAppendsEntriesInNamespaceZero) {
+TEST_F(LinkAccessLevels, AwaitedSetAccessLevelsAppendsEntriesInNamespaceZero) {
     ConfigIF::SetAccessLevelsRsp reply;
     addEntry(reply, {{"cfg", 4}, {"Display", 1}, {"Brightness", 2}})->set_error(CommonIF::ERROR_ACCESS_DENIED);
     addEntry(reply, {{"audio", 0}, {"volume", 0}})->set_error(CommonIF::ERROR_UNKNOWN_VARIABLE);
@@ -195,7 +183,7 @@ TEST_F(LinkAttributes, AwaitedSetAccessLevelsAppendsEntriesInNamespaceZero) {
     EXPECT_TRUE(registeredTypes(transport).empty());
 }
 
-TEST_F(LinkAttributes, EntriesWithoutErrorAreAppendedAndRegisteredAndStillCountAsFailure) {
+TEST_F(LinkAccessLevels, EntriesWithoutErrorAreAppendedAndRegisteredAndStillCountAsFailure) {
     ConfigIF::SetAccessLevelsRsp reply;
     addEntry(reply, {{"display", 0}, {"brightness", 0}})->set_error(CommonIF::ERROR_NONE);
     addEntry(reply, {{"audio", 0}, {"volume", 0}});
@@ -208,7 +196,7 @@ TEST_F(LinkAttributes, EntriesWithoutErrorAreAppendedAndRegisteredAndStillCountA
     EXPECT_EQ(registeredTypes(transport), (Types{7, 7}));
 }
 
-TEST_F(LinkAttributes, AnEntryWhoseVariableDoesNotReadIsSkipped) {
+TEST_F(LinkAccessLevels, AnEntryWhoseVariableDoesNotReadIsSkipped) {
     ConfigIF::SetAccessLevelsRsp reply;
     addEntry(reply, {{"cfg", 4}})->set_error(CommonIF::ERROR_ACCESS_DENIED);
     addEntry(reply, {})->set_error(CommonIF::ERROR_ACCESS_DENIED);
@@ -220,7 +208,7 @@ TEST_F(LinkAttributes, AnEntryWhoseVariableDoesNotReadIsSkipped) {
     EXPECT_TRUE(errors.empty());
 }
 
-TEST_F(LinkAttributes, AnEntryWithAnErrorNumberThatNobodyKnowsIsAGeneralErrorAndNotRegistered) {
+TEST_F(LinkAccessLevels, AnEntryWithAnErrorNumberThatNobodyKnowsIsAGeneralErrorAndNotRegistered) {
     ConfigIF::SetAccessLevelsRsp reply;
     ConfigIF::AccessLevelErr* const entry = addEntry(reply, {{"display", 0}, {"brightness", 0}});
     ASSERT_TRUE(entry->MergeFromString(unknownNumberIn(ConfigIF::AccessLevelErr::kErrorFieldNumber)));
@@ -233,7 +221,7 @@ TEST_F(LinkAttributes, AnEntryWithAnErrorNumberThatNobodyKnowsIsAGeneralErrorAnd
     EXPECT_TRUE(registeredTypes(transport).empty());
 }
 
-TEST_F(LinkAttributes, UnansweredSetAccessLevelsLeavesTheErrorsAlone) {
+TEST_F(LinkAccessLevels, UnansweredSetAccessLevelsLeavesTheErrorsAlone) {
     transport.failRequests("", 3);
     Errors errors{{volume, CFG_ERROR_BUSY}};
 
@@ -241,170 +229,6 @@ TEST_F(LinkAttributes, UnansweredSetAccessLevelsLeavesTheErrorsAlone) {
     EXPECT_FALSE(linkWithoutTransport.setAccessLevels({brightness}, nullptr, nullptr, errors));
 
     EXPECT_EQ(errors.size(), 1U);
-}
-
-// ---- validation
-
-TEST_F(LinkAttributes, IsValidAsksAndFillsTheResult) {
-    ConfigIF::ValidateRsp reply;
-    reply.mutable_result()->set_error(CommonIF::ERROR_NONE);
-    reply.mutable_result()->add_message("fine");
-    transport.answerWith(reply);
-    ConfigResult result;
-    result.addResultMessage("old");
-
-    EXPECT_TRUE(linkOf4.isValid(brightness, {"a", "b"}, &result));
-
-    EXPECT_EQ(result.m_messages, List{"fine"});
-    const auto request = transport.requests<ConfigIF::ValidateReq>().at(0);
-    EXPECT_EQ(request.client_name(), linkOf4.getSelfFQName());
-    EXPECT_EQ(stepsOf(request.inst_value().inst()), brightnessStepsIn4);
-    EXPECT_EQ(request.inst_value().value_size(), 2);
-    EXPECT_EQ(transport.types(), Names{"ValidateReq"}) << "nothing is registered";
-}
-
-TEST_F(LinkAttributes, IsValidByPartsIsTheSameInNamespaceZero) {
-    EXPECT_TRUE(link.isValid("Display", 0, "Brightness", 0, {"a"}, nullptr));
-    EXPECT_TRUE(link.isValid(brightness, {"a"}, nullptr));
-    EXPECT_TRUE(linkOf4.isValid("Display", 0, "Brightness", 0, {"a"}, nullptr));
-
-    EXPECT_EQ(transport.records()[0].bytes, transport.records()[1].bytes);
-    EXPECT_EQ(stepsOf(transport.requests<ConfigIF::ValidateReq>().at(2).inst_value().inst()), brightnessStepsIn4);
-}
-
-TEST_F(LinkAttributes, IsValidIsFalseWhenRefused) {
-    ConfigIF::ValidateRsp reply;
-    reply.mutable_result()->set_error(CommonIF::ERROR_TOO_LONG);
-    transport.answerWith(reply);
-    ConfigResult result;
-
-    EXPECT_FALSE(link.isValid(brightness, {"a"}, &result));
-    EXPECT_FALSE(link.isValid(brightness, {"a"}, nullptr));
-    EXPECT_EQ(result.m_error, CFG_ERROR_TOO_LONG);
-
-    transport.answerWith("ConfigIF.ValidateRsp", std::string("\x0A\x03") + unknownNumberIn(1));
-    EXPECT_FALSE(link.isValid(brightness, {"a"}, &result));
-    EXPECT_EQ(result.m_error, CFG_ERROR_GENERAL);
-}
-
-TEST_F(LinkAttributes, UnansweredIsValidLeavesTheResultUntouched) {
-    transport.failRequests("", 3);
-    ConfigResult result;
-    result.m_error = CFG_ERROR_BUSY;
-
-    EXPECT_FALSE(link.isValid(brightness, {"a"}, &result));
-    EXPECT_FALSE(linkWithoutTransport.isValid(brightness, {"a"}, &result));
-
-    EXPECT_EQ(result.m_error, CFG_ERROR_BUSY);
-}
-
-// ---- options
-
-TEST_F(LinkAttributes, GetConfigOptionsSpeaksUnderTheEndpointAndKeepsTheNamespace) {
-    answerOptions<ConfigIF::GetAttributeOptionsRsp>(CommonIF::ERROR_NONE);
-    List options{"old"};
-    unsigned int index = 9;
-
-    linkOf4.getConfigOptions(brightness, options, index);
-
-    EXPECT_EQ(options, (List{"a", "b"}));
-    EXPECT_EQ(index, 1U);
-    const auto request = transport.requests<ConfigIF::GetAttributeOptionsReq>().at(0);
-    EXPECT_EQ(request.client_name(), transport.localEndpoint());
-    EXPECT_NE(request.client_name(), linkOf4.getSelfFQName());
-    EXPECT_EQ(stepsOf(request.inst()), brightnessSteps);
-    EXPECT_EQ(transport.records()[0].endpoint, "node4/ConfigSrvc");
-}
-
-TEST_F(LinkAttributes, GetConfigOptionsRegistersOnce) {
-    List options;
-    unsigned int index = 0;
-
-    link.getConfigOptions(brightness, options, index);
-    link.getConfigOptions(brightness, options, index);
-
-    EXPECT_EQ(registeredTypes(transport), Types{5});
-}
-
-TEST_F(LinkAttributes, FailedGetConfigOptionsClearsOptionsAndKeepsTheIndex) {
-    const auto expectFailure = [](PlatformCfgService& from) {
-        List options{"old"};
-        unsigned int index = 9;
-        from.getConfigOptions(brightness, options, index);
-        EXPECT_TRUE(options.empty());
-        EXPECT_EQ(index, 9U);
-    };
-    expectFailure(linkWithoutTransport);
-    answerOptions<ConfigIF::GetAttributeOptionsRsp>(CommonIF::ERROR_ACCESS_DENIED);
-    expectFailure(link);
-    transport.answerWith("ConfigIF.GetAttributeOptionsRsp", unknownNumberIn(1));
-    expectFailure(link);
-    transport.failRequests("", 3);
-    expectFailure(link);
-    EXPECT_TRUE(registeredTypes(transport).empty());
-}
-
-TEST_F(LinkAttributes, GetConfigDefaultOptionsSendsTheFullyQualifiedName) {
-    answerOptions<ConfigIF::GetDefaultOptionsRsp>(CommonIF::ERROR_NONE);
-    List options{"old"};
-    unsigned int index = 9;
-
-    linkOf4.getConfigDefaultOptions(volume, options, index);
-
-    EXPECT_EQ(options, (List{"a", "b"}));
-    EXPECT_EQ(index, 1U);
-    const auto request = transport.requests<ConfigIF::GetDefaultOptionsReq>().at(0);
-    EXPECT_EQ(request.client_name(), linkOf4.getSelfFQName());
-    EXPECT_EQ(request.name(), "audio.volume");
-    EXPECT_EQ(transport.types(), Names{"GetDefaultOptionsReq"}) << "nothing is registered";
-}
-
-TEST_F(LinkAttributes, FailedGetConfigDefaultOptionsClearsOptionsAndKeepsTheIndex) {
-    const auto expectFailure = [](PlatformCfgService& from) {
-        List options{"old"};
-        unsigned int index = 9;
-        from.getConfigDefaultOptions(brightness, options, index);
-        EXPECT_TRUE(options.empty());
-        EXPECT_EQ(index, 9U);
-    };
-    expectFailure(linkWithoutTransport);
-    answerOptions<ConfigIF::GetDefaultOptionsRsp>(CommonIF::ERROR_ACCESS_DENIED);
-    expectFailure(link);
-    transport.answerWith("ConfigIF.GetDefaultOptionsRsp", unknownNumberIn(1));
-    expectFailure(link);
-    transport.failRequests("", 3);
-    expectFailure(link);
-}
-
-TEST_F(LinkAttributes, SetConfigOptionsKeepsTheNamespaceAndTheIndexIsOptional) {
-    unsigned int index = 1;
-
-    EXPECT_TRUE(linkOf4.setConfigOptions(brightness, {"a", "b"}, &index));
-    EXPECT_TRUE(linkOf4.setConfigOptions(volume, {"a"}, nullptr));
-
-    const auto requests = transport.requests<ConfigIF::SetAttributeOptionsReq>();
-    EXPECT_EQ(requests.at(0).client_name(), linkOf4.getSelfFQName());
-    EXPECT_EQ(stepsOf(requests.at(0).inst()), brightnessSteps);
-    EXPECT_EQ(requests.at(0).default_index(), 1U);
-    EXPECT_EQ(requests.at(0).option_size(), 2);
-    EXPECT_EQ(stepsOf(requests.at(1).inst()), (Steps{{"cfg", 2}, {"audio", 1}, {"volume", 3}}));
-    EXPECT_FALSE(requests.at(1).has_default_index());
-    EXPECT_TRUE(registeredTypes(transport).empty());
-}
-
-TEST_F(LinkAttributes, FailedSetConfigOptionsIsFalse) {
-    EXPECT_FALSE(linkWithoutTransport.setConfigOptions(brightness, {"a"}, nullptr));
-
-    ConfigIF::SetAttributeOptionsRsp reply;
-    reply.set_error(CommonIF::ERROR_LIMIT);
-    transport.answerWith(reply);
-    EXPECT_FALSE(link.setConfigOptions(brightness, {"a"}, nullptr));
-
-    transport.answerWith("ConfigIF.SetAttributeOptionsRsp", unknownNumberIn(1));
-    EXPECT_FALSE(link.setConfigOptions(brightness, {"a"}, nullptr));
-
-    transport.failRequests("", 3);
-    EXPECT_FALSE(link.setConfigOptions(brightness, {"a"}, nullptr));
 }
 
 }  // namespace

@@ -1,0 +1,110 @@
+#include "ProviderFixture.h"
+
+using Support::inFreshProcess;
+
+namespace {
+
+using namespace ProviderTest;
+
+TEST(OnChange, EveryProviderIsCalledAlsoAfterAFailure) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider refusing(log, "a", false);
+        Provider accepting(log, "b");
+        Provider alsoRefusing(log, "c", false);
+        for (Provider* provider : {&refusing, &accepting, &alsoRefusing}) {
+            app.link->registerHandler("display", "brightness", provider);
+        }
+
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+
+        EXPECT_EQ(log, (Names{"a change display[1].brightness[2] 70,71 role 2",
+                              "b change display[1].brightness[2] 70,71 role 2",
+                              "c change display[1].brightness[2] 70,71 role 2"}));
+        const auto result = lastAnswer<ConfigIF::OnChangeRsp>(app);
+        EXPECT_EQ(result.error(), CommonIF::ERROR_REJECTED);
+        EXPECT_TRUE(result.result_flag());
+        EXPECT_EQ(messagesOf(result), (Names{"not with a", "not with c"}));
+        expectEchoed(result);
+    });
+}
+
+TEST(OnChange, TheCacheHoldsTheValueBeforeAnyProviderRuns) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider provider(log, "a");
+        List seen;
+        provider.action = [&] { seen = app.cached(key); };
+        app.link->registerHandler("display", "", &provider);
+
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+
+        EXPECT_EQ(seen, (List{"70", "71"}));
+    });
+}
+
+TEST(OnChange, WithoutAProviderTheCacheIsUpdatedAndTheAnswerIsFine) {
+    inFreshProcess([] {
+        Application app;
+
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+
+        EXPECT_EQ(app.cached(key), (List{"70", "71"}));
+        const auto result = lastAnswer<ConfigIF::OnChangeRsp>(app);
+        EXPECT_EQ(result.error(), CommonIF::ERROR_NONE);
+        EXPECT_FALSE(result.result_flag());
+        EXPECT_TRUE(messagesOf(result).empty());
+        expectEchoed(result);
+    });
+}
+
+TEST(OnChange, IsNotFilteredByClientName) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider provider(log, "a");
+        app.link->registerHandler("display", "", &provider);
+        auto req = request<ConfigIF::OnChangeReq>();
+        req.clear_client_name();
+        req.clear_server_context();
+
+        app.transport.deliver(req);
+
+        EXPECT_EQ(log.size(), 1U);
+        EXPECT_FALSE(lastAnswer<ConfigIF::OnChangeRsp>(app).has_client_name());
+    });
+}
+
+TEST(OnChange, OfANamespaceScopedVariableElsewhereIsNotInteresting) {
+    inFreshProcess([] {
+        Application app;
+        auto req = request<ConfigIF::OnChangeReq>();
+        req.mutable_inst_value()->mutable_inst()->set_scope(ConfigIF::SCOPE_NAMESPACE);
+
+        app.transport.deliver(req);
+
+        const auto result = lastAnswer<ConfigIF::OnChangeRsp>(app);
+        EXPECT_EQ(result.error(), CommonIF::ERROR_NONE);
+        EXPECT_EQ(messagesOf(result), Names{"Not interested"});
+        expectEchoed(result);
+        EXPECT_EQ(app.cached(key), List{"(not cached)"});
+    });
+}
+
+TEST(OnChange, WithAVariableThatDoesNotReadSaysSo) {
+    inFreshProcess([] {
+        Application app;
+
+        app.transport.deliver(request<ConfigIF::OnChangeReq>({{"cfg", 3}}));
+
+        const auto result = lastAnswer<ConfigIF::OnChangeRsp>(app);
+        EXPECT_EQ(result.error(), CommonIF::ERROR_NONE);
+        EXPECT_EQ(messagesOf(result), Names{"unable to parse variable name"});
+        expectEchoed(result);
+        EXPECT_EQ(app.manager->removeVars(""), 0U);
+    });
+}
+
+}  // namespace
