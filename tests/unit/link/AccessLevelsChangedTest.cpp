@@ -1,5 +1,6 @@
 #include "DeliveryFixture.h"
 
+using AppConfig::PlatformCfgService;
 using Support::inFreshProcess;
 
 namespace {
@@ -25,6 +26,25 @@ TEST(AccessLevelsChanged, OnlyAWriteLevelLeavesTheReadLevelUnknown) {
         EXPECT_EQ(levels.writeRole, AppConfig::SECURITY_ROLE_2);
         EXPECT_TRUE(levels.hasWriteRole);
         EXPECT_FALSE(levels.hasReadRole);
+    });
+}
+
+TEST(AccessLevelsChanged, OnlyAReadLevelLeavesTheWriteLevelUnknown) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        LoggingConsumer consumer(log);
+        app.link->registerHandler("display", "", &consumer);
+        auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
+        ntfy.set_read_level(CommonIF::SECURITY_ROLE_WIRE_30);
+
+        app.transport.deliver(ntfy);
+
+        EXPECT_EQ(log, Names{"levels display[1].brightness[2] 3,0"});
+        const AppConfig::ConfigAccessLevels levels = app.manager->retrieveConfigVar(key)->second.accessLevels();
+        EXPECT_EQ(levels.readRole, AppConfig::SECURITY_ROLE_3);
+        EXPECT_TRUE(levels.hasReadRole);
+        EXPECT_FALSE(levels.hasWriteRole);
     });
 }
 
@@ -70,6 +90,51 @@ TEST(AccessLevelsChanged, ALevelThatNobodyKnowsIsPresentAsRoleNone) {
 
         EXPECT_EQ(log, Names{"levels display[1].brightness[2] 0,4"});
         EXPECT_TRUE(app.manager->retrieveConfigVar(key)->second.accessLevels().hasReadRole);
+    });
+}
+
+TEST(AccessLevelsChanged, TheNewLevelsAreCachedBeforeTheHandlersRun) {
+    inFreshProcess([] {
+        struct Reading : ConsumerConfigHandler {
+            explicit Reading(Application& application) : app(application) { m_wantsAccessLevels = true; }
+            void onAccessLevelsChanged(const std::string&, int, const std::string&, int, AppConfig::SecurityRole,
+                                       AppConfig::SecurityRole, std::string) override {
+                const auto record = app.manager->retrieveConfigVar(key);
+                ASSERT_TRUE(record != app.manager->cacheEnd());
+                seen = record->second.readRole();
+            }
+            Application& app;
+            AppConfig::SecurityRole seen = AppConfig::SECURITY_ROLE_NONE;
+        };
+        Application app;
+        Reading reading(app);
+        app.link->registerHandler("display", "", &reading);
+        auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
+        ntfy.set_read_level(CommonIF::SECURITY_ROLE_WIRE_50);
+
+        app.transport.deliver(ntfy);
+
+        EXPECT_EQ(reading.seen, AppConfig::SECURITY_ROLE_4);
+    });
+}
+
+TEST(AccessLevelsChanged, UnderAnUnknownContextIsDropped) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        LoggingConsumer consumer(log);
+        PlatformCfgService stranger(0, "", "");
+        app.link->registerHandler("display", "", &consumer);
+        stranger.setPbInterface(&app.transport);
+        stranger.registerHandler("display", "", &consumer);
+        auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
+        ntfy.set_read_level(CommonIF::SECURITY_ROLE_WIRE_30);
+
+        PlatformCfgService::accessLevelsChangedHandler(ntfy, nullptr, &stranger);
+        PlatformCfgService::accessLevelsChangedHandler(ntfy, nullptr, nullptr);
+
+        EXPECT_TRUE(log.empty());
+        EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }
 

@@ -289,6 +289,41 @@ TEST(FindMatchingLink, ANamespaceScopedVariableHasToCarryTheLinksNamespace) {
     });
 }
 
+/// The process in which the local link was created: a link's client name keeps that process's number, also in the
+/// children that it is copied into.
+std::string creatorOfTheLocalLink() {
+    FakeTransport transport;
+    PlatformCfgService* const local = PlatformCfgService::getLocalCfgService();
+    local->setPbInterface(&transport);
+    local->registerCallback(brightness, ConfigIF::CALLBACK_SUBMIT);
+    const std::string name = transport.requests<ConfigIF::RegisterClientCallbackReq>().at(0).callback_name();
+    return name.substr(0, name.rfind('-'));
+}
+
+TEST(FindMatchingLink, TheFirstCallOfEachFormCreatesTheLocalLinkAsThePrimaryOne) {
+    const std::pair<const char*, void (*)()> forms[] = {
+        {"link", [] { EXPECT_EQ(PlatformCfgService::findMatchingCfgService(nullptr), nullptr); }},
+        {"link of a variable",
+         [] {
+             EXPECT_EQ(PlatformCfgService::findMatchingCfgService(nullptr, scoped(0, ConfigIF::SCOPE_GLOBAL)), nullptr);
+         }},
+        {"manager", [] { EXPECT_EQ(PlatformCfgService::findMatchingCfgManager(nullptr), nullptr); }},
+    };
+    for (const auto& [form, first] : forms) {
+        SCOPED_TRACE(form);
+        inFreshProcess([call = first] {
+            const std::string self = "PlatCfgSvc0-" + std::to_string(getpid());
+
+            call();
+
+            inFreshProcess([&self] {
+                EXPECT_EQ(creatorOfTheLocalLink(), self);
+                EXPECT_EQ(PlatformCfgService::getInstance(), PlatformCfgService::getLocalCfgService());
+            });
+        });
+    }
+}
+
 TEST(FindMatchingLink, IsMatchingNamespaceLooksAtTheScope) {
     const PlatformCfgService link(5, "", "");
 

@@ -1,5 +1,6 @@
 #include "DeliveryFixture.h"
 
+using AppConfig::PlatformCfgService;
 using Support::inFreshProcess;
 
 namespace {
@@ -75,6 +76,41 @@ TEST(OptionsChanged, TheNewOptionsAreCachedBeforeTheHandlersRun) {
         app.transport.deliver(ntfy);
 
         EXPECT_EQ(reading.seen, std::vector<std::string>{"day"});
+    });
+}
+
+TEST(OptionsChanged, UpdatesTheCacheWithoutAnyHandler) {
+    inFreshProcess([] {
+        Application app;
+        auto ntfy = about<ConfigIF::OptionsChangedNtfy>(steps);
+        ntfy.add_option("day");
+        ntfy.add_option("night");
+
+        app.transport.deliver(ntfy);
+
+        const auto record = app.manager->retrieveConfigVar(key);
+        ASSERT_TRUE(record != app.manager->cacheEnd());
+        EXPECT_EQ(record->second.getOptions(), (std::vector<std::string>{"day", "night"}));
+    });
+}
+
+TEST(OptionsChanged, UnderAnUnknownContextIsDropped) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        LoggingConsumer consumer(log);
+        PlatformCfgService stranger(0, "", "");
+        app.link->registerHandler("display", "", &consumer);
+        stranger.setPbInterface(&app.transport);
+        stranger.registerHandler("display", "", &consumer);
+        auto ntfy = about<ConfigIF::OptionsChangedNtfy>(steps);
+        ntfy.add_option("day");
+
+        PlatformCfgService::optionsChangedHandler(ntfy, nullptr, &stranger);
+        PlatformCfgService::optionsChangedHandler(ntfy, nullptr, nullptr);
+
+        EXPECT_TRUE(log.empty());
+        EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }
 

@@ -31,6 +31,95 @@ TEST(ProviderRequests, UnderAnUnknownContextAreAnsweredAsNotInteresting) {
     });
 }
 
+TEST(ProviderRequests, ToALinkThatIsNeitherPrimaryNorLocalAreAnsweredToTheirSenderAsNotInteresting) {
+    inFreshProcess([] {
+        Support::FakeTransport transport;
+        Names log;
+        Provider provider(log, "a");
+        PlatformCfgService stranger(0, "", "");
+        stranger.setPbInterface(&transport);
+        stranger.registerHandler("display", "brightness", &provider);
+
+        transport.deliver(request<ConfigIF::OnChangeReq>());
+        transport.deliver(request<ConfigIF::DynamicValidateReq>());
+
+        EXPECT_TRUE(log.empty());
+        ASSERT_EQ(transport.answers().size(), 2U);
+        ConfigIF::OnChangeRsp change;
+        ConfigIF::DynamicValidateRsp validation;
+        ASSERT_TRUE(change.ParseFromString(transport.answers()[0].bytes));
+        ASSERT_TRUE(validation.ParseFromString(transport.answers()[1].bytes));
+        EXPECT_EQ(messagesOf(change.result()), Names{"Not interested"});
+        EXPECT_EQ(messagesOf(validation.result()), Names{"Not intersted"});
+        for (const ConfigIF::ReturnMessage& result : {change.result(), validation.result()}) {
+            EXPECT_EQ(result.error(), CommonIF::ERROR_NONE);
+            EXPECT_FALSE(result.result_flag());
+            expectEchoed(result);
+        }
+    });
+}
+
+TEST(ProviderRequests, OfANamespaceScopedVariableAreForThePrimaryLinksOwnNamespaceOnly) {
+    inFreshProcess([] {
+        Support::FakeTransport transport;
+        Names log;
+        Provider provider(log, "a");
+        ASSERT_TRUE(AppConfig::AppCfgManager::changePrimaryConfigService(3, "", "", &transport));
+        PlatformCfgService::getInstance()->registerHandler("display", "brightness", &provider);
+        const auto scoped = [](auto req, int ns) {
+            req.mutable_inst_value()->mutable_inst()->set_scope(ConfigIF::SCOPE_NAMESPACE);
+            req.mutable_inst_value()->mutable_inst()->mutable_node(0)->set_instance(ns);
+            return req;
+        };
+
+        transport.deliver(scoped(request<ConfigIF::OnChangeReq>(), 0));
+        transport.deliver(scoped(request<ConfigIF::DynamicValidateReq>(), 0));
+        EXPECT_TRUE(log.empty());
+        transport.deliver(scoped(request<ConfigIF::OnChangeReq>(), 3));
+        transport.deliver(scoped(request<ConfigIF::DynamicValidateReq>(), 3));
+
+        EXPECT_EQ(log, (Names{"a change display[1].brightness[2] 70,71 role 2",
+                              "a validate display[1].brightness[2] 70,71 role 2"}));
+        ASSERT_EQ(transport.answers().size(), 4U);
+        ConfigIF::OnChangeRsp refused;
+        ConfigIF::DynamicValidateRsp accepted;
+        ASSERT_TRUE(refused.ParseFromString(transport.answers()[0].bytes));
+        ASSERT_TRUE(accepted.ParseFromString(transport.answers()[3].bytes));
+        EXPECT_EQ(messagesOf(refused.result()), Names{"Not interested"});
+        EXPECT_TRUE(messagesOf(accepted.result()).empty());
+    });
+}
+
+TEST(ProviderRequests, WithoutAnyValueReachTheProviderWithAnEmptyOne) {
+    inFreshProcess([] {
+        struct Sized : ProviderConfigHandler {
+            bool onDynamicValidate(const std::string&, int, const std::string&, int, const List& value, SecurityRole,
+                                   ConfigResult&) override {
+                sizes.push_back(value.size());
+                return true;
+            }
+            bool onChange(const std::string&, int, const std::string&, int, const List& value, SecurityRole,
+                          ConfigResult&) override {
+                sizes.push_back(value.size());
+                return true;
+            }
+            std::vector<std::size_t> sizes;
+        } provider;
+        Application app;
+        app.link->registerHandler("display", "", &provider);
+        auto change = request<ConfigIF::OnChangeReq>();
+        auto validation = request<ConfigIF::DynamicValidateReq>();
+        change.mutable_inst_value()->clear_value();
+        validation.mutable_inst_value()->clear_value();
+
+        app.transport.deliver(change);
+        app.transport.deliver(validation);
+
+        EXPECT_EQ(provider.sizes, (std::vector<std::size_t>{0, 0}));
+        EXPECT_TRUE(messagesOf(lastAnswer<ConfigIF::DynamicValidateRsp>(app)).empty());
+    });
+}
+
 TEST(ProviderRequests, TheRequestersRoleIsTranslated) {
     inFreshProcess([] {
         Application app;

@@ -1,5 +1,6 @@
 #include "DeliveryFixture.h"
 
+using AppConfig::PlatformCfgService;
 using Support::inFreshProcess;
 
 namespace {
@@ -45,6 +46,23 @@ TEST(Submit, ForAnotherClientOrNamespaceIsDropped) {
         app.transport.deliver(stranger);
         app.transport.deliver(scoped);
         app.transport.deliver(about<ConfigIF::SubmitNtfy>({{"cfg", 0}}));
+
+        EXPECT_TRUE(log.empty());
+    });
+}
+
+TEST(Submit, UnderAnUnknownContextIsDropped) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        LoggingConsumer consumer(log);
+        PlatformCfgService stranger(0, "", "");
+        app.link->registerHandler("display", "", &consumer);
+        stranger.setPbInterface(&app.transport);
+        stranger.registerHandler("display", "", &consumer);
+
+        PlatformCfgService::submitHandler(about<ConfigIF::SubmitNtfy>(steps), nullptr, &stranger);
+        PlatformCfgService::submitHandler(about<ConfigIF::SubmitNtfy>(steps), nullptr, nullptr);
 
         EXPECT_TRUE(log.empty());
     });
