@@ -48,6 +48,23 @@ TEST(ManagerInstances, MovingBeforeAnyUseMakesADistinctLocalManagerLater) {
     });
 }
 
+TEST(ManagerInstances, MovingAfterTheLocalManagerAloneWasUsedKeepsThatOneReachable) {
+    inFreshProcess([] {
+        AppCfgManager* const local = AppCfgManager::getLocalCfgManager();
+        local->updateConfigVar(brightness, {"70"});
+
+        ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "", "", nullptr));
+
+        AppCfgManager* const primary = AppCfgManager::getInstance();
+        EXPECT_NE(primary, local);
+        EXPECT_EQ(primary->getPlatformCfgService()->getNamespace(), 5);
+        EXPECT_TRUE(primary->retrieveConfigVar(brightness) == primary->cacheEnd());
+        EXPECT_EQ(AppCfgManager::getLocalCfgManager(), local);
+        EXPECT_EQ(local->getPlatformCfgService(), PlatformCfgService::getLocalCfgService());
+        EXPECT_EQ(local->retrieveConfigVar(brightness)->second.getSinglestringValue(), "70");
+    });
+}
+
 TEST(ManagerInstances, ASecondMoveIsRefused) {
     inFreshProcess([] {
         ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "", "", nullptr));

@@ -74,6 +74,21 @@ TEST_F(Options, AFailedAnswerIsCachedAsNone) {
     EXPECT_EQ(cachedIndex(), 0U);
 }
 
+TEST_F(Options, AnEmptyAnswerFromTheCacheIsReportedOnStandardOutput) {
+    answerRead({"day"});
+    answerOptions({}, 0);
+    Vector options;
+    manager.getConfigOptions(brightness, options);
+    options = {"old"};
+
+    ::testing::internal::CaptureStdout();
+    manager.getConfigOptions(brightness, options);
+
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "empty in getOptions\n");
+    EXPECT_TRUE(options.empty());
+    EXPECT_EQ(asked<ConfigIF::GetAttributeOptionsReq>(), 1U);
+}
+
 TEST_F(Options, ARecordIsEnoughTheValueIsNotNeeded) {
     manager.updateIsDefault(brightness, true);
     answerOptions({"day"}, 0);

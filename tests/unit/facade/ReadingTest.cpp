@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include "ManagerFixture.h"
 
 namespace {
@@ -151,6 +153,18 @@ TEST_F(Reading, ALongerNumberIsNarrowed) {
 
     manager.updateConfigVar(brightness, {"-2147483648"});
     EXPECT_EQ(manager.getConfigVarInt(brightness), -2147483647 - 1);
+}
+
+TEST_F(Reading, ANumberTooLongForAnIntGivesItsLowBits) {
+    for (const char* text : {"4294967297", "-4294967297", "2147483648", "99999999999999999999"}) {
+        manager.updateConfigVar(brightness, {text});
+        // A long saturates where its own size ends, which differs between machines.
+        EXPECT_EQ(manager.getConfigVarInt(brightness), static_cast<int>(std::strtol(text, nullptr, 0))) << text;
+    }
+    if (sizeof(long) > sizeof(int)) {
+        manager.updateConfigVar(brightness, {"4294967297"});
+        EXPECT_EQ(manager.getConfigVarInt(brightness), 1);
+    }
 }
 
 // ---- which variables share a record
