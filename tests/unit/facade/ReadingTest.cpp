@@ -147,7 +147,7 @@ TEST_F(Reading, AnIntIsWhatTheTextBeginsWith) {
     }
 }
 
-TEST_F(Reading, ALongerNumberIsNarrowed) {
+TEST_F(Reading, TheBoundsOfAnIntAreKept) {
     manager.updateConfigVar(brightness, {"2147483647"});
     EXPECT_EQ(manager.getConfigVarInt(brightness), 2147483647);
 
