@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -34,10 +36,33 @@ constexpr const char* serviceName = "ConfigSrvc";
 class Peer : public PbUtility::InProcessPeer {
 public:
     explicit Peer(AppConfigService::EmbeddedService& service) : m_service(service) {}
-    int connect(const std::string& endpoint) override { return m_service.connect(endpoint); }
+
+    int connect(const std::string& endpoint) override {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        if (!m_cut) return m_service.connect(endpoint);
+        errno = ECONNREFUSED;
+        return -1;
+    }
+
+    /// Breaks off all connections and allows no more of them.
+    void cut() {
+        {
+            // Whoever connects at this moment is either refused or among those that are broken off.
+            const std::lock_guard<std::mutex> lock(m_mutex);
+            m_cut = true;
+        }
+        m_service.disconnect();
+    }
+
+    void mend() {
+        const std::lock_guard<std::mutex> lock(m_mutex);
+        m_cut = false;
+    }
 
 private:
     AppConfigService::EmbeddedService& m_service;
+    std::mutex m_mutex;
+    bool m_cut = false;  // guarded by m_mutex
 };
 
 }  // namespace
@@ -176,9 +201,11 @@ void TestKit::refuse(eErrorT error, const std::string& type) {
 void TestKit::breakConnections() {
     answerNormally();
     m_impl->faults->failWith(PbUtility::TRANSPORT_BROKEN_OFF);
+    m_impl->peer.cut();
 }
 
 void TestKit::answerNormally() {
+    m_impl->peer.mend();
     m_impl->faults->heal();
     m_impl->service.intercept({});
 }

@@ -170,8 +170,10 @@ void Core::disconnectClient(const std::string& endpoint, Time now) {
     std::vector<ConnectionId> ids;
     for (const auto& entry : m_connections) {
         const Connection& connection = entry.second;
-        if (connection.internal || !connection.client) continue;
-        if (endpoint.empty() || connection.client->endpoint == endpoint) ids.push_back(entry.first);
+        if (connection.internal) continue;
+        // Those that have not said yet whose they are go with all of them.
+        const bool named = connection.client && connection.client->endpoint == endpoint;
+        if (endpoint.empty() || named) ids.push_back(entry.first);
     }
     for (const ConnectionId id : ids) drop(id);
 }

@@ -32,9 +32,10 @@ struct SentRequest {
 /// refuses and notifies is what a device does. The test creates one, attaches the application's library to it, plays
 /// the other clients of the service, and can make things go wrong.
 ///
-///     TestKit kit(R"(variable { node: "display" attribute: "brightness" type: INT default_value: "70" maximum: 100
-///     })"); kit.attach(); Display display;                          // the class under test: reads and watches
-///     display.brightness kit.setValue("display.brightness", "30"); // as another client
+///     TestKit kit(R"(variable { node: "display" attribute: "brightness" type: INT default_value: "70" })");
+///     kit.attach();
+///     Display display;                           // the class under test: reads and watches display.brightness
+///     kit.setValue("display.brightness", "30");  // as another client
 ///     ASSERT_TRUE(kit.waitForDeliveries());
 ///     EXPECT_EQ(display.brightness(), 30);
 ///
@@ -92,24 +93,33 @@ public:
     /// \return the value that the service holds; empty when there is no such variable or the service is stopped.
     std::list<std::string> value(const std::string& variable);
 
-    // ---- making things go wrong for the application's requests, until answerNormally(). Deliveries and the other
-    //      client's operations are not touched. Each call takes the place of the one before.
+    // ---- making things go wrong for the application, until answerNormally(). The other client's operations are not
+    //      touched, and deliveries only by breakConnections(). Each call takes the place of the one before.
 
     /// Requests get no answer: they do not reach the service, and return at once as one returns whose time ran out.
+    /// To the application: reads give their empty value, awaited operations false with the result untouched, one-way
+    /// writes false; what is cached stays readable and current.
     void answerNothing();
 
     /// Awaited requests are refused with \p error, which is not CFG_ERROR_NONE, and have no effect. With \p type, such
     /// as "WriteReq", only requests of that type; throws std::invalid_argument when there is no such type.
+    /// To the application: as any refusal of the service, with \p error and a message in the result of a write.
     void refuse(eErrorT error, const std::string& type = {});
 
-    /// Each request fails as when the connection breaks before it is answered: it does not reach the service.
+    /// Closes every connection of the application, the one that brings deliveries included, and lets it connect again
+    /// only after answerNormally(); meanwhile each request fails as when its connection breaks before the answer. The
+    /// service keeps the application's registrations.
+    /// To the application: requests fail as with answerNothing(). It hears of no change, its cache keeps what it holds,
+    /// and its providers are not asked, like those of any client that is away. After answerNormally() its transport
+    /// reconnects by itself and the newest state of what changed meanwhile arrives; submits of that time are lost.
     void breakConnections();
 
+    /// Takes back all of the above. waitForDeliveries() then also waits until the connections are up again.
     void answerNormally();
 
     // ---- the service's own life. Its state outlives it, as a device's does.
 
-    /// Ends the service: requests fail, and the application is not told of anything.
+    /// Ends the service: requests fail, and the application is not told of anything. Cached values stay readable.
     void stopService();
 
     /// Starts it again, or does nothing when it runs.

@@ -27,6 +27,23 @@ int number() {
     return config().getConfigVarInt("kit", 0, "number", 0);
 }
 
+/// The class of the example in the kit's header.
+class Display {
+public:
+    int brightness() const { return config().getConfigVarInt("display", 0, "brightness", 0); }
+};
+
+/// scripts/check-docs compares the header's example with this.
+TEST(TestKit, DoesWhatTheExampleInItsHeaderShows) {
+    TestKit kit(R"(variable { node: "display" attribute: "brightness" type: INT default_value: "70" })");
+    kit.attach();
+    Display display;
+    ASSERT_EQ(display.brightness(), 70);
+    kit.setValue("display.brightness", "30");
+    ASSERT_TRUE(kit.waitForDeliveries());
+    EXPECT_EQ(display.brightness(), 30);
+}
+
 TEST(TestKit, RefusesDefinitionsThatAServiceWouldRefuse) {
     EXPECT_THROW(TestKit("variable { nodes: \"kit\" }"), std::invalid_argument);
 }
@@ -106,6 +123,50 @@ TEST(TestKit, SwitchesFailuresOnAndOff) {
     EXPECT_EQ(number(), 7) << "only writes are refused";
     kit.answerNormally();
     EXPECT_TRUE(config().setConfigVar("kit", 0, "number", 0, 1, &result));
+}
+
+TEST(TestKit, BreaksTheDeliveriesAndResumesThem) {
+    TestKit kit(definitions);
+    kit.attach();
+    number();
+    kit.forgetRequests();
+
+    kit.breakConnections();
+    kit.setValue("kit.number", "8");
+    EXPECT_FALSE(kit.waitForDeliveries(std::chrono::milliseconds(200)));
+    EXPECT_EQ(number(), 7) << "the cache keeps what it holds";
+    kit.answerNormally();
+
+    EXPECT_TRUE(kit.waitForDeliveries());
+    EXPECT_EQ(number(), 8);
+    EXPECT_TRUE(kit.requests().empty()) << "nobody asked: the change arrived";
+}
+
+TEST(TestKit, BreaksConnectionsAsOftenAsWanted) {
+    TestKit kit(definitions);
+    kit.attach();
+    number();
+
+    for (int value = 0; value < 5; ++value) {
+        kit.breakConnections();
+        kit.setValue("kit.number", std::to_string(value));
+        kit.answerNormally();
+        ASSERT_TRUE(kit.waitForDeliveries());
+        EXPECT_EQ(number(), value);
+    }
+}
+
+TEST(TestKit, AnotherFailureTakesThePlaceOfBrokenConnections) {
+    TestKit kit(definitions);
+    kit.attach();
+    number();
+
+    kit.breakConnections();
+    kit.answerNothing();
+    kit.setValue("kit.number", "8");
+
+    EXPECT_TRUE(kit.waitForDeliveries()) << "only requests fail";
+    EXPECT_EQ(number(), 8);
 }
 
 TEST(TestKit, RefusalsNameTheVariablesOfALevelsRequest) {
