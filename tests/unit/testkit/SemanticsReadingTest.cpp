@@ -79,6 +79,16 @@ TEST_F(Semantics, RetrieveConfigVar) {
         << "a variable of another namespace is never cached";
 }
 
+TEST_F(Semantics, CacheEnd) {
+    EXPECT_TRUE(manager().cacheEnd() == manager().retrieveConfigVar(var("level")));
+    readOnce("level");
+    kit.forgetRequests();
+    EXPECT_TRUE(manager().cacheEnd() != manager().retrieveConfigVar(var("level")));
+    EXPECT_TRUE(manager().cacheEnd() == manager().retrieveConfigVar(var("on")));
+    EXPECT_EQ(travelled(), "");
+    EXPECT_TRUE(isCached("level"));
+}
+
 TEST_F(Semantics, UpdateConfigVar) {
     readOnce("level");
 
