@@ -61,7 +61,7 @@ void describe(CLI::App& app, CommandLine& line) {
         ->check(CLI::Range(0.0, longestSeconds))
         ->capture_default_str();
     app.add_flag("--check", line.check, "Only check the definitions");
-    app.set_version_flag("--version", APPCONFIG_VERSION);
+    app.set_version_flag("--version", "appconfigd " APPCONFIG_VERSION);
 }
 
 Log logTo(const std::shared_ptr<spdlog::logger>& logger) {

@@ -58,8 +58,8 @@ public:
             "VAR is [namespace:]node[instance].attribute[instance], such as display.brightness or\n"
             "net.wifi[1].ssid; instances that are not written are 0. A value that begins with '-' is\n"
             "written behind '--' unless it is a number.\n\n"
-            "Exit status: 0 done, 1 refused by the service, 2 bad usage, 3 service not reachable,\n"
-            "4 timed out.");
+            "Exit status: 0 done, 1 refused by the service (or an internal error, which is said),\n"
+            "2 bad usage, 3 service not reachable, 4 timed out.");
         m_app.set_version_flag("--version", "appcfg " APPCONFIG_VERSION);
         m_app.require_subcommand(1);
         m_app.fallthrough();

@@ -1,3 +1,6 @@
+#include <exception>
+#include <string>
+
 #include "Commands.h"
 #include "Session.h"
 
@@ -22,6 +25,17 @@ ExitStatus runCommandLine(const Arguments& arguments, Output& output) {
         case Command::provide: break;
     }
     return ExitStatus::usage;
+}
+
+ExitStatus catchingFailures(const std::function<ExitStatus()>& work, Output& output) {
+    try {
+        return work();
+    } catch (const std::exception& failure) {
+        output.complain(std::string("internal error: ") + failure.what());
+    } catch (...) {
+        output.complain("internal error: an exception of an unknown kind");
+    }
+    return ExitStatus::internalError;
 }
 
 }  // namespace AppConfigTool

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <functional>
+
 #include "Arguments.h"
 #include "ExitStatus.h"
 #include "Output.h"
@@ -26,5 +28,9 @@ ExitStatus provideVariable(const Arguments& arguments, Output& output);
 
 /// Carries out what \p arguments ask for.
 ExitStatus runCommandLine(const Arguments& arguments, Output& output);
+
+/// Runs \p work. An exception, which no command lets out on purpose, is told as an internal error in one sentence.
+/// \return what \p work returned; internalError after an exception.
+ExitStatus catchingFailures(const std::function<ExitStatus()>& work, Output& output);
 
 }  // namespace AppConfigTool

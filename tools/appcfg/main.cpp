@@ -1,4 +1,3 @@
-#include <exception>
 #include <iostream>
 #include <string>
 #include <vector>
@@ -19,10 +18,6 @@ int main(int argc, char** argv) {
         output.complain(parsed.text + " (appcfg --help tells more)");
         return static_cast<int>(ExitStatus::usage);
     }
-    try {
-        return static_cast<int>(AppConfigTool::runCommandLine(*parsed.arguments, output));
-    } catch (const std::exception& failure) {
-        output.complain(failure.what());
-        return static_cast<int>(ExitStatus::usage);
-    }
+    return static_cast<int>(AppConfigTool::catchingFailures(
+        [&] { return AppConfigTool::runCommandLine(*parsed.arguments, output); }, output));
 }
