@@ -3,6 +3,7 @@
 
 #include <chrono>
 #include <memory>
+#include <string>
 
 #include "AppConfig/ErrorType.h"
 #include "ClientProcess.h"
@@ -95,10 +96,14 @@ TEST_F(Providers, OneWhoseProcessDiesInTheMiddleEndsTheWriteAtOnce) {
     provider.process().signal(SIGKILL);
     const Json answer = writer.answerTo(writing);
 
-    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(7)) << "well under the deadline";
+    EXPECT_LT(Clock::now() - begin, std::chrono::seconds(7)) << "well under the deadline of 15 s";
     EXPECT_EQ(answer["ok"], false);
     EXPECT_EQ(answer["error"], static_cast<int>(CFG_ERROR_PROVIDER_GONE));
-    EXPECT_FALSE(answer["messages"].empty());
+    ASSERT_EQ(answer["messages"].size(), 1U) << answer;
+    const std::string message = answer["messages"][0];
+    const std::string name = "integration_client-" + std::to_string(provider.process().pid());
+    EXPECT_NE(message.find("provider " + name), std::string::npos) << message;
+    EXPECT_NE(message.find("went away"), std::string::npos) << message;
     EXPECT_EQ(patient.appcfg({"get", "audio.volume"}).out, "5\n");
 }
 
