@@ -207,6 +207,16 @@ TEST_F(Embedded, BreaksOffAClientsConnections) {
     EXPECT_TRUE(two.ended());
 }
 
+TEST_F(Embedded, BreaksOffConnectionsThatHaveNotSaidWhoseTheyAre) {
+    ASSERT_TRUE(service.start());
+    const AppConfigHost::FileDescriptor silent(service.connect("ConfigSrvc"));
+    service.disconnect();
+    pollfd end{silent.get(), POLLIN, 0};
+    ASSERT_EQ(::poll(&end, 1, 5000), 1);
+    char byte = 0;
+    EXPECT_EQ(::recv(silent.get(), &byte, 1, 0), 0);
+}
+
 TEST_F(Embedded, RunsWorkOnItsThread) {
     std::size_t size = 0;
     EXPECT_FALSE(service.onServiceThread([&](Core&) { size = 99; }));
