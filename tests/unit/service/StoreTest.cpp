@@ -1,3 +1,4 @@
+#include <SQLiteCpp/Database.h>
 #include <gmock/gmock.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -161,7 +162,7 @@ TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
     StoredState state;
     std::string error;
     ASSERT_TRUE(SqliteStore(file).load(state, error));
-    ASSERT_EQ(std::system(("sqlite3 " + file + " 'PRAGMA user_version = 99'").c_str()), 0);
+    SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
     EXPECT_FALSE(SqliteStore(file).load(state, error));
     EXPECT_THAT(error, HasSubstr("it has version 99, this service reads version 1"));
     EXPECT_THAT(error, HasSubstr(file));
