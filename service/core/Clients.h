@@ -21,6 +21,9 @@ struct Client {
     struct Told {
         std::array<ChangeNumber, changeKinds> read{};
         std::array<ChangeNumber, changeKinds> notified{};
+        /// Once the client has taken this point for delivered, it has what it was notified of. An old change that is
+        /// sent again travels under a point that the client may have reached already, so the point beyond that counts.
+        std::array<ChangeNumber, changeKinds> provenBy{};
     };
 
     ClientKey key;
@@ -29,22 +32,29 @@ struct Client {
     int storedRole = 0;       ///< role in that row
     ChangeNumber joined = 0;  ///< what it was never told of is news only if it changed after this
     std::map<const Variable*, Told> told;
-    std::vector<RegistrationRow> uncaught;  ///< registered while there was no delivery connection
-    std::set<ConnectionId> connections;     ///< all of them
-    std::optional<ConnectionId> delivery;   ///< the one that takes notifications and questions
-    std::optional<Time> goneSince;          ///< set while it has no connection
-    bool joinedKnown = false;               ///< it has connected since the service started
-    bool leaving = false;                   ///< it said goodbye, and is forgotten with its last connection
-    std::size_t pendingRegistrations = 0;   ///< asked for and not stored yet
+    ChangeNumber lastSent = 0;  ///< highest point that the delivery connection has carried or begun with
+    bool missed = false;        ///< while there was no delivery connection, more came into its reach than what changed
+    std::set<ConnectionId> connections;    ///< all of them
+    std::optional<ConnectionId> delivery;  ///< the one that takes notifications and questions
+    std::optional<Time> goneSince;         ///< set while it has no connection
+    bool joinedKnown = false;              ///< it has connected since the service started
+    bool leaving = false;                  ///< it said goodbye, and is forgotten with its last connection
+    std::size_t pendingRegistrations = 0;  ///< asked for and not stored yet
 
     /// \return the number of the last change of that kind that the client knows of.
     ChangeNumber toldOf(const Variable& variable, ChangeKind kind) const;
 
     void noteRead(const Variable& variable, ChangeKind kind);
-    void noteNotified(const Variable& variable, ChangeKind kind);
 
-    /// Whatever was notified after \p delivered may have been lost on the way.
+    /// The client was sent the present state of \p variable under the point \p sequence.
+    void noteNotified(const Variable& variable, ChangeKind kind, ChangeNumber sequence);
+
+    /// The connection broke, and the client stands at \p delivered: whatever that does not prove may have been lost on
+    /// the way.
     void forgetNotifiedAfter(ChangeNumber delivered);
+
+    /// \return whether the last notification of it may have been lost on the way, and none was sent since.
+    bool mayHaveLost(const Variable& variable, ChangeKind kind) const;
 };
 
 /// Every client that is connected or within its grace time. Not thread-safe.

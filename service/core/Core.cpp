@@ -186,7 +186,7 @@ void Core::farewell(ConnectionId delivery, ClientKey key) {
         client->stored = false;
     }
     m_registrations.removeClient(key);
-    client->uncaught.clear();
+    client->missed = false;
     // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
     client->leaving = true;
     drop(delivery);

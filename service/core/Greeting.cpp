@@ -87,6 +87,8 @@ void Core::deliverOn(ConnectionId id, Client& client, const Hello& hello) {
     } else if (knowsNumbersOf(hello)) {
         delivered = hello.delivered();
     }
+    // Whoever is new to the store begins at its welcome's point, so no frame up to there proves itself.
+    client.lastSent = knowsNumbersOf(hello) ? delivered : m_notifier.sequence();
     m_notifier.resume(client, delivered);
 }
 

@@ -15,12 +15,19 @@ std::string Journal::flush() {
 
     Batch batch;
     batch.changes = m_changes;
-    for (const Entry& entry : entries) entry.stage(batch);
+    std::vector<ChangeNumber> reached;
+    for (const Entry& entry : entries) {
+        entry.stage(batch);
+        reached.push_back(batch.changes);
+    }
 
     std::string error;
     const bool stored = m_store.commit(batch, error);
     if (stored) m_changes = batch.changes;
-    for (const Entry& entry : entries) entry.done(stored);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        if (stored) m_settled = reached[i];
+        entries[i].done(stored);
+    }
     return stored ? std::string{} : error;
 }
 

@@ -19,7 +19,7 @@ public:
 
     explicit Journal(StateStore& store) : m_store(store) {}
 
-    void restore(ChangeNumber changes) { m_changes = changes; }
+    void restore(ChangeNumber changes) { m_changes = m_settled = changes; }
 
     void add(Stage stage, Done done);
 
@@ -32,6 +32,9 @@ public:
     /// \return the number of the last change that is stored.
     ChangeNumber changes() const { return m_changes; }
 
+    /// \return the number of the last change whose entry has been told that it is stored, or is being told.
+    ChangeNumber settled() const { return m_settled; }
+
     /// Draws the next number within \p batch.
     static ChangeNumber nextChange(Batch& batch) { return ++batch.changes; }
 
@@ -43,6 +46,7 @@ private:
 
     StateStore& m_store;
     ChangeNumber m_changes = 0;
+    ChangeNumber m_settled = 0;
     std::vector<Entry> m_entries;
 };
 

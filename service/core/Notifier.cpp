@@ -29,7 +29,7 @@ Notifier::Notifier(const ServiceOptions& options, const Catalogue& catalogue, co
       m_outbox(outbox) {}
 
 ChangeNumber Notifier::sequence() const {
-    return m_open.empty() ? m_journal.changes() : *m_open.begin() - 1;
+    return m_open.empty() ? m_journal.settled() : *m_open.begin() - 1;
 }
 
 bool Notifier::mayKnow(const Client& client, const Variable& variable, ChangeKind kind) const {
@@ -73,7 +73,7 @@ void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber 
 
 void Notifier::catchUp(Client& client, const RegistrationRow* only) {
     if (!client.delivery) {
-        if (only != nullptr) client.uncaught.push_back(*only);
+        client.missed = true;
         return;
     }
     std::map<std::string, Due> due;
@@ -91,19 +91,15 @@ void Notifier::catchUp(Client& client, const RegistrationRow* only) {
 void Notifier::resume(Client& client, ChangeNumber delivered) {
     client.forgetNotifiedAfter(delivered);
     std::map<std::string, Due> due;
-    const auto known = [&](const Variable&, ChangeKind) { return delivered; };
+    // What was registered or revealed meanwhile is news from where the client stood then, which delivered may have
+    // passed.
+    const auto known = [&](const Variable& variable, ChangeKind kind) {
+        return client.missed ? std::min(delivered, client.toldOf(variable, kind)) : delivered;
+    };
     for (const RegistrationRow& registration : m_registrations.of(client.key)) {
         collect(client, registration, known, due);
     }
-    // What was registered meanwhile is news from where the client stood then, which delivered may have passed.
-    for (const RegistrationRow& registration : client.uncaught) {
-        if (m_registrations.contains(registration)) {
-            collect(
-                client, registration,
-                [&](const Variable& variable, ChangeKind kind) { return client.toldOf(variable, kind); }, due);
-        }
-    }
-    client.uncaught.clear();
+    client.missed = false;
     // A break in the middle must bring all of it again.
     std::size_t left = due.size();
     for (const auto& entry : due) sendState(client, entry.second, --left == 0 ? sequence() : delivered);
@@ -117,7 +113,8 @@ void Notifier::collect(const Client& client, const RegistrationRow& registration
         m_catalogue.reached(registration.name, [&](Variable& variable) {
             const ChangeNumber changed = variable.row.changes[indexOf(kind)];
             // What is still being decided or handed to providers is announced to all when that is through.
-            if (changed <= known(variable, kind) || m_open.count(changed) != 0) return;
+            if (m_open.count(changed) != 0) return;
+            if (changed <= known(variable, kind) && !client.mayHaveLost(variable, kind)) return;
             if (!mayKnow(client, variable, kind)) return;
             due.emplace(std::to_string(registration.type) + " " + registration.callback + " " + variable.display,
                         Due{&variable, kind, registration.callback});
@@ -131,8 +128,12 @@ void Notifier::levelsChanged(const Variable& variable) {
         if (m_open.count(changed) != 0) continue;
         for (const auto& target : m_registrations.reaching(variable.fullyQualified, callbackOf[indexOf(kind)])) {
             Client* client = m_clients.find(target.first);
-            if (client == nullptr || !client->delivery || !mayKnow(*client, variable, kind)) continue;
-            if (changed <= client->toldOf(variable, kind)) continue;
+            if (client == nullptr || !mayKnow(*client, variable, kind)) continue;
+            if (changed <= client->toldOf(variable, kind) && !client->mayHaveLost(variable, kind)) continue;
+            if (!client->delivery) {
+                client->missed = true;
+                continue;
+            }
             for (const std::string& callback : target.second)
                 sendState(*client, {&variable, kind, callback}, sequence());
         }
@@ -195,7 +196,7 @@ void Notifier::sendState(Client& client, const Due& due, ChangeNumber sequence) 
             break;
         }
     }
-    client.noteNotified(*due.variable, due.kind);
+    client.noteNotified(*due.variable, due.kind, sequence);
 }
 
 void Notifier::send(const Client& client, const google::protobuf::MessageLite& message, ChangeNumber sequence,

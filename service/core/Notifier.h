@@ -35,7 +35,8 @@ public:
     /// registrations are looked at.
     void catchUp(Client& client, const RegistrationRow* only = nullptr);
 
-    /// Notifies \p client, whose delivery connection is new, of whatever changed after \p delivered.
+    /// Notifies \p client, whose delivery connection is new, of whatever changed after \p delivered, and of whatever it
+    /// may have lost or could not be told while it had no such connection.
     void resume(Client& client, ChangeNumber delivered);
 
     /// Looks for clients that may know a variable now that its levels changed, and lets them catch up.

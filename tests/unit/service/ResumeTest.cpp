@@ -139,6 +139,148 @@ TEST(Resume, BringsWhatARegistrationMadeDuringTheBreakHadMissed) {
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
 }
 
+TEST(Resume, BringsAgainAnOldChangeThatARegistrationBroughtAndABreakSwallowed) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("displays", 3);
+    writer.write("display.brightness", {"9"});
+    writer.write("displays.count", {"4"});
+    EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
+    peer.registerFor("display.brightness", 3);
+    peer.cut();
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+}
+
+TEST(Resume, BringsAgainAnOldChangeUntilALaterPointProvesThatItCame) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    writer.write("display.brightness", {"9"});
+    peer.registerFor("display", 3);
+    for (int i = 0; i < 3; ++i) {
+        peer.cut();
+        peer.connect();
+    }
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+    writer.write("display.on", {"false"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
+    peer.cut();
+    peer.connect();
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST(Resume, BringsAgainAValueThatLowerLevelsRevealedAndABreakSwallowed) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("system.secret", 3, 1);
+    peer.registerFor("displays", 3, 1);
+    writer.write("system.secret", {"s"});
+    writer.setLevels("system.secret", 1, 4);
+    writer.write("displays.count", {"4"});
+    peer.events();
+    // The same again, with a client that has passed these numbers.
+    writer.setLevels("system.secret", 3, 4);
+    writer.write("system.secret", {"t"});
+    writer.write("displays.count", {"5"});
+    EXPECT_THAT(peer.events(), ElementsAre("value displays.count 5"));
+    writer.setLevels("system.secret", 1, 4);
+    peer.cut();
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value system.secret t"));
+}
+
+TEST(Resume, BringsAgainACorrectionThatABreakSwallowed) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    peer.write("display.brightness", {"9"});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+    peer.tell(writeRequest("display.brightness", {"101"}));
+    peer.cut();
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+}
+
+TEST(Resume, BringsWhatLowerLevelsRevealedDuringTheBreak) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("system.secret", 3, 1);
+    peer.registerFor("displays", 3, 1);
+    writer.write("system.secret", {"s"});
+    writer.write("displays.count", {"4"});
+    EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
+    peer.cut();
+    writer.setLevels("system.secret", 1, 4);
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value system.secret s"));
+}
+
+TEST(Resume, BringsWhatAHigherRoleRevealedDuringTheBreak) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("system.secret", 3, 1);
+    peer.registerFor("displays", 3, 1);
+    writer.write("system.secret", {"s"});
+    writer.write("displays.count", {"4"});
+    EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
+    peer.cut();
+    peer.read("display.on", 4);
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value system.secret s"));
+}
+
+TEST(Resume, ACorrectionThatCannotBeShownNowIsNotForgotten) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("display", 3, 1);
+    peer.tell(writeRequest("display.brightness", {"101"}, 1));
+    peer.cut();
+    writer.setLevels("display.brightness", 2, 2);
+    peer.connect();
+    EXPECT_THAT(peer.events(), IsEmpty());
+    writer.setLevels("display.brightness", 0, 0);
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 70"));
+}
+
+TEST(Resume, SequenceStaysBehindAChangeThatSharesATransactionAndIsNotNotifiedYet) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer provider(bench, "provider");
+    peer.registerFor("display", 3);
+    provider.registerFor("display.on", 1);
+    const ConnectionId first = peer.open();
+    const ConnectionId second = peer.open();
+    bench.core->receive(first, peer.frame(writeRequest("display.brightness", {"1"})), bench.now);
+    bench.core->receive(second, peer.frame(writeRequest("display.on", {"false"})), bench.now);
+    bench.settle();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+    EXPECT_EQ(peer.delivered, 1U);
+    peer.cut();
+    provider.answer(*provider.question());
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
+}
+
+TEST(Resume, RegistrationsThatAreRepeatedWithoutADeliveryConnectionBringEachVariableOnce) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("displays", 3);
+    writer.write("display.brightness", {"9"});
+    peer.cut();
+    for (int i = 0; i < 20; ++i) peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.on", 3);
+    peer.unregister("display.on", 3);
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
+}
+
 TEST(Resume, IsOverAfterTheGraceTime) {
     CoreBench bench;
     Peer peer(bench, "p");

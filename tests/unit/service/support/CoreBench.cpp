@@ -204,16 +204,25 @@ void Peer::goodbye() {
     m_bench.feed(delivery, frame);
 }
 
-ConnectionId Peer::post(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
+ConnectionId Peer::open() {
     const ConnectionId connection = m_bench.open(m_uid, hello(AppConfigHost::REQUESTS));
     const std::optional<Frame> welcome = m_bench.take(connection);
     EXPECT_TRUE(welcome && welcome->kind() == AppConfigHost::WELCOME);
+    return connection;
+}
+
+Frame Peer::frame(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
     Frame frame;
     frame.set_kind(kind);
     frame.set_correlation(7);
     frame.set_message_id(ConfigIF::messageId(type));
     frame.set_payload(payload);
-    m_bench.feed(connection, frame);
+    return frame;
+}
+
+ConnectionId Peer::post(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
+    const ConnectionId connection = open();
+    m_bench.feed(connection, frame(type, payload, kind));
     return connection;
 }
 

@@ -111,6 +111,14 @@ public:
     }
     ConnectionId post(const std::string& type, const std::string& payload, AppConfigHost::Kind kind);
 
+    /// Opens a request connection. frame() is what is said on it.
+    ConnectionId open();
+    template <typename Request>
+    Frame frame(const Request& request) {
+        return frame(request.GetTypeName(), request.SerializeAsString(), AppConfigHost::REQUEST);
+    }
+    static Frame frame(const std::string& type, const std::string& payload, AppConfigHost::Kind kind);
+
     /// \return the reply on \p connection; nothing while there is none.
     template <typename Response>
     std::optional<Response> replyTo(ConnectionId connection) {
