@@ -106,6 +106,74 @@ TEST(Reload, TellsTheProviderWithoutWaitingForIt) {
     EXPECT_EQ(provider.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_NONE);
 }
 
+TEST(Reload, WhileProvidersThinkRefusesAValueThatTheNewDefinitionForbids) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer provider(bench, "provider");
+    Peer writer(bench, "w");
+    provider.registerFor("a.b", 2);
+    const ConnectionId connection = writer.post(writeRequest("a.b", {"50"}));
+    const auto question = provider.question();
+    ASSERT_TRUE(question);
+    EXPECT_TRUE(bench.reload(number("default_value: '5' maximum: 10")));
+    provider.answer(*question);
+    EXPECT_EQ(writer.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_OUT_OF_RANGE);
+    EXPECT_THAT(writer.read("a.b").value(), ElementsAre("5"));
+    EXPECT_EQ(bench.core->waiting(), 0U);
+}
+
+TEST(Reload, WhileProvidersThinkRefusesTheWritesToAVariableThatVanishes) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer provider(bench, "provider");
+    Peer writer(bench, "w");
+    provider.registerFor("a.b", 2);
+    const ConnectionId asked = writer.post(writeRequest("a.b", {"50"}));
+    const ConnectionId waiting = writer.post(writeRequest("a.b", {"60"}));
+    const auto question = provider.question();
+    ASSERT_TRUE(question);
+    EXPECT_TRUE(bench.reload("variable { node: 'c' attribute: 'd' type: BOOL }"));
+    provider.answer(*question);
+    for (const ConnectionId connection : {asked, waiting}) {
+        const auto reply = writer.replyTo<ConfigIF::WriteRsp>(connection);
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->result().error(), CommonIF::ERROR_UNKNOWN_VARIABLE);
+    }
+    EXPECT_EQ(bench.core->waiting(), 0U);
+    EXPECT_TRUE(bench.reload(number("default_value: '5'")));
+    EXPECT_THAT(writer.read("a.b").value(), ElementsAre("5"));
+}
+
+TEST(Reload, BetweenADecisionAndItsStoringComesAfterBoth) {
+    for (const char* definitions : {"variable { node: 'c' attribute: 'd' type: BOOL }",
+                                    "variable { node: 'a' attribute: 'b' type: INT maximum: 10 }"}) {
+        CoreBench bench(number("default_value: '5'"));
+        Peer writer(bench, "w");
+        const ConnectionId connection = writer.open();
+        bench.core->receive(connection, writer.frame(writeRequest("a.b", {"50"})), bench.now);
+        EXPECT_TRUE(bench.reload(definitions));
+        const auto reply = writer.replyTo<ConfigIF::WriteRsp>(connection);
+        ASSERT_TRUE(reply);
+        EXPECT_EQ(reply->result().error(), CommonIF::ERROR_NONE) << "it was decided on under the old definition";
+        EXPECT_THAT(writer.read("a.b").value(), ::testing::Not(ElementsAre("50")));
+    }
+}
+
+TEST(Reload, WhileAValueIsTakenOnBoardEndsItsWriteEvenIfTheVariableVanishes) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer provider(bench, "provider");
+    Peer writer(bench, "w");
+    provider.registerFor("a.b", 1);
+    writer.registerFor("a", 3);
+    const ConnectionId connection = writer.post(writeRequest("a.b", {"50"}));
+    const auto question = provider.question();
+    ASSERT_TRUE(question);
+    EXPECT_TRUE(bench.reload("variable { node: 'c' attribute: 'd' type: BOOL }"));
+    provider.answer(*question);
+    EXPECT_EQ(writer.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_NONE);
+    EXPECT_THAT(writer.events(), IsEmpty());
+    EXPECT_TRUE(bench.reload(number("default_value: '5'")));
+    EXPECT_THAT(writer.read("a.b").value(), ElementsAre("50")) << "it was stored";
+}
+
 TEST(Reload, ThatCannotBeStoredChangesNothing) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
