@@ -1,15 +1,17 @@
 #pragma once
 
 #include <cstddef>
+#include <deque>
 #include <list>
 #include <string>
 #include <unordered_map>
-#include <vector>
+#include <unordered_set>
 
 namespace AppConfigService {
 
 /// What waits to be written to one client. Past half its limit it keeps only the newest of those entries that stand for
-/// the same state; past its limit it takes nothing more. Not thread-safe.
+/// the same state; past its limit it takes nothing more. What an operation costs does not grow with what is queued, but
+/// that each entry is dropped once. Not thread-safe.
 class SendQueue {
 public:
     explicit SendQueue(std::size_t limit) : m_limit(limit) {}
@@ -42,13 +44,14 @@ private:
     using Entries = std::list<Entry>;
 
     void dropOlder(const std::string& replaces, std::size_t keep);
-    void erase(Entries::iterator entry);
+    void eraseFirst();
 
     std::size_t m_limit;
     std::size_t m_bytes = 0;
     std::size_t m_taken = 0;
     Entries m_entries;
-    std::unordered_map<std::string, std::vector<Entries::iterator>> m_byState;  ///< each from old to new
+    std::unordered_map<std::string, std::deque<Entries::iterator>> m_byState;  ///< each from old to new
+    std::unordered_set<std::string> m_repeated;  ///< states that may have more than one entry
 };
 
 }  // namespace AppConfigService

@@ -1,5 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <string>
+
 #include "server/SendQueue.h"
 
 namespace AppConfigService {
@@ -27,6 +30,17 @@ TEST(SendQueue, KeepsOnlyTheNewestOfAStatePastHalfItsLimit) {
     EXPECT_TRUE(queue.push("c1", ""));
     EXPECT_TRUE(queue.push("b2", "b"));
     EXPECT_EQ(all(queue), "a2c1b2") << "a newer state goes to the end";
+}
+
+TEST(SendQueue, StaysQuickWhileManyStatesWaitForASlowClient) {
+    constexpr int states = 20'000;
+    SendQueue queue(4 * states * 2);
+    const auto begun = std::chrono::steady_clock::now();
+    for (int round = 0; round < 4; ++round) {
+        for (int i = 0; i < states; ++i) ASSERT_TRUE(queue.push("xxxx", std::to_string(i)));
+    }
+    EXPECT_LT(std::chrono::steady_clock::now() - begun, std::chrono::seconds(5)) << "each push looks at each state";
+    EXPECT_EQ(all(queue).size(), 4U * states);
 }
 
 TEST(SendQueue, NeverDropsWhatStandsForNoState) {
