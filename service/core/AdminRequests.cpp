@@ -83,7 +83,11 @@ void Requests::submit(const Call& call, const ConfigAdmin::SubmitReq& request) {
                                                       " does not reach the write level " +
                                                       std::to_string(variable->row.writeLevel)};
     }
-    if (verdict.ok()) m_with.notifier.submit(*variable, request.submit_type());
+    logRefusal(call, request.inst(), verdict);
+    if (verdict.ok()) {
+        m_with.log(LogLevel::info, "submit of " + variable->display + " by " + call.client.endpoint);
+        m_with.notifier.submit(*variable, request.submit_type());
+    }
     ConfigAdmin::SubmitRsp response;
     response.mutable_result()->set_error(verdict.error);
     if (!verdict.ok()) response.mutable_result()->add_message(verdict.message);

@@ -19,7 +19,8 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_notifier(m_options, m_catalogue, m_registrations, m_clients, m_journal, outbox),
       m_rounds(m_options, outbox),
       m_changes(m_options, m_registrations, m_clients, m_rounds, m_journal, m_notifier, m_log),
-      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_statistics}) {
+      m_requests(
+          {m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_statistics, m_log}) {
     const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
     m_notifier.onSent = count;
     m_rounds.onSent = count;

@@ -29,7 +29,8 @@ RegistrationRow rowOf(const ClientKey& client, const Request& request) {
 void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request) {
     present(call, request.role());
     Client& client = *m_with.clients.find(call.client);
-    const auto answer = [this, call](Error error) {
+    const auto answer = [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](Error error) {
+        logRefusal(call, name, error);
         ConfigIF::RegisterClientCallbackRsp response;
         response.set_error(error);
         reply(call, response);
@@ -67,7 +68,8 @@ void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClient
 
 void Requests::unregisterCallback(const Call& call, const ConfigIF::UnregisterClientCallbackReq& request) {
     present(call, request.role());
-    const auto answer = [this, call](const Verdict& verdict) {
+    const auto answer = [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](const Verdict& verdict) {
+        logRefusal(call, name, verdict.error);
         ConfigIF::UnregisterClientCallbackRsp response;
         response.set_error(verdict.error);
         reply(call, response);

@@ -23,6 +23,14 @@ Value toValue(const google::protobuf::RepeatedPtrField<std::string>& texts) {
     return {texts.begin(), texts.end()};
 }
 
+/// \return \p text, which a client chose, so that it stays a part of one line of the log.
+std::string printable(const std::string& text) {
+    std::string result = text.substr(0, 2 * longestName + 1);
+    std::replace_if(
+        result.begin(), result.end(), [](char byte) { return byte <= ' ' || byte > '~'; }, '?');
+    return result;
+}
+
 }  // namespace
 
 template <typename Request, typename Response>
@@ -30,6 +38,7 @@ void Requests::row(void (Requests::*member)(const Call&, const Request&)) {
     const auto refuseRequest = [this](const Call& call, const std::string& payload, const Verdict& verdict) {
         Request request;
         if (!request.ParseFromString(payload)) return fail(call, AppConfigHost::UNREADABLE);
+        logRefusal(call, std::string(), verdict.error);
         Response response;
         setRefusalTo(request, response, verdict);
         reply(call, response);
@@ -75,6 +84,20 @@ void Requests::refuse(const Call& call, const std::string& payload, Error error,
     found->second.refuse(call, payload, {error, message});
 }
 
+void Requests::logRefusal(const Call& call, const std::string& name, Error error, const std::string& why) const {
+    if (error == CommonIF::ERROR_NONE) return;
+    m_with.log(LogLevel::info, std::string(ConfigIF::messageName(call.messageId)) +
+                                   (name.empty() ? "" : " about " + printable(name)) + " by " + call.client.endpoint +
+                                   " refused: " + CommonIF::eErrorType_Name(error) + (why.empty() ? "" : ", " + why));
+}
+
+void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const {
+    if (verdict.ok()) return;
+    ConfigVar name;
+    const Verdict named = readName(inst, m_with.options.namespaceNumber, name);
+    logRefusal(call, named.ok() ? displayName(name) : std::string(), verdict.error, named.message);
+}
+
 int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
     const int role = std::min(roleFromWire(wire), call.cap);
     Client& client = *m_with.clients.find(call.client);
@@ -118,6 +141,7 @@ void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
     ConfigIF::ReadRsp response;
     const Verdict verdict = lookUpReadable(request.inst(), role, variable);
     response.set_error(verdict.error);
+    logRefusal(call, request.inst(), verdict);
     if (verdict.ok()) {
         for (const std::string& element : variable->row.value) response.add_value(element);
         response.set_is_default(variable->isDefault());
@@ -147,6 +171,7 @@ void Requests::change(const Call& call, const ConfigIF::Inst& inst, ChangeReques
     };
     const Verdict verdict = lookUp(inst, request.variable);
     if (verdict.ok()) return m_with.changes.submit(std::move(request), m_now);
+    logRefusal(call, inst, verdict);
     ChangeResult result;
     result.verdict = verdict;
     result.messages.push_back(verdict.message);
@@ -183,6 +208,7 @@ void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsR
     ConfigIF::GetAttributeOptionsRsp response;
     const Verdict verdict = lookUpReadable(request.inst(), role, variable);
     response.set_error(verdict.error);
+    logRefusal(call, request.inst(), verdict);
     if (verdict.ok()) {
         response.set_default_index(variable->row.defaultIndex);
         for (const std::string& option : variable->row.options) response.add_option(option);
@@ -200,6 +226,7 @@ void Requests::getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOpt
     } else {
         response.set_error(readable(*variable, role).error);
     }
+    logRefusal(call, request.name(), response.error());
     if (response.error() == CommonIF::ERROR_NONE) {
         response.set_default_index(variable->definition->defaultIndex);
         for (const std::string& option : variable->definition->options) response.add_option(option);
@@ -213,6 +240,7 @@ void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& r
     ConfigIF::GetAccessLevelsRsp response;
     const Verdict verdict = lookUpReadable(request.inst(), role, variable);
     response.set_error(verdict.error);
+    logRefusal(call, request.inst(), verdict);
     if (verdict.ok()) {
         response.set_read_level(roleToWire(variable->row.readLevel));
         response.set_write_level(roleToWire(variable->row.writeLevel));
@@ -235,10 +263,12 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
     // A level of a later version must not be taken for the lowest.
     if (hasUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
         hasUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
+        logRefusal(call, std::string(), CommonIF::ERROR_INVALID_REQUEST);
         refuseLevels(request, {CommonIF::ERROR_INVALID_REQUEST, {}}, *response);
         return reply(call, *response);
     }
     if (static_cast<std::size_t>(request.inst_size()) > mostElements) {
+        logRefusal(call, std::string(), CommonIF::ERROR_LIMIT);
         refuseLevels(request, {CommonIF::ERROR_LIMIT, {}}, *response);
         return reply(call, *response);
     }
@@ -253,6 +283,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
             ConfigIF::AccessLevelErr* entry = response->add_access_error();
             *entry->mutable_inst() = inst;
             entry->set_error(verdict.error);
+            logRefusal(call, inst, verdict);
             continue;
         }
         VariableRow row = variable->row;
@@ -273,6 +304,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
     };
     m_with.journal.add(stage, [this, call, request, rows, response](bool stored) {
         if (!stored) {
+            for (const auto& entry : *rows) logRefusal(call, entry.first->display, CommonIF::ERROR_STORAGE);
             response->clear_access_error();
             refuseLevels(request, {CommonIF::ERROR_STORAGE, {}}, *response);
             return reply(call, *response);
@@ -280,6 +312,9 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         for (auto& entry : *rows) {
             entry.first->row = entry.second;
             m_with.notifier.begin(entry.second.changes[2]);
+            m_with.log(LogLevel::info, "levels of " + entry.first->display + " set to " +
+                                           std::to_string(entry.second.readLevel) + " and " +
+                                           std::to_string(entry.second.writeLevel) + " by " + call.client.endpoint);
         }
         for (auto& entry : *rows) {
             m_with.notifier.announce(*entry.first, ChangeKind::levels, entry.second.changes[2]);

@@ -36,6 +36,7 @@ public:
         Journal& journal;
         Notifier& notifier;
         Statistics& statistics;
+        const Log& log;
     };
 
     explicit Requests(const Collaborators& collaborators);
@@ -77,6 +78,10 @@ private:
     void submit(const Call& call, const ConfigAdmin::SubmitReq& request);
     void statistics(const Call& call, const ConfigAdmin::StatisticsReq& request);
 
+    /// Logs that \p call, which is about \p name, was refused; nothing when \p error is none.
+    /// Values never get into the log.
+    void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
+    void logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const;
     int present(const Call& call, CommonIF::eSecurityRole role);
     Verdict lookUp(const ConfigIF::Inst& inst, Variable*& variable) const;
     Verdict lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const;
