@@ -123,11 +123,16 @@ void Core::finish(const Call& call, AppConfigHost::Status status, const google::
     m_outbox.idle(call.connection);
 }
 
+std::string Core::clientOf(ConnectionId connection) const {
+    const auto found = m_connections.find(connection);
+    const bool named = found != m_connections.end() && found->second.client;
+    return named ? found->second.client->endpoint : "a client without a name";
+}
+
 void Core::reject(ConnectionId id, const std::string& reason, Time now) {
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
-    const std::string who = found->second.client ? found->second.client->endpoint : "a client without a name";
-    m_log(LogLevel::warning, "closing a connection of " + who + ": " + reason);
+    m_log(LogLevel::warning, "closing a connection of " + clientOf(id) + ": " + reason);
     Frame frame;
     frame.set_kind(AppConfigHost::REFUSED);
     frame.set_reason(reason);

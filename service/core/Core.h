@@ -54,6 +54,9 @@ public:
     /// closed.
     void disconnected(ConnectionId connection, Time now);
 
+    /// \return the endpoint of the client behind \p connection, for people.
+    std::string clientOf(ConnectionId connection) const;
+
     /// Refuses \p connection with \p reason and closes it: what came on it is no frame, or its queue is full.
     void reject(ConnectionId connection, const std::string& reason, Time now);
 

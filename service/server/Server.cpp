@@ -25,7 +25,7 @@ Server::Server(asio::io_context& io, StateStore& store, const ServiceOptions& op
     };
     m_events->onEnd = [this, alive = m_alive](ConnectionId id, const std::string& reason) {
         if (!*alive) return;
-        if (!reason.empty()) m_log(LogLevel::info, "a client's connection is cut: " + reason);
+        if (!reason.empty()) m_log(LogLevel::info, "a connection of " + m_core.clientOf(id) + " is cut: " + reason);
         m_sessions.erase(id);
         m_core.disconnected(id, Clock::now());
         settle();
