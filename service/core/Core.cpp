@@ -31,8 +31,13 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
     m_requests.flush = [this] { this->store(); };
 }
 
-void Core::connected(ConnectionId connection, std::uint32_t uid, bool internal) {
+void Core::connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal) {
     m_connections[connection] = Connection{uid, internal, std::nullopt, AppConfigHost::REQUESTS, false};
+    if (internal) return;
+    m_silent[connection] = now + helloDeadline;
+    if (m_connections.size() > mostConnections) {
+        reject(connection, "the service has " + std::to_string(mostConnections) + " connections already", now);
+    }
 }
 
 bool Core::busy(ConnectionId connection) const {
@@ -147,6 +152,7 @@ void Core::disconnected(ConnectionId id, Time now) {
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     const Connection connection = found->second;
+    m_silent.erase(id);
     m_connections.erase(found);
     if (!connection.client) return;
     Client* client = m_clients.find(*connection.client);
@@ -230,14 +236,19 @@ void Core::tick(Time now) {
     m_now = now;
     m_changes.setTime(now);
     m_rounds.expire(now);
+    while (!m_silent.empty() && m_silent.begin()->second <= now) {
+        reject(m_silent.begin()->first,
+               "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds", now);
+    }
     for (const ClientKey& key : m_clients.overdue(now, m_options.grace)) forget(key, "stayed away too long");
 }
 
 std::optional<Time> Core::nextDeadline() const {
-    const std::optional<Time> round = m_rounds.nextDeadline();
+    std::optional<Time> next = m_rounds.nextDeadline();
     const std::optional<Time> client = m_clients.nextDue(m_options.grace);
-    if (!round || !client) return round ? round : client;
-    return std::min(*round, *client);
+    if (client && (!next || *client < *next)) next = client;
+    if (!m_silent.empty() && (!next || m_silent.begin()->second < *next)) next = m_silent.begin()->second;
+    return next;
 }
 
 }  // namespace AppConfigService

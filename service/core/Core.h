@@ -40,9 +40,10 @@ public:
     /// sentence.
     bool reload(const Definitions& definitions, std::string& error, Time now);
 
-    /// A client of user \p uid has connected. \p internal connections may claim any role, are not intercepted, and
-    /// their client is forgotten with its last connection.
-    void connected(ConnectionId connection, std::uint32_t uid, bool internal = false);
+    /// A client of user \p uid has connected; numbers of connections grow. There may be too many: then it is refused
+    /// and closed at once; else it has to say hello until helloDeadline has passed. \p internal connections may claim
+    /// any role, are not intercepted, and their client is forgotten with its last connection.
+    void connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal = false);
 
     /// \p frame came on \p connection, which is not busy.
     void receive(ConnectionId connection, const AppConfigHost::Frame& frame, Time now);
@@ -89,7 +90,7 @@ private:
     };
 
     void hello(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
-    std::string checkHello(const AppConfigHost::Frame& frame, const ClientKey& key);
+    std::string checkHello(const AppConfigHost::Frame& frame, const ClientKey& key, bool internal);
     void joinStore(Client& client, const AppConfigHost::Hello& hello) const;
     bool knowsNumbersOf(const AppConfigHost::Hello& hello) const;
     void deliverOn(ConnectionId id, Client& client, const AppConfigHost::Hello& hello);
@@ -119,6 +120,7 @@ private:
     Interceptor m_interceptor;
     std::map<std::uint32_t, int> m_roleLimits;
     std::map<ConnectionId, Connection> m_connections;
+    std::map<ConnectionId, Time> m_silent;  ///< when each must have said hello, the earliest first
     std::string m_storeId;
     Time m_now{};
 };

@@ -10,7 +10,7 @@ namespace AppConfigService {
 using AppConfigHost::Frame;
 using AppConfigHost::Hello;
 
-std::string Core::checkHello(const Frame& frame, const ClientKey& key) {
+std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool internal) {
     constexpr std::uint32_t version = 1;
     if (frame.kind() != AppConfigHost::HELLO) return "a connection begins with HELLO";
     if (frame.hello().version() != version) {
@@ -20,7 +20,14 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key) {
         return "the client's endpoint is no endpoint's name";
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
-    if (m_clients.find(key) != nullptr || m_clients.size() < mostClients) return {};
+    const Client* known = m_clients.find(key);
+    // A delivery connection takes the place of the one before, so it needs no limit.
+    const bool limited = !internal && frame.hello().purpose() != AppConfigHost::DELIVERY;
+    if (limited && known != nullptr &&
+        known->connections.size() >= mostConnectionsOfOne + (known->delivery ? 1U : 0U)) {
+        return "the client has " + std::to_string(mostConnectionsOfOne) + " connections for requests already";
+    }
+    if (known != nullptr || m_clients.size() < mostClients) return {};
     // A client that left without registrations loses nothing by being forgotten early.
     const Client* dispensable =
         m_clients.longestGone([this](const Client& client) { return m_registrations.count(client.key) == 0; });
@@ -32,7 +39,7 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key) {
 
 void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     const ClientKey key{connection.uid, frame.hello().endpoint()};
-    const std::string refusal = checkHello(frame, key);
+    const std::string refusal = checkHello(frame, key, connection.internal);
     if (!refusal.empty()) return reject(id, refusal, m_now);
 
     const bool known = m_clients.find(key) != nullptr;
@@ -41,6 +48,7 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     joinStore(client, frame.hello());
     client.goneSince.reset();
     client.connections.insert(id);
+    m_silent.erase(id);
     connection.client = key;
     connection.purpose = frame.hello().purpose();
 

@@ -14,11 +14,14 @@ inline constexpr std::size_t mostElements = 4096;                     ///< eleme
 inline constexpr std::size_t mostOptions = 1024;                      ///< options of a variable
 inline constexpr std::size_t longestName = 255;                       ///< bytes of a node, attribute or client name
 inline constexpr std::size_t mostClients = 1024;                      ///< known clients
+inline constexpr std::size_t mostConnections = 4096;                  ///< connections of all clients together
+inline constexpr std::size_t mostConnectionsOfOne = 512;              ///< request connections of one client
 inline constexpr std::size_t mostRegistrations = 4096;                ///< callback registrations of one client
 inline constexpr std::size_t mostQueuedBytes = std::size_t{4} << 20;  ///< bytes that wait for one slow client
 inline constexpr std::size_t mostWaiting = 256;                       ///< requests that wait for one variable
 inline constexpr std::size_t largestListing = std::size_t{8} << 20;   ///< bytes of one answer that lists variables
 inline constexpr std::size_t mostMessages = 64;                       ///< texts that one answer carries
+inline constexpr std::chrono::seconds helloDeadline{10};              ///< from connecting to HELLO
 inline constexpr int highestRole = 4;                                 ///< roles and levels run from 0 to this
 
 /// What whoever starts the service may choose.

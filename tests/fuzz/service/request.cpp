@@ -97,7 +97,7 @@ private:
 
     ConnectionId open(AppConfigHost::Purpose purpose) {
         const ConnectionId id = m_next++;
-        m_core.connected(id, 0);
+        m_core.connected(id, 0, m_now);
         Frame hello;
         hello.set_kind(AppConfigHost::HELLO);
         hello.mutable_hello()->set_version(1);

@@ -147,6 +147,61 @@ TEST(Connections, OnlySoManyClientsAreKnownAndThoseThatLeftMakeRoom) {
     EXPECT_EQ(bench.take(connection)->kind(), AppConfigHost::WELCOME);
 }
 
+TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
+    using namespace std::chrono_literals;
+    CoreBench bench;
+    constexpr ConnectionId silent = 5000;
+    bench.core->connected(silent, ownUid, bench.now);
+    EXPECT_EQ(bench.core->nextDeadline(), bench.now + AppConfigService::helloDeadline);
+    const ConnectionId polite = bench.open(ownUid, hello("p"));
+    bench.pass(AppConfigService::helloDeadline - 1ms);
+    EXPECT_FALSE(bench.isClosed(silent));
+    bench.pass(1ms);
+    EXPECT_TRUE(bench.isClosed(silent));
+    const auto refusal = bench.take(silent);
+    ASSERT_TRUE(refusal);
+    EXPECT_EQ(refusal->kind(), AppConfigHost::REFUSED);
+    EXPECT_EQ(refusal->reason(), "it did not say HELLO within 10 seconds");
+    EXPECT_FALSE(bench.isClosed(polite));
+    EXPECT_EQ(bench.core->nextDeadline(), std::nullopt);
+}
+
+TEST(Connections, ThatEndBeforeTheirHelloLeaveNoDeadlineBehind) {
+    CoreBench bench;
+    bench.core->connected(5000, ownUid, bench.now);
+    bench.drop(5000);
+    EXPECT_EQ(bench.core->nextDeadline(), std::nullopt);
+}
+
+TEST(Connections, OfOneClientForRequestsAreOnlySoMany) {
+    CoreBench bench;
+    ConnectionId last = 0;
+    for (std::size_t i = 0; i < AppConfigService::mostConnectionsOfOne; ++i) last = bench.open(ownUid, hello("p"));
+    EXPECT_FALSE(bench.isClosed(last));
+    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigHost::DELIVERY))));
+    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("q"))));
+    bench.drop(last);
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p"))));
+}
+
+TEST(Connections, AreOnlySoManyInAllAndThoseThatEndMakeRoom) {
+    CoreBench bench;
+    for (ConnectionId id = 1; id <= AppConfigService::mostConnections; ++id) {
+        bench.core->connected(id, ownUid, bench.now);
+        ASSERT_FALSE(bench.isClosed(id));
+    }
+    bench.core->connected(5000, ownUid, bench.now);
+    EXPECT_TRUE(bench.isClosed(5000));
+    const auto refusal = bench.take(5000);
+    ASSERT_TRUE(refusal);
+    EXPECT_THAT(refusal->reason(), HasSubstr("4096 connections"));
+    bench.drop(1);
+    bench.core->connected(5001, ownUid, bench.now);
+    EXPECT_FALSE(bench.isClosed(5001));
+}
+
 TEST(Connections, AConnectionIsBusyUntilItsOneWayMessageIsThrough) {
     CoreBench bench;
     const ConnectionId connection = bench.open(ownUid, hello("p"));

@@ -95,7 +95,9 @@ public:
     /// Sends \p request and returns the reply, which has to be there once the core has settled.
     template <typename Response, typename Request>
     Response ask(const Request& request) {
-        const std::optional<Response> response = replyTo<Response>(post(request));
+        const ConnectionId connection = post(request);
+        const std::optional<Response> response = replyTo<Response>(connection);
+        m_bench.drop(connection);
         EXPECT_TRUE(response) << request.GetTypeName() << " is not answered at once";
         return response.value_or(Response());
     }
