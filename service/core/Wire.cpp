@@ -53,6 +53,8 @@ void writeName(const ConfigVar& name, bool namespaceScoped, int namespaceNumber,
 
 bool hasUnknown(const google::protobuf::Message& message, int number) {
     const google::protobuf::UnknownFieldSet& unknown = message.GetReflection()->GetUnknownFields(message);
+    // Messages without unknown fields share one empty set, which another thread of the process may have made.
+    if (&unknown == &google::protobuf::UnknownFieldSet::default_instance()) return false;
     for (int i = 0; i < unknown.field_count(); ++i) {
         if (unknown.field(i).number() == number) return true;
     }

@@ -25,6 +25,9 @@ bool carriesUnknown(const Message& message, int fieldNumber) {
             if (!WireFormatLite::SkipField(&in, tag)) return false;
         }
     } else {
+        // Messages without unknown fields share one empty set, which the runtime makes on first use; nothing needs to
+        // be read of it.
+        if (&fields == &std::decay_t<decltype(fields)>::default_instance()) return false;
         for (int i = 0; i < fields.field_count(); ++i) {
             if (fields.field(i).number() == fieldNumber) return true;
         }
