@@ -1,4 +1,5 @@
 #include <google/protobuf/stubs/logging.h>
+#include <signal.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
 #include <unistd.h>
@@ -13,6 +14,7 @@
 #include "Endpoint.h"
 #include "definitions/DefinitionsReader.h"
 #include "server/Server.h"
+#include "server/Signals.h"
 #include "server/SocketListener.h"
 #include "store/MemoryStore.h"
 #include "store/SqliteStore.h"
@@ -100,7 +102,7 @@ public:
         }
         m_server = std::make_unique<Server>(m_io, *m_store, m_line.service, m_log);
         if (!m_server->start(definitions, error)) return fail(error);
-        for (const int number : {SIGTERM, SIGINT, SIGHUP}) m_signals.add(number);
+        if (!m_signals.open()) return fail("cannot wait for signals");
         awaitSignal();
         error = m_listener.listen(
             [this](asio::local::stream_protocol::socket socket) { m_server->adopt(std::move(socket)); });
@@ -122,8 +124,7 @@ private:
     }
 
     void awaitSignal() {
-        m_signals.async_wait([this](const asio::error_code& error, int number) {
-            if (error) return;
+        m_signals.wait([this](int number) {
             if (number != SIGHUP) return m_io.stop();
             reload();
             awaitSignal();
@@ -149,7 +150,7 @@ private:
     const std::shared_ptr<spdlog::logger> m_logger;
     const Log m_log;
     asio::io_context m_io{1};
-    asio::signal_set m_signals;
+    Signals m_signals;
     SocketListener m_listener;
     std::unique_ptr<StateStore> m_store;
     std::unique_ptr<Server> m_server;
