@@ -27,6 +27,7 @@ enum eErrorT : std::int32_t {
     CFG_ERROR_INVALID_REQUEST = -17,     ///< the request lacks something or contradicts itself
     CFG_ERROR_NOT_SUPPORTED = -18,       ///< the service does not answer this request
     CFG_ERROR_UNAVAILABLE = -19,         ///< the service is ending or not ready
+    CFG_ERROR_NO_PROVIDER = -20,         ///< the variable needs its provider, and none is connected
     CFG_ERROR_MALFORMED_NAME = -25,      ///< the variable's name cannot be read
 };
 

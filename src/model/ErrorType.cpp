@@ -24,6 +24,7 @@ const char* errorText(eErrorT error) {
         case CFG_ERROR_INVALID_REQUEST: return "the request is incomplete or contradicts itself";
         case CFG_ERROR_NOT_SUPPORTED: return "the service does not answer this request";
         case CFG_ERROR_UNAVAILABLE: return "the service is not ready";
+        case CFG_ERROR_NO_PROVIDER: return "the variable needs its provider, and none is connected";
         case CFG_ERROR_MALFORMED_NAME: return "the variable's name cannot be read";
     }
     return "unknown error";

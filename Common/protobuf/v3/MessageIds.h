@@ -58,6 +58,7 @@ inline constexpr MessageId messageIds[] = {
     {"ConfigIF.AccessLevelChangedNtfy", 0x1A0333},
     {"ConfigIF.SubmitNtfy", 0x1A0273},
     {"ConfigIF.AttributeChangedNtfy", 0x1A01A3},
+    {"ConfigIF.Revision", 0x1A0425},
     {"ConfigAdmin.VariableInfo", 0x1A0500},
     {"ConfigAdmin.ListVariablesReq", 0x1A0501},
     {"ConfigAdmin.ListVariablesRsp", 0x1A0502},

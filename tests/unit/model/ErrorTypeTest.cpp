@@ -13,10 +13,10 @@ TEST(ErrorType, NoErrorIsZeroAndAMalformedNameIsMinus25) {
 
 TEST(ErrorType, EveryErrorHasATextOfItsOwn) {
     std::set<std::string> texts;
-    for (int number = -19; number <= 0; ++number) texts.insert(AppConfig::errorText(static_cast<eErrorT>(number)));
+    for (int number = -20; number <= 0; ++number) texts.insert(AppConfig::errorText(static_cast<eErrorT>(number)));
     texts.insert(AppConfig::errorText(CFG_ERROR_MALFORMED_NAME));
 
-    EXPECT_EQ(texts.size(), 21U);
+    EXPECT_EQ(texts.size(), 22U);
     EXPECT_EQ(texts.count("unknown error"), 0U);
-    EXPECT_STREQ(AppConfig::errorText(static_cast<eErrorT>(-20)), "unknown error");
+    EXPECT_STREQ(AppConfig::errorText(static_cast<eErrorT>(-21)), "unknown error");
 }

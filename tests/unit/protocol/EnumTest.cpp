@@ -39,6 +39,7 @@ TEST(ErrorNumbers, EachNameMeansTheSameNumberOnBothSides) {
     EXPECT_EQ(static_cast<int>(CFG_ERROR_INVALID_REQUEST), CommonIF::ERROR_INVALID_REQUEST);
     EXPECT_EQ(static_cast<int>(CFG_ERROR_NOT_SUPPORTED), CommonIF::ERROR_NOT_SUPPORTED);
     EXPECT_EQ(static_cast<int>(CFG_ERROR_UNAVAILABLE), CommonIF::ERROR_UNAVAILABLE);
+    EXPECT_EQ(static_cast<int>(CFG_ERROR_NO_PROVIDER), CommonIF::ERROR_NO_PROVIDER);
     EXPECT_EQ(static_cast<int>(CFG_ERROR_MALFORMED_NAME), CommonIF::ERROR_MALFORMED_NAME);
 }
 

@@ -9,9 +9,12 @@
 
 namespace {
 
-std::map<std::string, std::string> golden() {
+constexpr const char* formerVersions[] = {"v1"};
+constexpr const char* version = "v2";
+
+std::map<std::string, std::string> golden(const std::string& of = version) {
     std::map<std::string, std::string> lines;
-    std::ifstream file(APPCONFIG_GOLDEN_DIR "/bytes-v1.txt");
+    std::ifstream file(APPCONFIG_GOLDEN_DIR "/bytes-" + of + ".txt");
     for (std::string name, hex; file >> name >> hex;) lines[name] = hex;
     return lines;
 }
@@ -36,6 +39,22 @@ TEST_P(GoldenBytes, ReadBackAsTheMessageTheyWereWrittenFrom) {
     ASSERT_TRUE(read->ParseFromString(Definition::bytes(lines.at(GetParam()))));
 
     EXPECT_EQ(read->DebugString(), message->DebugString());
+}
+
+// What peers in the field send is read whole, and nothing of it is lost when it is passed on.
+TEST_P(GoldenBytes, OfFormerVersionsAreReadWhole) {
+    for (const char* former : formerVersions) {
+        const auto lines = golden(former);
+        ASSERT_FALSE(lines.empty()) << former;
+        const auto line = lines.find(GetParam());
+        if (line == lines.end()) continue;  // the message is newer
+        const std::unique_ptr<google::protobuf::Message> read(Definition::filled(GetParam())->New());
+
+        ASSERT_TRUE(read->ParseFromString(Definition::bytes(line->second))) << former;
+
+        EXPECT_EQ(Definition::hex(read->SerializeAsString()), line->second) << former;
+        EXPECT_TRUE(read->GetReflection()->GetUnknownFields(*read).empty()) << former;
+    }
 }
 
 std::vector<std::string> names() {
