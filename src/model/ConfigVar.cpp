@@ -1,5 +1,7 @@
 #include "AppConfig/ConfigVar.h"
 
+#include <utility>
+
 #include "model/Lower.h"
 
 using AppConfig::lower;
@@ -21,11 +23,14 @@ ConfigVar& ConfigVar::operator=(const ConfigVar& other) {
 void ConfigVar::init(int ns, std::string const& node, int nodeInstance, std::string const& attribute,
                      int attributeInstance) {
     m_namespace = ns;
-    m_node = node;
-    lower(m_node);
+    // Both are copied before either is stored: a caller may hand this variable its own names, in the other order.
+    std::string newNode = node;
+    std::string newAttribute = attribute;
+    lower(newNode);
+    lower(newAttribute);
+    m_node = std::move(newNode);
     m_nodeInstance = nodeInstance;
-    m_attribute = attribute;
-    lower(m_attribute);
+    m_attribute = std::move(newAttribute);
     m_attributeInstance = attributeInstance;
     m_spare = 0;
 }

@@ -170,3 +170,11 @@ TEST(ConfigVar, InitMayBeHandedTheObjectsOwnNames) {
 
     EXPECT_EQ(var, ConfigVar(0, "b", 0, "b", 0));
 }
+
+TEST(ConfigVar, InitMayBeHandedTheObjectsOwnNamesInTheOtherOrder) {
+    ConfigVar var(3, "Node", 1, "Attribute", 2);
+
+    var.init(4, var.m_attribute, 5, var.m_node, 6);
+
+    EXPECT_EQ(var, ConfigVar(4, "attribute", 5, "node", 6));
+}
