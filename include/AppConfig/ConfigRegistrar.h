@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <list>
 #include <map>
@@ -64,6 +65,15 @@ public:
     bool isHandlerRegistered(ConfigVar const& var, ConsumerCallbackType type);
     bool isProviderHandlerRegistered(ConfigVar const& var);
 
+    /// \return whether \p h is among the handlers to call for the variable now. For whoever calls the handlers of a
+    /// list one after another, since each may remove those after it.
+    bool isStillRegistered(std::string const& node, std::string const& attribute, ConsumerConfigHandler* h,
+                           ConsumerCallbackType type);
+    bool isStillRegistered(std::string const& node, std::string const& attribute, ProviderConfigHandler* h);
+
+    /// \return how many removals have found something so far: as long as it stays, no list has lost a handler.
+    std::uint64_t removals() const { return m_removals.load(std::memory_order_relaxed); }
+
     /// The lookup and the removal behind the operations above, on one of this registrar's tables; they take the mutex.
     template <typename Handler>
     std::list<Handler*> getHandlers(ConfigVar const& var, const Table<Handler>& table, bool includePlaceholders);
@@ -71,10 +81,14 @@ public:
     bool unregisterHandler(ConfigVar const& var, Handler* h, Table<Handler>& table);
 
 private:
+    /// \return whether \p accept accepts the handlers of an entry that reaches \p var.
+    template <typename Handler, typename Accept>
+    bool reaches(ConfigVar const& var, const Table<Handler>& table, Accept&& accept);
     Table<ConsumerConfigHandler>& consumerTable(ConsumerCallbackType type);
     Table<ProviderConfigHandler>& providerTable();
 
     AppConfig::PlainMutex m_mutex;
     std::map<ConsumerCallbackType, Table<ConsumerConfigHandler>> m_consumerHandlers APPCONFIG_GUARDED_BY(m_mutex);
     Table<ProviderConfigHandler> m_providerHandlers APPCONFIG_GUARDED_BY(m_mutex);
+    std::atomic<std::uint64_t> m_removals{0};
 };

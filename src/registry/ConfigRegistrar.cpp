@@ -1,20 +1,22 @@
 #include "AppConfig/ConfigRegistrar.h"
 
-#include <strings.h>
+#include <algorithm>
 
 #include "AppConfig/ConsumerConfigHandler.h"
 #include "AppConfig/ProviderConfigHandler.h"
+#include "registry/Reach.h"
 
 using AppConfig::PlainLock;
+using AppConfig::Reach;
 
 namespace {
 
-/// Whether a registration on the whole node of \p key covers \p var: the same node or one below it.
-bool covers(const ConfigVar& key, const ConfigVar& var) {
-    const std::size_t length = key.m_node.size();
-    return key.m_attribute.empty() && length <= var.m_node.size() &&
-           strncasecmp(key.m_node.c_str(), var.m_node.c_str(), length) == 0 &&
-           (length == var.m_node.size() || var.m_node[length] == '.');
+/// \return what says whether a list of handlers holds \p h.
+template <typename Handler>
+auto holds(Handler* h) {
+    return [h](const std::list<Handler*>& handlers) {
+        return std::find(handlers.begin(), handlers.end(), h) != handlers.end();
+    };
 }
 
 ConfigVar pattern(std::string const& node, std::string const& attribute) {
@@ -67,11 +69,30 @@ std::list<ProviderConfigHandler*> ConfigRegistrar::getProviderHandlers(std::stri
 }
 
 bool ConfigRegistrar::isHandlerRegistered(ConfigVar const& var, ConsumerCallbackType type) {
-    return !getHandlers(var, consumerTable(type), true).empty();
+    return reaches(var, consumerTable(type), [](const auto& handlers) { return !handlers.empty(); });
 }
 
 bool ConfigRegistrar::isProviderHandlerRegistered(ConfigVar const& var) {
-    return !getHandlers(var, providerTable(), true).empty();
+    return reaches(var, providerTable(), [](const auto& handlers) { return !handlers.empty(); });
+}
+
+bool ConfigRegistrar::isStillRegistered(std::string const& node, std::string const& attribute, ConsumerConfigHandler* h,
+                                        ConsumerCallbackType type) {
+    return reaches(pattern(node, attribute), consumerTable(type), holds(h));
+}
+
+bool ConfigRegistrar::isStillRegistered(std::string const& node, std::string const& attribute,
+                                        ProviderConfigHandler* h) {
+    return reaches(pattern(node, attribute), providerTable(), holds(h));
+}
+
+template <typename Handler, typename Accept>
+bool ConfigRegistrar::reaches(ConfigVar const& var, const Table<Handler>& table, Accept&& accept) {
+    const std::string name = var.getFQName();
+    const PlainLock lock(m_mutex);
+    return std::any_of(table.begin(), table.end(), [&](const auto& entry) {
+        return accept(entry.second) && AppConfig::reach(entry.first, var, name) != Reach::none;
+    });
 }
 
 template <typename Handler>
@@ -82,16 +103,11 @@ std::list<Handler*> ConfigRegistrar::getHandlers(ConfigVar const& var, const Tab
     std::list<Handler*> wildcard;
     const PlainLock lock(m_mutex);
     for (const auto& [key, handlers] : table) {
-        std::list<Handler*>* matches = nullptr;
-        if (key.getFQName() == name) {
-            matches = &exact;
-        } else if (covers(key, var)) {
-            matches = &wildcard;
-        } else {
-            continue;
-        }
+        const Reach how = AppConfig::reach(key, var, name);
+        if (how == Reach::none) continue;
+        std::list<Handler*>& matches = how == Reach::exact ? exact : wildcard;
         for (Handler* handler : handlers) {
-            if (handler != nullptr || includePlaceholders) matches->push_back(handler);
+            if (handler != nullptr || includePlaceholders) matches.push_back(handler);
         }
     }
     exact.splice(exact.end(), wildcard);
@@ -105,7 +121,9 @@ bool ConfigRegistrar::unregisterHandler(ConfigVar const& var, Handler* h, Table<
     std::list<Handler*>& handlers = table[var];
     const std::size_t before = handlers.size();
     handlers.remove(h);
-    return handlers.size() != before;
+    if (handlers.size() == before) return false;
+    m_removals.fetch_add(1, std::memory_order_relaxed);
+    return true;
 }
 
 template std::list<ConsumerConfigHandler*> ConfigRegistrar::getHandlers<ConsumerConfigHandler>(

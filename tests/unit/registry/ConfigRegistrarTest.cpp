@@ -169,6 +169,56 @@ TEST_F(ConfigRegistrarTest, TheWildcardTestIgnoresCaseWhereANameWasNotLowered) {
     EXPECT_TRUE(registrar.isHandlerRegistered(raw, changed));
 }
 
+TEST_F(ConfigRegistrarTest, TheWildcardTestIgnoresTheCaseOfAsciiLettersAlone) {
+    const auto covers = [&](const std::string& node, const std::string& looked) {
+        ConfigRegistrar fresh;
+        fresh.registerHandler(var(node, ""), &a, changed);
+        return !fresh.getHandlers(looked, "x", changed).empty();
+    };
+
+    EXPECT_TRUE(covers("k\xC3\xA4se", "k\xC3\xA4se.alt"));
+    EXPECT_FALSE(covers("k\xC4se", "k\xE4se")) << "one letter to some locales, two bytes to us";
+    EXPECT_FALSE(covers("a[", "a{")) << "a capital's neighbours are no letters";
+    EXPECT_FALSE(covers("a@", "a`"));
+}
+
+TEST_F(ConfigRegistrarTest, TheWildcardTestLooksBeyondAZeroByte) {
+    const std::string first("no\0de", 5);
+    const std::string second("no\0da", 5);
+    registrar.registerHandler(var(first, ""), &a, changed);
+
+    EXPECT_EQ(registrar.getHandlers(first, "x", changed), Consumers{&a});
+    EXPECT_TRUE(registrar.getHandlers(second, "x", changed).empty());
+}
+
+TEST_F(ConfigRegistrarTest, SaysWhetherAHandlerIsStillAmongThoseToCall) {
+    registrar.registerHandler(var("display", ""), &a, changed);
+    registrar.registerHandler(var("display", "brightness"), &b, changed);
+    registrar.registerHandler(var("display", ""), &p);
+
+    EXPECT_TRUE(registrar.isStillRegistered("Display.Panel", "width", &a, changed));
+    EXPECT_TRUE(registrar.isStillRegistered("display", "brightness", &b, changed));
+    EXPECT_FALSE(registrar.isStillRegistered("display", "contrast", &b, changed));
+    EXPECT_FALSE(registrar.isStillRegistered("display", "brightness", &b, ConfigRegistrar::SUBMIT));
+    EXPECT_FALSE(registrar.isStillRegistered("displays", "brightness", &a, changed));
+    EXPECT_TRUE(registrar.isStillRegistered("display", "brightness", &p));
+    EXPECT_FALSE(registrar.isStillRegistered("display", "brightness", &q));
+}
+
+TEST_F(ConfigRegistrarTest, CountsTheRemovalsThatFoundSomething) {
+    registrar.registerHandler(var("display", ""), &a, changed);
+    registrar.registerHandler(var("display", ""), &p);
+    EXPECT_EQ(registrar.removals(), 0U);
+
+    registrar.unregisterHandler(var("display", ""), &b, changed);
+    EXPECT_EQ(registrar.removals(), 0U);
+    registrar.unregisterHandler(var("display", ""), &a, changed);
+    EXPECT_EQ(registrar.removals(), 1U);
+    registrar.unregisterHandler(var("display", ""), &p);
+
+    EXPECT_EQ(registrar.removals(), 2U);
+}
+
 TEST_F(ConfigRegistrarTest, APlaceholderCountsAsRegisteredButIsNotReturned) {
     registrar.registerHandler(var("a", "b"), nullptr, changed);
     registrar.registerHandler(var("p", "q"), static_cast<ProviderConfigHandler*>(nullptr));
