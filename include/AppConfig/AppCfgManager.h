@@ -21,6 +21,7 @@ class PbUtils;
 namespace AppConfig {
 
 class PlatformCfgService;
+struct Revision;
 
 /// What applications call to read, write, validate and reset configuration variables, with their options and access
 /// levels. A manager stands over one link to a configuration service and owns a cache, so that a variable that was read
@@ -37,8 +38,16 @@ class PlatformCfgService;
 ///
 /// Threads: every operation may be called from any thread, also from within a handler, and concurrently. No lock is
 /// held while a request travels. An operation that consists of several steps (look up, ask, store) is not atomic: two
-/// threads may both ask the service. An answer that an announcement or another thread's answer overtook with other
-/// contents is still given to its caller; what the cache knew of that item is then dropped, and the next read asks.
+/// threads may both ask the service. What is cached never stays older than what the service announced or acknowledged:
+/// an answer that an announcement or another thread's answer overtook with other contents is not stored. A read then
+/// asks again, up to three times in all; should it be overtaken each time, its caller gets the last answer, and the
+/// item (a value with its default flag, options with the index of the default one, both levels) counts as unknown, so
+/// that the next operation that needs it asks. What happens to another variable has no effect.
+///
+/// Own writes are read back: after an awaited setConfigVar() or resetValue() has succeeded, no read of this process
+/// through the same manager gives an older value, however late older announcements arrive. This takes a service that
+/// numbers its changes, as a host's does; with one that does not, an announcement of an earlier change that comes after
+/// the write's answer is believed until that of the write itself has come.
 ///
 /// Blocking: an operation that asks the service blocks its caller until the answer has come or the transport's time
 /// limit is over; each says when it asks. What the cache answers never blocks.
@@ -113,7 +122,8 @@ public:
                           int attributeInstance);
 
     /// \return the number that the first string of the value begins with: decimal, hexadecimal after 0x, octal after 0;
-    /// 0 when it begins with none, and on failure. A number that does not fit is narrowed to int.
+    /// 0 when it begins with none, and on failure. A number that does not fit is cut down to the low 32 bits where long
+    /// is wider than int, and becomes the nearest int where it is not (32-bit ARM).
     int getConfigVarInt(const ConfigVar& var);
     int getConfigVarInt(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance);
 
@@ -130,8 +140,8 @@ public:
     /// \return what retrieveConfigVar() gives for a variable that is not cached.
     ConfigCache::iterator cacheEnd() const;
 
-    /// Store what the service announced, without sending anything; nothing happens for a variable of another service.
-    /// They are called by the link; an application has no need to.
+    /// Store a value, or whether it is the default, without sending anything; nothing happens for a variable of another
+    /// service. What the service announces takes a way of its own; an application has no need of these.
     void updateConfigVar(const ConfigVar& var, std::list<std::string> value);
     void updateIsDefault(const ConfigVar& var, bool isDefault);
 
@@ -212,7 +222,10 @@ public:
                           int attributeInstance, const std::vector<std::string>& options, unsigned int defaultIndex);
 
     /// \return whether the value is the default, from the cache; reads the variable when it is not cached. A variable
-    /// that cannot be read counts as holding its default.
+    /// that cannot be read counts as holding its default. The flag comes with a read and with nothing else: an
+    /// announced change and an awaited write leave it as it was, so after either it can be that of an earlier value
+    /// (false for a record that they made) until the variable is read from the service again. removeVars() or
+    /// resetValue() see to that.
     bool isDefault(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance);
 
     /// Asks the service to set the variable back to its default. On success the cached record is removed, so that the
@@ -277,8 +290,19 @@ public:
                  const std::list<std::string>& value, ConfigResult* result);
 
 private:
+    // The link brings what the service announces, together with its revision, which applications do not see.
+    friend class PlatformCfgService;
+
+    /// How often an operation asks when its answers are overtaken. Then the item stays unknown, and the next operation
+    /// that needs it asks.
+    static constexpr int mostAttempts = 3;
+
     static AppCfgManager* localManager();
     bool isCacheable(const ConfigVar& var) const;
+    bool lacksValue(const ConfigVar& key) const;
+    /// \return the value, from the cache or from the service; empty on failure, with \p isDefault untouched.
+    std::list<std::string> cachedOrAsked(const ConfigVar& var, bool& isDefault);
+    void takeAnnounced(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision);
 
     static std::atomic<AppCfgManager*> ms_instance;
     static std::atomic<AppCfgManager*> ms_localInstance;

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <list>
 #include <map>
 #include <memory>
@@ -15,6 +14,8 @@
 #include "AppConfig/ThreadAnnotations.h"
 
 namespace AppConfig {
+
+class Inquiry;
 
 /// The last known record of every variable that one manager has read or been told of. It owns its records. There is no
 /// expiry and no limit: a record is present and trusted, or absent.
@@ -65,24 +66,6 @@ public:
     /// \return what getConfigValue() gives for an absent variable.
     iterator end() const;
 
-    /// A moment in one cache's history: what happened to a record after it can be told from what happened before.
-    /// A plain value.
-    class Moment {
-    private:
-        friend class ConfigCache;
-        std::uint64_t m_number = 0;
-    };
-    Moment now() const;
-
-    /// These three store an answer that the service was asked for after \p since, as update(), updateOptions() together
-    /// with updateOptionDefaultIndex(), and updateAccessLevels() do. Should the same item have been stored since then
-    /// with other contents (by a notification or another thread's answer, which may be newer than this one or older),
-    /// or a value removed, the item becomes unknown, so that the next read asks; the rest of the record stays.
-    /// \return whether the record now holds what was given.
-    bool updateSince(ConfigVar var, Moment since, std::list<std::string> value);
-    bool updateOptionsSince(ConfigVar var, Moment since, std::vector<std::string> options, unsigned int defaultIndex);
-    bool updateAccessLevelsSince(ConfigVar var, Moment since, ConfigAccessLevels const& levels);
-
     /// Removes the record of \p var, so that the next read goes to the service.
     /// \return whether there was one.
     bool setStale(ConfigVar var);
@@ -108,19 +91,24 @@ public:
     unsigned int removeVars(std::string part);
 
 private:
-    /// An entry and, for each item that the service announces, when it was stored last.
-    struct Record;
+    // A request under way has to tell what happened to its variable meanwhile.
+    friend class Inquiry;
 
-    template <typename Change>
-    ConfigValue change(const ConfigVar& var, Change&& apply);
-    template <typename Change>
-    ConfigValue changeLocked(const ConfigVar& var, Change&& apply) APPCONFIG_REQUIRES(m_mutex);
+    struct APPCONFIG_HIDDEN Record;
+    using Records = std::map<ConfigVar, std::shared_ptr<const Record>>;
+
+    /// \return the record of \p var, also one that only remembers; null when there is none.
     std::shared_ptr<const Record> find(const ConfigVar& var) const APPCONFIG_REQUIRES(m_mutex);
+    /// \return a copy of the record of \p var to be changed and put back; a new one when there is none.
+    std::shared_ptr<Record> editable(const ConfigVar& var) const APPCONFIG_REQUIRES(m_mutex);
+    /// \return a copy of its contents.
+    ConfigValue put(std::shared_ptr<Record> record) APPCONFIG_REQUIRES(m_mutex);
+    /// Removes the record at \p at, which moves on to the next. \return whether there was one to be seen.
+    bool remove(Records::iterator& at) APPCONFIG_REQUIRES(m_mutex);
 
-    std::map<ConfigVar, std::shared_ptr<const Record>> m_cache APPCONFIG_GUARDED_BY(m_mutex);
+    Records m_cache APPCONFIG_GUARDED_BY(m_mutex);
     mutable PlainMutex m_mutex;
-    std::uint64_t m_moment APPCONFIG_GUARDED_BY(m_mutex) = 0;   ///< counts changes and removals
-    std::uint64_t m_removed APPCONFIG_GUARDED_BY(m_mutex) = 0;  ///< moment of the last removal
+    std::vector<Inquiry*> m_inquiries APPCONFIG_GUARDED_BY(m_mutex);  ///< requests under way
 };
 
 }  // namespace AppConfig

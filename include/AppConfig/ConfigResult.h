@@ -16,7 +16,8 @@ public:
     /// \return \p r
     static ConfigResult& fillDefaults(ConfigResult& r);
 
-    /// Stores \p error and \p flag; messages and names stay.
+    /// Stores \p error and \p flag; messages and names stay. Nothing is checked here; but a result that a provider
+    /// hands back with a number that is none of eErrorT ends the process by an assertion when the answer is built.
     /// \return \p ret, so that a function can fill its result and return in one expression.
     bool fillConfigResult(bool ret, eErrorT error, bool flag);
 
@@ -26,7 +27,7 @@ public:
     void setServerContext(std::string const& s);
     void setClientName(std::string const& s);
 
-    eErrorT m_error = CFG_ERROR_NONE;   ///< 0 means no error
+    eErrorT m_error = CFG_ERROR_NONE;   ///< 0 means no error; one of eErrorT
     bool m_flag = false;                ///< a yes/no qualifier that travels with the error
     std::list<std::string> m_messages;  ///< for people, in the order in which they were added
     std::string m_serverContext;        ///< supplied by the service, handed back to it unchanged

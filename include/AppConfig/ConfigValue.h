@@ -49,6 +49,8 @@ public:
     void accessLevels(ConfigAccessLevels levels);
     /// \return both roles with their flags.
     ConfigAccessLevels accessLevels() const;
+    /// Makes both roles unknown again; they are then SECURITY_ROLE_NONE.
+    void clearAccessLevels();
 
     /// Replaces the options, duplicates included, and marks them known, also when \p o is empty.
     void setOptions(std::vector<std::string> const& o);
@@ -70,9 +72,6 @@ public:
     bool canWrite(SecurityRole role) const;
 
 private:
-    // The cache makes single items unknown again.
-    friend class ConfigCache;
-
     std::list<std::string> m_value;
     SecurityRole m_readRole = SECURITY_ROLE_NONE;
     SecurityRole m_writeRole = SECURITY_ROLE_NONE;

@@ -10,15 +10,15 @@
 /// needed, set the want-flags, register the object (HandlerRegistration.h).
 ///
 /// Ownership: the application's. The library stores the pointer, never copies or deletes it; the object has to live
-/// until it has been unregistered and no call into it is running any more. Unregistering from within one of its own
-/// operations is allowed; deleting it there is not.
+/// until it has been unregistered and no call into it is running any more. From within any handler, on the same thread,
+/// unregisterHandler() is enough: a handler that was removed is not called any more, also not for the message that is
+/// being delivered, and may be deleted, except by itself. Everywhere else unregisterHandlerAndWait() says when.
 ///
 /// Threads: every operation runs on the transport's delivery thread, one after another for one message, in the order of
 /// registration (exact names before whole nodes). No lock of the library is held, so an operation may call anything of
 /// the library: read, write, register, unregister itself or others, change options and levels. While it runs nothing
 /// else is delivered to this process, except that a provider of this same process is asked when the operation itself
-/// writes a variable which that provider decides on. A handler that was unregistered while a message was being
-/// delivered may still hear of that one message.
+/// writes a variable which that provider decides on.
 ///
 /// Exceptions: the library does not catch. An exception that leaves an operation reaches the transport, and the
 /// handlers that would have been called after this one do not hear of that message. On a host the delivery thread

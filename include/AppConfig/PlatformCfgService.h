@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <list>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -46,6 +47,8 @@ class PbUtils;
 namespace AppConfig {
 
 class AppCfgManager;
+struct IncomingVariable;
+struct Revision;
 
 /// One link between this process and a configuration service: it sends requests, receives what the service sends
 /// unasked, and keeps the service's callback registrations in step with the handlers of this process.
@@ -83,13 +86,22 @@ public:
 
     /// Makes a new link the primary one, and hands it \p pb unless that is null. Possible while the primary link is
     /// unset or the local one, which stays reachable through getLocalCfgService(). \return the new primary link; null,
-    /// with nothing changed, when the primary link was replaced before.
+    /// with nothing changed, when the primary link was replaced before. Applications call
+    /// AppCfgManager::changePrimaryConfigService(), which gives the link its manager before anything can arrive; called
+    /// by itself, this leaves the messages of the new link to AppCfgManager::getInstance() as it is.
+    ///
+    /// One transport may serve both links. Notifications are told apart by the client name that they carry. A provider
+    /// request carries none: a link takes part in it unless the variable is namespace-scoped and of another namespace.
+    /// A host's transport also looks at the service that it came from, so links to two services never meet each other's
+    /// requests; links to one and the same service do.
     static PlatformCfgService* changePrimaryConfigService(int namespaceId, const std::string& linkToConfig,
                                                           const std::string& linkToSelf, PbUtility::PbUtils* pb);
 
     /// Hands the link its transport (not owned): names the service's endpoint to it and installs the table of incoming
     /// messages. Null, and the transport that the link has already, are ignored. Another transport takes the place of
-    /// the present one, whose table stays installed there. Blocks as the transport does.
+    /// the present one, whose table stays installed there. Blocks as the transport does; while another thread hands
+    /// over a transport, until that one is installed. When handlers were entered while there was no transport, the
+    /// first one then asks the service on their account, and the call blocks like one request for each of them.
     void setPbInterface(PbUtility::PbUtils* pb);
 
     /// Sets the role under which the link speaks from the next request on. A number that is no role speaks as
@@ -158,7 +170,10 @@ public:
 
     /// Enter a handler for a variable or, with an empty \p attribute, for a whole node. The first one for a variable
     /// and kind asks the service (two requests for a provider, one per want-flag for a consumer); what it answers is
-    /// not looked at, and it is not asked again. Two threads that register the same pair at once may both ask.
+    /// not looked at, and it is not asked again. Two threads that register the same pair at once may both ask. Without
+    /// a transport nobody is asked; setPbInterface() makes up for it. What the service announces before its answer has
+    /// come is dispatched to the handler, too: its delivery thread waits until the handler is entered. What arrives on
+    /// the registering thread itself (a handler that registers another) does not wait and may miss it.
     void registerHandler(const std::string& node, const std::string& attribute, ProviderConfigHandler* handler);
     void registerHandler(const std::string& node, const std::string& attribute, ConsumerConfigHandler* handler);
     /// The same for one kind of event, whatever the want-flags say.
@@ -168,9 +183,20 @@ public:
     /// already.
     void registerHandlerProactively(ConfigVar var, ConfigRegistrar::ConsumerCallbackType type);
 
-    /// Remove a handler; the service is not told and goes on announcing.
+    /// Remove a handler; the service is not told and goes on announcing. They do not block. From within a handler, on
+    /// the same delivery thread, no call to the removed one comes any more, so it may be deleted there (unless it is
+    /// itself running further down the stack). On any other thread a call may be running, or just about to begin.
     void unregisterHandler(const std::string& node, const std::string& attribute, ProviderConfigHandler* handler);
     void unregisterHandler(const std::string& node, const std::string& attribute, ConsumerConfigHandler* handler);
+
+    /// The same, and return only when no call on account of this registration is running or will come, so that the
+    /// handler may be deleted: they block for as long as such calls take. Calls that the calling thread itself is in
+    /// are not waited for. Do not hold what the handler may be waiting for, and do not let two handlers on the delivery
+    /// threads of two transports wait for each other.
+    void unregisterHandlerAndWait(const std::string& node, const std::string& attribute,
+                                  ProviderConfigHandler* handler);
+    void unregisterHandlerAndWait(const std::string& node, const std::string& attribute,
+                                  ConsumerConfigHandler* handler);
 
     // ---- values
 
@@ -227,24 +253,44 @@ public:
     bool setConfigOptions(ConfigVar const& var, std::list<std::string> const& options, unsigned int* defaultIndex);
 
 private:
-    PbUtility::PbUtils* transport() const { return m_pbInterface.load(std::memory_order_acquire); }
+    // The manager stores what an answer says together with its revision, which applications do not see.
+    friend class AppCfgManager;
+
+    struct APPCONFIG_HIDDEN State;
+
+    PbUtility::PbUtils* transport() const;
+    void install(PbUtility::PbUtils& pb);
     CommonIF::eSecurityRole role() const;
     ConfigVar inOwnNamespace(ConfigVar const& var) const;
     std::list<ConfigVar> inOwnNamespace(std::list<ConfigVar> const& vars) const;
     bool ask(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& reply) const;
     bool handOver(const google::protobuf::MessageLite& message) const;
 
+    /// getConfigVar(), setConfigVar() and resetValue(); on success also the value's revision.
+    std::list<std::string> readValue(ConfigVar const& var, bool& isDefault, Revision& revision);
+    bool writeValue(ConfigVar const& var, std::list<std::string> const& value, ConfigResult* result,
+                    Revision& revision);
+    bool resetValue(ConfigVar const& var, Revision& revision);
+
+    bool registerName(const std::string& name, ConfigIF::CallbackType type);
+    void registerFor(const ConfigVar& var, ConfigIF::CallbackType type);
+    template <typename Call>
+    void callConsumers(const IncomingVariable& var, ConfigRegistrar::ConsumerCallbackType type, Call&& call);
+    /// As long as \p call returns true.
+    template <typename Call>
+    void callProviders(const IncomingVariable& var, Call&& call);
+
     static std::atomic<PlatformCfgService*> ms_instance;
     static std::atomic<PlatformCfgService*> ms_localInstance;
     static const MSG_Callback msgCallbacks[8];
 
     ConfigRegistrar m_registrar;
-    std::atomic<PbUtility::PbUtils*> m_pbInterface;
     const std::string m_clientName;            ///< comes back as the addressee of each notification
     std::atomic<std::int32_t> m_securityRole;  ///< as on the wire
     const std::int32_t m_namespace;
     const std::string m_linkToConfig;
     const std::string m_linkToSelf;
+    const std::unique_ptr<State> m_state;  ///< the transport, and what is going on with it
 };
 
 }  // namespace AppConfig

@@ -11,7 +11,7 @@
 /// tells it to take a change on board. Register the object with HandlerRegistration.h.
 ///
 /// Ownership: the application's. The library stores the pointer, never copies or deletes it; the object has to live
-/// until it has been unregistered and no call into it is running any more.
+/// until it has been unregistered and no call into it is running any more: see ConsumerConfigHandler.
 ///
 /// Threads: both operations run on the transport's delivery thread, one after another in the order of registration,
 /// with no lock of the library held. They may call anything of the library. The writer waits meanwhile, and the service
@@ -25,7 +25,9 @@
 ///
 /// The variable comes as node, node instance, attribute (may be empty) and attribute instance, names in small letters.
 /// \p requesterRole is the role of the party that asked for the change. \p result is one record that all providers of
-/// one request share: it arrives with error 0, the service's context and the requester's name.
+/// one request share: it arrives with error 0, the service's context and the requester's name. The error that a
+/// provider sets has to be one of eErrorT: the answer carries the number as it stands, and one that the service's
+/// definition does not have ends the process by an assertion, in every build.
 ///
 /// The order of the virtual operations is part of the binary interface.
 class APPCONFIG_EXPORT ProviderConfigHandler {

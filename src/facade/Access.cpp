@@ -1,5 +1,6 @@
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
+#include "cache/Inquiry.h"
 
 // Setting levels never touches the cache: the levels that hold come back as a notification.
 
@@ -13,23 +14,25 @@ constexpr SecurityRole hiddenReadRole = SECURITY_ROLE_3;
 }  // namespace
 
 bool AppCfgManager::getAccessLevels(const ConfigVar& var, SecurityRole* readRole, SecurityRole* writeRole) {
-    ConfigCache::iterator record = m_cache.getConfigValue(var);
-    if (record == m_cache.end()) {
+    if (m_cache.getConfigValue(var) == m_cache.end()) {
         std::list<std::string> scratch;
         getConfigVar(var, scratch);
-        record = m_cache.getConfigValue(var);
-        if (record == m_cache.end()) return false;
+        if (m_cache.getConfigValue(var) == m_cache.end()) return false;
     }
     ConfigAccessLevels levels;
-    const ConfigCache::Moment before = m_cache.now();
-    if (record->second.hasAccessLevels()) {
-        levels = record->second.accessLevels();
-    } else if (m_service->getAccessLevels(var, &levels.readRole, &levels.writeRole)) {
-        levels.hasReadRole = true;
-        levels.hasWriteRole = true;
-        m_cache.updateAccessLevelsSince(var, before, levels);
+    for (int attempt = 1;; ++attempt) {
+        const ConfigCache::iterator record = m_cache.getConfigValue(var);
+        if (record != m_cache.end() && record->second.hasAccessLevels()) {
+            levels = record->second.accessLevels();
+            break;
+        }
+        Inquiry inquiry(m_cache, var, Inquiry::Item::levels);
+        // An attempt that fails does not take from the caller what an earlier one brought.
+        if (!m_service->getAccessLevels(var, &levels.readRole, &levels.writeRole)) break;
+        levels.hasReadRole = levels.hasWriteRole = true;
+        if (inquiry.levelsRead(levels) == Inquiry::Outcome::stored || attempt == mostAttempts) break;
     }
-    if (!levels.hasReadRole || !levels.hasWriteRole) return false;
+    if (!levels.hasReadRole) return false;
     if (readRole != nullptr) *readRole = levels.readRole;
     if (writeRole != nullptr) *writeRole = levels.writeRole;
     return true;

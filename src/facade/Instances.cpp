@@ -52,11 +52,15 @@ bool AppCfgManager::changePrimaryConfigService(int ns, const std::string& a, con
         const AppCfgManager* const primary = ms_instance.load(std::memory_order_acquire);
         if (primary != nullptr && primary != localManager()) return false;
     }
-    PlatformCfgService* const link = PlatformCfgService::changePrimaryConfigService(ns, a, b, pb);
+    // Without the transport first: what it delivers belongs to the new manager, so that has to be there before.
+    PlatformCfgService* const link = PlatformCfgService::changePrimaryConfigService(ns, a, b, nullptr);
     if (link == nullptr) return false;
-    auto* const manager = new AppCfgManager(link);
-    const StaticLock lock(instancesMutex);
-    ms_instance.store(manager, std::memory_order_release);
+    {
+        auto* const manager = new AppCfgManager(link);
+        const StaticLock lock(instancesMutex);
+        ms_instance.store(manager, std::memory_order_release);
+    }
+    link->setPbInterface(pb);
     return true;
 }
 

@@ -1,33 +1,35 @@
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
+#include "cache/Inquiry.h"
 
 // The lookups here take a variable's namespace as given, unlike those of values.
 
 namespace AppConfig {
 
 std::vector<std::string>& AppCfgManager::getConfigOptions(const ConfigVar& var, std::vector<std::string>& options) {
-    ConfigCache::iterator record = m_cache.getConfigValue(var);
-    if (record == m_cache.end()) {
+    if (m_cache.getConfigValue(var) == m_cache.end()) {
         std::list<std::string> scratch;
         getConfigVar(var, scratch);
-        record = m_cache.getConfigValue(var);
-        if (record == m_cache.end()) {
+        if (m_cache.getConfigValue(var) == m_cache.end()) {
             options.clear();
             return options;
         }
     }
-    if (record->second.hasOptions()) {
-        options = record->second.getOptions();
-        return options;
+    for (int attempt = 1;; ++attempt) {
+        const ConfigCache::iterator record = m_cache.getConfigValue(var);
+        if (record != m_cache.end() && record->second.hasOptions()) {
+            options = record->second.getOptions();
+            return options;
+        }
+        Inquiry inquiry(m_cache, var, Inquiry::Item::options);
+        std::list<std::string> list;
+        unsigned int defaultIndex = 0;
+        m_service->getConfigOptions(var, list, defaultIndex);
+        options.assign(list.begin(), list.end());
+        // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
+        const Inquiry::Outcome outcome = inquiry.optionsRead(options, defaultIndex);
+        if (outcome == Inquiry::Outcome::stored || attempt == mostAttempts) return options;
     }
-    std::list<std::string> list;
-    unsigned int defaultIndex = 0;
-    const ConfigCache::Moment before = m_cache.now();
-    m_service->getConfigOptions(var, list, defaultIndex);
-    options.assign(list.begin(), list.end());
-    // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
-    m_cache.updateOptionsSince(var, before, options, defaultIndex);
-    return options;
 }
 
 std::vector<std::string>& AppCfgManager::getConfigOptions(const std::string& node, int nodeInstance,
@@ -58,9 +60,13 @@ std::vector<std::string>& AppCfgManager::getConfigDefaultOptions(const std::stri
 }
 
 bool AppCfgManager::getConfigOptionDefaultIndex(const ConfigVar& var, unsigned int& index) {
-    if (m_cache.getConfigValue(var) == m_cache.end()) {
+    const bool isMissing = m_cache.getConfigValue(var) == m_cache.end();
+    if (isMissing) {
         std::list<std::string> value;
         getConfigVar(var, value);
+    }
+    // A record without options has an index all the same, unless it lost them: then the index went with them.
+    if (isMissing || Inquiry::hasLost(m_cache, var, Inquiry::Item::options)) {
         std::vector<std::string> options;
         getConfigOptions(var, options);
     }
@@ -95,21 +101,21 @@ bool AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance, 
 bool AppCfgManager::isDefault(const std::string& node, int nodeInstance, const std::string& attribute,
                               int attributeInstance) {
     const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
-    ConfigCache::iterator record = m_cache.getConfigValue(var);
-    if (record == m_cache.end()) {
-        std::list<std::string> scratch;
-        getConfigVar(var, scratch);
-        record = m_cache.getConfigValue(var);
-    }
     // A variable that cannot be read counts as holding its default.
-    return record == m_cache.end() || record->second.isDefault();
+    bool isDefault = true;
+    if (lacksValue(var)) cachedOrAsked(var, isDefault);
+    const ConfigCache::iterator record = m_cache.getConfigValue(var);
+    const bool isKnown = record != m_cache.end() && !Inquiry::hasLost(m_cache, var, Inquiry::Item::value);
+    return isKnown ? record->second.isDefault() : isDefault;
 }
 
 bool AppCfgManager::resetValue(const std::string& node, int nodeInstance, const std::string& attribute,
                                int attributeInstance) {
     const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
-    if (!m_service->resetValue(var)) return false;
-    m_cache.setStale(var);
+    Inquiry inquiry(m_cache, var, Inquiry::Item::value);
+    Revision revision;
+    if (!m_service->resetValue(var, revision)) return false;
+    inquiry.reset(revision);
     return true;
 }
 

@@ -1,10 +1,12 @@
 #include <strings.h>
 
 #include <cstdlib>
+#include <optional>
 
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
-#include "ValueKey.h"
+#include "cache/Inquiry.h"
+#include "facade/ValueKey.h"
 
 namespace AppConfig {
 
@@ -24,30 +26,40 @@ void AppCfgManager::updateConfigVar(const ConfigVar& var, std::list<std::string>
     if (isCacheable(var)) m_cache.update(valueKey(var), std::move(value));
 }
 
+void AppCfgManager::takeAnnounced(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision) {
+    Inquiry::announced(m_cache, key, value, revision);
+}
+
 void AppCfgManager::updateIsDefault(const ConfigVar& var, bool isDefault) {
     if (isCacheable(var)) m_cache.updateIsDefault(valueKey(var), isDefault);
 }
 
 std::list<std::string> AppCfgManager::getConfigVar(const ConfigVar& var, std::list<std::string>& value) {
-    const ConfigCache::Moment before = m_cache.now();
-    const ConfigCache::iterator cached = retrieveConfigVar(var);
-    if (cached != m_cache.end() && cached->second.hasValue()) {
-        value = cached->second.getValue();
-        return value;
-    }
     bool isDefault = false;
-    value = m_service->getConfigVar(var, isDefault);
-    if (value.empty()) {
-        // Not cached: whether the value is empty or the service failed cannot be told, so the next read asks again.
-        value.emplace_back();
-        return value;
-    }
-    // The service has announced changes since it was asked to, perhaps before this line was reached.
-    if (isCacheable(var)) {
-        m_cache.updateSince(valueKey(var), before, value);
-        updateIsDefault(var, isDefault);
-    }
+    value = cachedOrAsked(var, isDefault);
+    if (value.empty()) value.emplace_back();
     return value;
+}
+
+std::list<std::string> AppCfgManager::cachedOrAsked(const ConfigVar& var, bool& isDefault) {
+    std::list<std::string> answer;
+    for (int attempt = 1; attempt <= mostAttempts; ++attempt) {
+        const ConfigCache::iterator cached = retrieveConfigVar(var);
+        if (cached != m_cache.end() && cached->second.hasValue()) {
+            isDefault = cached->second.isDefault();
+            return cached->second.getValue();
+        }
+        std::optional<Inquiry> inquiry;
+        if (isCacheable(var)) inquiry.emplace(m_cache, valueKey(var), Inquiry::Item::value);
+        Revision revision;
+        std::list<std::string> latest = m_service->readValue(var, isDefault, revision);
+        // Not cached: whether the value is empty or the service failed cannot be told, so the next read asks again.
+        // What an earlier attempt brought still holds for the caller.
+        if (latest.empty()) break;
+        answer = std::move(latest);
+        if (!inquiry || inquiry->read(answer, isDefault, revision) == Inquiry::Outcome::stored) break;
+    }
+    return answer;
 }
 
 std::list<std::string> AppCfgManager::getConfigVar(const std::string& node, int nodeInstance,
@@ -92,23 +104,34 @@ int AppCfgManager::getConfigVarInt(const std::string& node, int nodeInstance, co
 ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInstance, const std::string& attribute,
                                           int attributeInstance) {
     const ConfigVar key(0, node, nodeInstance, attribute, attributeInstance);
-    ConfigCache::iterator record = m_cache.getConfigValue(key);
-    if (record == m_cache.end()) {
-        getConfigVar(key);
-        record = m_cache.getConfigValue(key);
-        if (record == m_cache.end()) return ConfigValue();
-    }
+    std::list<std::string> value;
+    bool isDefault = false;
+    if (lacksValue(key)) value = cachedOrAsked(key, isDefault);
+    const ConfigCache::iterator record = m_cache.getConfigValue(key);
+    if (record == m_cache.end()) return ConfigValue();
+    ConfigAccessLevels levels;
     if (!record->second.hasAccessLevels()) {
-        getAccessLevels(node, nodeInstance, attribute, attributeInstance, nullptr, nullptr);
+        levels.hasReadRole = levels.hasWriteRole = getAccessLevels(key, &levels.readRole, &levels.writeRole);
     }
-    if (!record->second.hasOptions()) {
-        std::vector<std::string> scratch;
-        getConfigOptions(node, nodeInstance, attribute, attributeInstance, scratch);
+    std::vector<std::string> options;
+    const bool asksForOptions = !record->second.hasOptions();
+    if (asksForOptions) getConfigOptions(key, options);
+
+    // Looked up again for what was fetched. Should it have become unknown since, or the record have been removed, what
+    // this call was told still holds for its caller.
+    const ConfigCache::iterator now = m_cache.getConfigValue(key);
+    ConfigValue completed = now == m_cache.end() ? record->second : now->second;
+    if (!completed.hasValue() && !value.empty()) {
+        completed.setValue(value);
+        completed.isDefault(isDefault);
     }
-    // Looked up again for what was fetched; should somebody have removed the record meanwhile, what was read still
-    // holds.
-    const ConfigCache::iterator completed = m_cache.getConfigValue(key);
-    return completed == m_cache.end() ? record->second : completed->second;
+    if (!completed.hasAccessLevels()) completed.accessLevels(levels);
+    if (!completed.hasOptions() && asksForOptions) completed.setOptions(options);
+    return completed;
+}
+
+bool AppCfgManager::lacksValue(const ConfigVar& key) const {
+    return m_cache.getConfigValue(key) == m_cache.end() || Inquiry::hasLost(m_cache, key, Inquiry::Item::value);
 }
 
 }  // namespace AppConfig

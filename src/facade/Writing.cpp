@@ -2,7 +2,8 @@
 
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/PlatformCfgService.h"
-#include "ValueKey.h"
+#include "cache/Inquiry.h"
+#include "facade/ValueKey.h"
 
 // Every form ends in one of two writers: with a result the service is waited for and the cache follows; without one
 // neither happens.
@@ -29,10 +30,12 @@ const char* spelledWithoutResult(bool value) {
 }  // namespace
 
 bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::string>& value, ConfigResult* result) {
-    const ConfigCache::Moment before = m_cache.now();
-    if (!m_service->setConfigVar(var, value, result)) return false;
+    Revision revision;
+    if (!isCacheable(var)) return m_service->writeValue(var, value, result, revision);
+    Inquiry inquiry(m_cache, valueKey(var), Inquiry::Item::value);
+    if (!m_service->writeValue(var, value, result, revision)) return false;
     // Somebody else's later write may have been announced before this line was reached, and must not be undone.
-    if (isCacheable(var)) m_cache.updateSince(valueKey(var), before, value);
+    inquiry.written(value, revision);
     return true;
 }
 

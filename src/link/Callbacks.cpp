@@ -1,6 +1,7 @@
 #include "AppConfig/ConsumerConfigHandler.h"
 #include "AppConfig/PlatformCfgService.h"
 #include "AppConfig/ProtobufMessageHelper.h"
+#include "link/LinkState.h"
 #include "link/Reply.h"
 
 namespace AppConfig {
@@ -29,14 +30,18 @@ constexpr Wish wishes[] = {
 }  // namespace
 
 bool PlatformCfgService::registerCallback(const ConfigVar& var, ConfigIF::CallbackType type) {
+    return registerName(var.getFQName(), type);
+}
+
+bool PlatformCfgService::registerName(const std::string& name, ConfigIF::CallbackType type) {
     ConfigIF::RegisterClientCallbackRsp reply;
-    return ask(ProtobufMessageHelper::getRegClientCallbackRequest(getSelfFQName(), role(), var.getFQName(), type,
-                                                                  m_clientName),
+    return ask(ProtobufMessageHelper::getRegClientCallbackRequest(getSelfFQName(), role(), name, type, m_clientName),
                reply) &&
            succeeded(reply);
 }
 
 bool PlatformCfgService::unregisterCallback(const ConfigVar& var, ConfigIF::CallbackType type) {
+    m_state->setup.forget({var.getFQName(), type});
     ConfigIF::UnregisterClientCallbackRsp reply;
     return ask(ProtobufMessageHelper::getUnregClientCallbackRequest(getSelfFQName(), role(), var.getFQName(), type,
                                                                     m_clientName),
@@ -65,16 +70,23 @@ bool PlatformCfgService::unregisterAccessLevelsCallback(const ConfigVar& var) {
 }
 
 void PlatformCfgService::unregisterAllCallbacks() {
+    m_state->setup.takeKept();
     handOver(ProtobufMessageHelper::getUnregAllClientCallbacksRequest(getSelfFQName()));
+}
+
+/// What the service answers is not looked at: the handler is entered all the same, and the pair then counts as
+/// registered. Before there is a transport nobody can be asked; the first one is told.
+void PlatformCfgService::registerFor(const ConfigVar& var, ConfigIF::CallbackType type) {
+    if (!m_state->setup.keep({var.getFQName(), type})) registerCallback(var, type);
 }
 
 void PlatformCfgService::registerHandler(const std::string& node, const std::string& attribute,
                                          ProviderConfigHandler* handler) {
     const ConfigVar var = pattern(node, attribute);
-    if (!m_registrar.isProviderHandlerRegistered(var)) {
-        registerCallback(var, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
-        registerCallback(var, ConfigIF::CALLBACK_ON_CHANGE);
-    }
+    if (m_registrar.isProviderHandlerRegistered(var)) return m_registrar.registerHandler(var, handler);
+    const EntriesUnderWay::Entry entry(m_state->entries, var, EntriesUnderWay::provider);
+    registerFor(var, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
+    registerFor(var, ConfigIF::CALLBACK_ON_CHANGE);
     m_registrar.registerHandler(var, handler);
 }
 
@@ -86,18 +98,18 @@ void PlatformCfgService::registerHandler(const std::string& node, const std::str
     }
 }
 
-// What the service answers is not looked at: the handler is entered all the same, and the pair then counts as
-// registered.
-
 void PlatformCfgService::registerHandlerRequested(ConfigVar var, ConsumerConfigHandler* handler,
                                                   ConfigRegistrar::ConsumerCallbackType type) {
-    if (!m_registrar.isHandlerRegistered(var, type)) registerCallback(var, enumTranslate(type));
+    if (m_registrar.isHandlerRegistered(var, type)) return m_registrar.registerHandler(var, handler, type);
+    const EntriesUnderWay::Entry entry(m_state->entries, var, type);
+    registerFor(var, enumTranslate(type));
     m_registrar.registerHandler(var, handler, type);
 }
 
 void PlatformCfgService::registerHandlerProactively(ConfigVar var, ConfigRegistrar::ConsumerCallbackType type) {
     if (m_registrar.isHandlerRegistered(var, type)) return;
-    registerCallback(var, enumTranslate(type));
+    // No handler stands behind the entry, so nothing that arrives before it is missed.
+    registerFor(var, enumTranslate(type));
     m_registrar.registerHandler(var, nullptr, type);
 }
 
@@ -110,6 +122,18 @@ void PlatformCfgService::unregisterHandler(const std::string& node, const std::s
                                            ConsumerConfigHandler* handler) {
     const ConfigVar var = pattern(node, attribute);
     for (const Wish& wish : wishes) m_registrar.unregisterHandler(var, handler, wish.type);
+}
+
+void PlatformCfgService::unregisterHandlerAndWait(const std::string& node, const std::string& attribute,
+                                                  ProviderConfigHandler* handler) {
+    unregisterHandler(node, attribute, handler);
+    m_state->calls.awaitEnd(handler);
+}
+
+void PlatformCfgService::unregisterHandlerAndWait(const std::string& node, const std::string& attribute,
+                                                  ConsumerConfigHandler* handler) {
+    unregisterHandler(node, attribute, handler);
+    m_state->calls.awaitEnd(handler);
 }
 
 }  // namespace AppConfig

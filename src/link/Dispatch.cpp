@@ -42,7 +42,8 @@ void asked(void* context, const MSG_Message* message) {
     if (!parse(payload, message)) return;
     MSG_Message* const reply = handler(payload, message, context);
     if (reply == nullptr) return;
-    char owner[128];
+    // A platform may leave the buffer alone when it has no name to give.
+    char owner[128] = {};
     MSG_GetOwnerName(message, owner, sizeof(owner));
     MSG_SendMsg(owner, MSG_GetSender(message), reply);
 }

@@ -4,6 +4,7 @@
 #include "AppConfig/PlatformCfgService.h"
 #include "AppConfig/ProtobufMessageHelper.h"
 #include "PbUtils.h"
+#include "link/LinkState.h"
 #include "link/StaticMutex.h"
 
 namespace AppConfig {
@@ -32,12 +33,12 @@ std::atomic<PlatformCfgService*> PlatformCfgService::ms_instance{nullptr};
 std::atomic<PlatformCfgService*> PlatformCfgService::ms_localInstance{nullptr};
 
 PlatformCfgService::PlatformCfgService(int namespaceId, const std::string& linkToConfig, const std::string& linkToSelf)
-    : m_pbInterface(nullptr),
-      m_clientName(clientNameOf(namespaceId)),
+    : m_clientName(clientNameOf(namespaceId)),
       m_securityRole(CommonIF::SECURITY_ROLE_WIRE_20),
       m_namespace(namespaceId),
       m_linkToConfig(linkToConfig),
-      m_linkToSelf(linkToSelf) {}
+      m_linkToSelf(linkToSelf),
+      m_state(std::make_unique<State>()) {}
 
 PlatformCfgService::~PlatformCfgService() = default;
 
@@ -77,15 +78,31 @@ PlatformCfgService* PlatformCfgService::changePrimaryConfigService(int namespace
 }
 
 void PlatformCfgService::setPbInterface(PbUtility::PbUtils* pb) {
-    if (pb == nullptr || m_pbInterface.exchange(pb, std::memory_order_acq_rel) == pb) return;
-    pb->addRemoteEndpoint(getConfigFQName(), -1);
+    if (pb == nullptr) return;
+    bool isFirst = false;
+    {
+        const TransportSetup::Installation installation(m_state->setup, pb);
+        if (!installation.isNeeded()) return;
+        isFirst = installation.isFirst();
+        install(*pb);
+    }
+    if (!isFirst) return;
+    for (const auto& [name, type] : m_state->setup.takeKept()) registerName(name, type);
+}
+
+void PlatformCfgService::install(PbUtility::PbUtils& pb) {
+    pb.addRemoteEndpoint(getConfigFQName(), -1);
     constexpr std::size_t rows = sizeof(msgCallbacks) / sizeof(msgCallbacks[0]);
     MSG_Callback table[rows];
     for (std::size_t i = 0; i < rows; ++i) {
         table[i] = msgCallbacks[i];
         if (table[i].entry != nullptr) table[i].context = this;
     }
-    pb->addHandlers(table);
+    pb.addHandlers(table);
+}
+
+PbUtility::PbUtils* PlatformCfgService::transport() const {
+    return m_state->setup.transport();
 }
 
 SecurityRole PlatformCfgService::setSecurityRole(SecurityRole role) {

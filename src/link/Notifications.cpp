@@ -2,10 +2,12 @@
 #include "AppConfig/ConsumerConfigHandler.h"
 #include "AppConfig/PlatformCfgService.h"
 #include "link/IncomingVariable.h"
+#include "link/LinkState.h"
+#include "link/Reply.h"
 #include "protocol/CarriesUnknown.h"
 
 // Each handler brings the cache up to date before it calls the application, so that a handler that reads sees the new
-// state. The lists of handlers are copies: a handler may unregister itself or others meanwhile.
+// state. A dispatch that has to wait for a handler to be entered has brought the cache up to date before, too.
 
 namespace AppConfig {
 
@@ -19,12 +21,11 @@ MSG_Message* PlatformCfgService::configChangedHandler(const ConfigIF::ConfigChan
     std::list<std::string> value;
     if (ProtobufMessageHelper::getConfigVarValue(value, ntfy.inst_value()) != 0) return nullptr;
 
-    manager->updateConfigVar(var.key(), value);
-    for (ConsumerConfigHandler* handler :
-         link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::CONFIG_CHANGED)) {
-        handler->onConfigChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
-                                 ntfy.client_name());
-    }
+    manager->takeAnnounced(var.key(), value, revisionOf(ntfy));
+    link->callConsumers(var, ConfigRegistrar::CONFIG_CHANGED, [&](ConsumerConfigHandler& handler) {
+        handler.onConfigChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                                ntfy.client_name());
+    });
     return nullptr;
 }
 
@@ -41,15 +42,13 @@ MSG_Message* PlatformCfgService::optionsChangedHandler(const ConfigIF::OptionsCh
     IncomingVariable var;
     if (!var.read(ntfy.inst())) return nullptr;
 
-    const std::list<ConsumerConfigHandler*> handlers =
-        link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::OPTIONS_CHANGED);
     std::list<std::string> options;
     ProtobufMessageHelper::getStringList(options, ntfy.option());
     manager->updateConfigVarOptions(var.node, var.nodeInstance, var.attribute, var.attributeInstance, options);
-    for (ConsumerConfigHandler* handler : handlers) {
-        handler->onOptionsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, options,
-                                  ntfy.client_name());
-    }
+    link->callConsumers(var, ConfigRegistrar::OPTIONS_CHANGED, [&](ConsumerConfigHandler& handler) {
+        handler.onOptionsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, options,
+                                 ntfy.client_name());
+    });
     return nullptr;
 }
 
@@ -63,11 +62,10 @@ MSG_Message* PlatformCfgService::submitHandler(const ConfigIF::SubmitNtfy& ntfy,
     // A type that this definition does not know is dropped by the runtime, yet it is no submit of type 0.
     const bool unknownType = carriesUnknown(ntfy, ConfigIF::SubmitNtfy::kSubmitTypeFieldNumber);
     const int submitType = unknownType ? 1 : enumTranslate(ntfy.submit_type());
-    for (ConsumerConfigHandler* handler :
-         link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::SUBMIT)) {
-        handler->onSubmit(var.node, var.nodeInstance, var.attribute, var.attributeInstance, submitType,
-                          ntfy.client_name());
-    }
+    link->callConsumers(var, ConfigRegistrar::SUBMIT, [&](ConsumerConfigHandler& handler) {
+        handler.onSubmit(var.node, var.nodeInstance, var.attribute, var.attributeInstance, submitType,
+                         ntfy.client_name());
+    });
     return nullptr;
 }
 
@@ -79,8 +77,6 @@ MSG_Message* PlatformCfgService::accessLevelsChangedHandler(const ConfigIF::Acce
     IncomingVariable var;
     if (!var.read(ntfy.inst())) return nullptr;
 
-    const std::list<ConsumerConfigHandler*> handlers =
-        link->m_registrar.getHandlers(var.node, var.attribute, ConfigRegistrar::ACCESS_LEVELS_CHANGED);
     // A level with a number that this definition does not know is there all the same, as the role without rights.
     using Ntfy = ConfigIF::AccessLevelChangedNtfy;
     ConfigAccessLevels levels;
@@ -89,10 +85,10 @@ MSG_Message* PlatformCfgService::accessLevelsChangedHandler(const ConfigIF::Acce
     levels.hasReadRole = ntfy.has_read_level() || carriesUnknown(ntfy, Ntfy::kReadLevelFieldNumber);
     levels.hasWriteRole = ntfy.has_write_level() || carriesUnknown(ntfy, Ntfy::kWriteLevelFieldNumber);
     manager->updateConfigVarAccessLevels(var.node, var.nodeInstance, var.attribute, var.attributeInstance, levels);
-    for (ConsumerConfigHandler* handler : handlers) {
-        handler->onAccessLevelsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance,
-                                       levels.readRole, levels.writeRole, ntfy.client_name());
-    }
+    link->callConsumers(var, ConfigRegistrar::ACCESS_LEVELS_CHANGED, [&](ConsumerConfigHandler& handler) {
+        handler.onAccessLevelsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, levels.readRole,
+                                      levels.writeRole, ntfy.client_name());
+    });
     return nullptr;
 }
 

@@ -2,6 +2,8 @@
 #include "AppConfig/PlatformCfgService.h"
 #include "AppConfig/ProviderConfigHandler.h"
 #include "link/IncomingVariable.h"
+#include "link/LinkState.h"
+#include "link/Reply.h"
 #include "msgUtil.h"
 
 namespace AppConfig {
@@ -43,12 +45,13 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
     if (link == nullptr || manager == nullptr) {
         result.addResultMessage("Not interested");
     } else if (read(req.inst_value(), var, value, result)) {
-        manager->updateConfigVar(var.key(), value);
-        for (ProviderConfigHandler* provider : link->m_registrar.getProviderHandlers(var.node, var.attribute)) {
+        manager->takeAnnounced(var.key(), value, revisionOf(req));
+        link->callProviders(var, [&](ProviderConfigHandler& provider) {
+            provider.onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                              enumTranslate(req.role()), result);
             // Every provider takes the change on board, whatever another one says; failures stand in the result.
-            provider->onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
-                               enumTranslate(req.role()), result);
-        }
+            return true;
+        });
     }
     return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getOnChangeResponse(result), msg, nullptr);
 }
@@ -62,12 +65,10 @@ MSG_Message* PlatformCfgService::dynamicValidateHandler(const ConfigIF::DynamicV
     if (link == nullptr) {
         result.addResultMessage("Not intersted");  // in this spelling; the service's side knows it so
     } else if (read(req.inst_value(), var, value, result)) {
-        for (ProviderConfigHandler* provider : link->m_registrar.getProviderHandlers(var.node, var.attribute)) {
-            if (!provider->onDynamicValidate(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
-                                             enumTranslate(req.role()), result)) {
-                break;
-            }
-        }
+        link->callProviders(var, [&](ProviderConfigHandler& provider) {
+            return provider.onDynamicValidate(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
+                                              enumTranslate(req.role()), result);
+        });
     }
     return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getDynamicValidateResponse(result), msg, nullptr);
 }

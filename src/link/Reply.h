@@ -1,5 +1,6 @@
 #pragma once
 
+#include "model/Revision.h"
 #include "protocol/CarriesUnknown.h"
 
 namespace AppConfig {
@@ -8,6 +9,16 @@ namespace AppConfig {
 template <typename Reply>
 bool succeeded(const Reply& reply) {
     return reply.error() == 0 && !carriesUnknown(reply, Reply::kErrorFieldNumber);
+}
+
+/// \return the revision that \p message gives its value.
+template <typename Message>
+Revision revisionOf(const Message& message) {
+    Revision revision;
+    revision.known = message.revision().has_timeline() && message.revision().has_change();
+    revision.timeline = message.revision().timeline();
+    revision.change = message.revision().change();
+    return revision;
 }
 
 }  // namespace AppConfig

@@ -30,6 +30,11 @@ ConfigVar PlatformCfgService::inOwnNamespace(ConfigVar const& var) const {
 }
 
 std::list<std::string> PlatformCfgService::getConfigVar(ConfigVar const& var, bool& isDefault) {
+    Revision ignored;
+    return readValue(var, isDefault, ignored);
+}
+
+std::list<std::string> PlatformCfgService::readValue(ConfigVar const& var, bool& isDefault, Revision& revision) {
     const ConfigVar copy = inOwnNamespace(var);
     std::list<std::string> value;
     ConfigIF::ReadRsp reply;
@@ -38,16 +43,24 @@ std::list<std::string> PlatformCfgService::getConfigVar(ConfigVar const& var, bo
     }
     ProtobufMessageHelper::getStringList(value, reply.value());
     isDefault = reply.is_default();
+    revision = revisionOf(reply);
     registerHandlerProactively(copy, ConfigRegistrar::CONFIG_CHANGED);
     return value;
 }
 
 bool PlatformCfgService::setConfigVar(ConfigVar const& var, std::list<std::string> value, ConfigResult* result) {
+    Revision ignored;
+    return writeValue(var, value, result, ignored);
+}
+
+bool PlatformCfgService::writeValue(ConfigVar const& var, std::list<std::string> const& value, ConfigResult* result,
+                                    Revision& revision) {
     const ConfigVar copy = inOwnNamespace(var);
     ConfigIF::WriteRsp reply;
     if (!ask(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value), reply)) return false;
     ConfigResult outcome;
     ProtobufMessageHelper::fillReturnMessage(outcome, reply.result());
+    revision = revisionOf(reply);
     if (outcome.m_error == CFG_ERROR_NONE) registerHandlerProactively(copy, ConfigRegistrar::CONFIG_CHANGED);
     if (result != nullptr) *result = outcome;
     return outcome.m_error == CFG_ERROR_NONE;
@@ -62,9 +75,16 @@ bool PlatformCfgService::setConfigVar(ConfigVar const& var, std::list<std::strin
 }
 
 bool PlatformCfgService::resetValue(ConfigVar const& var) {
+    Revision ignored;
+    return resetValue(var, ignored);
+}
+
+bool PlatformCfgService::resetValue(ConfigVar const& var, Revision& revision) {
     // Unlike the other value operations a reset keeps the variable's own namespace.
     ConfigIF::ResetValueRsp reply;
-    return ask(ProtobufMessageHelper::getResetValueRequest(getSelfFQName(), role(), var), reply) && succeeded(reply);
+    if (!ask(ProtobufMessageHelper::getResetValueRequest(getSelfFQName(), role(), var), reply)) return false;
+    revision = revisionOf(reply);
+    return succeeded(reply);
 }
 
 }  // namespace AppConfig

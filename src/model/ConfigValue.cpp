@@ -69,6 +69,11 @@ ConfigAccessLevels ConfigValue::accessLevels() const {
     return levels;
 }
 
+void ConfigValue::clearAccessLevels() {
+    m_readRole = m_writeRole = SECURITY_ROLE_NONE;
+    m_hasReadRole = m_hasWriteRole = false;
+}
+
 void ConfigValue::setOptions(std::vector<std::string> const& o) {
     m_options = o;
     m_hasOptions = true;

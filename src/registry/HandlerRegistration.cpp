@@ -48,6 +48,24 @@ void unregisterHandler(std::string node, ConsumerConfigHandler* h, AppConfig::Ap
     linkOf(mgr).unregisterHandler(node, std::string(), h);
 }
 
+void unregisterHandlerAndWait(std::string node, std::string attribute, ProviderConfigHandler* h,
+                              AppConfig::AppCfgManager* mgr) {
+    linkOf(mgr).unregisterHandlerAndWait(node, attribute, h);
+}
+
+void unregisterHandlerAndWait(std::string node, ProviderConfigHandler* h, AppConfig::AppCfgManager* mgr) {
+    linkOf(mgr).unregisterHandlerAndWait(node, std::string(), h);
+}
+
+void unregisterHandlerAndWait(std::string node, std::string attribute, ConsumerConfigHandler* h,
+                              AppConfig::AppCfgManager* mgr) {
+    linkOf(mgr).unregisterHandlerAndWait(node, attribute, h);
+}
+
+void unregisterHandlerAndWait(std::string node, ConsumerConfigHandler* h, AppConfig::AppCfgManager* mgr) {
+    linkOf(mgr).unregisterHandlerAndWait(node, std::string(), h);
+}
+
 void unregisterAllHandlers(AppConfig::AppCfgManager* mgr) {
     linkOf(mgr).unregisterAllCallbacks();
 }

@@ -1,3 +1,4 @@
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <signal.h>
 
@@ -31,7 +32,8 @@ TEST_F(Changes, OneBetweenAReadAndItsRegistrationArrives) {
     set("30");
     client.perform({{"do", "release"}});
 
-    EXPECT_EQ(client.answerTo(reading)["value"], Json::array({"70"})) << "the read itself came before the change";
+    // The read itself came before the change; when the news overtakes its answer, it asks again.
+    EXPECT_THAT(client.answerTo(reading)["value"], ::testing::AnyOf(Json::array({"70"}), Json::array({"30"})));
     client.perform({{"do", "watch"}, {"var", brightness}, {"name", "w"}});
     set("31");
     client.waitForEvent({{"event", "change"}, {"value", {"31"}}});

@@ -295,23 +295,6 @@ TEST_F(Reading, ARecordRemovedWhileItsPiecesAreFetchedStillGivesItsValue) {
     EXPECT_EQ(record.getOptions(), Vector{"a"}) << "the record as it now stands";
 }
 
-TEST_F(Reading, AReadThatAnAnnouncementOvertookGivesTheAnswerAndTheNextReadAsksAgain) {
-    answerRead({"70"}, false);
-    bool announced = false;
-    transport.beforeAnswer([&](const std::string& type) {
-        if (type == "ConfigIF.ReadReq" && !announced) {
-            announced = true;
-            manager.updateConfigVar(brightness, {"60"});
-        }
-    });
-
-    EXPECT_EQ(manager.getConfigVar(brightness), "70");
-    answerRead({"60"});
-
-    EXPECT_EQ(manager.getConfigVar(brightness), "60");
-    EXPECT_EQ(asked<ConfigIF::ReadReq>(), 2U);
-}
-
 TEST_F(Reading, AnOvertakenReadStillCountsAsRead) {
     answerRead({"70"}, false);
     answerOptions({"60", "70"}, 1);

@@ -16,14 +16,14 @@ exports)
     classes='AppConfig::(AppCfgManager|ConfigCache|ConfigValue|PlatformCfgService|ProtobufMessageHelper)'
     classes="($classes|ConfigVar|ConfigResult|ConfigRegistrar|CfgHandlerLookup|ConsumerConfigHandler|ProviderConfigHandler)"
     allowed="^((vtable|typeinfo|typeinfo name) for )?$classes(::|\$)"
-    allowed="$allowed|^(registerHandler|unregisterHandler|unregisterAllHandlers|AppConfig::errorText)\("
+    allowed="$allowed|^(registerHandler|unregisterHandler|unregisterHandlerAndWait|unregisterAllHandlers|AppConfig::errorText)\("
     allowed="$allowed|^[^(]* (ConfigRegistrar::(getHandlers|unregisterHandler)|AppConfig::ProtobufMessageHelper::fillBasicMessage)<"
     others="$(grep -vE "$allowed" <<< "$symbols" || true)"
     [[ -z $others ]] || fail "exported beside the public classes and functions (src/appconfig.map):" "$others"
     for name in 'AppConfig::AppCfgManager::getInstance()' 'AppConfig::PlatformCfgService::setPbInterface(' \
         'AppConfig::ProtobufMessageHelper::getReadRequest(' 'AppConfig::errorText(' 'ConfigVar::init(' \
         'ConfigResult::fillDefaults(' 'vtable for ConsumerConfigHandler' 'vtable for ProviderConfigHandler' \
-        'typeinfo for AppConfig::AppCfgManager' 'registerHandler(' 'unregisterHandler(' 'unregisterAllHandlers('; do
+        'typeinfo for AppConfig::AppCfgManager' 'registerHandler(' 'unregisterHandler(' 'unregisterHandlerAndWait(' 'unregisterAllHandlers('; do
         grep -qF "$name" <<< "$symbols" || fail "public, but not exported:" "$name"
     done
     ;;

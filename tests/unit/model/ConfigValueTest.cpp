@@ -266,4 +266,19 @@ TEST(ConfigValue, UnknownRolesLetEveryRoleOfZeroOrMoreThrough) {
     EXPECT_FALSE(value.canWrite(static_cast<SecurityRole>(-1)));
 }
 
+TEST(ConfigValue, ClearedAccessLevelsAreUnknownAndOfNoRole) {
+    ConfigValue value;
+    value.readRole(AppConfig::SECURITY_ROLE_2);
+    value.writeRole(AppConfig::SECURITY_ROLE_4);
+    value.setValue({"21"});
+
+    value.clearAccessLevels();
+
+    EXPECT_FALSE(value.accessLevels().hasReadRole);
+    EXPECT_FALSE(value.accessLevels().hasWriteRole);
+    EXPECT_EQ(value.readRole(), AppConfig::SECURITY_ROLE_NONE);
+    EXPECT_EQ(value.writeRole(), AppConfig::SECURITY_ROLE_NONE);
+    EXPECT_TRUE(value.hasValue());
+}
+
 }  // namespace

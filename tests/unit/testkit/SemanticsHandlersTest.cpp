@@ -114,6 +114,21 @@ TEST_F(Semantics, RegisterProvider) {
     unregisterHandler(node, "level", &second, nullptr);
 }
 
+TEST_F(Semantics, RegisterWithoutTransport) {
+    AppConfig::PlatformCfgService link(0, "", "");
+    AppConfig::AppCfgManager own(&link);
+    Listener listener(false);
+    Judge judge;
+    registerHandler(node, "level", &listener, &own);
+    registerHandler(node, &judge, &own);
+    EXPECT_EQ(travelled(), "");
+
+    own.setPbInterface(&kit.transport());
+
+    EXPECT_EQ(travelled(),
+              "RegisterClientCallbackReq(change) RegisterClientCallbackReq(validate) RegisterClientCallbackReq(apply)");
+}
+
 TEST_F(Semantics, RegisterNothing) {
     registerHandler(node, "level", static_cast<ConsumerConfigHandler*>(nullptr), nullptr);
     registerHandler(node, "level", static_cast<ProviderConfigHandler*>(nullptr), nullptr);
@@ -146,6 +161,19 @@ TEST_F(Semantics, UnregisterProvider) {
     EXPECT_EQ(kit.setValue(name("level"), "13").m_error, CFG_ERROR_NONE);
     EXPECT_EQ(judge.asked, 0);
     EXPECT_EQ(cached("level").getValue(), List{"13"});
+}
+
+TEST_F(Semantics, UnregisterAndWait) {
+    Listener listener(false);
+    registerHandler(node, "level", &listener, nullptr);
+    kit.forgetRequests();
+
+    unregisterHandlerAndWait(node, "level", &listener, nullptr);
+
+    EXPECT_EQ(travelled(), "");
+    kit.setValue(name("level"), "30");
+    ASSERT_TRUE(kit.waitForDeliveries());
+    EXPECT_EQ(listener.told(), "");
 }
 
 TEST_F(Semantics, UnregisterAllHandlers) {

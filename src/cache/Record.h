@@ -1,0 +1,40 @@
+#pragma once
+
+#include <array>
+
+#include "AppConfig/ConfigCache.h"
+#include "cache/Inquiry.h"
+
+namespace AppConfig {
+
+/// What the cache keeps under one variable. Never changed once it is in the map: see ConfigCache::editable().
+struct ConfigCache::Record {
+    explicit Record(const ConfigVar& var) : entry(var, ConfigValue()) {}
+
+    bool& lost(Inquiry::Item item) { return lostItems[static_cast<std::size_t>(item)]; }
+    bool lost(Inquiry::Item item) const { return lostItems[static_cast<std::size_t>(item)]; }
+
+    /// Makes the value known.
+    void setValue(const std::list<std::string>& value) {
+        entry.second.setValue(value);
+        lost(Inquiry::Item::value) = false;
+    }
+
+    /// Makes the options known. Whether there are any is kept here, since asking an empty list for its contents prints.
+    void setOptions(const std::vector<std::string>& options) {
+        entry.second.setOptions(options);
+        hasAnyOption = !options.empty();
+        lost(Inquiry::Item::options) = false;
+    }
+
+    Entry entry;
+    /// False: there is no record. What stays is `newest`, so that nothing older than an accepted write or reset
+    /// returns.
+    bool present = true;
+    bool hasAnyOption = false;
+    std::array<bool, 3> lostItems{};  ///< by Inquiry::Item; see Inquiry::hasLost()
+    Revision newest;                  ///< of all values that were stored, accepted or announced
+    bool accepted = false;            ///< an awaited write or reset of this process is no newer than `newest`
+};
+
+}  // namespace AppConfig

@@ -1,0 +1,87 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <cstdint>
+#include <list>
+#include <string>
+#include <thread>
+
+#include "AppConfig/ConfigVar.h"
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
+#include "registry/Reach.h"
+
+namespace AppConfig {
+
+/// The handlers that are about to be entered: the service has been asked to announce to them, and they come into the
+/// registry when it has answered. What it announces in between would find no handler and be lost, so the thread that
+/// dispatches waits for the entry. Thread-safe.
+class EntriesUnderWay {
+public:
+    /// What a handler is entered for: a consumer's kind of event, or this for a provider.
+    static constexpr int provider = -1;
+
+    /// One handler, from before the request leaves until it is entered.
+    class [[nodiscard]] Entry {
+    public:
+        Entry(EntriesUnderWay& entries, const ConfigVar& var, int kind)
+            : m_entries(entries), m_row(entries.begin(var, kind)) {}
+        ~Entry() { m_entries.end(m_row); }
+        Entry(const Entry&) = delete;
+        Entry& operator=(const Entry&) = delete;
+
+    private:
+        friend class EntriesUnderWay;
+        struct Row {
+            ConfigVar var;
+            int kind;
+            std::thread::id thread;
+            std::uint64_t number;
+        };
+        EntriesUnderWay& m_entries;
+        const std::list<Row>::iterator m_row;
+    };
+
+    /// Returns when every handler that another thread is entering now, and that is to hear of \p kind of the variable,
+    /// has been entered: no later than when that thread's request ends. Entries of the calling thread itself lie
+    /// further down its own stack and are not waited for.
+    void await(const std::string& node, const std::string& attribute, int kind) {
+        // Nearly always nothing is under way. Whoever begins an entry sends a request afterwards, and what that request
+        // brings is dispatched after it, so a count that is not seen yet belongs to no entry that matters here.
+        if (m_count.load(std::memory_order_acquire) == 0) return;
+        const ConfigVar var(0, node, 0, attribute, 0);
+        const std::string name = var.getFQName();
+        const PlainLock lock(m_mutex);
+        const std::uint64_t last = m_last;
+        const std::thread::id me = std::this_thread::get_id();
+        const auto concerns = [&](const Entry::Row& row) {
+            return row.kind == kind && row.number <= last && row.thread != me &&
+                   reach(row.var, var, name) != Reach::none;
+        };
+        while (std::any_of(m_rows.begin(), m_rows.end(), concerns)) m_ended.wait(m_mutex);
+    }
+
+private:
+    std::list<Entry::Row>::iterator begin(const ConfigVar& var, int kind) {
+        const PlainLock lock(m_mutex);
+        m_count.fetch_add(1, std::memory_order_release);
+        return m_rows.insert(m_rows.end(), {var, kind, std::this_thread::get_id(), ++m_last});
+    }
+
+    void end(std::list<Entry::Row>::iterator row) {
+        const PlainLock lock(m_mutex);
+        m_rows.erase(row);
+        m_count.fetch_sub(1, std::memory_order_release);
+        m_ended.notify_all();
+    }
+
+    PlainMutex m_mutex;
+    std::condition_variable_any m_ended;
+    std::list<Entry::Row> m_rows APPCONFIG_GUARDED_BY(m_mutex);
+    std::uint64_t m_last APPCONFIG_GUARDED_BY(m_mutex) = 0;
+    std::atomic<std::size_t> m_count{0};
+};
+
+}  // namespace AppConfig

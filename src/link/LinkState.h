@@ -1,0 +1,47 @@
+#pragma once
+
+#include "AppConfig/PlatformCfgService.h"
+#include "link/EntriesUnderWay.h"
+#include "link/IncomingVariable.h"
+#include "link/RunningCalls.h"
+#include "link/TransportSetup.h"
+
+namespace AppConfig {
+
+/// What a link keeps of what is going on in it. Each member synchronises itself.
+struct PlatformCfgService::State {
+    TransportSetup setup;
+    EntriesUnderWay entries;
+    RunningCalls calls;
+};
+
+// The list of handlers is a copy, so that a handler may register and unregister whatever it likes without disturbing
+// the round. Since it may also delete what it has unregistered, each one is looked up again before it is called, once
+// anything was removed at all.
+
+template <typename Call>
+void PlatformCfgService::callConsumers(const IncomingVariable& var, ConfigRegistrar::ConsumerCallbackType type,
+                                       Call&& call) {
+    m_state->entries.await(var.node, var.attribute, type);
+    const std::uint64_t removals = m_registrar.removals();
+    for (ConsumerConfigHandler* handler : m_registrar.getHandlers(var.node, var.attribute, type)) {
+        const RunningCalls::Call running(m_state->calls, handler);
+        const bool gone = m_registrar.removals() != removals &&
+                          !m_registrar.isStillRegistered(var.node, var.attribute, handler, type);
+        if (!gone) call(*handler);
+    }
+}
+
+template <typename Call>
+void PlatformCfgService::callProviders(const IncomingVariable& var, Call&& call) {
+    m_state->entries.await(var.node, var.attribute, EntriesUnderWay::provider);
+    const std::uint64_t removals = m_registrar.removals();
+    for (ProviderConfigHandler* handler : m_registrar.getProviderHandlers(var.node, var.attribute)) {
+        const RunningCalls::Call running(m_state->calls, handler);
+        const bool gone =
+            m_registrar.removals() != removals && !m_registrar.isStillRegistered(var.node, var.attribute, handler);
+        if (!gone && !call(*handler)) break;
+    }
+}
+
+}  // namespace AppConfig

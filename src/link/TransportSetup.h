@@ -1,0 +1,96 @@
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <condition_variable>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
+#include "configservice.pb.h"
+
+namespace PbUtility {
+class PbUtils;
+}
+
+namespace AppConfig {
+
+/// How a link gets its transport: one at a time, and not before it is installed for everybody who asks. Keeps what
+/// should have been registered before there was any. Thread-safe.
+class TransportSetup {
+public:
+    using Registration = std::pair<std::string, ConfigIF::CallbackType>;  ///< fully qualified name and kind
+
+    /// One transport that is being installed. Waits for another thread that installs one, not for the calling thread
+    /// itself: a transport may call back while it is told.
+    class [[nodiscard]] Installation {
+    public:
+        Installation(TransportSetup& setup, PbUtility::PbUtils* pb) : m_setup(setup) {
+            const PlainLock lock(setup.m_mutex);
+            while (setup.m_depth != 0 && setup.m_thread != std::this_thread::get_id())
+                setup.m_ended.wait(setup.m_mutex);
+            PbUtility::PbUtils* const before = setup.m_transport.load(std::memory_order_relaxed);
+            m_needed = before != pb;
+            m_first = before == nullptr;
+            if (!m_needed) return;
+            ++setup.m_depth;
+            setup.m_thread = std::this_thread::get_id();
+            setup.m_transport.store(pb, std::memory_order_release);
+        }
+        ~Installation() {
+            if (!m_needed) return;
+            const PlainLock lock(m_setup.m_mutex);
+            if (--m_setup.m_depth == 0) m_setup.m_ended.notify_all();
+        }
+        Installation(const Installation&) = delete;
+        Installation& operator=(const Installation&) = delete;
+
+        /// \return false when the link has this transport already, and it is installed.
+        bool isNeeded() const { return m_needed; }
+        /// \return whether there was none before.
+        bool isFirst() const { return m_first; }
+
+    private:
+        TransportSetup& m_setup;
+        bool m_needed;
+        bool m_first;
+    };
+
+    /// \return the transport that was handed over last; null before.
+    PbUtility::PbUtils* transport() const { return m_transport.load(std::memory_order_acquire); }
+
+    /// \return whether there is no transport yet; then \p registration is kept.
+    bool keep(const Registration& registration) {
+        if (transport() != nullptr) return false;
+        const PlainLock lock(m_mutex);
+        // Whoever brings the first transport takes what is kept under the same mutex, so nothing falls in between.
+        if (transport() != nullptr) return false;
+        m_kept.push_back(registration);
+        return true;
+    }
+
+    /// Keeps \p registration no more.
+    void forget(const Registration& registration) {
+        const PlainLock lock(m_mutex);
+        m_kept.erase(std::remove(m_kept.begin(), m_kept.end(), registration), m_kept.end());
+    }
+
+    /// \return what was kept, in the order in which it came, and keeps it no more.
+    std::vector<Registration> takeKept() {
+        const PlainLock lock(m_mutex);
+        return std::exchange(m_kept, {});
+    }
+
+private:
+    PlainMutex m_mutex;
+    std::condition_variable_any m_ended;
+    std::atomic<PbUtility::PbUtils*> m_transport{nullptr};
+    int m_depth APPCONFIG_GUARDED_BY(m_mutex) = 0;  ///< how many installations m_thread is in
+    std::thread::id m_thread APPCONFIG_GUARDED_BY(m_mutex);
+    std::vector<Registration> m_kept APPCONFIG_GUARDED_BY(m_mutex);
+};
+
+}  // namespace AppConfig

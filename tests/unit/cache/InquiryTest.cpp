@@ -1,0 +1,357 @@
+#include <gtest/gtest.h>
+
+#include "cache/Inquiry.h"
+
+// An answer of the service's reaches the cache some time after it was given; others may have stored something newer, or
+// something older, meanwhile. These tests play a service that does not number its changes; see RevisionTest.cpp.
+
+namespace {
+
+using AppConfig::ConfigAccessLevels;
+using AppConfig::ConfigCache;
+using AppConfig::ConfigValue;
+using AppConfig::Inquiry;
+using AppConfig::Revision;
+using Item = AppConfig::Inquiry::Item;
+using Outcome = AppConfig::Inquiry::Outcome;
+using List = std::list<std::string>;
+using Vector = std::vector<std::string>;
+
+const ConfigVar target(3, "room.heating", 2, "target", 7);
+const ConfigVar otherInstance(3, "room.heating", 2, "target", 8);
+const ConfigVar otherNode(3, "room.cooling", 2, "target", 7);
+const Revision unnumbered;
+
+ConfigAccessLevels levels(AppConfig::SecurityRole read, AppConfig::SecurityRole write) {
+    ConfigAccessLevels result;
+    result.readRole = read;
+    result.writeRole = write;
+    result.hasReadRole = result.hasWriteRole = true;
+    return result;
+}
+
+class InquiryTest : public ::testing::Test {
+protected:
+    ConfigValue record() { return cache.getConfigValue(target)->second; }
+    List value() { return record().getValue(); }
+    bool hasLost(Item item) { return Inquiry::hasLost(cache, target, item); }
+
+    ConfigCache cache;
+};
+
+using AnInquiry = InquiryTest;
+
+TEST_F(AnInquiry, StoresAValueWithItsFlagWhenNothingHappenedMeanwhile) {
+    Inquiry inquiry(cache, target, Item::value);
+
+    EXPECT_EQ(inquiry.read({"21", "22"}, true, unnumbered), Outcome::stored);
+
+    EXPECT_EQ(value(), (List{"21", "22"}));
+    EXPECT_TRUE(record().isDefault());
+    EXPECT_FALSE(hasLost(Item::value));
+}
+
+TEST_F(AnInquiry, LeavesAValueUnknownThatWasReplacedMeanwhile) {
+    cache.updateOptions(target, {"19", "21", "23"});
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {"23"});
+
+    EXPECT_EQ(inquiry.read({"21"}, true, unnumbered), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasValue());
+    EXPECT_TRUE(hasLost(Item::value));
+    EXPECT_TRUE(record().hasOptions()) << "only one item is in doubt";
+    EXPECT_FALSE(hasLost(Item::options));
+}
+
+TEST_F(AnInquiry, DoesNotBringTheFlagOfAValueThatWasOvertaken) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {"23"});
+
+    inquiry.read({"21"}, true, unnumbered);
+
+    EXPECT_FALSE(record().isDefault());
+}
+
+TEST_F(AnInquiry, StoresAValueThatOthersStoredToo) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {"23"});
+    cache.update(target, {"21"});
+
+    EXPECT_EQ(inquiry.read({"21"}, true, unnumbered), Outcome::stored);
+
+    EXPECT_EQ(value(), List{"21"});
+    EXPECT_TRUE(record().isDefault());
+}
+
+TEST_F(AnInquiry, LeavesAValueUnknownThatBecameEmptyMeanwhile) {
+    cache.update(target, {"20"});
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {});
+
+    EXPECT_EQ(inquiry.read({"20"}, false, unnumbered), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasValue());
+}
+
+TEST_F(AnInquiry, IsNotDisturbedByOtherItemsOfItsVariable) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.updateOptions(target, {"19", "21"});
+    cache.updateOptionDefaultIndex(target, 1);
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_2));
+    cache.updateIsDefault(target, false);
+
+    EXPECT_EQ(inquiry.read({"21"}, true, unnumbered), Outcome::stored);
+
+    EXPECT_EQ(record().defaultIndex(), 1U);
+    EXPECT_TRUE(record().hasAccessLevels());
+}
+
+TEST_F(AnInquiry, IsNotDisturbedByWhatHappensToOtherVariables) {
+    cache.update(otherNode, {"5"});
+    Inquiry inquiry(cache, target, Item::value);
+    Inquiry other(cache, otherInstance, Item::value);
+    cache.update(otherInstance, {"5"});
+    cache.setStale(otherNode);
+    other.reset(unnumbered);
+    cache.removeVars("cooling");
+
+    EXPECT_EQ(inquiry.read({"21"}, true, unnumbered), Outcome::stored);
+}
+
+TEST_F(AnInquiry, IsNotDisturbedByTheRemovalOfNothing) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.setStale(target);
+    cache.removeVars("");
+    cache.removeVars("heating");
+    cache.reset();
+
+    EXPECT_EQ(inquiry.written({"21"}, unnumbered), Outcome::stored);
+
+    EXPECT_EQ(value(), List{"21"});
+}
+
+TEST_F(AnInquiry, DoesNotBringBackWhatAResetOvertook) {
+    cache.updateOptions(target, {"19", "21"});
+    Inquiry inquiry(cache, target, Item::value);
+    Inquiry(cache, target, Item::value).reset(unnumbered);
+
+    EXPECT_EQ(inquiry.read({"21"}, false, unnumbered), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasValue());
+    EXPECT_FALSE(record().hasOptions()) << "a reset removes the whole record";
+}
+
+TEST_F(AnInquiry, DoesNotBringBackWhatAResetOvertookWhenThereWasNoRecord) {
+    Inquiry inquiry(cache, target, Item::value);
+    Inquiry(cache, target, Item::value).reset(unnumbered);
+
+    EXPECT_EQ(inquiry.read({"21"}, false, unnumbered), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasValue());
+}
+
+TEST_F(AnInquiry, LeavesAValueUnknownWhenTwoAnswersCross) {
+    Inquiry older(cache, target, Item::value);
+    Inquiry newer(cache, target, Item::value);
+    newer.read({"23"}, false, unnumbered);
+
+    EXPECT_EQ(older.read({"21"}, true, unnumbered), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasValue());
+}
+
+TEST_F(AnInquiry, LeavesAValueUnknownWhenALateAnswerFollowsAnotherLateOne) {
+    Inquiry first(cache, target, Item::value);
+    Inquiry second(cache, target, Item::value);
+    cache.update(target, {"23"});
+    first.read({"21"}, false, unnumbered);
+
+    EXPECT_EQ(second.read({"21"}, false, unnumbered), Outcome::unknown) << "it was asked before the announcement, too";
+}
+
+TEST_F(AnInquiry, StoresAnAcceptedWriteAndLeavesTheFlag) {
+    cache.updateIsDefault(target, true);
+    Inquiry inquiry(cache, target, Item::value);
+
+    EXPECT_EQ(inquiry.written({"25"}, unnumbered), Outcome::stored);
+
+    EXPECT_EQ(value(), List{"25"});
+    EXPECT_TRUE(record().isDefault());
+}
+
+TEST_F(AnInquiry, LeavesAnAcceptedWriteUnknownThatWasOvertaken) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {"23"});
+
+    EXPECT_EQ(inquiry.written({"25"}, unnumbered), Outcome::unknown);
+
+    EXPECT_TRUE(hasLost(Item::value));
+}
+
+TEST_F(AnInquiry, MayBeginAgainAfterItsItemWasLost) {
+    {
+        Inquiry inquiry(cache, target, Item::value);
+        cache.update(target, {"23"});
+        inquiry.read({"21"}, false, unnumbered);
+    }
+    Inquiry again(cache, target, Item::value);
+
+    EXPECT_EQ(again.read({"23"}, false, unnumbered), Outcome::stored);
+
+    EXPECT_FALSE(hasLost(Item::value));
+}
+
+TEST_F(AnInquiry, SeesAnAnnouncementMakeALostItemKnownAgain) {
+    Inquiry inquiry(cache, target, Item::value);
+    cache.update(target, {"23"});
+    inquiry.read({"21"}, false, unnumbered);
+
+    Inquiry::announced(cache, target, {"24"}, unnumbered);
+
+    EXPECT_EQ(value(), List{"24"});
+    EXPECT_FALSE(hasLost(Item::value));
+}
+
+TEST_F(AnInquiry, StoresOptionsWithTheirIndex) {
+    Inquiry inquiry(cache, target, Item::options);
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 1), Outcome::stored);
+
+    EXPECT_EQ(record().getOptions(), (Vector{"19", "21"}));
+    EXPECT_EQ(record().defaultIndex(), 1U);
+}
+
+TEST_F(AnInquiry, LeavesOptionsUnknownThatWereAnnouncedMeanwhile) {
+    cache.update(target, {"19"});
+    Inquiry inquiry(cache, target, Item::options);
+    cache.updateOptions(target, {"19", "23"});
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 1), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasOptions());
+    EXPECT_TRUE(hasLost(Item::options));
+    EXPECT_EQ(value(), List{"19"});
+}
+
+TEST_F(AnInquiry, LeavesOptionsUnknownWhoseIndexMayHaveChangedWithAnAnnouncement) {
+    Inquiry inquiry(cache, target, Item::options);
+    cache.updateOptions(target, {"19", "21"});
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 0), Outcome::unknown) << "an announcement does not tell the index";
+}
+
+TEST_F(AnInquiry, DoesNotUndoANewerIndexWithTheSameOptions) {
+    Inquiry inquiry(cache, target, Item::options);
+    cache.updateOptionDefaultIndex(target, 1);
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 0), Outcome::unknown);
+
+    EXPECT_EQ(record().defaultIndex(), 1U);
+}
+
+TEST_F(AnInquiry, StoresOptionsThatAnotherAnswerBroughtToo) {
+    Inquiry inquiry(cache, target, Item::options);
+    Inquiry(cache, target, Item::options).optionsRead({"19", "21"}, 1);
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 1), Outcome::stored);
+}
+
+TEST_F(AnInquiry, LeavesOptionsUnknownOfWhichAnotherAnswerBroughtAnotherIndex) {
+    Inquiry inquiry(cache, target, Item::options);
+    Inquiry(cache, target, Item::options).optionsRead({"19", "21"}, 1);
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 0), Outcome::unknown);
+}
+
+TEST_F(AnInquiry, ComparesEmptyOptionsWithoutPrinting) {
+    ::testing::internal::CaptureStdout();
+    Inquiry inquiry(cache, target, Item::options);
+    Inquiry(cache, target, Item::options).optionsRead({}, 0);
+
+    EXPECT_EQ(inquiry.optionsRead({}, 0), Outcome::stored);
+
+    EXPECT_EQ(::testing::internal::GetCapturedStdout(), "");
+}
+
+TEST_F(AnInquiry, DoesNotLetOldOptionsBackInAfterARemoval) {
+    Inquiry inquiry(cache, target, Item::options);
+    cache.updateOptions(target, {"19", "23"});
+    cache.setStale(target);
+
+    EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 1), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasOptions());
+}
+
+TEST_F(AnInquiry, StoresBothLevels) {
+    Inquiry inquiry(cache, target, Item::levels);
+
+    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_2, AppConfig::SECURITY_ROLE_3)), Outcome::stored);
+
+    EXPECT_EQ(record().readRole(), AppConfig::SECURITY_ROLE_2);
+    EXPECT_EQ(record().writeRole(), AppConfig::SECURITY_ROLE_3);
+}
+
+TEST_F(AnInquiry, LeavesLevelsUnknownWithRolesOfZeroWhenTheyWereAnnouncedMeanwhile) {
+    cache.update(target, {"19"});
+    Inquiry inquiry(cache, target, Item::levels);
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
+
+    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_3)), Outcome::unknown);
+
+    EXPECT_FALSE(record().accessLevels().hasReadRole);
+    EXPECT_FALSE(record().accessLevels().hasWriteRole);
+    EXPECT_EQ(record().readRole(), AppConfig::SECURITY_ROLE_NONE);
+    EXPECT_EQ(record().writeRole(), AppConfig::SECURITY_ROLE_NONE);
+    EXPECT_TRUE(hasLost(Item::levels));
+    EXPECT_EQ(value(), List{"19"});
+}
+
+TEST_F(AnInquiry, LeavesLevelsUnknownOfWhichOneWasAnnouncedMeanwhile) {
+    Inquiry inquiry(cache, target, Item::levels);
+    ConfigAccessLevels announced;
+    announced.writeRole = AppConfig::SECURITY_ROLE_3;
+    announced.hasWriteRole = true;
+    cache.updateAccessLevels(target, announced);
+
+    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_NONE, AppConfig::SECURITY_ROLE_3)), Outcome::unknown);
+}
+
+TEST_F(AnInquiry, StoresLevelsThatWereAnnouncedLikeThat) {
+    Inquiry inquiry(cache, target, Item::levels);
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
+
+    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4)), Outcome::stored);
+
+    EXPECT_TRUE(record().hasAccessLevels());
+}
+
+TEST_F(AnInquiry, KeepsOldLevelsOutWhenTwoLateAnswersFollowEachOther) {
+    Inquiry first(cache, target, Item::levels);
+    Inquiry second(cache, target, Item::levels);
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
+    const ConfigAccessLevels old = levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_2);
+    first.levelsRead(old);
+
+    EXPECT_EQ(second.levelsRead(old), Outcome::unknown);
+
+    EXPECT_FALSE(record().hasAccessLevels());
+}
+
+TEST_F(AnInquiry, SeesLostLevelsKnownAgainOnlyWhenBothAreThere) {
+    Inquiry inquiry(cache, target, Item::levels);
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
+    inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_3));
+    ConfigAccessLevels one;
+    one.readRole = AppConfig::SECURITY_ROLE_2;
+    one.hasReadRole = true;
+    cache.updateAccessLevels(target, one);
+    EXPECT_TRUE(hasLost(Item::levels));
+
+    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_2, AppConfig::SECURITY_ROLE_3));
+
+    EXPECT_FALSE(hasLost(Item::levels));
+}
+
+}  // namespace

@@ -1,0 +1,203 @@
+#include <gtest/gtest.h>
+
+#include "cache/Inquiry.h"
+
+// A service that numbers its changes lets the cache tell the newer of two values, whatever the order in which they
+// come.
+
+namespace {
+
+using AppConfig::ConfigCache;
+using AppConfig::Inquiry;
+using AppConfig::Revision;
+using Item = AppConfig::Inquiry::Item;
+using Outcome = AppConfig::Inquiry::Outcome;
+using List = std::list<std::string>;
+
+const ConfigVar target(0, "room.heating", 2, "target", 7);
+
+constexpr std::uint64_t thisTimeline = 0xA1;
+constexpr std::uint64_t nextTimeline = 0xB2;
+
+Revision revision(std::uint64_t change, std::uint64_t timeline = thisTimeline) {
+    Revision result;
+    result.timeline = timeline;
+    result.change = change;
+    result.known = true;
+    return result;
+}
+
+class Revisions : public ::testing::Test {
+protected:
+    void announce(const std::string& value, const Revision& of) { Inquiry::announced(cache, target, {value}, of); }
+    void accept(const std::string& value, const Revision& of) {
+        Inquiry(cache, target, Item::value).written({value}, of);
+    }
+    /// What a read is answered from the cache; "(unknown)" when it has to ask.
+    std::string believed() {
+        const ConfigCache::iterator record = cache.getConfigValue(target);
+        return record == cache.end() || !record->second.hasValue() ? "(unknown)"
+                                                                   : record->second.getSinglestringValue();
+    }
+
+    ConfigCache cache;
+};
+
+TEST_F(Revisions, LetANewerAnswerStandAgainstAnOlderAnnouncement) {
+    Inquiry inquiry(cache, target, Item::value);
+    announce("old", revision(4));
+
+    EXPECT_EQ(inquiry.read({"new"}, true, revision(5)), Outcome::stored);
+
+    EXPECT_EQ(believed(), "new");
+    EXPECT_TRUE(cache.getConfigValue(target)->second.isDefault());
+}
+
+TEST_F(Revisions, LetANewerAnnouncementStandAgainstALateAnswer) {
+    Inquiry inquiry(cache, target, Item::value);
+    announce("new", revision(5));
+
+    EXPECT_EQ(inquiry.read({"old"}, true, revision(4)), Outcome::superseded);
+
+    EXPECT_EQ(believed(), "new");
+    EXPECT_FALSE(cache.getConfigValue(target)->second.isDefault()) << "the flag is the old value's";
+}
+
+TEST_F(Revisions, LetTheAnswerOfTheSameChangeStand) {
+    Inquiry inquiry(cache, target, Item::value);
+    announce("same", revision(5));
+
+    EXPECT_EQ(inquiry.read({"same"}, true, revision(5)), Outcome::stored);
+
+    EXPECT_TRUE(cache.getConfigValue(target)->second.isDefault());
+}
+
+TEST_F(Revisions, LetALaterWriteOfSomebodyElseStandAgainstTheOwnOne) {
+    Inquiry inquiry(cache, target, Item::value);
+    announce("theirs", revision(9));
+
+    EXPECT_EQ(inquiry.written({"own"}, revision(8)), Outcome::superseded);
+
+    EXPECT_EQ(believed(), "theirs");
+}
+
+TEST_F(Revisions, KeepLateAnnouncementsFromUndoingAnAcceptedWrite) {
+    accept("own", revision(8));
+
+    announce("earlier", revision(6));
+    announce("earlier still", revision(7));
+
+    EXPECT_EQ(believed(), "own");
+}
+
+TEST_F(Revisions, KeepLateAnnouncementsFromUndoingAnAcceptedReset) {
+    announce("set", revision(3));
+    Inquiry(cache, target, Item::value).reset(revision(8));
+
+    announce("late", revision(6));
+
+    EXPECT_EQ(believed(), "(unknown)");
+    EXPECT_TRUE(cache.getConfigValue(target) == cache.end()) << "there is no record after a reset";
+    EXPECT_EQ(cache.removeVars(""), 0U);
+}
+
+TEST_F(Revisions, LetAnAnnouncementInAfterAReset) {
+    Inquiry(cache, target, Item::value).reset(revision(8));
+
+    announce("after", revision(9));
+
+    EXPECT_EQ(believed(), "after");
+}
+
+TEST_F(Revisions, KeepAnOldAnswerOutAfterAReset) {
+    Inquiry inquiry(cache, target, Item::value);
+    Inquiry(cache, target, Item::value).reset(revision(8));
+
+    EXPECT_EQ(inquiry.read({"old"}, false, revision(7)), Outcome::superseded);
+
+    EXPECT_EQ(believed(), "(unknown)");
+}
+
+TEST_F(Revisions, OfAnAcceptedWriteOutliveTheRecord) {
+    accept("own", revision(8));
+    cache.setStale(target);
+    announce("late", revision(7));
+    EXPECT_EQ(believed(), "(unknown)");
+
+    accept("own", revision(9));
+    EXPECT_EQ(cache.removeVars("heating"), 1U);
+    announce("late", revision(8));
+    EXPECT_EQ(believed(), "(unknown)");
+
+    accept("own", revision(10));
+    cache.reset();
+    announce("late", revision(9));
+    EXPECT_EQ(believed(), "(unknown)");
+
+    EXPECT_FALSE(cache.setStale(target)) << "what is remembered is no record";
+}
+
+TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteUnknown) {
+    accept("own", revision(8));
+
+    announce("before the restart or after it", revision(100, nextTimeline));
+
+    EXPECT_EQ(believed(), "(unknown)");
+    EXPECT_TRUE(Inquiry::hasLost(cache, target, Item::value));
+}
+
+TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnswer) {
+    accept("own", revision(8));
+    announce("in between", revision(100, nextTimeline));
+    Inquiry inquiry(cache, target, Item::value);
+
+    EXPECT_EQ(inquiry.read({"set back"}, false, revision(2, nextTimeline)), Outcome::stored);
+    announce("later", revision(3, nextTimeline));
+
+    EXPECT_EQ(believed(), "later");
+}
+
+TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnnouncementWhenNothingWasWritten) {
+    announce("first", revision(8));
+
+    announce("after the restart", revision(2, nextTimeline));
+
+    EXPECT_EQ(believed(), "after the restart");
+}
+
+TEST_F(Revisions, OfAnotherTimelineAreTakenOnceTheOwnWriteWasAnnounced) {
+    accept("own", revision(8));
+    announce("own", revision(8));
+
+    announce("after the restart", revision(2, nextTimeline));
+
+    EXPECT_EQ(believed(), "after the restart");
+}
+
+TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {
+    Inquiry inquiry(cache, target, Item::value);
+    announce("announced", revision(8));
+
+    EXPECT_EQ(inquiry.read({"answered"}, false, revision(2, nextTimeline)), Outcome::unknown);
+}
+
+TEST_F(Revisions, StillHoldAfterAnOwnWriteThatSomebodyElseOvertook) {
+    announce("theirs", revision(9));
+    accept("own", revision(8));
+
+    announce("late", revision(7));
+    EXPECT_EQ(believed(), "theirs");
+    announce("before the restart or after it", revision(1, nextTimeline));
+
+    EXPECT_EQ(believed(), "(unknown)");
+}
+
+TEST_F(Revisions, AreLeftAsideForAServiceThatStopsGivingThem) {
+    announce("numbered", revision(9));
+
+    announce("unnumbered", Revision());
+
+    EXPECT_EQ(believed(), "unnumbered");
+}
+
+}  // namespace

@@ -1,0 +1,119 @@
+#include <functional>
+#include <thread>
+
+#include "DeliveryFixture.h"
+#include "Signal.h"
+
+using Support::inFreshProcess;
+
+// Transports that are handed over while something else goes on.
+
+namespace {
+
+using namespace LinkTest;
+using AppConfig::AppCfgManager;
+using AppConfig::PlatformCfgService;
+using Support::FakeTransport;
+using Support::Signal;
+
+/// Runs an action while it is told of its table.
+class SlowTransport : public PbUtility::PbUtils {
+public:
+    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
+                         const std::string& endpoint) override {
+        return next.sendWaitResponse(request, response, endpoint);
+    }
+    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override {
+        return next.send(message, endpoint, reserved);
+    }
+    int addRemoteEndpoint(const std::string& endpoint, int channel) override {
+        return next.addRemoteEndpoint(endpoint, channel);
+    }
+    int addHandlers(const MSG_Callback* table) override {
+        const int status = next.addHandlers(table);
+        if (whileAdding) whileAdding();
+        return status;
+    }
+    std::string localEndpoint() const override { return next.localEndpoint(); }
+
+    FakeTransport next;
+    std::function<void()> whileAdding;
+};
+
+TEST(TransportSetup, ASecondCallerReturnsOnlyWithTheTableInstalled) {
+    SlowTransport transport;
+    PlatformCfgService link(0, "", "");
+    Signal begun;
+    Signal returned;
+    transport.whileAdding = [&] {
+        begun.give();
+        EXPECT_FALSE(returned.comesWithin(std::chrono::milliseconds(50))) << "the table is not installed yet";
+    };
+    std::thread first([&] { link.setPbInterface(&transport); });
+    begun.await();
+
+    link.setPbInterface(&transport);
+    returned.give();
+
+    first.join();
+    EXPECT_EQ(transport.next.handlerTables(), 1);
+}
+
+TEST(TransportSetup, OneThatCallsBackWhileItIsToldIsNotWaitedFor) {
+    SlowTransport transport;
+    PlatformCfgService link(0, "", "");
+    transport.whileAdding = [&] { link.setPbInterface(&transport); };
+
+    link.setPbInterface(&transport);
+
+    EXPECT_EQ(transport.next.handlerTables(), 1);
+    FakeTransport next;
+    link.setPbInterface(&next);
+    EXPECT_EQ(next.handlerTables(), 1) << "nothing was left behind that would be waited for";
+}
+
+TEST(TransportSetup, EachChangeOfTheTransportInstallsTheTable) {
+    FakeTransport a;
+    FakeTransport b;
+    PlatformCfgService link(0, "", "");
+
+    for (FakeTransport* transport : {&a, &a, &b, &a}) link.setPbInterface(transport);
+
+    EXPECT_EQ(a.handlerTables(), 2);
+    EXPECT_EQ(b.handlerTables(), 1);
+    EXPECT_EQ(link.getSelfFQName(), a.localEndpoint());
+}
+
+TEST(TransportSetup, WhatArrivesWhileThePrimaryServiceChangesReachesTheNewManager) {
+    inFreshProcess([] {
+        AppCfgManager* const former = AppCfgManager::getInstance();
+        SlowTransport transport;
+        const ConfigVar brightness(0, "display", 1, "brightness", 2);
+        transport.whileAdding = [&] {
+            ConfigIF::ConfigChangedNtfy ntfy = changed({{"display", 1}, {"brightness", 2}}, {"70"});
+            ntfy.set_client_name(Application::clientName(5));
+            transport.next.deliver(ntfy);
+        };
+
+        ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "node5", "self5", &transport));
+
+        AppCfgManager* const manager = AppCfgManager::getInstance();
+        ASSERT_NE(manager, former);
+        EXPECT_TRUE(former->retrieveConfigVar(brightness) == former->cacheEnd());
+        ASSERT_TRUE(manager->retrieveConfigVar(brightness) != manager->cacheEnd());
+        EXPECT_EQ(manager->retrieveConfigVar(brightness)->second.getSinglestringValue(), "70");
+    });
+}
+
+TEST(TransportSetup, ThePrimaryServiceMayChangeWithoutATransport) {
+    inFreshProcess([] {
+        ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "node5", "self5", nullptr));
+
+        EXPECT_EQ(AppCfgManager::getInstance()->getPlatformCfgService()->getSelfFQName(), "");
+        FakeTransport transport;
+        AppCfgManager::getInstance()->setPbInterface(&transport);
+        EXPECT_EQ(transport.handlerTables(), 1);
+    });
+}
+
+}  // namespace
