@@ -20,8 +20,6 @@ using namespace PbUtility;
 
 namespace {
 
-thread_local const Delivery* currentDelivery = nullptr;
-
 constexpr auto goodbyeTime = std::chrono::milliseconds(100);
 
 Deadline now() {
@@ -87,7 +85,7 @@ Outcome Delivery::add(const std::string& endpoint) {
 }
 
 bool Delivery::isDeliveryThread() const {
-    return currentDelivery == this;
+    return m_threadId.load(std::memory_order_relaxed) == std::this_thread::get_id();
 }
 
 void Delivery::awaitConnection(const std::string& endpoint, bool justConnected, Deadline deadline) {
@@ -122,9 +120,12 @@ Waiter::Result Delivery::wait(int fd, short events, Deadline deadline) {
 }
 
 void Delivery::run() {
-    currentDelivery = this;
+    // The thread says itself who it is: whoever started it may learn its id too late for its first handler.
+    m_threadId.store(std::this_thread::get_id(), std::memory_order_relaxed);
     while (!m_ended.isSet()) turn(-1, 0, Deadline::never());
     sayGoodbye();
+    // The system may give the id to another thread.
+    m_threadId.store(std::thread::id(), std::memory_order_relaxed);
 }
 
 /// Waits once, for whatever comes first, and handles it. \return whether \p fd has one of \p events.

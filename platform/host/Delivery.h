@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <deque>
 #include <memory>
@@ -116,6 +117,9 @@ private:
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
+    /// Set and cleared by the delivery thread alone, so each thread reads here surely whether it is that one. An id and
+    /// no thread_local: several of a simulation's threads may run on one of the system's.
+    std::atomic<std::thread::id> m_threadId{};
 
     // The delivery thread's own.
     std::vector<std::unique_ptr<Remote>> m_remotes;
