@@ -1,5 +1,9 @@
 #include "AttachedTransport.h"
 
+#include <algorithm>
+#include <utility>
+
+#include "HandlerTable.h"
 #include "TransportStatus.h"
 
 namespace AppConfigTest {
@@ -20,17 +24,34 @@ std::shared_ptr<KitTransport> AttachedTransport::target() const {
 }
 
 void AttachedTransport::attach(const std::shared_ptr<KitTransport>& target) {
-    std::list<std::pair<std::string, int>> endpoints;
-    std::vector<MSG_Callback> rows;
+    std::map<std::string, int> endpoints;
+    std::list<Table> tables;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
         m_target = target;
         endpoints = m_endpoints;
-        rows = m_rows;
+        tables = m_tables;
     }
     for (const auto& [endpoint, channel] : endpoints) target->addRemoteEndpoint(endpoint, channel);
-    rows.push_back({});
-    target->addHandlers(rows.data());
+    // All of them are named now, by this thread; an empty table takes the names away from the first real one.
+    const MSG_Callback empty[] = {{}};
+    target->addHandlers(empty);
+    for (const Table& table : tables) install(table, *target);
+}
+
+/// Names the endpoints of the table first, on the same thread, as whoever added it did.
+int AttachedTransport::install(const Table& table, KitTransport& target) {
+    for (const std::string& endpoint : table.endpoints) target.addRemoteEndpoint(endpoint, -1);
+    return target.addHandlers(table.rows.data());
+}
+
+/// With m_mutex held.
+bool AttachedTransport::isPresent(const Table& table) const {
+    return std::any_of(m_tables.begin(), m_tables.end(), [&table](const Table& present) {
+        return present.endpoints == table.endpoints &&
+               std::equal(present.rows.begin(), present.rows.end(), table.rows.begin(), table.rows.end(),
+                          AppConfigHost::isSameRow);
+    });
 }
 
 void AttachedTransport::repeatRegistrations(PbUtility::PbUtils& real) {
@@ -68,21 +89,27 @@ int AttachedTransport::send(const google::protobuf::MessageLite& message, const 
 }
 
 int AttachedTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
+    m_named.add(endpoint);
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_endpoints.emplace_back(endpoint, channel);
+        m_endpoints[endpoint] = channel;
     }
     const auto kit = target();
     return kit ? kit->addRemoteEndpoint(endpoint, channel) : 0;
 }
 
 int AttachedTransport::addHandlers(const MSG_Callback* table) {
+    if (table == nullptr) return PbUtility::TRANSPORT_BAD_ARGUMENT;
+    Table added{m_named.take(), {}};
+    for (; !AppConfigHost::isTerminator(*table); ++table) added.rows.push_back(*table);
+    added.rows.push_back({});
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        for (const MSG_Callback* row = table; row->entry != nullptr; ++row) m_rows.push_back(*row);
+        if (!isPresent(added)) m_tables.push_back(added);
     }
+    // Perhaps a kit that is being attached installs it as well; it has the rows once all the same.
     const auto kit = target();
-    return kit ? kit->addHandlers(table) : 0;
+    return kit ? install(added, *kit) : 0;
 }
 
 std::string AttachedTransport::localEndpoint() const {

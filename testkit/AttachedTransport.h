@@ -1,13 +1,15 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "KitTransport.h"
+#include "NamedEndpoints.h"
 #include "PbUtils.h"
 #include "configservice.pb.h"
 
@@ -15,7 +17,8 @@ namespace AppConfigTest {
 
 /// The transport that the process-wide managers are given, once and for good: they never let go of a transport, and
 /// kits come and go. Passes everything on to the attached kit's transport; without one, nothing is reached. Remembers
-/// what the library set up only once, and tells each new kit of it. Thread-safe; never destroyed.
+/// what the library set up only once, and tells each new kit of it: endpoints, tables with the endpoints that were
+/// named for them, registrations. Thread-safe; never destroyed.
 class AttachedTransport : public PbUtility::PbUtils {
 public:
     static AttachedTransport& instance();
@@ -42,13 +45,21 @@ private:
         ConfigIF::RegisterClientCallbackReq request;
     };
 
+    struct Table {
+        std::set<std::string> endpoints;  ///< that it belongs to
+        std::vector<MSG_Callback> rows;   ///< ended by the all-zero one
+    };
+
     AttachedTransport() = default;
     std::shared_ptr<KitTransport> target() const;
+    static int install(const Table& table, KitTransport& target);
+    bool isPresent(const Table& table) const;
 
+    AppConfigHost::NamedEndpoints m_named;  // synchronises itself
     mutable std::mutex m_mutex;
     std::shared_ptr<KitTransport> m_target;
-    std::list<std::pair<std::string, int>> m_endpoints;
-    std::vector<MSG_Callback> m_rows;
+    std::map<std::string, int> m_endpoints;  // with the channel that was named for each
+    std::list<Table> m_tables;               // each once
     std::list<Registration> m_registrations;
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "HandlerTable.h"
 #include "RequestText.h"
 
 namespace AppConfigTest {
@@ -29,20 +30,30 @@ int KitTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
 }
 
 int KitTransport::addHandlers(const MSG_Callback* table) {
+    if (table == nullptr) return m_next.addHandlers(nullptr);
     std::vector<MSG_Callback> wrapped;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        for (const MSG_Callback* row = table; row->entry != nullptr; ++row) {
-            m_rows.push_back({row->entry, row->context, this});
-            wrapped.push_back({&KitTransport::deliver, &m_rows.back(), row->firstId, row->lastId, row->reserved});
+        for (; !AppConfigHost::isTerminator(*table); ++table) {
+            if (table->entry == nullptr) continue;
+            wrapped.push_back({&KitTransport::deliver, &targetOf(*table), table->firstId, table->lastId, 0});
         }
     }
     wrapped.push_back({});
     return m_next.addHandlers(wrapped.data());
 }
 
-void KitTransport::deliver(void* row, const MSG_Message* message) {
-    const Row& target = *static_cast<const Row*>(row);
+/// With m_mutex held. The same object for the same entry and context, whenever it comes: so the transport below sees
+/// that it has the row already.
+KitTransport::Target& KitTransport::targetOf(const MSG_Callback& row) {
+    for (Target& target : m_targets) {
+        if (target.entry == row.entry && target.context == row.context) return target;
+    }
+    return m_targets.emplace_back(Target{row.entry, row.context, this});
+}
+
+void KitTransport::deliver(void* context, const MSG_Message* message) {
+    const Target& target = *static_cast<const Target*>(context);
     struct Notice {
         KitTransport* owner;
         ~Notice() {

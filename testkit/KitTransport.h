@@ -33,20 +33,22 @@ public:
     bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline);
 
 private:
-    struct Row {
+    /// What a row calls; the transport below is given rows that call deliver() with one of these.
+    struct Target {
         MSG_Entry entry;
         void* context;
         KitTransport* owner;
     };
 
-    static void deliver(void* row, const MSG_Message* message);
+    static void deliver(void* context, const MSG_Message* message);
+    Target& targetOf(const MSG_Callback& row);
     void remember(const google::protobuf::MessageLite& message, bool awaited);
 
     PbUtility::PbUtils& m_next;
     mutable std::mutex m_mutex;
     std::condition_variable m_delivered;
     std::vector<SentRequest> m_requests;
-    std::list<Row> m_rows;  // addresses are handed to the transport
+    std::list<Target> m_targets;  // addresses are handed to the transport
 };
 
 }  // namespace AppConfigTest

@@ -119,8 +119,8 @@ private:
         constexpr std::uint32_t submitId = ConfigIF::messageId("ConfigIF.SubmitNtfy");
         const MSG_Callback rows[] = {{&Impl::countFence, this, submitId, submitId, 0}, {}};
         // Through the kit's transport, so that waitUntil() hears of it, but behind its memory of requests.
-        transport->addHandlers(rows);
         real->addRemoteEndpoint(serviceName, -1);
+        transport->addHandlers(rows);
         const auto request = AppConfig::ProtobufMessageHelper::getRegClientCallbackRequest(
             real->localEndpoint(), CommonIF::SECURITY_ROLE_WIRE_20, std::string(fenceNode) + "." + fenceAttribute,
             ConfigIF::CALLBACK_SUBMIT, fenceName);

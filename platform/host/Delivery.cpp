@@ -296,7 +296,7 @@ void Delivery::deliverQueued() {
         m_queue.pop_front();
         m_queuedBytes -= next.frame.payload().size();
         --next.remote->queued;
-        dispatch(next.frame, 0);
+        dispatch(next.remote->endpoint, next.frame, 0);
         // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
         if (next.frame.has_sequence()) {
             m_resume.delivered(next.remote->endpoint, next.epoch, next.frame.sequence());
@@ -310,7 +310,7 @@ void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, c
     reply.set_correlation(frame.correlation());
     if (m_depth < depthLimit) {
         const MSG_Address address = m_asks.open();
-        const bool calm = dispatch(frame, address);
+        const bool calm = dispatch(remote.endpoint, frame, address);
         // One failure among several handlers must not pass for the others' consent.
         for (std::string& answer : m_asks.close(address)) {
             if (calm) reply.add_answer(std::move(answer));
@@ -326,7 +326,7 @@ void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, c
     if (!written.ok()) lose(remote, written);
 }
 
-bool Delivery::dispatch(const Frame& frame, MSG_Address sender) {
+bool Delivery::dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender) {
     const std::string& payload = frame.payload();
     const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> message(
         MSG_Create(frame.message_id(), payload.data(), static_cast<std::uint32_t>(payload.size()),
@@ -334,7 +334,7 @@ bool Delivery::dispatch(const Frame& frame, MSG_Address sender) {
         MSG_Destroy);
     if (message == nullptr) return false;
     const Depth depth(m_depth);
-    return m_handlers.dispatch(message.get());
+    return m_handlers.dispatch(endpoint, message.get());
 }
 
 void Delivery::observe(const Remote& remote, bool connected) {

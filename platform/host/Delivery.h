@@ -99,7 +99,7 @@ private:
     void enqueue(Remote& remote, Frame& frame);
     void deliverQueued();
     void ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
-    bool dispatch(const Frame& frame, MSG_Address sender);
+    bool dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender);
     void observe(const Remote& remote, bool connected);
     void sayGoodbye();
 

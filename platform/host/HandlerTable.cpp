@@ -1,18 +1,15 @@
 #include "HandlerTable.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
-#include <string>
+#include <utility>
 
 #include "MessageIds.h"
 
 namespace AppConfigHost {
 
 namespace {
-
-bool isTerminator(const MSG_Callback& row) {
-    return row.entry == nullptr && row.context == nullptr && row.firstId == 0 && row.lastId == 0 && row.reserved == 0;
-}
 
 void reportThrow(std::uint32_t id, const char* what) {
     const std::string name(ConfigIF::messageName(id));
@@ -21,25 +18,46 @@ void reportThrow(std::uint32_t id, const char* what) {
 
 }  // namespace
 
-void HandlerTable::add(const MSG_Callback* table) {
-    const AppConfig::PlainLock lock(m_mutex);
-    auto rows = std::make_shared<Rows>(*m_rows);
-    for (; !isTerminator(*table); ++table) rows->push_back(*table);
-    m_rows = std::move(rows);
+bool isTerminator(const MSG_Callback& row) {
+    return row.entry == nullptr && row.context == nullptr && row.firstId == 0 && row.lastId == 0 && row.reserved == 0;
 }
 
-bool HandlerTable::dispatch(const MSG_Message* message) const {
-    std::shared_ptr<const Rows> rows;
+bool isSameRow(const MSG_Callback& one, const MSG_Callback& other) {
+    return one.entry == other.entry && one.context == other.context && one.firstId == other.firstId &&
+           one.lastId == other.lastId;
+}
+
+void HandlerTable::add(const MSG_Callback* table) {
+    const std::set<std::string> endpoints = m_named.take();
+    const AppConfig::PlainLock lock(m_mutex);
+    auto next = std::make_shared<Rows>(*m_rows);
+    for (; !isTerminator(*table); ++table) {
+        if (table->entry == nullptr) continue;
+        // A link that is given back a transport that it had before adds its table once more.
+        auto row = std::find_if(next->rows.begin(), next->rows.end(),
+                                [table](const Row& present) { return isSameRow(present.callback, *table); });
+        if (row == next->rows.end()) row = next->rows.insert(row, Row{*table, false, {}});
+        row->takesAll = row->takesAll || endpoints.empty();
+        row->endpoints.insert(endpoints.begin(), endpoints.end());
+        next->owned.insert(endpoints.begin(), endpoints.end());
+    }
+    m_rows = std::move(next);
+}
+
+bool HandlerTable::dispatch(const std::string& endpoint, const MSG_Message* message) const {
+    std::shared_ptr<const Rows> current;
     {
         const AppConfig::PlainLock lock(m_mutex);
-        rows = m_rows;
+        current = m_rows;
     }
     const std::uint32_t id = MSG_GetId(message);
+    const bool isOwned = current->owned.count(endpoint) != 0;
     bool calm = true;
-    for (const MSG_Callback& row : *rows) {
-        if (row.entry == nullptr || id < row.firstId || id > row.lastId) continue;
+    for (const Row& row : current->rows) {
+        if (id < row.callback.firstId || id > row.callback.lastId) continue;
+        if (isOwned && !row.takesAll && row.endpoints.count(endpoint) == 0) continue;
         try {
-            row.entry(row.context, message);
+            row.callback.entry(row.callback.context, message);
         } catch (const std::exception& thrown) {
             reportThrow(id, thrown.what());
             calm = false;

@@ -2,29 +2,55 @@
 
 #include <cstdint>
 #include <memory>
+#include <set>
+#include <string>
 #include <vector>
 
 #include "AppConfig/PlainMutex.h"
 #include "AppConfig/ThreadAnnotations.h"
 #include "MSG.h"
+#include "NamedEndpoints.h"
 
 namespace AppConfigHost {
 
-/// The rows that were added to a transport. Thread-safe; rows may be added while handlers run, and take part from the
-/// next message on.
+/// \return whether \p row is the all-zero one that ends a table.
+bool isTerminator(const MSG_Callback& row);
+
+/// \return whether both rows call the same entry with the same context for the same ids.
+bool isSameRow(const MSG_Callback& one, const MSG_Callback& other);
+
+/// The rows that were added to a transport, each with the endpoints whose messages it takes. Thread-safe; rows may be
+/// added while handlers run, and take part from the next message on.
 class HandlerTable {
 public:
-    /// Copies the rows of \p table up to the all-zero one.
+    /// Notes that the calling thread has named \p endpoint to the transport.
+    void nameEndpoint(const std::string& endpoint) { m_named.add(endpoint); }
+
+    /// Copies the rows of \p table up to the all-zero one. They belong to the endpoints that the calling thread has
+    /// named since it last called this; when there are none, they take messages from everywhere. A row that is there
+    /// already is not added again: it takes, from now on, also what the new table takes.
     void add(const MSG_Callback* table);
 
-    /// Calls the entry of each row whose range holds the message's id, in the order in which they were added. A handler
-    /// that throws is reported on standard error, and the next one is called all the same.
+    /// Calls, in the order in which they were added, the entries of the rows whose range holds the message's id and
+    /// which take messages from \p endpoint. An endpoint that no row belongs to reaches every row. A handler that
+    /// throws is reported on standard error, and the next one is called all the same.
     /// \return whether none has thrown.
-    bool dispatch(const MSG_Message* message) const;
+    bool dispatch(const std::string& endpoint, const MSG_Message* message) const;
 
 private:
-    using Rows = std::vector<MSG_Callback>;
+    struct Row {
+        MSG_Callback callback;
+        bool takesAll = false;
+        std::set<std::string> endpoints;
+    };
 
+    /// Never changed once it is in use: a dispatch goes on with the one that it began with.
+    struct Rows {
+        std::vector<Row> rows;
+        std::set<std::string> owned;  ///< the endpoints that some row belongs to
+    };
+
+    NamedEndpoints m_named;  // synchronises itself
     mutable AppConfig::PlainMutex m_mutex;
     std::shared_ptr<const Rows> m_rows APPCONFIG_GUARDED_BY(m_mutex) = std::make_shared<Rows>();
 };

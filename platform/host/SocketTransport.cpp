@@ -188,6 +188,8 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
 int SocketTransport::addRemoteEndpoint(const std::string& endpoint, int /*channel*/) {
     const CallCounter::Call call(*m_calls);
     if (!call.isAllowed()) return finish(endpoint, {TRANSPORT_ENDED, {}});
+    // Also when nothing can come from it: the table that follows must not get what is meant for another link.
+    m_handlers->nameEndpoint(endpoint);
     const Outcome outcome = m_connector->check(endpoint);
     return finish(endpoint, outcome.ok() ? m_delivery->add(endpoint) : outcome);
 }

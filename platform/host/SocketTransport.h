@@ -31,6 +31,15 @@ namespace PbUtility {
 /// on with the next message; a provider request is then answered without a payload, which the service counts as an
 /// error.
 ///
+/// Several links may share one transport. A link names its service's endpoint and then, on the same thread, adds its
+/// table; so a table belongs to the endpoints that its thread has named since it last added one, and gets what comes
+/// from them and nothing else. A table that was added without naming an endpoint gets everything. What comes from an
+/// endpoint that no table belongs to goes to every table.
+///
+/// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
+/// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
+/// link of that namespace; any other provider request reaches the cache and the handlers of both.
+///
 /// A service that goes away fails the calls under way with TRANSPORT_BROKEN_OFF and later ones at once with
 /// TRANSPORT_NO_SUCH_ENDPOINT. When it is back, the next call works again, and deliveries resume by themselves after
 /// the pause of the options or with that call, whichever comes first, with the newest state of whatever changed
@@ -55,10 +64,13 @@ public:
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
 
     /// Starts to connect to \p endpoint for deliveries; does not block. The next request to \p endpoint waits for the
-    /// outcome of the first attempt, so that what it registers can be delivered at once. \p channel is ignored.
+    /// outcome of the first attempt, so that what it registers can be delivered at once. \p channel is ignored. The
+    /// next table that the calling thread adds belongs to \p endpoint, also when this fails.
     int addRemoteEndpoint(const std::string& endpoint, int channel) override;
 
-    /// TRANSPORT_BAD_ARGUMENT for a null table. Rows are never removed.
+    /// TRANSPORT_BAD_ARGUMENT for a null table. Rows are never removed. A row whose entry, context and ids are those of
+    /// one that is there is not added again, so that a message reaches it once however often a link is handed this
+    /// transport; it takes, from now on, also what the endpoints of this call send.
     int addHandlers(const MSG_Callback* table) override;
 
     /// `<program>-<pid>-<random hex>`, another one for each transport.
