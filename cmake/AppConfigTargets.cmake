@@ -44,6 +44,11 @@ function(appconfig_generate target)
   cmake_parse_arguments(ARG "LITE" "" "" ${ARGN})
   set(out "${CMAKE_CURRENT_BINARY_DIR}/generated")
   file(MAKE_DIRECTORY "${out}")
+  # Generated code is held to no warning of ours. That for the lite runtime takes any text as it is.
+  set(options -w)
+  if(NOT ARG_LITE)
+    list(APPEND options -include "${PROJECT_SOURCE_DIR}/Common/protobuf/v3/AnyText.h")
+  endif()
   foreach(proto IN LISTS ARG_UNPARSED_ARGUMENTS)
     cmake_path(GET proto STEM name)
     add_custom_command(
@@ -53,8 +58,7 @@ function(appconfig_generate target)
       DEPENDS "${CMAKE_CURRENT_SOURCE_DIR}/${proto}" protobuf::protoc
       VERBATIM)
     target_sources(${target} PRIVATE "${out}/${name}.pb.cc" "${out}/${name}.pb.h")
-    # Generated code is held to no warning of ours.
-    set_source_files_properties("${out}/${name}.pb.cc" PROPERTIES COMPILE_OPTIONS -w)
+    set_source_files_properties("${out}/${name}.pb.cc" PROPERTIES COMPILE_OPTIONS "${options}")
   endforeach()
   target_include_directories(${target} SYSTEM PUBLIC $<BUILD_INTERFACE:${out}>)
 endfunction()

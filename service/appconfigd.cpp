@@ -1,4 +1,3 @@
-#include <google/protobuf/stubs/logging.h>
 #include <signal.h>
 #include <spdlog/sinks/stdout_sinks.h>
 #include <spdlog/spdlog.h>
@@ -186,8 +185,6 @@ int run(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Texts may hold any bytes. The runtime would write a line about each that is no UTF-8, as often as a client likes.
-    google::protobuf::SetLogHandler(nullptr);
     try {
         return run(argc, argv);
     } catch (const std::exception& exception) {

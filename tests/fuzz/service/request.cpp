@@ -1,8 +1,6 @@
 // Whatever clients send, each request is answered once, and no variable ever holds what its rules forbid.
 //
 // An input is a row of steps: one byte that chooses what happens, two bytes of length, and as many bytes of payload.
-#include <google/protobuf/stubs/logging.h>
-
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -154,7 +152,6 @@ private:
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    google::protobuf::SetLogHandler(nullptr);  // it would tell of each text that is no UTF-8
     Bench bench;
     std::size_t at = 0;
     while (at + 3 <= size) {

@@ -1,6 +1,6 @@
 #!/bin/bash
-# Looks at libappconfig.so from outside.
-#   check.sh exports|needed|abstains LIBRARY NM READELF
+# Looks at libappconfig.so from outside; 'texts' looks at the library of the message classes.
+#   check.sh exports|needed|abstains|texts LIBRARY NM READELF
 set -euo pipefail
 what="$1" library="$2" nm="$3" readelf="$4"
 
@@ -39,6 +39,11 @@ abstains)
     found="$(grep -xE 'pthread_create|std::thread::_M_start_thread.*|(secure_)?getenv|f?open(at)?(64)?|creat|std::basic_[io]?f(ile)?(stream|buf).*' \
         <<< "$used" || true)"
     [[ -z $found ]] || fail "the library starts no thread, reads no file and no environment variable, yet uses:" "$found"
+    ;;
+texts)
+    # Of the library that holds the message classes. Whoever verifies a text prints about the one that fails.
+    used="$("$nm" -DC --undefined-only "$library" | grep -iE 'verify_?utf_?8' || true)"
+    [[ -z $used ]] || fail "texts are bytes, yet the generated classes verify them with:" "$used"
     ;;
 *)
     fail "no such check:" "$what"
