@@ -40,6 +40,30 @@ TEST_F(NestedRequest, IsAnsweredInsideAHandler) {
     transport.end();
 }
 
+TEST_F(NestedRequest, IsWhatTheDeliveryThreadMakesAndNoOther) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    UnixTransport transport(options(500ms));
+    Handler busy([&](const MSG_Message*) {
+        entered.set_value();
+        mayLeave.get_future().wait();
+    });
+    Handler provider([&, caller = std::this_thread::get_id()](const MSG_Message*) {
+        journal.add(std::this_thread::get_id() == caller ? "on the caller's thread" : "on the delivery thread");
+    });
+    busy.addTo(transport, changed);
+    provider.addTo(transport, validate);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(notification("x", 1));
+    entered.get_future().wait();
+    // No answer: so the caller surely waits while the ask is there.
+    peer.onRequest([this](ScriptedPeer::Connection&, const Frame&) { peer.awaitDelivery()->send(ask(1)); });
+    EXPECT_EQ(read(transport), TRANSPORT_TIMED_OUT);
+    mayLeave.set_value();
+    EXPECT_THAT(journal.await(1), ElementsAre("on the delivery thread"));
+    transport.end();
+}
+
 TEST_F(NestedRequest, MeetsTheAskThatItsOwnProcessMustAnswer) {
     askBeforeAnswering();
     UnixTransport transport(options());
