@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <type_traits>
 
@@ -282,3 +284,24 @@ TEST(ConfigValue, ClearedAccessLevelsAreUnknownAndOfNoRole) {
 }
 
 }  // namespace
+
+// Whoever pipes the output of an application sees the line when it is printed, not when the application ends.
+TEST(ConfigValue, TheLineAboutAnEmptyListIsFlushed) {
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const pid_t child = fork();
+    ASSERT_NE(child, -1);
+    if (child == 0) {
+        dup2(ends[1], STDOUT_FILENO);
+        ConfigValue().getOptions();
+        _exit(0);  // flushes nothing by itself
+    }
+    close(ends[1]);
+    std::string printed(64, '\0');
+    const ssize_t count = read(ends[0], printed.data(), printed.size());
+    close(ends[0]);
+    ASSERT_EQ(waitpid(child, nullptr, 0), child);
+
+    printed.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+    EXPECT_EQ(printed, "empty in getOptions\n");
+}
