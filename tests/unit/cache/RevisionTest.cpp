@@ -146,6 +146,14 @@ TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteUnknown) {
     EXPECT_TRUE(Inquiry::hasLost(cache, target, Item::value));
 }
 
+TEST_F(Revisions, AreNotInDoubtAfterAResetThatGaveNone) {
+    Inquiry(cache, target, Item::value).reset(Revision());
+
+    announce("numbered", revision(2));
+
+    EXPECT_EQ(believed(), "numbered");
+}
+
 TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnswer) {
     accept("own", revision(8));
     announce("in between", revision(100, nextTimeline));
