@@ -79,14 +79,12 @@ PlatformCfgService* PlatformCfgService::changePrimaryConfigService(int namespace
 
 void PlatformCfgService::setPbInterface(PbUtility::PbUtils* pb) {
     if (pb == nullptr) return;
-    bool isFirst = false;
     {
         const TransportSetup::Installation installation(m_state->setup, pb);
         if (!installation.isNeeded()) return;
-        isFirst = installation.isFirst();
         install(*pb);
     }
-    if (!isFirst) return;
+    // Handlers that were entered before there was any transport; none, once there was one.
     for (const auto& [name, type] : m_state->setup.takeKept()) registerName(name, type);
 }
 

@@ -32,9 +32,7 @@ public:
             const PlainLock lock(setup.m_mutex);
             while (setup.m_depth != 0 && setup.m_thread != std::this_thread::get_id())
                 setup.m_ended.wait(setup.m_mutex);
-            PbUtility::PbUtils* const before = setup.m_transport.load(std::memory_order_relaxed);
-            m_needed = before != pb;
-            m_first = before == nullptr;
+            m_needed = setup.m_transport.load(std::memory_order_relaxed) != pb;
             if (!m_needed) return;
             ++setup.m_depth;
             setup.m_thread = std::this_thread::get_id();
@@ -50,13 +48,10 @@ public:
 
         /// \return false when the link has this transport already, and it is installed.
         bool isNeeded() const { return m_needed; }
-        /// \return whether there was none before.
-        bool isFirst() const { return m_first; }
 
     private:
         TransportSetup& m_setup;
         bool m_needed;
-        bool m_first;
     };
 
     /// \return the transport that was handed over last; null before.
@@ -64,7 +59,6 @@ public:
 
     /// \return whether there is no transport yet; then \p registration is kept.
     bool keep(const Registration& registration) {
-        if (transport() != nullptr) return false;
         const PlainLock lock(m_mutex);
         // Whoever brings the first transport takes what is kept under the same mutex, so nothing falls in between.
         if (transport() != nullptr) return false;

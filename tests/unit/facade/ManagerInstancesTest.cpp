@@ -193,4 +193,24 @@ TEST_F(Manager, RemoveVarsEmptiesItsCacheWithoutAskingTheService) {
     EXPECT_TRUE(transport.records().empty());
 }
 
+// Nothing public tells whether the local manager exists without creating it; an explicit instantiation may name the
+// private member that does.
+template <std::atomic<AppCfgManager*>* instance>
+struct LocalManager {
+    friend bool localManagerExists() { return instance->load() != nullptr; }
+};
+bool localManagerExists();
+template struct LocalManager<&AppCfgManager::ms_localInstance>;
+
+TEST(ManagerInstances, ASecondChangeThatIsRefusedHasMadeTheLocalManager) {
+    inFreshProcess([] {
+        ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "node5", "self5", nullptr));
+        EXPECT_FALSE(localManagerExists());
+
+        EXPECT_FALSE(AppCfgManager::changePrimaryConfigService(6, "node6", "self6", nullptr));
+
+        EXPECT_TRUE(localManagerExists());
+    });
+}
+
 }  // namespace

@@ -26,6 +26,12 @@ exports)
         'typeinfo for AppConfig::AppCfgManager' 'registerHandler(' 'unregisterHandler(' 'unregisterHandlerAndWait(' 'unregisterAllHandlers('; do
         grep -qF "$name" <<< "$symbols" || fail "public, but not exported:" "$name"
     done
+    # Applications may build each message with one variable, several, a name, or a variable and a value.
+    for message in ReadReq BatchReadReq ReadAttributesReq GetAttributeOptionsReq GetAccessLevelsReq \
+        GetValueOptionsAccessReq BatchGetValueOptionsAccessReq ResetValueReq ResetAttributeReq ResetNodeValueReq \
+        WriteReq, ValidateReq,; do
+        grep -qE "fillBasicMessage<ConfigIF::$message" <<< "$symbols" || fail "public, but not exported:" "$message"
+    done
     ;;
 needed)
     libraries="$("$readelf" -d "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p')"
