@@ -1,7 +1,6 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <list>
@@ -48,12 +47,10 @@ public:
     /// has been entered: no later than when that thread's request ends. Entries of the calling thread itself lie
     /// further down its own stack and are not waited for.
     void await(const std::string& node, const std::string& attribute, int kind) {
-        // Nearly always nothing is under way. Whoever begins an entry sends a request afterwards, and what that request
-        // brings is dispatched after it, so a count that is not seen yet belongs to no entry that matters here.
-        if (m_count.load(std::memory_order_acquire) == 0) return;
+        const PlainLock lock(m_mutex);
+        if (m_rows.empty()) return;
         const ConfigVar var(0, node, 0, attribute, 0);
         const std::string name = var.getFQName();
-        const PlainLock lock(m_mutex);
         const std::uint64_t last = m_last;
         const std::thread::id me = std::this_thread::get_id();
         const auto concerns = [&](const Entry::Row& row) {
@@ -66,14 +63,12 @@ public:
 private:
     std::list<Entry::Row>::iterator begin(const ConfigVar& var, int kind) {
         const PlainLock lock(m_mutex);
-        m_count.fetch_add(1, std::memory_order_release);
         return m_rows.insert(m_rows.end(), {var, kind, std::this_thread::get_id(), ++m_last});
     }
 
     void end(std::list<Entry::Row>::iterator row) {
         const PlainLock lock(m_mutex);
         m_rows.erase(row);
-        m_count.fetch_sub(1, std::memory_order_release);
         m_ended.notify_all();
     }
 
@@ -81,7 +76,6 @@ private:
     std::condition_variable_any m_ended;
     std::list<Entry::Row> m_rows APPCONFIG_GUARDED_BY(m_mutex);
     std::uint64_t m_last APPCONFIG_GUARDED_BY(m_mutex) = 0;
-    std::atomic<std::size_t> m_count{0};
 };
 
 }  // namespace AppConfig
