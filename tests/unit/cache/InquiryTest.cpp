@@ -119,6 +119,17 @@ TEST_F(AnInquiry, IsNotDisturbedByWhatHappensToOtherVariables) {
     EXPECT_EQ(inquiry.read({"21"}, true, unnumbered), Outcome::stored);
 }
 
+TEST_F(AnInquiry, IsStillDisturbedAfterOthersHaveEnded) {
+    Inquiry first(cache, target, Item::value);
+    Inquiry second(cache, otherInstance, Item::value);
+    { const Inquiry third(cache, otherNode, Item::value); }
+    cache.update(target, {"23"});
+    cache.update(otherInstance, {"23"});
+
+    EXPECT_EQ(first.read({"21"}, false, unnumbered), Outcome::unknown);
+    EXPECT_EQ(second.read({"21"}, false, unnumbered), Outcome::unknown);
+}
+
 TEST_F(AnInquiry, IsNotDisturbedByTheRemovalOfNothing) {
     Inquiry inquiry(cache, target, Item::value);
     cache.setStale(target);

@@ -11,9 +11,11 @@
 
 namespace {
 std::string answeredFrom = "(nobody answered)";
-}
+size_t roomForTheName = 0;
+}  // namespace
 
-int MSG_GetOwnerName(const MSG_Message*, char*, size_t) {
+int MSG_GetOwnerName(const MSG_Message*, char*, size_t bytes) {
+    roomForTheName = bytes;
     return -1;
 }
 
@@ -31,4 +33,5 @@ TEST(OwnerName, ThatThePlatformDoesNotGiveIsEmpty) {
     transport.deliver(ConfigIF::DynamicValidateReq());
 
     EXPECT_EQ(answeredFrom, "");
+    EXPECT_EQ(roomForTheName, 128U);
 }

@@ -18,5 +18,6 @@ TEST(ErrorType, EveryErrorHasATextOfItsOwn) {
 
     EXPECT_EQ(texts.size(), 22U);
     EXPECT_EQ(texts.count("unknown error"), 0U);
+    EXPECT_EQ(texts.count(""), 0U);
     EXPECT_STREQ(AppConfig::errorText(static_cast<eErrorT>(-21)), "unknown error");
 }
