@@ -109,6 +109,17 @@ TEST_F(Revisions, LetAnAnnouncementInAfterAReset) {
     EXPECT_EQ(believed(), "after");
 }
 
+TEST_F(Revisions, StandAsTheyWereWhenAResetWasOvertaken) {
+    announce("theirs", revision(9));
+    Inquiry(cache, target, Item::value).reset(revision(8));
+
+    announce("the default", revision(8));
+    EXPECT_EQ(believed(), "(unknown)");
+    announce("theirs", revision(9));
+
+    EXPECT_EQ(believed(), "theirs");
+}
+
 TEST_F(Revisions, KeepAnOldAnswerOutAfterAReset) {
     Inquiry inquiry(cache, target, Item::value);
     Inquiry(cache, target, Item::value).reset(revision(8));
