@@ -148,6 +148,16 @@ TEST_F(Revisions, OfAnAcceptedWriteOutliveTheRecord) {
     EXPECT_FALSE(cache.setStale(target)) << "what is remembered is no record";
 }
 
+TEST_F(Revisions, OfAnotherTimelineAreDoubtedAlsoAfterTheRecordOfAnAcceptedWriteWent) {
+    accept("own", revision(8));
+    cache.setStale(target);
+    cache.removeVars("");
+
+    announce("before the restart or after it", revision(100, nextTimeline));
+
+    EXPECT_EQ(believed(), "(unknown)");
+}
+
 TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteUnknown) {
     accept("own", revision(8));
 
