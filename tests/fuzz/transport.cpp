@@ -44,7 +44,11 @@ public:
         pollfd state{m_end.get(), POLLIN, 0};
         char bytes[4096];
         do {
-            if (poll(&state, 1, 10000) != 1) abort();
+            int ready = 0;
+            // The fuzzer's own timer interrupts this now and then.
+            do ready = poll(&state, 1, 10000);
+            while (ready < 0 && errno == EINTR);
+            if (ready != 1) abort();
         } while (recv(m_end.get(), bytes, sizeof bytes, 0) > 0);
     }
 
