@@ -81,17 +81,18 @@ Message ProtobufMessageHelper::fillBasicMessage(std::string const& clientName, C
     return message;
 }
 
-#define APPCONFIG_FILL_ONE(Message)                                                        \
-    template ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
+// Exported here as well: Clang gives an instance the visibility of the message class, which is hidden.
+#define APPCONFIG_FILL_ONE(Message)                                                                         \
+    template APPCONFIG_EXPORT ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
         std::string const&, CommonIF::eSecurityRole, ConfigVar)
-#define APPCONFIG_FILL_MANY(Message)                                                       \
-    template ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
+#define APPCONFIG_FILL_MANY(Message)                                                                        \
+    template APPCONFIG_EXPORT ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
         std::string const&, CommonIF::eSecurityRole, std::list<ConfigVar>)
-#define APPCONFIG_FILL_NAME(Message)                                                       \
-    template ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
+#define APPCONFIG_FILL_NAME(Message)                                                                        \
+    template APPCONFIG_EXPORT ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message>( \
         std::string const&, CommonIF::eSecurityRole, std::string const&)
-#define APPCONFIG_FILL_VALUE(Message, Value)                                                      \
-    template ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message, Value>( \
+#define APPCONFIG_FILL_VALUE(Message, Value)                                                                       \
+    template APPCONFIG_EXPORT ConfigIF::Message ProtobufMessageHelper::fillBasicMessage<ConfigIF::Message, Value>( \
         std::string const&, CommonIF::eSecurityRole, ConfigVar, Value const&)
 
 APPCONFIG_FILL_ONE(ReadReq);
