@@ -49,7 +49,7 @@ std::string replyTo(const Frame& frame) {
     Frame reply;
     if (frame.kind() == HELLO) {
         reply.set_kind(WELCOME);
-        reply.mutable_welcome()->set_store("bench");
+        reply.mutable_welcome()->set_timeline(1);
     } else {
         ConfigIF::ReadRsp response;
         response.add_value("70");

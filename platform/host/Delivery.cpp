@@ -1,8 +1,6 @@
 #include "Delivery.h"
 
 #include <poll.h>
-#include <pthread.h>
-#include <signal.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -13,6 +11,7 @@
 #include "Handshake.h"
 #include "MessageIds.h"
 #include "ResumePoints.h"
+#include "SignalsBlocked.h"
 
 namespace AppConfigHost {
 
@@ -38,28 +37,13 @@ private:
     int& m_depth;
 };
 
-/// The delivery thread takes no signals: an application's handlers of signals expect its own threads.
-class SignalsBlocked {
-public:
-    SignalsBlocked() {
-        sigset_t all;
-        sigfillset(&all);
-        pthread_sigmask(SIG_SETMASK, &all, &m_before);
-    }
-    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
-    SignalsBlocked(const SignalsBlocked&) = delete;
-    SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
-private:
-    sigset_t m_before;
-};
-
 }  // namespace
 
-Delivery::Delivery(Connector& connector, ResumePoints& resume, const HandlerTable& handlers,
+Delivery::Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
                    const TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended)
     : m_connector(connector),
       m_resume(resume),
+      m_book(book),
       m_handlers(handlers),
       m_options(options),
       m_localEndpoint(localEndpoint),
@@ -130,7 +114,7 @@ void Delivery::run() {
 
 /// Waits once, for whatever comes first, and handles it. \return whether \p fd has one of \p events.
 bool Delivery::turn(int fd, short events, Deadline deadline) {
-    const Deadline until = connectWhatIsDue().orEarlier(deadline);
+    const Deadline until = doWhatIsDue().orEarlier(deadline);
 
     std::vector<pollfd> fds{{m_wake.fd(), POLLIN, 0}, {m_ended.fd(), POLLIN, 0}, {fd, events, 0}};
     const std::size_t first = fds.size();
@@ -157,10 +141,9 @@ bool Delivery::turn(int fd, short events, Deadline deadline) {
 }
 
 /// \return when there is something to do next, other than what connections bring.
-Deadline Delivery::connectWhatIsDue() {
-    for (std::string& endpoint : m_reachability.takeAdded()) {
-        auto remote = std::make_unique<Remote>();
-        remote->endpoint = std::move(endpoint);
+Deadline Delivery::doWhatIsDue() {
+    for (const std::string& endpoint : m_reachability.takeAdded()) {
+        auto remote = std::make_unique<Remote>(m_book, m_options, endpoint);
         remote->nextAttempt = now();
         remote->pause = m_options.firstPause;
         m_remotes.push_back(std::move(remote));
@@ -169,12 +152,14 @@ Deadline Delivery::connectWhatIsDue() {
     // By index: an observer that is called from here may add endpoints.
     for (std::size_t i = 0; i < m_remotes.size(); ++i) {
         Remote& remote = *m_remotes[i];
+        tellRegistrations(remote);
         // What has come before the connection was lost must be delivered before its resume point is told.
         if (remote.phase == Phase::paused && remote.queued == 0) {
             if (m_reachability.takeNudge(remote.endpoint) || remote.nextAttempt.passed()) attempt(remote);
             if (remote.phase == Phase::paused) next = next.orEarlier(remote.nextAttempt);
         }
         if (remote.phase == Phase::greeting) next = next.orEarlier(remote.greetingEnds);
+        if (remote.phase == Phase::up) next = next.orEarlier(remote.registrations.due());
     }
     return next;
 }
@@ -190,7 +175,8 @@ void Delivery::attempt(Remote& remote) {
         hello.set_version(frameVersion);
         hello.set_endpoint(m_localEndpoint);
         hello.set_purpose(DELIVERY);
-        m_resume.describe(remote.endpoint, hello);
+        remote.connection = m_resume.describeForDelivery(remote.endpoint, hello);
+        remote.registrations.describe(hello);
         remote.stream = std::make_shared<FrameStream>(std::move(socket), m_options.frameLimit);
         remote.phase = Phase::greeting;
         remote.greetingEnds = Deadline::after(m_options.deadline);
@@ -201,6 +187,20 @@ void Delivery::attempt(Remote& remote) {
     }
     schedule(remote);
     m_reachability.attemptEnded(remote.endpoint, -1);
+}
+
+/// Tells the endpoint what it does not hold, if it can be told now, and the observer how that goes.
+void Delivery::tellRegistrations(Remote& remote) {
+    if (remote.phase == Phase::up) {
+        PlainWaiter waiter(&m_ended);
+        const std::shared_ptr<FrameStream> stream = remote.stream;
+        const Outcome told = remote.registrations.tell(*stream, waiter);
+        if (!told.ok()) lose(remote, told);
+    }
+    for (const RegistrationReport& report : remote.registrations.takeReports()) {
+        const Depth depth(m_depth);
+        m_options.onRegistration(report);
+    }
 }
 
 void Delivery::readFrom(Remote& remote) {
@@ -229,6 +229,13 @@ void Delivery::take(Remote& remote, const std::shared_ptr<FrameStream>& stream, 
         } else {
             lose(remote, outcome);
         }
+    } else if (frame.kind() == REGISTERED) {
+        if (!remote.registrations.answered(frame)) {
+            lose(remote, {TRANSPORT_PROTOCOL_ERROR, "registrations were answered that nobody had made"});
+        }
+    } else if (frame.kind() == REACHED) {
+        enqueue(remote, frame);
+        if (m_depth == 0) deliverQueued();
     } else if (frame.kind() != NOTIFICATION && frame.kind() != ASK) {
         lose(remote, unexpectedFrame(frame));
     } else if (ConfigIF::messageName(frame.message_id()).empty()) {
@@ -242,8 +249,12 @@ void Delivery::take(Remote& remote, const std::shared_ptr<FrameStream>& stream, 
 }
 
 void Delivery::welcomed(Remote& remote, const Welcome& welcome) {
+    if (!m_resume.greetedForDelivery(remote.endpoint, remote.connection, welcome)) {
+        lose(remote, {TRANSPORT_BROKEN_OFF, {}});
+        return;
+    }
     remote.phase = Phase::up;
-    remote.epoch = m_resume.greetedForDelivery(remote.endpoint, welcome);
+    remote.registrations.greeted(welcome);
     remote.steady = Deadline::after(m_options.longestPause);
     m_reachability.attemptEnded(remote.endpoint, remote.stream->fd());
     observe(remote, true);
@@ -256,6 +267,7 @@ void Delivery::lose(Remote& remote, const Outcome& why) {
     // Shut down as well: somebody further up may still hold the stream.
     remote.stream->shutDown();
     remote.stream.reset();
+    remote.registrations.lost();
     schedule(remote);
     if (before == Phase::greeting) m_reachability.attemptEnded(remote.endpoint, -1);
 
@@ -287,7 +299,7 @@ void Delivery::enqueue(Remote& remote, Frame& frame) {
     }
     m_queuedBytes += bytes;
     ++remote.queued;
-    m_queue.push_back({&remote, remote.epoch, std::move(frame)});
+    m_queue.push_back({&remote, remote.stream, remote.connection, std::move(frame)});
 }
 
 void Delivery::deliverQueued() {
@@ -296,15 +308,36 @@ void Delivery::deliverQueued() {
         m_queue.pop_front();
         m_queuedBytes -= next.frame.payload().size();
         --next.remote->queued;
-        dispatch(next.remote->endpoint, next.frame, 0);
-        // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
-        if (next.frame.has_sequence()) {
-            m_resume.delivered(next.remote->endpoint, next.epoch, next.frame.sequence());
-        }
+        deliver(next);
     }
 }
 
+void Delivery::deliver(const Queued& next) {
+    const Frame& frame = next.frame;
+    const std::string& endpoint = next.remote->endpoint;
+    // Before the handlers: what they have learnt must be known even when the process goes on without the rest.
+    if (frame.has_as_of()) m_resume.saw(endpoint, frame.timeline(), frame.as_of());
+    if (frame.kind() == NOTIFICATION) dispatch(endpoint, frame, 0);
+    // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
+    if (frame.has_sequence()) m_resume.handled(endpoint, next.connection, frame.timeline(), frame.sequence());
+    if (frame.kind() == REACHED && frame.has_correlation()) {
+        Frame handled;
+        handled.set_kind(HANDLED);
+        handled.set_correlation(frame.correlation());
+        answer(*next.remote, next.stream, handled);
+    }
+}
+
+/// Writes \p frame over \p stream if that is still the connection to \p remote.
+void Delivery::answer(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
+    if (remote.stream != stream) return;
+    PlainWaiter waiter(&m_ended);
+    const Outcome written = stream->write(encodeFrame(frame), Deadline::after(m_options.deadline), waiter);
+    if (!written.ok()) lose(remote, written);
+}
+
 void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
+    if (frame.has_as_of()) m_resume.saw(remote.endpoint, frame.timeline(), frame.as_of());
     Frame reply;
     reply.set_kind(ANSWER);
     reply.set_correlation(frame.correlation());
@@ -320,10 +353,7 @@ void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, c
         std::fprintf(stderr, "appconfig: the answer to %s is too large to be sent\n", remote.endpoint.c_str());
         reply.clear_answer();
     }
-    if (remote.stream != stream) return;
-    PlainWaiter waiter(&m_ended);
-    const Outcome written = stream->write(encodeFrame(reply), Deadline::after(m_options.deadline), waiter);
-    if (!written.ok()) lose(remote, written);
+    answer(remote, stream, reply);
 }
 
 bool Delivery::dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender) {

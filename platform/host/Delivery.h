@@ -16,6 +16,7 @@
 #include "FrameStream.h"
 #include "OpenAsks.h"
 #include "Reachability.h"
+#include "RegistrationTeller.h"
 #include "TransportOptions.h"
 #include "Waiter.h"
 
@@ -38,12 +39,15 @@ public:
     static constexpr int depthLimit = 16;
 
     /// The arguments are not owned and outlive this object.
-    Delivery(Connector& connector, ResumePoints& resume, const HandlerTable& handlers,
+    Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
              const PbUtility::TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended);
     ~Delivery() override;
 
     /// Starts to connect to \p endpoint unless it was added before. Any thread; does not block.
     Outcome add(const std::string& endpoint);
+
+    /// The book of registrations has changed, so that an endpoint may have to be told. Any thread; does not block.
+    void registrationsChanged() { m_wake.set(); }
 
     /// \return whether the caller is this object's thread.
     bool isDeliveryThread() const;
@@ -68,10 +72,14 @@ private:
     enum class Phase { paused, greeting, up };
 
     struct Remote {
-        std::string endpoint;
+        Remote(RegistrationBook& book, const PbUtility::TransportOptions& options, const std::string& name)
+            : endpoint(name), registrations(book, options, name) {}
+
+        const std::string endpoint;
+        RegistrationTeller registrations;
         Phase phase = Phase::paused;
         std::shared_ptr<FrameStream> stream;  ///< null while paused
-        std::uint64_t epoch = 0;
+        std::uint64_t connection = 0;         ///< its number among the resume points
         Deadline greetingEnds = Deadline::never();
         Deadline nextAttempt = Deadline::never();
         Deadline steady = Deadline::never();  ///< from then on the connection counts as one that lasts
@@ -82,14 +90,16 @@ private:
 
     struct Queued {
         Remote* remote;
-        std::uint64_t epoch;
+        std::shared_ptr<FrameStream> stream;  ///< that it came over
+        std::uint64_t connection;
         Frame frame;
     };
 
     void run();
     bool turn(int fd, short events, Deadline deadline);
-    Deadline connectWhatIsDue();
+    Deadline doWhatIsDue();
     void attempt(Remote& remote);
+    void tellRegistrations(Remote& remote);
     void readFrom(Remote& remote);
     void take(Remote& remote, const std::shared_ptr<FrameStream>& stream, Frame& frame);
     void welcomed(Remote& remote, const Welcome& welcome);
@@ -98,6 +108,8 @@ private:
     void schedule(Remote& remote);
     void enqueue(Remote& remote, Frame& frame);
     void deliverQueued();
+    void deliver(const Queued& next);
+    void answer(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
     void ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
     bool dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender);
     void observe(const Remote& remote, bool connected);
@@ -105,6 +117,7 @@ private:
 
     Connector& m_connector;
     ResumePoints& m_resume;
+    RegistrationBook& m_book;
     const HandlerTable& m_handlers;
     const PbUtility::TransportOptions& m_options;
     const std::string& m_localEndpoint;

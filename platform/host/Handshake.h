@@ -7,7 +7,7 @@
 namespace AppConfigHost {
 
 /// The version of the frames that both sides speak.
-inline constexpr std::uint32_t frameVersion = 1;
+inline constexpr std::uint32_t frameVersion = 2;
 
 /// \return an encoded HELLO.
 std::string encodeHello(const Hello& hello);

@@ -44,7 +44,7 @@ Outcome RequestConnections::open(const std::string& endpoint, Deadline deadline,
     if (!outcome.ok()) return outcome;
 
     auto fresh = std::make_unique<RequestConnection>(
-        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, std::thread::id()});
+        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, std::thread::id(), 0, 0});
     Hello hello;
     hello.set_version(frameVersion);
     hello.set_endpoint(m_localEndpoint);
@@ -56,6 +56,15 @@ Outcome RequestConnections::open(const std::string& endpoint, Deadline deadline,
     m_resume.greetedForRequests(endpoint, welcome);
     connection = std::move(fresh);
     return {};
+}
+
+void RequestConnections::noteSeen(const std::string& endpoint, RequestConnection& connection, const Frame& reply) {
+    if (!reply.has_as_of()) return;
+    // A state that stands still costs nothing here.
+    if (reply.timeline() == connection.seenTimeline && reply.as_of() <= connection.seenNumber) return;
+    m_resume.saw(endpoint, reply.timeline(), reply.as_of());
+    connection.seenTimeline = reply.timeline();
+    connection.seenNumber = reply.as_of();
 }
 
 void RequestConnections::giveBack(const std::string& endpoint, std::unique_ptr<RequestConnection> connection) {

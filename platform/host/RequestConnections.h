@@ -23,6 +23,9 @@ struct RequestConnection {
     std::uint64_t lastCorrelation = 0;
     /// The thread whose one-way message may not have been handled yet; its next request must follow on this connection.
     std::thread::id reservedFor;
+    /// The newest state that came over it, which the resume points know of already.
+    std::uint64_t seenTimeline = 0;
+    std::uint64_t seenNumber = 0;
 };
 
 /// The idle request connections of one transport, by endpoint. Thread-safe; the lock is never held across a system call
@@ -40,6 +43,9 @@ public:
     /// Connects and shakes hands. \p connection is set on success.
     Outcome open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
                  std::unique_ptr<RequestConnection>& connection);
+
+    /// \p reply came over \p connection: the process is about to learn what it says. To be called before it does.
+    void noteSeen(const std::string& endpoint, RequestConnection& connection, const Frame& reply);
 
     /// Takes a connection back that can be used again; the longest idle one goes when there are too many.
     void giveBack(const std::string& endpoint, std::unique_ptr<RequestConnection> connection)

@@ -4,42 +4,104 @@
 
 namespace AppConfigHost {
 
-void ResumePoints::describe(const std::string& endpoint, Hello& hello) const {
-    const AppConfig::PlainLock lock(m_mutex);
-    const auto found = m_points.find(endpoint);
-    const Point point = found == m_points.end() ? Point{} : found->second;
-    hello.set_store(point.store);
-    hello.set_joined(point.joined);
-    hello.set_delivered(point.delivered);
+void ResumePoints::describe(const State& state, Hello& hello) {
+    if (!state.point) return;
+    hello.set_timeline(state.point->timeline);
+    if (state.point->joined) hello.set_joined(*state.point->joined);
+    hello.set_delivered(state.point->delivered);
+    for (const Seen& seen : state.seen) {
+        AppConfigHost::Point* point = hello.add_seen();
+        point->set_timeline(seen.timeline);
+        point->set_number(seen.number);
+    }
+    // No timeline has the number 0, so this belongs to no state.
+    if (state.crowded) hello.add_seen()->set_timeline(0);
 }
 
-void ResumePoints::join(Point& point, const Welcome& welcome) {
-    if (point.known && point.store == welcome.store()) return;
-    point.known = true;
-    point.store = welcome.store();
-    point.joined = welcome.changes();
-    point.delivered = welcome.changes();
-    ++point.epoch;
+void ResumePoints::describe(const std::string& endpoint, Hello& hello) const {
+    const AppConfig::PlainLock lock(m_mutex);
+    const auto found = m_states.find(endpoint);
+    if (found != m_states.end()) describe(found->second, hello);
+}
+
+std::uint64_t ResumePoints::describeForDelivery(const std::string& endpoint, Hello& hello) {
+    const AppConfig::PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    describe(state, hello);
+    for (Seen& seen : state.seen) seen.told = seen.number;
+    state.crowdedTold = state.crowded;
+    state.hadPoint = state.point.has_value();
+    state.pointKnown = false;
+    return ++state.connection;
+}
+
+void ResumePoints::join(State& state, const Welcome& welcome) {
+    state.point = Point{welcome.timeline(), welcome.changes(), welcome.changes()};
 }
 
 void ResumePoints::greetedForRequests(const std::string& endpoint, const Welcome& welcome) {
     const AppConfig::PlainLock lock(m_mutex);
-    Point& point = m_points[endpoint];
-    if (!point.deliveries || !point.known) join(point, welcome);
+    State& state = m_states[endpoint];
+    if (!state.point) join(state, welcome);
 }
 
-std::uint64_t ResumePoints::greetedForDelivery(const std::string& endpoint, const Welcome& welcome) {
+bool ResumePoints::greetedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome) {
     const AppConfig::PlainLock lock(m_mutex);
-    Point& point = m_points[endpoint];
-    point.deliveries = true;
-    join(point, welcome);
-    return point.epoch;
+    State& state = m_states[endpoint];
+    if (connection != state.connection) return false;
+    state.pointKnown = !state.hadPoint || welcome.point_known();
+    if (state.hadPoint) return true;
+    if (!state.point) join(state, welcome);
+    return state.point->timeline == welcome.timeline() && state.point->joined == welcome.changes();
 }
 
-void ResumePoints::delivered(const std::string& endpoint, std::uint64_t epoch, std::uint64_t sequence) {
+void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
     const AppConfig::PlainLock lock(m_mutex);
-    Point& point = m_points[endpoint];
-    if (point.epoch == epoch) point.delivered = std::max(point.delivered, sequence);
+    State& state = m_states[endpoint];
+    if (state.point && state.point->timeline == timeline && number <= state.point->delivered) return;
+    for (Seen& seen : state.seen) {
+        if (seen.timeline != timeline) continue;
+        seen.number = std::max(seen.number, number);
+        return;
+    }
+    if (state.seen.size() < mostSeen) {
+        state.seen.push_back({timeline, number, {}});
+    } else {
+        state.crowded = true;
+        state.crowdedTold = false;
+    }
+}
+
+void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection, std::uint64_t timeline,
+                           std::uint64_t sequence) {
+    const AppConfig::PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    if (!state.point) return;
+    Point& point = *state.point;
+    // A handler that was still running may end after the next connection was made. What it handled counts, but says
+    // nothing about what that connection began with.
+    const bool current = connection == state.connection;
+    if (current && !state.pointKnown) {
+        // The service did not know this client's state and has told all of its own, which is the client's from here on.
+        point = {timeline, std::nullopt, sequence};
+        forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });
+        state.pointKnown = true;
+        return;
+    }
+    if (!current && point.timeline != timeline) return;
+    // A state that is known goes on in another timeline with the same numbers.
+    point.timeline = timeline;
+    point.delivered = std::max(point.delivered, sequence);
+    forgetSeen(state, [&](const Seen& seen) {
+        if (seen.number > point.delivered) return false;
+        return seen.timeline == timeline || (current && seen.told && *seen.told >= seen.number);
+    });
+}
+
+template <typename Predicate>
+void ResumePoints::forgetSeen(State& state, const Predicate& isCovered) {
+    state.seen.erase(std::remove_if(state.seen.begin(), state.seen.end(), isCovered), state.seen.end());
+    if (state.crowdedTold) state.crowded = state.crowdedTold = false;
 }
 
 }  // namespace AppConfigHost

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "AppConfig/PlainMutex.h"
 #include "AppConfig/ThreadAnnotations.h"
@@ -10,40 +12,64 @@
 
 namespace AppConfigHost {
 
-/// Per endpoint, what the transport says of itself when it connects: which store it joined at which change, and up to
-/// which change its handlers have run. From it the service knows what was missed. Thread-safe; no operation blocks.
+/// Per endpoint, what the transport says of itself when it connects: up to which change its handlers have run, and of
+/// which newer states this process has been told on the way. From that the service knows what was missed, and whether
+/// its own state is the one that the client knew: a state that was lost or set back does not have all of these points.
+/// Thread-safe; no operation blocks.
 class ResumePoints {
 public:
-    /// Sets store, joined and delivered.
+    /// Of how many timelines the newest seen number is kept. A client that has seen more says that no state is its own.
+    static constexpr std::size_t mostSeen = 16;
+
+    /// Sets what a HELLO for requests says of points.
     void describe(const std::string& endpoint, Hello& hello) const;
 
-    /// Takes the service's greeting on a request connection. The first one of all joins the store. A later one that
-    /// names another store counts only as long as there are no deliveries: these must still say what they last heard of
-    /// the old one.
+    /// The same for a connection for deliveries. \return the connection's number, for the operations below.
+    std::uint64_t describeForDelivery(const std::string& endpoint, Hello& hello);
+
+    /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
     void greetedForRequests(const std::string& endpoint, const Welcome& welcome);
 
-    /// Takes the service's greeting on the delivery connection; another store than before is joined.
-    /// \return what delivered() takes back.
-    std::uint64_t greetedForDelivery(const std::string& endpoint, const Welcome& welcome);
+    /// Takes the service's greeting on the delivery connection \p connection. \return false when the client had no
+    /// point to tell and has got another than the greeting's in the meantime: then it must connect anew, or the service
+    /// would begin at a place that is not the client's.
+    bool greetedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome);
 
-    /// Every handler has run for what goes up to \p sequence. Counts only as long as \p epoch is that of the store now
-    /// joined.
-    void delivered(const std::string& endpoint, std::uint64_t epoch, std::uint64_t sequence);
+    /// The process is about to learn of a state as of change \p number of \p timeline. To be called before it does.
+    void saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
+
+    /// A frame of \p connection that carries the point \p sequence of \p timeline is handled, and with it whatever the
+    /// service had to tell up to there.
+    void handled(const std::string& endpoint, std::uint64_t connection, std::uint64_t timeline, std::uint64_t sequence);
 
 private:
     struct Point {
-        bool known = false;
-        bool deliveries = false;
-        std::string store;
-        std::uint64_t joined = 0;
+        std::uint64_t timeline = 0;
+        std::optional<std::uint64_t> joined;  ///< nothing when the client came from another state
         std::uint64_t delivered = 0;
-        std::uint64_t epoch = 0;  ///< how often a store was joined
+    };
+    struct Seen {
+        std::uint64_t timeline = 0;
+        std::uint64_t number = 0;
+        std::optional<std::uint64_t> told;  ///< the number that the present delivery connection began with
+    };
+    struct State {
+        std::optional<Point> point;
+        std::vector<Seen> seen;
+        bool crowded = false;          ///< more timelines were seen than are kept
+        bool crowdedTold = false;      ///< the present delivery connection began with that
+        std::uint64_t connection = 0;  ///< the last one for deliveries
+        bool hadPoint = false;         ///< it began with a point
+        bool pointKnown = false;       ///< the client's point belongs to the state at its other end
     };
 
-    static void join(Point& point, const Welcome& welcome);
+    static void describe(const State& state, Hello& hello);
+    static void join(State& state, const Welcome& welcome);
+    template <typename Predicate>
+    static void forgetSeen(State& state, const Predicate& isCovered);
 
     mutable AppConfig::PlainMutex m_mutex;
-    std::map<std::string, Point> m_points APPCONFIG_GUARDED_BY(m_mutex);
+    std::map<std::string, State> m_states APPCONFIG_GUARDED_BY(m_mutex);
 };
 
 }  // namespace AppConfigHost

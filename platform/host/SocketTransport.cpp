@@ -16,6 +16,7 @@
 #include "HandlerTable.h"
 #include "Handshake.h"
 #include "MessageIds.h"
+#include "RegistrationBook.h"
 #include "RequestConnections.h"
 #include "ResumePoints.h"
 #include "TransportStatus.h"
@@ -102,10 +103,11 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
       m_ended(std::make_unique<EventFlag>()),
       m_calls(std::make_unique<CallCounter>()),
       m_resume(std::make_unique<ResumePoints>()),
+      m_book(std::make_unique<RegistrationBook>(m_options)),
       m_handlers(std::make_unique<HandlerTable>()),
       m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),
-      m_delivery(
-          std::make_unique<Delivery>(*m_connector, *m_resume, *m_handlers, m_options, m_localEndpoint, *m_ended)) {
+      m_delivery(std::make_unique<Delivery>(*m_connector, *m_resume, *m_book, *m_handlers, m_options, m_localEndpoint,
+                                            *m_ended)) {
     MSG_BindOwner(m_localEndpoint.c_str(), &SocketTransport::carry, this);
 }
 
@@ -156,6 +158,17 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
     }
     frame.clear_correlation();
 
+    RegistrationBook::Call registration(*m_book, endpoint, frame);
+    Frame reply;
+    outcome = converse(frame, endpoint, deadline, reply, response);
+    if (registration.end(outcome, reply)) m_delivery->registrationsChanged();
+    return outcome;
+}
+
+Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Deadline deadline, Frame& reply,
+                                  google::protobuf::MessageLite* response) {
+    const bool awaitReply = frame.kind() == REQUEST;
+    Outcome outcome;
     PlainWaiter plain(m_ended.get());
     Waiter& waiter = m_delivery->isDeliveryThread() ? static_cast<Waiter&>(*m_delivery) : plain;
     m_delivery->awaitConnection(endpoint, false, deadline);
@@ -174,8 +187,8 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
         if (outcome.status == TRANSPORT_BROKEN_OFF && taken == 0 && !fresh) continue;
         if (outcome.status == TRANSPORT_BROKEN_OFF) return whyBrokenOff(connection->stream, outcome);
         if (outcome.ok() && awaitReply) {
-            Frame reply;
             outcome = connection->stream.read(reply, deadline, waiter);
+            if (outcome.ok()) m_requests->noteSeen(endpoint, *connection, reply);
             if (outcome.ok()) outcome = readReply(reply, frame.correlation(), response);
         }
         if (!isReusable(outcome)) return outcome;

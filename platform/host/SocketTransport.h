@@ -9,9 +9,12 @@
 namespace AppConfigHost {
 class CallCounter;
 class Connector;
+class Deadline;
 class Delivery;
 class EventFlag;
+class Frame;
 class HandlerTable;
+class RegistrationBook;
 class RequestConnections;
 class ResumePoints;
 struct Outcome;
@@ -43,7 +46,8 @@ namespace PbUtility {
 /// A service that goes away fails the calls under way with TRANSPORT_BROKEN_OFF and later ones at once with
 /// TRANSPORT_NO_SUCH_ENDPOINT. When it is back, the next call works again, and deliveries resume by themselves after
 /// the pause of the options or with that call, whichever comes first, with the newest state of whatever changed
-/// meanwhile.
+/// meanwhile. What was registered over this transport with RegisterClientCallbackReq and not unregistered is kept here,
+/// whatever came of the request, and told to the service whenever that does not hold it.
 ///
 /// Constructors throw std::system_error when the system has no descriptor left; nothing else here throws an exception
 /// of its own. Must not be used on both sides of a fork().
@@ -91,6 +95,11 @@ private:
                                     google::protobuf::MessageLite* response, const std::string& endpoint,
                                     bool awaitReply);
 
+    /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it.
+    AppConfigHost::Outcome converse(AppConfigHost::Frame& frame, const std::string& endpoint,
+                                    AppConfigHost::Deadline deadline, AppConfigHost::Frame& reply,
+                                    google::protobuf::MessageLite* response);
+
     const TransportOptions m_options;
     const std::string m_localEndpoint;
     const std::unique_ptr<AppConfigHost::Connector> m_connector;
@@ -99,6 +108,7 @@ private:
     const std::unique_ptr<AppConfigHost::EventFlag> m_ended;
     const std::unique_ptr<AppConfigHost::CallCounter> m_calls;
     const std::unique_ptr<AppConfigHost::ResumePoints> m_resume;
+    const std::unique_ptr<AppConfigHost::RegistrationBook> m_book;
     const std::unique_ptr<AppConfigHost::HandlerTable> m_handlers;
     const std::unique_ptr<AppConfigHost::RequestConnections> m_requests;
     const std::unique_ptr<AppConfigHost::Delivery> m_delivery;

@@ -9,6 +9,14 @@
 
 namespace PbUtility {
 
+/// What became of a callback registration that a service did not take at first.
+struct RegistrationReport {
+    std::string endpoint;  ///< the service's
+    std::string name;      ///< what was registered for: a variable's fully qualified name, or a node
+    int type = 0;          ///< ConfigIF::CallbackType
+    int error = 0;         ///< why it is refused, a CommonIF::eErrorType; 0: it is taken now
+};
+
 /// How a host transport behaves. The defaults suit an application.
 struct TransportOptions {
     /// Where the endpoints' sockets lie; empty for the default one (AppConfigHost::defaultRuntimeDirectory()). Only
@@ -33,6 +41,16 @@ struct TransportOptions {
     /// Called on the delivery thread when deliveries from \p endpoint can come (true) and when they no longer can
     /// (false). May call the transport, as handlers may. Must not throw.
     std::function<void(const std::string& endpoint, bool connected)> onConnection;
+
+    /// The pause before refused registrations are tried again, and what it grows to by doubling. They are also tried
+    /// again with each new connection.
+    std::chrono::milliseconds firstRegistrationPause{1000};
+    std::chrono::milliseconds longestRegistrationPause{60'000};
+
+    /// Called on the delivery thread for each registration that the service refuses, once per error, and again when it
+    /// has taken it. Without an observer one line on standard error says when refusals begin, and one when they are
+    /// over. May call the transport, as handlers may. Must not throw.
+    std::function<void(const RegistrationReport& report)> onRegistration;
 };
 
 }  // namespace PbUtility

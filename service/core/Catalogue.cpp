@@ -37,12 +37,18 @@ Adoption Catalogue::adopt(const VariableDefinition& definition) const {
     if (!row.ownReadLevel) row.readLevel = definition.readLevel;
     if (!row.ownWriteLevel) row.writeLevel = definition.writeLevel;
 
+    row.hidden = false;
+
     // A variable that nobody has heard of cannot be news.
     if (known != nullptr) {
         const VariableRow& old = known->row;
-        result.changed[0] = row.value != old.value;
-        result.changed[1] = row.options != old.options || row.defaultIndex != old.defaultIndex;
-        result.changed[2] = row.readLevel != old.readLevel || row.writeLevel != old.writeLevel;
+        // What comes back may have changed before it went, unnoticed by somebody who was away then.
+        result.changed[0] = old.hidden || row.value != old.value;
+        result.changed[1] = old.hidden || row.options != old.options || row.defaultIndex != old.defaultIndex;
+        result.changed[2] = old.hidden || row.readLevel != old.readLevel || row.writeLevel != old.writeLevel;
+        result.stores = result.changed[0] || result.changed[1] || result.changed[2] || row.ownValue != old.ownValue ||
+                        row.ownOptions != old.ownOptions || row.ownReadLevel != old.ownReadLevel ||
+                        row.ownWriteLevel != old.ownWriteLevel;
     }
     return result;
 }
@@ -53,9 +59,18 @@ Variable& Catalogue::define(const VariableDefinition& definition) {
     return variable;
 }
 
+void Catalogue::eachToHide(const std::function<bool(const Variable&)>& keep,
+                           const std::function<void(const Variable&)>& visit) const {
+    for (const auto& entry : m_variables) {
+        if (!keep(*entry.second) && !entry.second->row.hidden) visit(*entry.second);
+    }
+}
+
 void Catalogue::hideUnless(const std::function<bool(const Variable&)>& keep) {
     for (const auto& entry : m_variables) {
-        if (!keep(*entry.second)) entry.second->definition.reset();
+        if (keep(*entry.second)) continue;
+        entry.second->definition.reset();
+        entry.second->row.hidden = true;
     }
 }
 

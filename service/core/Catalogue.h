@@ -24,7 +24,8 @@ struct Variable {
 
 /// What a new definition makes of a variable.
 struct Adoption {
-    VariableRow row;  ///< numbers of changes are not counted up yet
+    VariableRow row;     ///< numbers of changes are not counted up yet
+    bool stores = true;  ///< the row is not what the store has
     bool changed[changeKinds] = {false, false, false};
     std::string complaint;  ///< why the former value or options had to go; else empty
 };
@@ -41,6 +42,10 @@ public:
 
     /// Makes \p definition the variable's own. Its row is left to the caller.
     Variable& define(const VariableDefinition& definition);
+
+    /// Calls \p visit for each variable that hideUnless() would hide and that was not hidden when it was stored.
+    void eachToHide(const std::function<bool(const Variable&)>& keep,
+                    const std::function<void(const Variable&)>& visit) const;
 
     /// Hides each variable that \p keep refuses; what it holds stays for a definition to come.
     void hideUnless(const std::function<bool(const Variable&)>& keep);

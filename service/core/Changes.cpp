@@ -1,10 +1,8 @@
 #include "core/Changes.h"
 
+#include <algorithm>
 #include <set>
 #include <utility>
-
-#include "MessageIds.h"
-#include "core/Wire.h"
 
 namespace AppConfigService {
 
@@ -22,22 +20,11 @@ const char* nameOf(ChangeRequest::Kind kind) {
 
 }  // namespace
 
-Changes::Changes(const ServiceOptions& options, const Registrations& registrations, const Clients& clients,
-                 Rounds& rounds, Journal& journal, Notifier& notifier, Log log)
-    : m_options(options),
-      m_registrations(registrations),
-      m_clients(clients),
-      m_rounds(rounds),
-      m_journal(journal),
-      m_notifier(notifier),
-      m_log(std::move(log)) {}
-
-void Changes::submit(ChangeRequest request, Time now) {
-    m_now = now;
+void Changes::submit(ChangeRequest request) {
     auto operation = std::make_shared<Operation>();
     static_cast<ChangeRequest&>(*operation) = std::move(request);
     operation->order = ++m_order;
-    operation->result.context = m_options.name + "#" + std::to_string(operation->order);
+    operation->result.context = m_with.options.name + "#" + std::to_string(operation->order);
 
     Verdict verdict = admit(*operation);
     if (!verdict.ok()) return conclude(operation, verdict);
@@ -98,7 +85,7 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
         if (queue == m_queues.end() || queue->second.operations.empty()) continue;
         const Operation& running = *queue->second.operations.front();
         if (!running.round) continue;
-        for (const Rounds::Outstanding& question : m_rounds.outstanding(*running.round)) {
+        for (const Rounds::Outstanding& question : m_with.rounds.outstanding(*running.round)) {
             if (question.client == operation.client) return true;
             for (const auto& other : m_queues) {
                 for (const OperationPtr& made : other.second.operations) {
@@ -129,18 +116,76 @@ void Changes::begin(const OperationPtr& operation) {
     const Verdict verdict = admit(*operation);
     if (!verdict.ok()) return conclude(operation, verdict);
     if (operation->kind == ChangeRequest::Kind::options) return store(operation);
-    if (operation->proposed == operation->variable->row.value) return conclude(operation, {});
+    const Variable& variable = *operation->variable;
+    operation->row = variable.row;
+    if (operation->proposed == variable.row.value) return conclude(operation, {});
 
-    const auto clients = providers(*operation->variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
-    if (clients.empty()) return decided(operation);
-    operation->round = ask<ConfigIF::DynamicValidateReq>(*operation, operation->proposed, clients,
-                                                         [this, operation](const RoundOutcome& outcome) {
-                                                             operation->round.reset();
-                                                             operation->result.messages = outcome.messages;
-                                                             if (!outcome.verdict.ok())
-                                                                 return conclude(operation, outcome.verdict);
-                                                             decided(operation);
-                                                         });
+    const auto judges = providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
+    if (judges.empty() && variable.definition->needsProvider) return awaitProvider(operation);
+    if (judges.empty()) return decided(operation);
+    const auto finished = [this, operation](const RoundOutcome& outcome) {
+        operation->round.reset();
+        operation->result.messages = outcome.messages;
+        if (!outcome.verdict.ok()) return conclude(operation, outcome.verdict);
+        decided(operation);
+    };
+    operation->round =
+        m_with.rounds.start(m_with.messages.validation(variable, operation->proposed, askerOf(*operation)),
+                            variable.display, judges, ++m_order, m_with.now, finished);
+}
+
+void Changes::awaitProvider(const OperationPtr& operation) {
+    const Variable& variable = *operation->variable;
+    operation->waitsUntil = providerExpected(variable);
+    if (*operation->waitsUntil > m_with.now) {
+        m_waitForProvider.emplace(operation->order, operation);
+        return;
+    }
+    conclude(operation,
+             {CommonIF::ERROR_NO_PROVIDER, variable.display + ": it needs its provider, and none is connected"});
+}
+
+Time Changes::providerExpected(const Variable& variable) const {
+    const std::chrono::milliseconds grace = m_with.options.providerDeadline;
+    // A service that has just started may not even know who its providers are.
+    Time expected = m_started + grace;
+    for (const auto& target :
+         m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_DYNAMIC_VALIDATE)) {
+        const Client* client = m_with.clients.find(*target.client);
+        if (client == nullptr || !client->deliveryLost || client->role < variable.row.readLevel) continue;
+        expected = std::max(expected, *client->deliveryLost + grace);
+    }
+    return expected;
+}
+
+void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
+    std::vector<OperationPtr> again;
+    for (const auto& entry : m_waitForProvider) {
+        if (which(*entry.second)) again.push_back(entry.second);
+    }
+    for (const OperationPtr& operation : again) {
+        m_waitForProvider.erase(operation->order);
+        begin(operation);
+    }
+}
+
+void Changes::providerArrived() {
+    if (m_waitForProvider.empty()) return;
+    beginAgain([this](const Operation& operation) {
+        return !providers(*operation.variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE).empty();
+    });
+}
+
+void Changes::expire() {
+    beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.now; });
+}
+
+std::optional<Time> Changes::nextDeadline() const {
+    std::optional<Time> next;
+    for (const auto& entry : m_waitForProvider) {
+        if (!next || *entry.second->waitsUntil < *next) next = entry.second->waitsUntil;
+    }
+    return next;
 }
 
 void Changes::decided(const OperationPtr& operation) {
@@ -152,12 +197,13 @@ void Changes::decided(const OperationPtr& operation) {
 }
 
 void Changes::store(const OperationPtr& operation) {
-    m_journal.add([operation](Batch& batch) { stage(*operation, batch); },
-                  [this, operation](bool isStored) {
-                      if (isStored) return stored(operation);
-                      conclude(operation, {CommonIF::ERROR_STORAGE,
-                                           operation->variable->display + ": the service could not store the change"});
-                  });
+    m_with.journal.add([operation](Batch& batch) { stage(*operation, batch); },
+                       [this, operation](bool isStored) {
+                           if (isStored) return stored(operation);
+                           conclude(operation,
+                                    {CommonIF::ERROR_STORAGE,
+                                     operation->variable->display + ": the service could not store the change"});
+                       });
 }
 
 void Changes::stage(Operation& operation, Batch& batch) {
@@ -189,30 +235,36 @@ void Changes::stage(Operation& operation, Batch& batch) {
 void Changes::stored(const OperationPtr& operation) {
     Variable& variable = *operation->variable;
     variable.row = operation->row;
-    if (operation->optionsNumber != 0) m_notifier.begin(operation->optionsNumber);
+    if (operation->optionsNumber != 0) m_with.notifier.begin(operation->optionsNumber);
     if (operation->valueNumber == 0) return announce(operation);
-    m_notifier.begin(operation->valueNumber);
+    m_with.notifier.begin(operation->valueNumber);
 
     const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
     if (clients.empty()) return announce(operation);
-    operation->round = ask<ConfigIF::OnChangeReq>(*operation, variable.row.value, clients,
-                                                  [this, operation](const RoundOutcome& outcome) {
-                                                      operation->round.reset();
-                                                      // The value stands: what goes wrong now is told, not undone.
-                                                      operation->result.flag = !outcome.verdict.ok();
-                                                      for (const std::string& message : outcome.messages)
-                                                          operation->result.messages.push_back(message);
-                                                      announce(operation);
-                                                  });
+    const auto finished = [this, operation](const RoundOutcome& outcome) {
+        operation->round.reset();
+        // The value stands: what goes wrong now is told, not undone.
+        operation->result.flag = !outcome.verdict.ok();
+        for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
+        announce(operation);
+    };
+    for (Client* client : clients) {
+        Notifier::noteAsked(*client, variable);
+        operation->asked.push_back(client->key);
+    }
+    operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,
+                                           clients, ++m_order, m_with.now, finished);
 }
 
 void Changes::announce(const OperationPtr& operation) {
     const Variable& variable = *operation->variable;
     // Options first: whoever hears of a new value finds it among the options that it knows.
     if (operation->optionsNumber != 0) {
-        m_notifier.announce(variable, ChangeKind::options, operation->optionsNumber);
+        m_with.notifier.announce(variable, ChangeKind::options, operation->optionsNumber);
     }
-    if (operation->valueNumber != 0) m_notifier.announce(variable, ChangeKind::value, operation->valueNumber);
+    if (operation->valueNumber != 0) {
+        m_with.notifier.announce(variable, ChangeKind::value, operation->valueNumber, operation->asked);
+    }
     conclude(operation, {});
 }
 
@@ -222,17 +274,19 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
     Variable& variable = *operation->variable;
     if (!verdict.ok()) {
         if (result.messages.empty() && !verdict.message.empty()) result.messages.push_back(verdict.message);
-        m_log(LogLevel::info, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
-                                  operation->client.endpoint + " refused: " + CommonIF::eErrorType_Name(verdict.error));
+        m_with.log(LogLevel::info, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
+                                       operation->client.endpoint +
+                                       " refused: " + CommonIF::eErrorType_Name(verdict.error));
         const bool changes =
             operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
-        Client* client = m_clients.find(operation->client);
+        Client* client = m_with.clients.find(operation->client);
         if (changes && !operation->awaited && client != nullptr && variable.definition) {
-            m_notifier.correct(*client, variable);
+            m_with.notifier.correct(*client, variable);
         }
     } else {
-        m_log(LogLevel::debug,
-              std::string(nameOf(operation->kind)) + " of " + variable.display + " by " + operation->client.endpoint);
+        result.revision = m_with.messages.revision(operation->row.changes[0]);
+        m_with.log(LogLevel::debug, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
+                                        operation->client.endpoint);
     }
     operation->reply(result);
     if (!operation->queued) return;
@@ -240,28 +294,15 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
     turn(variable);
 }
 
-void Changes::inform(Variable& variable) {
-    const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
-    if (clients.empty()) return;
-    Operation operation;
-    operation.variable = &variable;
-    operation.role = highestRole;
-    operation.requester = m_options.name;
-    operation.result.context = m_options.name;
-    const std::string display = variable.display;
-    ask<ConfigIF::OnChangeReq>(operation, variable.row.value, clients, [this, display](const RoundOutcome& outcome) {
-        if (!outcome.verdict.ok()) m_log(LogLevel::warning, display + ": a provider had trouble with its new value");
-    });
-}
-
 std::vector<Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
     std::vector<Client*> result;
-    for (const auto& target : m_registrations.reaching(variable.fullyQualified, type)) {
-        Client* client = m_clients.find(target.first);
-        if (client == nullptr || !client->delivery) continue;
+    for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, type)) {
+        Client* client = m_with.clients.find(*target.client);
+        // One client may have several callbacks; it is asked once.
+        if (client == nullptr || !client->delivery || (!result.empty() && result.back() == client)) continue;
         if (client->role < variable.row.readLevel) {
-            m_log(LogLevel::warning, "provider " + target.first.endpoint + " is not asked about " + variable.display +
-                                         ": its role does not reach the read level");
+            m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " is not asked about " +
+                                              variable.display + ": its role does not reach the read level");
             continue;
         }
         result.push_back(client);
@@ -269,19 +310,8 @@ std::vector<Client*> Changes::providers(const Variable& variable, ConfigIF::Call
     return result;
 }
 
-template <typename Message>
-RoundId Changes::ask(const Operation& operation, const Value& value, const std::vector<Client*>& clients,
-                     Rounds::Finished finished) {
-    const Variable& variable = *operation.variable;
-    Message message;
-    message.set_client_name(operation.requester);
-    message.set_role(roleToWire(operation.role));
-    message.set_server_context(operation.result.context);
-    writeName(variable.row.name, variable.definition->namespaceScoped, m_options.namespaceNumber,
-              *message.mutable_inst_value()->mutable_inst());
-    for (const std::string& element : value) message.mutable_inst_value()->add_value(element);
-    return m_rounds.start(ConfigIF::messageId(message.GetTypeName()), message.SerializeAsString(), variable.display,
-                          clients, ++m_order, m_now, std::move(finished));
+Messages::Asker Changes::askerOf(const Operation& operation) const {
+    return {operation.requester, operation.role, operation.result.context};
 }
 
 std::size_t Changes::waiting() const {

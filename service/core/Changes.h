@@ -8,9 +8,11 @@
 #include <string>
 #include <vector>
 
+#include "configservice.pb.h"
 #include "core/Catalogue.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
+#include "core/Messages.h"
 #include "core/Notifier.h"
 #include "core/Rounds.h"
 
@@ -21,7 +23,8 @@ struct ChangeResult {
     Verdict verdict;
     bool flag = false;  ///< done, but a provider had trouble taking it on board
     std::vector<std::string> messages;
-    std::string context;  ///< what the providers were told
+    std::string context;          ///< what the providers were told
+    ConfigIF::Revision revision;  ///< of the value that an accepted change left behind
 };
 
 /// Somebody wants to change a variable, or to know whether it could be changed.
@@ -44,17 +47,35 @@ struct ChangeRequest {
 /// collaborators, which must outlive it; not thread-safe.
 class Changes {
 public:
-    Changes(const ServiceOptions& options, const Registrations& registrations, const Clients& clients, Rounds& rounds,
-            Journal& journal, Notifier& notifier, Log log);
+    struct Collaborators {
+        const ServiceOptions& options;
+        const Registrations& registrations;
+        const Clients& clients;
+        const Messages& messages;
+        Rounds& rounds;
+        Journal& journal;
+        Notifier& notifier;
+        const Time& now;
+        const Log& log;
+    };
+
+    explicit Changes(const Collaborators& collaborators) : m_with(collaborators) {}
+
+    /// The service has begun to serve: a provider may come back from now on.
+    void start() { m_started = m_with.now; }
 
     /// Takes \p request over. Its reply may be called before this returns.
-    void submit(ChangeRequest request, Time now);
+    void submit(ChangeRequest request);
 
-    /// Time has passed; whatever a round that ends now leads to happens at \p now.
-    void setTime(Time now) { m_now = now; }
+    /// A client connected for deliveries, registered, or may know more than before: it may be a provider that somebody
+    /// waits for.
+    void providerArrived();
 
-    /// Tells the providers of \p variable its value without anybody waiting for them: it changed by no client's will.
-    void inform(Variable& variable);
+    /// Ends the waiting for providers whose time is over.
+    void expire();
+
+    /// \return when that is due next.
+    std::optional<Time> nextDeadline() const;
 
     /// \return how many requests are under decision or wait.
     std::size_t waiting() const;
@@ -65,6 +86,8 @@ private:
         bool queued = false;
         bool running = false;
         std::optional<RoundId> round;
+        std::optional<Time> waitsUntil;  ///< for a provider to come back
+        std::vector<ClientKey> asked;    ///< who was asked to apply it
         ChangeResult result;
         VariableRow row;  ///< what the variable will hold
         ChangeNumber valueNumber = 0;
@@ -81,6 +104,10 @@ private:
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
+    void awaitProvider(const OperationPtr& operation);
+    /// \return until when a provider of \p variable that is away now may come back.
+    Time providerExpected(const Variable& variable) const;
+    void beginAgain(const std::function<bool(const Operation&)>& which);
     void decided(const OperationPtr& operation);
     void store(const OperationPtr& operation);
     void stored(const OperationPtr& operation);
@@ -89,20 +116,13 @@ private:
 
     static void stage(Operation& operation, Batch& batch);
     std::vector<Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
-    template <typename Message>
-    RoundId ask(const Operation& operation, const Value& value, const std::vector<Client*>& clients,
-                Rounds::Finished finished);
+    Messages::Asker askerOf(const Operation& operation) const;
 
-    const ServiceOptions& m_options;
-    const Registrations& m_registrations;
-    const Clients& m_clients;
-    Rounds& m_rounds;
-    Journal& m_journal;
-    Notifier& m_notifier;
-    Log m_log;
-    Time m_now{};
-    std::uint64_t m_order = 0;  ///< of requests and questions
-    std::map<Variable*, Queue> m_queues;
+    const Collaborators m_with;
+    Time m_started{};
+    std::uint64_t m_order = 0;            ///< of requests and questions
+    std::map<Variable*, Queue> m_queues;  ///< looked up, and listed only where the order does not show
+    std::map<std::uint64_t, OperationPtr> m_waitForProvider;  ///< by their order
 };
 
 }  // namespace AppConfigService

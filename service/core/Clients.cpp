@@ -1,63 +1,8 @@
 #include "core/Clients.h"
 
 #include <algorithm>
-#include <limits>
-
-#include "core/Catalogue.h"
 
 namespace AppConfigService {
-
-namespace {
-
-/// No point proves what is known to be lost.
-constexpr ChangeNumber lost = std::numeric_limits<ChangeNumber>::max();
-
-}  // namespace
-
-ChangeNumber Client::toldOf(const Variable& variable, ChangeKind kind) const {
-    const auto found = told.find(&variable);
-    if (found == told.end()) return joined;
-    const auto index = static_cast<std::size_t>(kind);
-    const ChangeNumber known = std::max(found->second.read[index], found->second.notified[index]);
-    // A number below 1 is no change: of this kind, the client was never told.
-    return known == 0 ? joined : known;
-}
-
-void Client::noteRead(const Variable& variable, ChangeKind kind) {
-    const auto index = static_cast<std::size_t>(kind);
-    told[&variable].read[index] = variable.row.changes[index];
-}
-
-void Client::noteNotified(const Variable& variable, ChangeKind kind, ChangeNumber sequence) {
-    const auto index = static_cast<std::size_t>(kind);
-    Told& entry = told[&variable];
-    entry.notified[index] = variable.row.changes[index];
-    // Frames keep their order: the first with a point proves itself, those behind it need a higher one.
-    const ChangeNumber provenBy = sequence > lastSent ? sequence : lastSent + 1;
-    lastSent = std::max(lastSent, sequence);
-    ChangeNumber& known = entry.provenBy[index];
-    // An earlier frame may have made way for this one, or be for another callback.
-    known = known == lost ? provenBy : std::max(known, provenBy);
-}
-
-void Client::forgetNotifiedAfter(ChangeNumber delivered) {
-    for (auto& entry : told) {
-        for (std::size_t kind = 0; kind < changeKinds; ++kind) {
-            ChangeNumber& notified = entry.second.notified[kind];
-            ChangeNumber& provenBy = entry.second.provenBy[kind];
-            if (provenBy > delivered) {
-                provenBy = lost;
-                notified = 0;
-            }
-            notified = std::min(notified, delivered);
-        }
-    }
-}
-
-bool Client::mayHaveLost(const Variable& variable, ChangeKind kind) const {
-    const auto found = told.find(&variable);
-    return found != told.end() && found->second.provenBy[static_cast<std::size_t>(kind)] == lost;
-}
 
 Client* Clients::find(const ClientKey& key) const {
     const auto found = m_clients.find(key);

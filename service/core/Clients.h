@@ -1,6 +1,6 @@
 #pragma once
 
-#include <array>
+#include <deque>
 #include <functional>
 #include <map>
 #include <memory>
@@ -9,52 +9,45 @@
 #include <string>
 #include <vector>
 
+#include "core/Backlog.h"
+#include "core/Knowledge.h"
+#include "core/Limits.h"
 #include "store/StateStore.h"
 
 namespace AppConfigService {
 
-struct Variable;
-
 /// One client, for as long as it is remembered.
 struct Client {
-    /// Numbers of the changes that a client knows of, by kind: of what it read, and of what it was notified.
-    struct Told {
-        std::array<ChangeNumber, changeKinds> read{};
-        std::array<ChangeNumber, changeKinds> notified{};
-        /// Once the client has taken this point for delivered, it has what it was notified of. An old change that is
-        /// sent again travels under a point that the client may have reached already, so the point beyond that counts.
-        std::array<ChangeNumber, changeKinds> provenBy{};
-    };
-
     ClientKey key;
-    int role = 0;             ///< highest that it has presented, capped
-    bool stored = false;      ///< the store has its row
-    int storedRole = 0;       ///< role in that row
-    ChangeNumber joined = 0;  ///< what it was never told of is news only if it changed after this
-    std::map<const Variable*, Told> told;
-    ChangeNumber lastSent = 0;  ///< highest point that the delivery connection has carried or begun with
-    bool missed = false;        ///< while there was no delivery connection, more came into its reach than what changed
+    int role = 0;                ///< highest that it has presented, capped
+    ChangeNumber roleSince = 0;  ///< see ClientRow
+    bool stored = false;         ///< the store has its row
+    bool joinedKnown = false;    ///< it has connected since the service started
+    /// What it was never told of is news only if it changed after this; nothing when it came from another state, so
+    /// that all of this one is news.
+    std::optional<ChangeNumber> joined;
+    /// Where the present delivery connection began: all that it was registered for then has reached it up to here.
+    /// Nothing when it knows nothing of this state.
+    std::optional<ChangeNumber> resumedAt;
+    Knowledge knowledge;
+
+    // What goes over the present delivery connection.
+    Backlog due{mostDue};
+    Backlog applies{mostDue};
+    std::size_t appliesAsked = 0;           ///< questions about missed values that have no answer yet
+    bool owedPoint = false;                 ///< once nothing is due, it is told how far it has got
+    std::optional<ChangeNumber> lastPoint;  ///< the highest that it was sent or began with
+    std::size_t sinceMark = 0;              ///< notifications since the last mark
+    std::deque<std::uint64_t> openMarks;    ///< sent, and not said to be handled
+    std::uint64_t marks = 0;                ///< sent in all
+    std::uint32_t claim = 0;                ///< grows with each delivery connection; see Registration
+
     std::set<ConnectionId> connections;    ///< all of them
     std::optional<ConnectionId> delivery;  ///< the one that takes notifications and questions
+    std::optional<Time> deliveryLost;      ///< when the last one of these was lost; set while there is none
     std::optional<Time> goneSince;         ///< set while it has no connection
-    bool joinedKnown = false;              ///< it has connected since the service started
     bool leaving = false;                  ///< it said goodbye, and is forgotten with its last connection
     std::size_t pendingRegistrations = 0;  ///< asked for and not stored yet
-
-    /// \return the number of the last change of that kind that the client knows of.
-    ChangeNumber toldOf(const Variable& variable, ChangeKind kind) const;
-
-    void noteRead(const Variable& variable, ChangeKind kind);
-
-    /// The client was sent the present state of \p variable under the point \p sequence.
-    void noteNotified(const Variable& variable, ChangeKind kind, ChangeNumber sequence);
-
-    /// The connection broke, and the client stands at \p delivered: whatever that does not prove may have been lost on
-    /// the way.
-    void forgetNotifiedAfter(ChangeNumber delivered);
-
-    /// \return whether the last notification of it may have been lost on the way, and none was sent since.
-    bool mayHaveLost(const Variable& variable, ChangeKind kind) const;
 };
 
 /// Every client that is connected or within its grace time. Not thread-safe.

@@ -16,11 +16,13 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_options(std::move(options)),
       m_log(std::move(log)),
       m_journal(store),
-      m_notifier(m_options, m_catalogue, m_registrations, m_clients, m_journal, outbox),
+      m_messages(m_options, m_journal),
       m_rounds(m_options, outbox),
-      m_changes(m_options, m_registrations, m_clients, m_rounds, m_journal, m_notifier, m_log),
-      m_requests(
-          {m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_statistics, m_log}) {
+      m_notifier(
+          {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, m_now, m_log}),
+      m_changes({m_options, m_registrations, m_clients, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
+      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_messages,
+                  m_statistics, m_log}) {
     const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
     m_notifier.onSent = count;
     m_rounds.onSent = count;
@@ -47,7 +49,6 @@ bool Core::busy(ConnectionId connection) const {
 
 void Core::receive(ConnectionId id, const Frame& frame, Time now) {
     m_now = now;
-    m_changes.setTime(now);
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     Connection& connection = found->second;
@@ -64,6 +65,12 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
                 const ClientKey client = *connection.client;
                 return m_rounds.answer(client, frame.correlation(), {frame.answer().begin(), frame.answer().end()});
             }
+            break;
+        case AppConfigHost::REGISTRATIONS:
+            if (delivery) return registrations(id, connection, frame);
+            break;
+        case AppConfigHost::HANDLED:
+            if (delivery) return m_notifier.handled(*m_clients.find(*connection.client), frame.correlation());
             break;
         case AppConfigHost::GOODBYE:
             if (delivery) return farewell(id, *connection.client);
@@ -92,21 +99,20 @@ void Core::request(ConnectionId id, Connection& connection, const Frame& frame) 
                     *connection.client,
                     capOf(connection)};
     connection.busy = true;
-    if (m_interceptor && !connection.internal) {
-        const Interception decision =
-            m_interceptor({call.client.endpoint, call.messageId, frame.payload(), call.awaited});
-        switch (decision.action) {
-            case Interception::Action::serve: break;
-            case Interception::Action::ignore: connection.busy = false; return m_outbox.idle(id);
-            case Interception::Action::refuse:
-                return m_requests.refuse(call, frame.payload(), decision.error, decision.message);
-            case Interception::Action::disconnect: {
-                m_outbox.close(id);
-                return disconnected(id, m_now);
-            }
-        }
+    const Interception decision = intercepted(connection, call, frame.payload());
+    switch (decision.action) {
+        case Interception::Action::serve: break;
+        case Interception::Action::ignore: connection.busy = false; return m_outbox.idle(id);
+        case Interception::Action::refuse:
+            return m_requests.refuse(call, frame.payload(), decision.error, decision.message);
+        case Interception::Action::disconnect: return drop(id);
     }
-    m_requests.serve(call, frame.payload(), m_now);
+    m_requests.serve(call, frame.payload());
+}
+
+Interception Core::intercepted(const Connection& connection, const Call& call, const std::string& payload) const {
+    if (!m_interceptor || connection.internal) return {};
+    return m_interceptor({call.client.endpoint, call.messageId, payload, call.awaited});
 }
 
 void Core::finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response) {
@@ -122,8 +128,9 @@ void Core::finish(const Call& call, AppConfigHost::Status status, const google::
             frame.set_message_id(ConfigIF::messageId(response->GetTypeName()));
             frame.set_payload(response->SerializeAsString());
             ++m_statistics.sent[frame.message_id()];
+            m_messages.stamp(frame);
         }
-        m_outbox.send(call.connection, frame, {});
+        m_outbox.send(call.connection, frame);
     }
     m_outbox.idle(call.connection);
 }
@@ -141,14 +148,13 @@ void Core::reject(ConnectionId id, const std::string& reason, Time now) {
     Frame frame;
     frame.set_kind(AppConfigHost::REFUSED);
     frame.set_reason(reason);
-    m_outbox.send(id, frame, {});
+    m_outbox.send(id, frame);
     m_outbox.close(id);
     disconnected(id, now);
 }
 
 void Core::disconnected(ConnectionId id, Time now) {
     m_now = now;
-    m_changes.setTime(now);
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     const Connection connection = found->second;
@@ -159,10 +165,7 @@ void Core::disconnected(ConnectionId id, Time now) {
     if (client == nullptr) return;
     client->connections.erase(id);
     if (client->connections.empty()) client->goneSince = now;
-    if (client->delivery == id) {
-        client->delivery.reset();
-        m_rounds.lost(*connection.client);
-    }
+    if (client->delivery == id) loseDelivery(*client);
     client = m_clients.find(*connection.client);
     if (client == nullptr) return;
     if (client->leaving && client->connections.empty()) return forget(*connection.client, "said goodbye");
@@ -170,6 +173,20 @@ void Core::disconnected(ConnectionId id, Time now) {
         m_clients.find(*connection.client)->connections.empty()) {
         forget(*connection.client, "was internal");
     }
+}
+
+void Core::drained(ConnectionId connection, Time now) {
+    m_now = now;
+    const auto found = m_connections.find(connection);
+    if (found == m_connections.end() || !found->second.client) return;
+    Client* client = m_clients.find(*found->second.client);
+    if (client != nullptr && client->delivery == connection) m_notifier.goOn(*client);
+}
+
+void Core::loseDelivery(Client& client) {
+    client.delivery.reset();
+    client.deliveryLost = m_now;
+    m_rounds.lost(client.key);
 }
 
 void Core::drop(ConnectionId id) {
@@ -198,7 +215,6 @@ void Core::farewell(ConnectionId delivery, ClientKey key) {
         client->stored = false;
     }
     m_registrations.removeClient(key);
-    client->missed = false;
     // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
     client->leaving = true;
     drop(delivery);
@@ -223,7 +239,6 @@ void Core::forget(const ClientKey& key, const char* why) {
 
 void Core::flush(Time now) {
     m_now = now;
-    m_changes.setTime(now);
     store();
 }
 
@@ -234,8 +249,8 @@ void Core::store() {
 
 void Core::tick(Time now) {
     m_now = now;
-    m_changes.setTime(now);
     m_rounds.expire(now);
+    m_changes.expire();
     while (!m_silent.empty() && m_silent.begin()->second <= now) {
         reject(m_silent.begin()->first,
                "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds", now);
@@ -245,8 +260,9 @@ void Core::tick(Time now) {
 
 std::optional<Time> Core::nextDeadline() const {
     std::optional<Time> next = m_rounds.nextDeadline();
-    const std::optional<Time> client = m_clients.nextDue(m_options.grace);
-    if (client && (!next || *client < *next)) next = client;
+    for (const std::optional<Time>& other : {m_changes.nextDeadline(), m_clients.nextDue(m_options.grace)}) {
+        if (other && (!next || *other < *next)) next = other;
+    }
     if (!m_silent.empty() && (!next || m_silent.begin()->second < *next)) next = m_silent.begin()->second;
     return next;
 }

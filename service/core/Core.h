@@ -11,6 +11,7 @@
 #include "core/Interception.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
+#include "core/Messages.h"
 #include "core/Notifier.h"
 #include "core/Outbox.h"
 #include "core/Registrations.h"
@@ -51,6 +52,9 @@ public:
     /// \return whether a request of \p connection is under way, so that its next frame has to wait for Outbox::idle().
     bool busy(ConnectionId connection) const;
 
+    /// There is room for \p connection again, after Outbox::hasRoom() had denied it.
+    void drained(ConnectionId connection, Time now);
+
     /// \p connection is gone. Also to be called for a connection that broke the rules, but not for one that the core
     /// closed.
     void disconnected(ConnectionId connection, Time now);
@@ -77,6 +81,9 @@ public:
 
     const Catalogue& catalogue() const { return m_catalogue; }
 
+    /// \return the number of the last change that is stored.
+    ChangeNumber changes() const { return m_journal.changes(); }
+
     /// \return how many requests are under decision or wait for one.
     std::size_t waiting() const { return m_changes.waiting(); }
 
@@ -90,11 +97,21 @@ private:
     };
 
     void hello(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
+    struct Standing {
+        bool fresh = false;  ///< it has never been told a point
+        std::optional<ChangeNumber> joined;
+        std::optional<ChangeNumber> delivered;
+    };
+
     std::string checkHello(const AppConfigHost::Frame& frame, const ClientKey& key, bool internal);
-    void joinStore(Client& client, const AppConfigHost::Hello& hello) const;
-    bool knowsNumbersOf(const AppConfigHost::Hello& hello) const;
-    void deliverOn(ConnectionId id, Client& client, const AppConfigHost::Hello& hello);
+    Standing standingOf(const AppConfigHost::Hello& hello) const;
+    void welcome(ConnectionId id, const Client& client, const AppConfigHost::Hello& hello, const Standing& standing);
+    void deliverOn(ConnectionId id, Client& client, const Standing& standing);
+    void registrations(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    void loseDelivery(Client& client);
     void request(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    Interception intercepted(const Connection& connection, const Call& call, const std::string& payload) const;
     void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
     /// By value: the client may be forgotten on the way.
     void farewell(ConnectionId delivery, ClientKey key);
@@ -108,21 +125,21 @@ private:
     Outbox& m_outbox;
     const ServiceOptions m_options;
     const Log m_log;
+    Time m_now{};  ///< whatever happens now happens at this time
     Catalogue m_catalogue;
     Registrations m_registrations;
     Clients m_clients;
     Journal m_journal;
     Statistics m_statistics;
-    Notifier m_notifier;
+    const Messages m_messages;
     Rounds m_rounds;
+    Notifier m_notifier;
     Changes m_changes;
     Requests m_requests;
     Interceptor m_interceptor;
     std::map<std::uint32_t, int> m_roleLimits;
     std::map<ConnectionId, Connection> m_connections;
     std::map<ConnectionId, Time> m_silent;  ///< when each must have said hello, the earliest first
-    std::string m_storeId;
-    Time m_now{};
 };
 
 }  // namespace AppConfigService

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/Core.h"
+#include "store/TimelineId.h"
 
 // How definitions come into use, at the start and later.
 
@@ -11,27 +12,26 @@ namespace AppConfigService {
 
 bool Core::start(const Definitions& definitions, std::string& error, Time now) {
     m_now = now;
-    m_changes.setTime(now);
     StoredState state;
     if (!m_store.load(state, error)) return false;
-    m_storeId = state.id;
-    m_journal.restore(state.changes);
+    m_journal.restore(state, m_options.newTimeline ? m_options.newTimeline() : newTimelineId());
     m_catalogue.restore(state.variables);
     for (const ClientRow& row : state.clients) {
         Client& client = m_clients.insert(row.client);
         client.role = row.role;
+        client.roleSince = row.roleSince;
         client.stored = true;
-        client.goneSince = now;
+        client.goneSince = client.deliveryLost = now;
     }
     for (const RegistrationRow& row : state.registrations) {
-        if (m_clients.find(row.client) != nullptr) m_registrations.add(row);
+        if (m_clients.find(row.client) != nullptr) m_registrations.add(row, 0);
     }
+    m_changes.start();
     return adoptAll(definitions, error, false);
 }
 
 bool Core::reload(const Definitions& definitions, std::string& error, Time now) {
     m_now = now;
-    m_changes.setTime(now);
     // What is pending was decided on under the old definitions.
     while (needsFlush()) store();
     return adoptAll(definitions, error, true);
@@ -46,14 +46,23 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
         for (std::size_t kind = 0; kind < changeKinds; ++kind) {
             if (adoption.changed[kind]) adoption.row.changes[kind] = Journal::nextChange(batch);
         }
-        batch.entries.emplace_back(adoption.row);
+        if (adoption.stores) batch.entries.emplace_back(adoption.row);
         adoptions.push_back(std::move(adoption));
     }
-    if (!m_store.commit(batch, error)) return false;
-    m_journal.restore(batch.changes);
+    std::set<const Variable*> defined;
+    for (const VariableDefinition& definition : definitions.variables)
+        defined.insert(m_catalogue.find(definition.name));
+    const auto isDefined = [&](const Variable& variable) { return defined.count(&variable) != 0; };
+    // While it is hidden nobody is told of it, so whoever knew it before may have missed something.
+    m_catalogue.eachToHide(isDefined, [&](const Variable& variable) {
+        VariableRow row = variable.row;
+        row.hidden = true;
+        batch.entries.emplace_back(std::move(row));
+    });
+    // A start that finds all as it was writes nothing.
+    if (!batch.entries.empty() && !m_journal.commit(batch, error)) return false;
     m_roleLimits = definitions.roleLimits;
 
-    std::set<const Variable*> defined;
     for (std::size_t i = 0; i < adoptions.size(); ++i) {
         Variable& variable = m_catalogue.define(definitions.variables[i]);
         defined.insert(&variable);
@@ -67,7 +76,7 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
                                          (hidden ? "" : ": " + adoptions[i].complaint));
         }
     }
-    m_catalogue.hideUnless([&](const Variable& variable) { return defined.count(&variable) != 0; });
+    m_catalogue.hideUnless(isDefined);
 
     // Options before values, as everywhere.
     for (const ChangeKind kind : {ChangeKind::levels, ChangeKind::options, ChangeKind::value}) {
@@ -75,11 +84,11 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
         for (const Adoption& adoption : adoptions) {
             if (!adoption.changed[index]) continue;
             Variable& variable = *m_catalogue.find(adoption.row.name);
-            if (announce && kind == ChangeKind::value) m_changes.inform(variable);
             m_notifier.announce(variable, kind, adoption.row.changes[index]);
-            if (kind == ChangeKind::levels) m_notifier.levelsChanged(variable);
+            if (announce && kind == ChangeKind::value) m_notifier.inform(variable);
         }
     }
+    m_changes.providerArrived();
     return true;
 }
 

@@ -1,20 +1,25 @@
+#include <algorithm>
 #include <utility>
 
 #include "Endpoint.h"
+#include "Handshake.h"
+#include "MessageIds.h"
 #include "core/Core.h"
 
-// How a client begins: the first frame of each connection, and what its delivery connection is sent at once.
+// How a client begins: the first frame of each connection, what its delivery connection is sent at once, and the
+// registrations that it tells over that when they are not known here.
 
 namespace AppConfigService {
 
 using AppConfigHost::Frame;
+using AppConfigHost::frameVersion;
 using AppConfigHost::Hello;
 
 std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool internal) {
-    constexpr std::uint32_t version = 1;
     if (frame.kind() != AppConfigHost::HELLO) return "a connection begins with HELLO";
-    if (frame.hello().version() != version) {
-        return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version 1";
+    if (frame.hello().version() != frameVersion) {
+        return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version " +
+               std::to_string(frameVersion);
     }
     if (!AppConfigHost::isEndpointName(key.endpoint)) {
         return "the client's endpoint is no endpoint's name";
@@ -45,59 +50,108 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     const bool known = m_clients.find(key) != nullptr;
     Client& client = m_clients.insert(key);
     if (!known) m_log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
-    joinStore(client, frame.hello());
+    Standing standing = standingOf(frame.hello());
+    if (!std::exchange(client.joinedKnown, true)) client.joined = standing.joined;
+    // One without a point began with its first connection, whichever that was.
+    if (standing.fresh && client.joined) standing.joined = standing.delivered = client.joined;
     client.goneSince.reset();
     client.connections.insert(id);
     m_silent.erase(id);
     connection.client = key;
     connection.purpose = frame.hello().purpose();
 
-    Frame welcome;
-    welcome.set_kind(AppConfigHost::WELCOME);
-    welcome.mutable_welcome()->set_store(m_storeId);
-    welcome.mutable_welcome()->set_changes(m_notifier.sequence());
-    m_outbox.send(id, welcome, {});
+    welcome(id, client, frame.hello(), standing);
     if (connection.purpose == AppConfigHost::DELIVERY) {
         client.leaving = false;
-        deliverOn(id, client, frame.hello());
+        deliverOn(id, client, standing);
     }
 }
 
-bool Core::knowsNumbersOf(const Hello& hello) const {
-    // Numbers beyond the counter are those of a store that was set back since.
-    return hello.store() == m_storeId && hello.joined() <= m_journal.changes() &&
-           hello.delivered() <= m_journal.changes();
-}
-
-void Core::joinStore(Client& client, const Hello& hello) const {
-    if (client.joinedKnown) return;
-    client.joinedKnown = true;
-    if (hello.store().empty()) {
-        client.joined = m_notifier.sequence();
-    } else {
-        client.joined = knowsNumbersOf(hello) ? hello.joined() : 0;
+Core::Standing Core::standingOf(const Hello& hello) const {
+    if (!hello.has_timeline()) return {true, m_notifier.sequence(), m_notifier.sequence()};
+    // Each number that the client was told counts: one that this state does not have was told by another.
+    bool ours = m_journal.has(hello.timeline(), hello.delivered()) && hello.joined() <= hello.delivered() &&
+                static_cast<std::size_t>(hello.seen_size()) <= mostSeenPoints;
+    for (int i = 0; ours && i < hello.seen_size(); ++i) {
+        ours = m_journal.has(hello.seen(i).timeline(), hello.seen(i).number());
     }
+    if (!ours) return {};
+    Standing standing;
+    if (hello.has_joined()) standing.joined = hello.joined();
+    standing.delivered = hello.delivered();
+    return standing;
 }
 
-void Core::deliverOn(ConnectionId id, Client& client, const Hello& hello) {
+void Core::welcome(ConnectionId id, const Client& client, const Hello& hello, const Standing& standing) {
+    Frame frame;
+    frame.set_kind(AppConfigHost::WELCOME);
+    AppConfigHost::Welcome& welcome = *frame.mutable_welcome();
+    welcome.set_changes(standing.fresh ? *standing.delivered : m_notifier.sequence());
+    welcome.set_timeline(m_journal.timeline());
+    welcome.set_point_known(standing.delivered.has_value());
+    if (hello.has_registrations()) {
+        welcome.set_registrations_known(hello.registrations() == m_registrations.count(client.key) &&
+                                        hello.registrations_digest() == m_registrations.digest(client.key));
+    }
+    m_outbox.send(id, frame);
+}
+
+void Core::deliverOn(ConnectionId id, Client& client, const Standing& standing) {
     if (client.delivery) {
         const ConnectionId old = *client.delivery;
         m_outbox.close(old);
         m_connections.erase(old);
         client.connections.erase(old);
-        client.delivery.reset();
-        m_rounds.lost(client.key);
+        loseDelivery(client);
     }
     client.delivery = id;
-    ChangeNumber delivered = 0;
-    if (hello.store().empty()) {
-        delivered = client.joined;
-    } else if (knowsNumbersOf(hello)) {
-        delivered = hello.delivered();
+    client.deliveryLost.reset();
+    ++client.claim;
+    m_notifier.resume(client, standing.delivered);
+    m_changes.providerArrived();
+}
+
+void Core::registrations(ConnectionId id, Connection& connection, const Frame& frame) {
+    const auto rows = static_cast<std::size_t>(frame.registration_size() + frame.withdrawn_size());
+    if (rows > mostRegistrationsAtOnce) {
+        return reject(id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows",
+                      m_now);
     }
-    // Whoever is new to the store begins at its welcome's point, so no frame up to there proves itself.
-    client.lastSent = knowsNumbersOf(hello) ? delivered : m_notifier.sequence();
-    m_notifier.resume(client, delivered);
+    const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
+                    true, *connection.client,  capOf(connection)};
+    connection.busy = true;
+    const auto done = [this, id](const Frame& reply) {
+        const auto found = m_connections.find(id);
+        if (found == m_connections.end()) return;
+        found->second.busy = false;
+        m_outbox.send(id, reply);
+        m_outbox.idle(id);
+    };
+    if (frame.registration_size() > 0) {
+        // Whoever intercepts registrations means these as well.
+        ConfigIF::RegisterClientCallbackReq first;
+        first.set_client_name(frame.registration(0).requester());
+        first.set_var_name(frame.registration(0).name());
+        first.set_callback_name(frame.registration(0).callback());
+        const Interception decision = intercepted(connection, call, first.SerializeAsString());
+        if (decision.action == Interception::Action::ignore) {
+            connection.busy = false;
+            return m_outbox.idle(id);
+        }
+        if (decision.action == Interception::Action::disconnect) return drop(id);
+        if (decision.action == Interception::Action::refuse) {
+            Frame refused;
+            refused.set_kind(AppConfigHost::REGISTERED);
+            refused.set_correlation(frame.correlation());
+            for (std::size_t i = 0; i < rows + (frame.complete() ? 1 : 0); ++i) {
+                AppConfigHost::Refusal* refusal = refused.add_refusal();
+                refusal->set_index(static_cast<std::uint32_t>(i));
+                refusal->set_error(decision.error);
+            }
+            return done(refused);
+        }
+    }
+    m_requests.enrol(call, frame, done);
 }
 
 }  // namespace AppConfigService

@@ -4,12 +4,14 @@
 #include <string>
 #include <vector>
 
+#include "core/Timelines.h"
 #include "store/StateStore.h"
 
 namespace AppConfigService {
 
 /// Collects what is to be stored, so that everything that comes in one turn of the loop shares one transaction. What
-/// depends on the transaction happens after it. Refers to a store that the caller owns; not thread-safe.
+/// depends on the transaction happens after it. Keeps the counter of changes and the timelines that it counts in.
+/// Refers to a store that the caller owns; not thread-safe.
 class Journal {
 public:
     /// Adds an entry's contents to the batch. Numbers of changes are drawn with nextChange() within it.
@@ -19,7 +21,8 @@ public:
 
     explicit Journal(StateStore& store) : m_store(store) {}
 
-    void restore(ChangeNumber changes) { m_changes = m_settled = changes; }
+    /// Goes on with what the store holds; \p timeline is this run's.
+    void restore(const StoredState& state, std::uint64_t timeline);
 
     void add(Stage stage, Done done);
 
@@ -29,11 +32,21 @@ public:
     /// \return empty, or one sentence why nothing of it could be stored.
     std::string flush();
 
+    /// Stores \p batch, which began at changes(), at once. Nothing is pending. \return whether it is stored; if not,
+    /// \p error gets one sentence.
+    bool commit(Batch& batch, std::string& error);
+
     /// \return the number of the last change that is stored.
     ChangeNumber changes() const { return m_changes; }
 
     /// \return the number of the last change whose entry has been told that it is stored, or is being told.
     ChangeNumber settled() const { return m_settled; }
+
+    /// \return the timeline that these numbers count in.
+    std::uint64_t timeline() const { return m_timelines.newest(); }
+
+    /// \return whether change \p number of \p timeline belongs to this state.
+    bool has(std::uint64_t timeline, ChangeNumber number) const { return m_timelines.has(timeline, number, m_changes); }
 
     /// Draws the next number within \p batch.
     static ChangeNumber nextChange(Batch& batch) { return ++batch.changes; }
@@ -44,7 +57,10 @@ private:
         Done done;
     };
 
+    bool store(Batch& batch, std::string& error);
+
     StateStore& m_store;
+    Timelines m_timelines;
     ChangeNumber m_changes = 0;
     ChangeNumber m_settled = 0;
     std::vector<Entry> m_entries;

@@ -1,213 +1,196 @@
 #include "core/Notifier.h"
 
 #include <algorithm>
-#include <vector>
+#include <utility>
 
-#include "MessageIds.h"
-#include "core/Wire.h"
+#include "core/Topics.h"
+
+// What is sent, and when; Dues.cpp finds out what there is to be sent.
+//
+// A client's backlog is worked off as it takes it: while its connection has room and it handles what it was sent. Until
+// then each state waits once, whatever happens to it meanwhile. Frames carry no point as long as something waits behind
+// them, since a break must bring all of it again; the last one does, or a frame of its own.
 
 namespace AppConfigService {
 
-namespace {
-
-constexpr ConfigIF::CallbackType callbackOf[changeKinds] = {
-    ConfigIF::CALLBACK_CONFIG_CHANGED, ConfigIF::CALLBACK_OPTIONS_CHANGED, ConfigIF::CALLBACK_ACCESS_LEVELS_CHANGED};
-
-std::size_t indexOf(ChangeKind kind) {
-    return static_cast<std::size_t>(kind);
-}
-
-}  // namespace
-
-Notifier::Notifier(const ServiceOptions& options, const Catalogue& catalogue, const Registrations& registrations,
-                   const Clients& clients, const Journal& journal, Outbox& outbox)
-    : m_options(options),
-      m_catalogue(catalogue),
-      m_registrations(registrations),
-      m_clients(clients),
-      m_journal(journal),
-      m_outbox(outbox) {}
+using AppConfigHost::Frame;
 
 ChangeNumber Notifier::sequence() const {
-    return m_open.empty() ? m_journal.settled() : *m_open.begin() - 1;
+    return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
 }
 
-bool Notifier::mayKnow(const Client& client, const Variable& variable, ChangeKind kind) const {
-    // Whoever may not read a variable must still learn that it may not.
-    return kind == ChangeKind::levels || client.role >= variable.row.readLevel;
-}
-
-void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber number) {
-    const auto targets = m_registrations.reaching(variable.fullyQualified, callbackOf[indexOf(kind)]);
-    if (!variable.definition) {  // it vanished meanwhile: there is nothing to tell about it
-        m_open.erase(number);
-        return;
+void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber number,
+                        const std::vector<ClientKey>& asked) {
+    std::vector<Client*> concerned;
+    // A variable that vanished meanwhile is told of when it comes back.
+    if (variable.definition) {
+        addDue(variable, topicOf(kind), concerned);
+        if (kind != ChangeKind::value) addDue(variable, Topic::attributes, concerned);
+        if (kind == ChangeKind::levels) addRevealed(variable, concerned);
     }
-    std::vector<std::pair<Client*, std::string>> last;
-    // Only a client's last frame may say that the change is through: a break before it must bring the change again.
-    for (const auto& target : targets) {
-        Client* client = m_clients.find(target.first);
-        if (client == nullptr || !client->delivery || !mayKnow(*client, variable, kind)) continue;
-        auto callback = target.second.begin();
-        for (; std::next(callback) != target.second.end(); ++callback) {
-            sendState(*client, {&variable, kind, *callback}, sequence());
-        }
-        last.emplace_back(client, *callback);
+    for (const ClientKey& key : asked) {
+        Client* client = m_with.clients.find(key);
+        if (client == nullptr) continue;
+        client->owedPoint = true;
+        concerned.push_back(client);
     }
+    // Only now: all that the change brings has to be due before a frame may say that it is through.
     m_open.erase(number);
-    for (const auto& entry : last) sendState(*entry.first, {&variable, kind, entry.second}, sequence());
-
-    if (kind == ChangeKind::value) return;
-    for (const auto& target : m_registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_ATTRIBUTE_CHANGED)) {
-        const Client* client = m_clients.find(target.first);
-        if (client == nullptr || !client->delivery) continue;
-        for (const std::string& callback : target.second) {
-            ConfigIF::AttributeChangedNtfy message;
-            message.set_client_name(callback);
-            writeName(variable.row.name, variable.definition->namespaceScoped, m_options.namespaceNumber,
-                      *message.mutable_inst());
-            send(*client, message, sequence(), "attribute " + callback + " " + variable.display);
-        }
-    }
+    for (Client* client : concerned) goOn(*client);
 }
 
-void Notifier::catchUp(Client& client, const RegistrationRow* only) {
-    if (!client.delivery) {
-        client.missed = true;
-        return;
-    }
-    std::map<std::string, Due> due;
-    const auto known = [&](const Variable& variable, ChangeKind kind) { return client.toldOf(variable, kind); };
-    if (only != nullptr) {
-        collect(client, *only, known, due);
+void Notifier::resume(Client& client, std::optional<ChangeNumber> delivered) {
+    client.due.clear();
+    client.applies.clear();
+    client.appliesAsked = 0;
+    client.sinceMark = 0;
+    client.openMarks.clear();
+    client.owedPoint = true;
+    client.resumedAt = client.lastPoint = delivered;
+    if (delivered) {
+        client.knowledge.loseBeyond(*delivered);
     } else {
-        for (const RegistrationRow& registration : m_registrations.of(client.key)) {
-            collect(client, registration, known, due);
+        // What it was told it was told of a state that it has left since.
+        client.knowledge.clear();
+        client.joined.reset();
+    }
+    collectAll(client);
+    goOn(client);
+}
+
+void Notifier::goOn(Client& client) {
+    if (!client.delivery) return;
+    do {
+        while (!client.due.empty()) {
+            const bool busy = client.openMarks.size() >= mostOpenMarks;
+            if (busy || !m_with.outbox.hasRoom(*client.delivery)) return;
+            const Backlog::Due due = client.due.take();
+            if (isWanted(client, due)) tell(client, due);
         }
-    }
-    for (const auto& entry : due) sendState(client, entry.second, sequence());
+        if (!askToApply(client)) return;
+    } while (lookAgain(client));
+    if (client.owedPoint) sendPoint(client);
 }
 
-void Notifier::resume(Client& client, ChangeNumber delivered) {
-    client.forgetNotifiedAfter(delivered);
-    std::map<std::string, Due> due;
-    // What was registered or revealed meanwhile is news from where the client stood then, which delivered may have
-    // passed.
-    const auto known = [&](const Variable& variable, ChangeKind kind) {
-        return client.missed ? std::min(delivered, client.toldOf(variable, kind)) : delivered;
-    };
-    for (const RegistrationRow& registration : m_registrations.of(client.key)) {
-        collect(client, registration, known, due);
-    }
-    client.missed = false;
-    // A break in the middle must bring all of it again.
-    std::size_t left = due.size();
-    for (const auto& entry : due) sendState(client, entry.second, --left == 0 ? sequence() : delivered);
+bool Notifier::lookAgain(Client& client) {
+    if (!client.due.overflown() && !client.applies.overflown()) return false;
+    // Both are empty. What was told since is known, so each time there is less to be found.
+    client.due.clear();
+    client.applies.clear();
+    collectAll(client);
+    return true;
 }
 
-void Notifier::collect(const Client& client, const RegistrationRow& registration,
-                       const std::function<ChangeNumber(const Variable&, ChangeKind)>& known,
-                       std::map<std::string, Due>& due) const {
-    for (const ChangeKind kind : {ChangeKind::value, ChangeKind::options, ChangeKind::levels}) {
-        if (registration.type != callbackOf[indexOf(kind)]) continue;
-        m_catalogue.reached(registration.name, [&](Variable& variable) {
-            const ChangeNumber changed = variable.row.changes[indexOf(kind)];
-            // What is still being decided or handed to providers is announced to all when that is through.
-            if (m_open.count(changed) != 0) return;
-            if (changed <= known(variable, kind) && !client.mayHaveLost(variable, kind)) return;
-            if (!mayKnow(client, variable, kind)) return;
-            due.emplace(std::to_string(registration.type) + " " + registration.callback + " " + variable.display,
-                        Due{&variable, kind, registration.callback});
-        });
-    }
+void Notifier::handled(Client& client, std::uint64_t mark) {
+    if (client.openMarks.empty() || client.openMarks.front() != mark) return;
+    client.openMarks.pop_front();
+    goOn(client);
 }
 
-void Notifier::levelsChanged(const Variable& variable) {
-    for (const ChangeKind kind : {ChangeKind::value, ChangeKind::options}) {
-        const ChangeNumber changed = variable.row.changes[indexOf(kind)];
-        if (m_open.count(changed) != 0) continue;
-        for (const auto& target : m_registrations.reaching(variable.fullyQualified, callbackOf[indexOf(kind)])) {
-            Client* client = m_clients.find(target.first);
-            if (client == nullptr || !mayKnow(*client, variable, kind)) continue;
-            if (changed <= client->toldOf(variable, kind) && !client->mayHaveLost(variable, kind)) continue;
-            if (!client->delivery) {
-                client->missed = true;
-                continue;
-            }
-            for (const std::string& callback : target.second)
-                sendState(*client, {&variable, kind, callback}, sequence());
-        }
+bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
+    const Variable& variable = *due.variable;
+    // Much may have happened since it became due.
+    if (!variable.definition || !mayKnow(client, variable, due.topic)) return false;
+    const ConfigIF::CallbackType type = callbackOf(due.topic);
+    if (!m_with.registrations.reaches(client.key, variable.fullyQualified, type, due.callback.get())) return false;
+    if (due.topic == Topic::apply) {
+        return isNews(client, variable, due.topic, client.knowledge.of(variable, due.topic));
     }
+    // What is handed to providers yet is announced to all when that is through.
+    return due.topic >= Topic::attributes || m_open.count(newestOf(variable, due.topic)) == 0;
 }
 
-void Notifier::correct(Client& client, const Variable& variable) {
-    if (!client.delivery || !mayKnow(client, variable, ChangeKind::value)) return;
-    const auto targets = m_registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_CONFIG_CHANGED);
-    const auto own = targets.find(client.key);
-    if (own == targets.end()) return;
-    for (const std::string& callback : own->second) {
-        sendState(client, {&variable, ChangeKind::value, callback}, sequence());
+void Notifier::tell(Client& client, const Backlog::Due& due) {
+    Frame frame = due.topic == Topic::submit ? m_with.messages.submit(*due.variable, due.submitType, *due.callback)
+                                             : m_with.messages.notification(*due.variable, due.topic, *due.callback);
+    if (due.topic < Topic::attributes) noteSent(client, *due.variable, due.topic);
+    const bool last = client.due.empty() && !client.due.overflown() && client.applies.empty();
+    if (last) {
+        setPoint(client, frame);
+    } else {
+        client.owedPoint = true;
     }
+    send(client, frame);
+}
+
+bool Notifier::askToApply(Client& client) {
+    const Messages::Asker service{m_with.options.name, highestRole, m_with.options.name};
+    while (!client.applies.empty()) {
+        // An answer makes room for the next question.
+        if (client.appliesAsked >= mostAppliesAsked || !m_with.outbox.hasRoom(*client.delivery)) return false;
+        const Backlog::Due due = client.applies.take();
+        if (!isWanted(client, due)) continue;
+        const Variable& variable = *due.variable;
+        noteSent(client, variable, Topic::apply);
+        ++client.appliesAsked;
+        client.owedPoint = true;
+        const auto finished = [this, key = client.key, &variable, number = newestOf(variable, Topic::apply)](
+                                  const RoundOutcome& outcome) { applied(key, variable, number, outcome); };
+        m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, m_with.now,
+                            finished);
+    }
+    return true;
+}
+
+void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNumber number,
+                       const RoundOutcome& outcome) {
+    if (!outcome.verdict.ok()) {
+        m_with.log(LogLevel::warning,
+                   variable.display + ": provider " + key.endpoint + " had trouble with a value that it had missed");
+    }
+    Client* client = m_with.clients.find(key);
+    if (client == nullptr) return;
+    if (client->appliesAsked > 0) --client->appliesAsked;
+    if (outcome.verdict.ok()) client->knowledge.noteAnswered(variable, Topic::apply, number);
+    goOn(*client);
+}
+
+void Notifier::noteSent(Client& client, const Variable& variable, Topic topic) {
+    // Whatever point is sent from here on is higher than those before, so the next one proves that this has arrived.
+    client.knowledge.noteSent(variable, topic, client.lastPoint ? *client.lastPoint + 1 : 0);
+}
+
+void Notifier::setPoint(Client& client, Frame& frame) const {
+    const ChangeNumber point = sequence();
+    frame.set_timeline(m_with.journal.timeline());
+    frame.set_sequence(point);
+    client.lastPoint = std::max(client.lastPoint.value_or(0), point);
+    client.owedPoint = false;
+}
+
+void Notifier::sendPoint(Client& client) {
+    Frame frame;
+    frame.set_kind(AppConfigHost::REACHED);
+    setPoint(client, frame);
+    m_with.outbox.send(*client.delivery, frame);
+}
+
+void Notifier::sendMark(Client& client) {
+    client.sinceMark = 0;
+    client.openMarks.push_back(++client.marks);
+    Frame frame;
+    frame.set_kind(AppConfigHost::REACHED);
+    frame.set_correlation(client.marks);
+    m_with.outbox.send(*client.delivery, frame);
+}
+
+void Notifier::send(Client& client, const Frame& frame) {
+    if (onSent) onSent(frame.message_id());
+    m_with.outbox.send(*client.delivery, frame);
+    if (++client.sinceMark >= framesPerMark && client.openMarks.size() < mostOpenMarks) sendMark(client);
 }
 
 void Notifier::submit(const Variable& variable, ConfigIF::SubmitType type) {
-    for (const auto& target : m_registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_SUBMIT)) {
-        const Client* client = m_clients.find(target.first);
+    for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_SUBMIT)) {
+        Client* client = m_with.clients.find(*target.client);
         if (client == nullptr || !client->delivery) continue;
-        for (const std::string& callback : target.second) {
-            ConfigIF::SubmitNtfy message;
-            message.set_client_name(callback);
-            writeName(variable.row.name, variable.definition->namespaceScoped, m_options.namespaceNumber,
-                      *message.mutable_inst());
-            message.set_submit_type(type);
-            send(*client, message, sequence(), {});
+        // Behind what waits, so that a handler sees things in the order in which they happened.
+        if (!client->due.empty() && !client->due.full()) {
+            client->due.add({&variable, Topic::submit, target.callback, type, ++m_events});
+        } else {
+            send(*client, m_with.messages.submit(variable, type, *target.callback));
         }
     }
-}
-
-void Notifier::sendState(Client& client, const Due& due, ChangeNumber sequence) {
-    const VariableRow& row = due.variable->row;
-    const bool scoped = due.variable->definition->namespaceScoped;
-    const std::string replaces = std::to_string(indexOf(due.kind)) + " " + due.callback + " " + due.variable->display;
-    switch (due.kind) {
-        case ChangeKind::value: {
-            ConfigIF::ConfigChangedNtfy message;
-            message.set_client_name(due.callback);
-            writeName(row.name, scoped, m_options.namespaceNumber, *message.mutable_inst_value()->mutable_inst());
-            for (const std::string& element : row.value) message.mutable_inst_value()->add_value(element);
-            send(client, message, sequence, replaces);
-            break;
-        }
-        case ChangeKind::options: {
-            ConfigIF::OptionsChangedNtfy message;
-            message.set_client_name(due.callback);
-            writeName(row.name, scoped, m_options.namespaceNumber, *message.mutable_inst());
-            for (const std::string& option : row.options) message.add_option(option);
-            send(client, message, sequence, replaces);
-            break;
-        }
-        case ChangeKind::levels: {
-            ConfigIF::AccessLevelChangedNtfy message;
-            message.set_client_name(due.callback);
-            writeName(row.name, scoped, m_options.namespaceNumber, *message.mutable_inst());
-            message.set_read_level(roleToWire(row.readLevel));
-            message.set_write_level(roleToWire(row.writeLevel));
-            send(client, message, sequence, replaces);
-            break;
-        }
-    }
-    client.noteNotified(*due.variable, due.kind, sequence);
-}
-
-void Notifier::send(const Client& client, const google::protobuf::MessageLite& message, ChangeNumber sequence,
-                    const std::string& replaces) {
-    AppConfigHost::Frame frame;
-    frame.set_kind(AppConfigHost::NOTIFICATION);
-    frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
-    frame.set_payload(message.SerializeAsString());
-    frame.set_sequence(sequence);
-    if (onSent) onSent(frame.message_id());
-    m_outbox.send(*client.delivery, frame, replaces);
 }
 
 }  // namespace AppConfigService

@@ -1,46 +1,76 @@
 #pragma once
 
 #include <functional>
-#include <map>
+#include <optional>
 #include <set>
-#include <string>
+#include <vector>
 
 #include "core/Catalogue.h"
 #include "core/Clients.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
+#include "core/Messages.h"
 #include "core/Outbox.h"
 #include "core/Registrations.h"
+#include "core/Rounds.h"
 
 namespace AppConfigService {
 
-/// Tells clients what has changed, each only what its role may know and only once per callback name, and keeps account
-/// of what they have been told, so that nothing falls between a read and a registration or into a break of a
-/// connection. Refers to its collaborators, which must outlive it; not thread-safe.
+/// Keeps clients informed, each of what its role may know and once per callback name: finds out what each is due to be
+/// told, tells it as the client takes it, and says how far it has got, so that nothing falls between a read and a
+/// registration or into a break of a connection. Providers are asked to apply what they have missed. Refers to its
+/// collaborators, which must outlive it; not thread-safe.
 class Notifier {
 public:
-    Notifier(const ServiceOptions& options, const Catalogue& catalogue, const Registrations& registrations,
-             const Clients& clients, const Journal& journal, Outbox& outbox);
+    struct Collaborators {
+        const ServiceOptions& options;
+        const Catalogue& catalogue;
+        const Registrations& registrations;
+        const Clients& clients;
+        const Journal& journal;
+        const Messages& messages;
+        Rounds& rounds;
+        Outbox& outbox;
+        const Time& now;
+        const Log& log;
+    };
+
+    explicit Notifier(const Collaborators& collaborators) : m_with(collaborators) {}
 
     /// Change \p number is stored, and its notifications are yet to come.
     void begin(ChangeNumber number) { m_open.insert(number); }
 
-    /// Notifies everybody who registered for it of the state of \p variable that change \p number made.
-    void announce(const Variable& variable, ChangeKind kind, ChangeNumber number);
+    /// Notifies everybody who registered for it of the state of \p variable that change \p number made. Where levels
+    /// changed, whoever may know the variable now catches up with it. \p asked have been asked to apply the change, so
+    /// that they have got this far, too.
+    void announce(const Variable& variable, ChangeKind kind, ChangeNumber number,
+                  const std::vector<ClientKey>& asked = {});
 
-    /// \return the point up to which every change has been notified.
+    /// \return the point up to which every change has been announced.
     ChangeNumber sequence() const;
 
-    /// Notifies \p client of whatever it registered for and has not been told of. Where \p only is given, no other
-    /// registrations are looked at.
-    void catchUp(Client& client, const RegistrationRow* only = nullptr);
+    /// Tells \p client whatever it registered for and does not know.
+    void catchUp(Client& client);
 
-    /// Notifies \p client, whose delivery connection is new, of whatever changed after \p delivered, and of whatever it
-    /// may have lost or could not be told while it had no such connection.
-    void resume(Client& client, ChangeNumber delivered);
+    /// The same for \p rows alone, which it has registered.
+    void catchUp(Client& client, const std::vector<RegistrationRow>& rows);
 
-    /// Looks for clients that may know a variable now that its levels changed, and lets them catch up.
-    void levelsChanged(const Variable& variable);
+    /// \p client has a new delivery connection and stands at \p delivered, or knows nothing of this state: tells it
+    /// whatever that leaves open, then how far it has got.
+    void resume(Client& client, std::optional<ChangeNumber> delivered);
+
+    /// There is room for \p client again, or it has handled something: goes on with what it is due.
+    void goOn(Client& client);
+
+    /// \p client has handled everything up to the mark \p mark.
+    void handled(Client& client, std::uint64_t mark);
+
+    /// Asks every connected provider of \p variable to apply its value, without anybody waiting: it changed by no
+    /// client's will.
+    void inform(const Variable& variable);
+
+    /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
+    static void noteAsked(Client& client, const Variable& variable) { noteSent(client, variable, Topic::apply); }
 
     /// Sends \p client the value of \p variable, because it may believe in another one.
     void correct(Client& client, const Variable& variable);
@@ -52,27 +82,32 @@ public:
     std::function<void(std::uint32_t)> onSent;
 
 private:
-    struct Due {
-        const Variable* variable;
-        ChangeKind kind;
-        std::string callback;
-    };
+    // What is due: Dues.cpp.
+    static bool mayKnow(const Client& client, const Variable& variable, Topic topic);
+    static std::optional<ChangeNumber> toldOf(const Client& client, const Variable& variable, Topic topic);
+    static std::optional<ChangeNumber> knownOf(const Client& client, const Registration& registration,
+                                               const Variable& variable, Topic topic);
+    static bool isNews(const Client& client, const Variable& variable, Topic topic, std::optional<ChangeNumber> known);
+    void collect(Client& client, const Registration& registration);
+    void collectAll(Client& client);
+    void addDue(const Variable& variable, Topic topic, std::vector<Client*>& concerned);
+    void addRevealed(const Variable& variable, std::vector<Client*>& concerned);
 
-    bool mayKnow(const Client& client, const Variable& variable, ChangeKind kind) const;
-    void sendState(Client& client, const Due& due, ChangeNumber sequence);
-    void send(const Client& client, const google::protobuf::MessageLite& message, ChangeNumber sequence,
-              const std::string& replaces);
-    void collect(const Client& client, const RegistrationRow& registration,
-                 const std::function<ChangeNumber(const Variable&, ChangeKind)>& known,
-                 std::map<std::string, Due>& due) const;
+    // What is sent: Notifier.cpp.
+    static void noteSent(Client& client, const Variable& variable, Topic topic);
+    bool isWanted(const Client& client, const Backlog::Due& due) const;
+    bool lookAgain(Client& client);
+    void tell(Client& client, const Backlog::Due& due);
+    bool askToApply(Client& client);
+    void applied(const ClientKey& key, const Variable& variable, ChangeNumber number, const RoundOutcome& outcome);
+    void setPoint(Client& client, AppConfigHost::Frame& frame) const;
+    void sendPoint(Client& client);
+    void sendMark(Client& client);
+    void send(Client& client, const AppConfigHost::Frame& frame);
 
-    const ServiceOptions& m_options;
-    const Catalogue& m_catalogue;
-    const Registrations& m_registrations;
-    const Clients& m_clients;
-    const Journal& m_journal;
-    Outbox& m_outbox;
-    std::set<ChangeNumber> m_open;  ///< stored, not notified yet
+    const Collaborators m_with;
+    std::set<ChangeNumber> m_open;  ///< stored, not announced yet
+    std::uint64_t m_events = 0;     ///< submits so far
 };
 
 }  // namespace AppConfigService

@@ -14,9 +14,11 @@ class Outbox {
 public:
     virtual ~Outbox() = default;
 
-    /// Queues \p frame for \p connection; nothing blocks. Where \p replaces is not empty, a frame that was queued with
-    /// the same text and has not left yet may be dropped in favour of this one.
-    virtual void send(ConnectionId connection, const AppConfigHost::Frame& frame, const std::string& replaces) = 0;
+    /// Queues \p frame for \p connection; nothing blocks.
+    virtual void send(ConnectionId connection, const AppConfigHost::Frame& frame) = 0;
+
+    /// \return whether what can wait may be sent to \p connection now. If not, Core::drained() is called once it may.
+    virtual bool hasRoom(ConnectionId connection) = 0;
 
     /// The request that kept \p connection busy is through: its next frame may be given to the core, once the core has
     /// returned.

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <set>
@@ -7,47 +8,89 @@
 #include <unordered_map>
 #include <vector>
 
+#include "SharedTexts.h"
 #include "configservice.pb.h"
 #include "store/StateStore.h"
 
 namespace AppConfigService {
 
+using AppConfigHost::Text;
+
+/// One registration. What many have in common they share, since there may be hundreds of thousands.
+struct Registration {
+    const ClientKey* client = nullptr;
+    const std::string* name = nullptr;  ///< as in RegistrationRow
+    std::int32_t type = 0;
+    /// The client's delivery connection, by Client::claim, over or beside which it was made or repeated last. One of an
+    /// earlier connection is withdrawn when the client says that it has told all of its own.
+    mutable std::uint32_t claim = 0;
+    Text callback;
+    Text requester;
+    ChangeNumber since = 0;  ///< as in RegistrationRow
+};
+
 /// Who wants to be called for what. Not thread-safe.
 class Registrations {
 public:
-    /// \return whether it is new.
-    bool add(const RegistrationRow& registration);
+    /// A client and one of the callback names that it is to be called with.
+    struct Target {
+        const ClientKey* client = nullptr;
+        Text callback;
+    };
+
+    /// \return whether it is new. One that was there keeps its number, and takes \p claim.
+    bool add(const RegistrationRow& row, std::uint32_t claim);
 
     /// \return whether it was there.
-    bool remove(const RegistrationRow& registration);
+    bool remove(const RegistrationRow& row);
 
     /// Drops everything of \p client.
     void removeClient(const ClientKey& client);
 
-    bool contains(const RegistrationRow& registration) const;
+    /// \return the registration; null when there is none. Valid until something is removed.
+    const Registration* find(const RegistrationRow& row) const;
 
-    /// \return what \p client has registered, in no particular order.
-    std::vector<RegistrationRow> of(const ClientKey& client) const;
+    /// Calls \p visit for each registration of \p client, in the order of names, until it returns false.
+    void each(const ClientKey& client, const std::function<bool(const Registration&)>& visit) const;
 
     std::size_t count(const ClientKey& client) const;
+    std::size_t countOfUser(std::uint32_t uid) const;
     std::size_t size() const { return m_size; }
 
-    /// \return, by client, the callback names that \p client registered with for \p type and a name that reaches
-    /// \p fullyQualified.
-    std::map<ClientKey, std::set<std::string>> reaching(const std::string& fullyQualified,
-                                                        ConfigIF::CallbackType type) const;
+    /// \return the sum of the digests of what \p client has registered; see digestOf().
+    std::uint64_t digest(const ClientKey& client) const;
+
+    /// \return whom a registration for \p type and a name that reaches \p fullyQualified belongs to: each callback name
+    /// of each client once, in the order of clients and names. Valid until something is removed.
+    std::vector<Target> reaching(const std::string& fullyQualified, ConfigIF::CallbackType type) const;
+
+    /// \return whether \p client has such a registration; with \p callback, where that is not null.
+    bool reaches(const ClientKey& client, const std::string& fullyQualified, ConfigIF::CallbackType type,
+                 const std::string* callback = nullptr) const;
+
+    /// \return \p registration as it is stored.
+    static RegistrationRow rowOf(const Registration& registration);
 
 private:
-    struct Less {
-        bool operator()(const RegistrationRow& a, const RegistrationRow& b) const;
+    struct ByType {
+        bool operator()(const Registration& a, const Registration& b) const;
     };
-    using Set = std::set<RegistrationRow, Less>;
+    struct ByName {
+        bool operator()(const Registration* a, const Registration* b) const;
+    };
+    using Named = std::set<Registration, ByType>;
+    struct Owned {
+        std::set<const Registration*, ByName> registrations;
+        std::uint64_t digest = 0;
+    };
 
-    static void forEachReaching(const std::string& fullyQualified,
-                                const std::function<void(const std::string&)>& visit);
+    /// Calls \p visit for what is registered for each name that reaches \p fullyQualified, until it returns false.
+    void eachName(const std::string& fullyQualified, const std::function<bool(const Named&)>& visit) const;
 
-    std::unordered_map<std::string, Set> m_byName;
-    std::map<ClientKey, Set> m_byClient;
+    AppConfigHost::SharedTexts m_texts;
+    std::unordered_map<std::string, Named> m_byName;
+    std::map<ClientKey, Owned> m_byClient;
+    std::map<std::uint32_t, std::size_t> m_byUser;
     std::size_t m_size = 0;
 };
 

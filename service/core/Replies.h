@@ -52,6 +52,9 @@ void setResult(Response& response, const ChangeResult& result, const std::string
     } else {
         response.set_error(result.verdict.error);
     }
+    if constexpr (std::is_same_v<Response, ConfigIF::WriteRsp> || std::is_same_v<Response, ConfigIF::ResetValueRsp>) {
+        if (result.verdict.ok()) *response.mutable_revision() = result.revision;
+    }
 }
 
 }  // namespace AppConfigService

@@ -71,8 +71,7 @@ Requests::Requests(const Collaborators& collaborators) : m_with(collaborators) {
     row<ConfigAdmin::StatisticsReq, ConfigAdmin::StatisticsRsp>(&Requests::statistics);
 }
 
-void Requests::serve(const Call& call, const std::string& payload, Time now) {
-    m_now = now;
+void Requests::serve(const Call& call, const std::string& payload) {
     const auto found = m_rows.find(call.messageId);
     if (found == m_rows.end()) return fail(call, AppConfigHost::UNSUPPORTED);
     found->second.serve(call, payload);
@@ -103,12 +102,21 @@ int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
     Client& client = *m_with.clients.find(call.client);
     if (role <= client.role) return role;
     client.role = role;
-    if (client.stored) {
-        const ClientRow stored{client.key, role};
-        m_with.journal.add([stored](Batch& batch) { batch.entries.emplace_back(stored); }, [](bool) {});
-    }
-    // What it registered for and could not be told so far, it may be told now.
+    if (!client.stored && client.pendingRegistrations == 0) return role;
+    // What it registered for and could not be told so far, it may be told now. The number that is drawn keeps its point
+    // from covering that before it has arrived.
+    const auto number = std::make_shared<ChangeNumber>(0);
+    m_with.journal.add(
+        [row = ClientRow{client.key, role, 0}, number](Batch& batch) mutable {
+            row.roleSince = *number = Journal::nextChange(batch);
+            batch.entries.emplace_back(row);
+        },
+        [this, key = client.key, number](bool stored) {
+            Client* risen = m_with.clients.find(key);
+            if (risen != nullptr) risen->roleSince = stored ? *number : m_with.journal.changes() + 1;
+        });
     m_with.notifier.catchUp(client);
+    m_with.changes.providerArrived();
     return role;
 }
 
@@ -145,7 +153,8 @@ void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
     if (verdict.ok()) {
         for (const std::string& element : variable->row.value) response.add_value(element);
         response.set_is_default(variable->isDefault());
-        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::value);
+        *response.mutable_revision() = m_with.messages.revision(variable->row.changes[0]);
+        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::value);
     }
     reply(call, response);
 }
@@ -170,7 +179,7 @@ void Requests::change(const Call& call, const ConfigIF::Inst& inst, ChangeReques
         reply(call, response);
     };
     const Verdict verdict = lookUp(inst, request.variable);
-    if (verdict.ok()) return m_with.changes.submit(std::move(request), m_now);
+    if (verdict.ok()) return m_with.changes.submit(std::move(request));
     logRefusal(call, inst, verdict);
     ChangeResult result;
     result.verdict = verdict;
@@ -212,7 +221,7 @@ void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsR
     if (verdict.ok()) {
         response.set_default_index(variable->row.defaultIndex);
         for (const std::string& option : variable->row.options) response.add_option(option);
-        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::options);
+        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::options);
     }
     reply(call, response);
 }
@@ -244,7 +253,7 @@ void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& r
     if (verdict.ok()) {
         response.set_read_level(roleToWire(variable->row.readLevel));
         response.set_write_level(roleToWire(variable->row.writeLevel));
-        m_with.clients.find(call.client)->noteRead(*variable, ChangeKind::levels);
+        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::levels);
     }
     reply(call, response);
 }
@@ -274,7 +283,8 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
     }
     // Levels decide over what may follow in the same turn, so they are settled at once, against settled levels.
     flush();
-    auto rows = std::make_shared<std::map<Variable*, VariableRow>>();
+    // In the order of names: numbers are drawn in it.
+    auto rows = std::make_shared<std::map<ConfigVar, std::pair<Variable*, VariableRow>>>();
     for (const ConfigIF::Inst& inst : request.inst()) {
         Variable* variable = nullptr;
         Verdict verdict = lookUp(inst, variable);
@@ -292,34 +302,34 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         row.ownReadLevel = row.readLevel != variable->definition->readLevel;
         row.ownWriteLevel = row.writeLevel != variable->definition->writeLevel;
         const bool changed = row.readLevel != variable->row.readLevel || row.writeLevel != variable->row.writeLevel;
-        if (changed) (*rows)[variable] = std::move(row);
+        if (changed) (*rows)[row.name] = {variable, row};
     }
     if (rows->empty()) return reply(call, *response);
 
     const auto stage = [rows](Batch& batch) {
-        for (auto& entry : *rows) {
-            entry.second.changes[2] = Journal::nextChange(batch);
-            batch.entries.emplace_back(entry.second);
+        for (auto& [name, change] : *rows) {
+            change.second.changes[2] = Journal::nextChange(batch);
+            batch.entries.emplace_back(change.second);
         }
     };
     m_with.journal.add(stage, [this, call, request, rows, response](bool stored) {
         if (!stored) {
-            for (const auto& entry : *rows) logRefusal(call, entry.first->display, CommonIF::ERROR_STORAGE);
+            for (const auto& [name, change] : *rows) logRefusal(call, change.first->display, CommonIF::ERROR_STORAGE);
             response->clear_access_error();
             refuseLevels(request, {CommonIF::ERROR_STORAGE, {}}, *response);
             return reply(call, *response);
         }
-        for (auto& entry : *rows) {
-            entry.first->row = entry.second;
-            m_with.notifier.begin(entry.second.changes[2]);
-            m_with.log(LogLevel::info, "levels of " + entry.first->display + " set to " +
-                                           std::to_string(entry.second.readLevel) + " and " +
-                                           std::to_string(entry.second.writeLevel) + " by " + call.client.endpoint);
+        for (const auto& [name, change] : *rows) {
+            const auto& [variable, row] = change;
+            variable->row = row;
+            m_with.notifier.begin(row.changes[2]);
+            m_with.log(LogLevel::info, "levels of " + variable->display + " set to " + std::to_string(row.readLevel) +
+                                           " and " + std::to_string(row.writeLevel) + " by " + call.client.endpoint);
         }
-        for (auto& entry : *rows) {
-            m_with.notifier.announce(*entry.first, ChangeKind::levels, entry.second.changes[2]);
-            m_with.notifier.levelsChanged(*entry.first);
+        for (const auto& [name, change] : *rows) {
+            m_with.notifier.announce(*change.first, ChangeKind::levels, change.second.changes[2]);
         }
+        m_with.changes.providerArrived();
         reply(call, *response);
     });
     flush();

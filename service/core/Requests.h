@@ -35,6 +35,7 @@ public:
         Changes& changes;
         Journal& journal;
         Notifier& notifier;
+        const Messages& messages;
         Statistics& statistics;
         const Log& log;
     };
@@ -46,10 +47,15 @@ public:
     std::function<void()> flush;  ///< stores what is pending, now
 
     /// Serves \p call. The client must be known.
-    void serve(const Call& call, const std::string& payload, Time now);
+    void serve(const Call& call, const std::string& payload);
 
     /// Replies to \p call as if it had been refused with \p error.
     void refuse(const Call& call, const std::string& payload, Error error, const std::string& message);
+
+    /// Takes over what the client of \p call holds itself registered for, from a REGISTRATIONS frame. \p done gets the
+    /// REGISTERED frame that answers it, once what is taken is stored.
+    void enrol(const Call& call, const AppConfigHost::Frame& frame,
+               const std::function<void(const AppConfigHost::Frame&)>& done);
 
 private:
     using Serve = std::function<void(const Call&, const std::string& payload)>;
@@ -82,6 +88,7 @@ private:
     /// Values never get into the log.
     void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
     void logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const;
+    /// Notes the role that the client presents. \return what it is worth.
     int present(const Call& call, CommonIF::eSecurityRole role);
     Verdict lookUp(const ConfigIF::Inst& inst, Variable*& variable) const;
     Verdict lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const;
@@ -91,13 +98,19 @@ private:
     template <typename Response>
     void change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request);
     Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) const;
-    void unregister(const Call& call, const std::vector<RegistrationRow>& withdrawn,
-                    const std::function<void(const Verdict&)>& done);
+    struct Wanted {
+        RegistrationRow row;
+        CommonIF::eSecurityRole role = CommonIF::eSecurityRole_MIN;
+        Verdict verdict;  ///< of the row itself; then of all that was done with it
+    };
+    Verdict roomFor(const Client& client, std::size_t more) const;
+    void enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
+               const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
+    void unregister(const std::vector<RegistrationRow>& withdrawn, const std::function<void(const Verdict&)>& done);
     void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;
 
     Collaborators m_with;
     std::map<std::uint32_t, Row> m_rows;
-    Time m_now{};
 };
 
 }  // namespace AppConfigService

@@ -36,11 +36,11 @@ bool couldNotRead(const std::string& message) {
 
 }  // namespace
 
-RoundId Rounds::start(std::uint32_t messageId, const std::string& payload, const std::string& about,
-                      const std::vector<Client*>& clients, std::uint64_t order, Time now, Finished finished) {
+RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
+                      std::uint64_t order, Time now, Finished finished) {
     const RoundId id = m_next++;
     Round& round = m_rounds[id];
-    round.messageId = messageId;
+    round.messageId = question.message_id();
     round.about = about;
     round.deadline = now + m_options.providerDeadline;
     round.finished = std::move(finished);
@@ -48,13 +48,9 @@ RoundId Rounds::start(std::uint32_t messageId, const std::string& payload, const
         const std::uint64_t correlation = m_next++;
         round.open.emplace(correlation, Outstanding{client->key, order});
         m_roundOf.emplace(correlation, id);
-        AppConfigHost::Frame frame;
-        frame.set_kind(AppConfigHost::ASK);
-        frame.set_correlation(correlation);
-        frame.set_message_id(messageId);
-        frame.set_payload(payload);
-        if (onSent) onSent(messageId);
-        m_outbox.send(*client->delivery, frame, {});
+        question.set_correlation(correlation);
+        if (onSent) onSent(question.message_id());
+        m_outbox.send(*client->delivery, question);
     }
     return id;
 }

@@ -34,10 +34,10 @@ public:
 
     Rounds(const ServiceOptions& options, Outbox& outbox) : m_options(options), m_outbox(outbox) {}
 
-    /// Asks each of \p clients, which are connected and at least one. \p finished is called once, from answer(), lost()
-    /// or expire(), never from here.
-    RoundId start(std::uint32_t messageId, const std::string& payload, const std::string& about,
-                  const std::vector<Client*>& clients, std::uint64_t order, Time now, Finished finished);
+    /// Asks each of \p clients, which are connected and at least one, \p question, a frame without a correlation.
+    /// \p finished is called once, from answer(), lost() or expire(), never from here.
+    RoundId start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
+                  std::uint64_t order, Time now, Finished finished);
 
     /// \p client answers question \p correlation with one payload per handler that had something to say. An answer to a
     /// question that is over is ignored.

@@ -30,6 +30,17 @@ using ConnectionId = std::uint64_t;
 enum class ChangeKind : std::uint8_t { value = 0, options = 1, levels = 2 };
 inline constexpr std::size_t changeKinds = 3;
 
+/// What a client can be kept informed of. The first four are states, of which only the newest counts.
+enum class Topic : std::uint8_t {
+    options,
+    levels,
+    value,
+    apply,       ///< the value once more, which a provider is asked to apply
+    attributes,  ///< that something beside the value changed; holds no state
+    submit,      ///< an event: each one counts
+};
+inline constexpr std::size_t stateTopics = 4;
+
 /// Who a client is: the user behind its socket and the endpoint that it named. Both survive a broken connection.
 struct ClientKey {
     std::uint32_t uid = 0;

@@ -31,7 +31,8 @@ struct VariableDefinition {
     std::shared_ptr<const RE2> matcher;        ///< compiled pattern; null without one
     std::optional<std::uint32_t> maxElements;  ///< LIST only
     bool namespaceScoped = false;
-    std::string where;  ///< FILE:LINE, for whoever has to correct it
+    bool needsProvider = false;  ///< while no provider that judges is connected, its value does not change
+    std::string where;           ///< FILE:LINE, for whoever has to correct it
 };
 
 /// All definitions together.

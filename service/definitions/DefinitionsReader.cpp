@@ -215,6 +215,7 @@ private:
         definition.readLevel = level("read_level", v.read_level());
         definition.writeLevel = level("write_level", v.write_level());
         definition.namespaceScoped = v.namespace_scoped();
+        definition.needsProvider = v.provider() == AppConfigDefinitions::REQUIRED;
         limits(definition);
         // Values are looked at only within limits that make sense.
         if (m_complaints.size() == before) values(definition);

@@ -4,6 +4,8 @@
 
 #include <utility>
 
+#include "Handshake.h"
+
 namespace AppConfigService {
 
 using AppConfigHost::Frame;
@@ -17,6 +19,10 @@ Server::Server(asio::io_context& io, StateStore& store, const ServiceOptions& op
     m_events->accepting = [this](ConnectionId id) { return !m_core.busy(id); };
     m_events->onFrame = [this](ConnectionId id, const Frame& frame) {
         m_core.receive(id, frame, Clock::now());
+        settle();
+    };
+    m_events->onRoom = [this](ConnectionId id) {
+        m_core.drained(id, Clock::now());
         settle();
     };
     m_events->onInvalid = [this](ConnectionId id, const std::string& reason) {
@@ -76,7 +82,7 @@ void Server::call(std::uint32_t messageId, const std::string& payload, std::func
     m_core.connected(id, 0, Clock::now(), true);
     Frame hello;
     hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(1);
+    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
     hello.mutable_hello()->set_endpoint("service");
     hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
     m_core.receive(id, hello, Clock::now());
@@ -94,9 +100,14 @@ void Server::withCore(const std::function<void(Core&)>& work) {
     settle();
 }
 
-void Server::send(ConnectionId connection, const Frame& frame, const std::string& replaces) {
+bool Server::hasRoom(ConnectionId connection) {
     const auto session = m_sessions.find(connection);
-    if (session != m_sessions.end()) return session->second->send(frame, replaces);
+    return session == m_sessions.end() || session->second->hasRoom();
+}
+
+void Server::send(ConnectionId connection, const Frame& frame) {
+    const auto session = m_sessions.find(connection);
+    if (session != m_sessions.end()) return session->second->send(frame);
 
     const auto call = m_calls.find(connection);
     const bool ends = frame.kind() == AppConfigHost::REPLY || frame.kind() == AppConfigHost::REFUSED;

@@ -38,7 +38,8 @@ public:
     /// Breaks off every connection. Nothing runs any more on the io_context.
     void closeAll();
 
-    void send(ConnectionId connection, const AppConfigHost::Frame& frame, const std::string& replaces) override;
+    void send(ConnectionId connection, const AppConfigHost::Frame& frame) override;
+    bool hasRoom(ConnectionId connection) override;
     void idle(ConnectionId connection) override;
     void close(ConnectionId connection) override;
 

@@ -18,12 +18,18 @@ Session::Session(ConnectionId id, asio::local::stream_protocol::socket socket, s
     m_socket.non_blocking(true, ignored);
 }
 
-void Session::send(const AppConfigHost::Frame& frame, const std::string& replaces) {
+bool Session::hasRoom() {
+    if (m_closed || m_queue.bytes() < mostQueuedBytes / 2) return true;
+    m_roomWanted = true;
+    return false;
+}
+
+void Session::send(const AppConfigHost::Frame& frame) {
     if (m_closed) return;
     std::string bytes = AppConfigHost::encodeFrame(frame);
     if (frame.kind() == AppConfigHost::REPLY) {
         m_queue.pushUnbounded(std::move(bytes));
-    } else if (!m_queue.push(std::move(bytes), replaces)) {
+    } else if (!m_queue.push(std::move(bytes))) {
         return end("it does not read: more than " + std::to_string(mostQueuedBytes) + " bytes wait for it");
     }
     write();
@@ -106,8 +112,16 @@ void Session::write() {
         if (self->m_closed) return;
         if (error) return self->end(error.message());
         self->write();
+        self->tellRoom();
         self->pump();
     });
+}
+
+void Session::tellRoom() {
+    // Well below the mark, so that what follows comes in bulk.
+    if (m_closed || !m_roomWanted || m_queue.bytes() >= mostQueuedBytes / 4) return;
+    m_roomWanted = false;
+    m_events->onRoom(m_id);
 }
 
 void Session::end(const std::string& reason) {

@@ -20,6 +20,7 @@ public:
     struct Events {
         std::function<bool(ConnectionId)> accepting;  ///< whether a frame may be given to onFrame now
         std::function<void(ConnectionId, const AppConfigHost::Frame&)> onFrame;
+        std::function<void(ConnectionId)> onRoom;  ///< hasRoom() was false and is true now
         std::function<void(ConnectionId, const std::string& reason)> onInvalid;  ///< what came is no frame
         std::function<void(ConnectionId, const std::string& reason)> onEnd;      ///< broken off; called once at most
     };
@@ -30,7 +31,10 @@ public:
     void start() { pump(); }
 
     /// Writes \p frame, or queues it.
-    void send(const AppConfigHost::Frame& frame, const std::string& replaces);
+    void send(const AppConfigHost::Frame& frame);
+
+    /// \return whether little enough is queued that what can wait may be sent. If not, onRoom follows.
+    bool hasRoom();
 
     /// Goes on with what has come, since the core accepts frames again.
     void resume();
@@ -45,6 +49,7 @@ private:
     void read();
     void write();
     bool writeNow();
+    void tellRoom();
     void end(const std::string& reason);
 
     const ConnectionId m_id;
@@ -58,6 +63,7 @@ private:
     bool m_reading = false;
     bool m_writing = false;  ///< an asynchronous wait for room is under way
     bool m_pumping = false;
+    bool m_roomWanted = false;  ///< somebody waits for onRoom
     bool m_closed = false;
 };
 

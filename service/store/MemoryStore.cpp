@@ -1,19 +1,13 @@
 #include "store/MemoryStore.h"
 
-#include <algorithm>
-
-#include "store/StoreId.h"
+#include <tuple>
 
 namespace AppConfigService {
 
-namespace {
-
-bool same(const RegistrationRow& a, const RegistrationRow& b) {
-    return a.client == b.client && a.requester == b.requester && a.name == b.name && a.type == b.type &&
-           a.callback == b.callback;
+bool MemoryStore::Less::operator()(const RegistrationRow& a, const RegistrationRow& b) const {
+    return std::tie(a.client, a.requester, a.name, a.type, a.callback) <
+           std::tie(b.client, b.requester, b.name, b.type, b.callback);
 }
-
-}  // namespace
 
 /// Carries one entry of a batch out.
 struct MemoryStore::Apply {
@@ -23,32 +17,27 @@ struct MemoryStore::Apply {
     void operator()(const ClientRow& row) { store.m_clients[row.client] = row; }
     void operator()(const ClientForgotten& forgotten) {
         store.m_clients.erase(forgotten.client);
-        drop([&](const RegistrationRow& row) { return row.client == forgotten.client; });
+        auto& rows = store.m_registrations;
+        // An empty name comes before every other.
+        RegistrationRow first;
+        first.client = forgotten.client;
+        auto at = rows.lower_bound(first);
+        while (at != rows.end() && at->client == forgotten.client) at = rows.erase(at);
     }
     void operator()(const RegistrationRow& row) {
-        drop([&](const RegistrationRow& other) { return same(row, other); });
-        store.m_registrations.push_back(row);
+        store.m_registrations.erase(row);
+        store.m_registrations.insert(row);
     }
-    void operator()(const RegistrationRemoved& removed) {
-        drop([&](const RegistrationRow& row) { return same(row, removed.registration); });
-    }
-
-    template <typename Predicate>
-    void drop(Predicate predicate) {
-        auto& rows = store.m_registrations;
-        rows.erase(std::remove_if(rows.begin(), rows.end(), predicate), rows.end());
-    }
+    void operator()(const RegistrationRemoved& removed) { store.m_registrations.erase(removed.registration); }
 };
-
-MemoryStore::MemoryStore() : m_id(newStoreId()) {}
 
 bool MemoryStore::load(StoredState& state, std::string&) {
     state = {};
-    state.id = m_id;
+    state.timelines = m_timelines;
     state.changes = m_changes;
     for (const auto& entry : m_variables) state.variables.push_back(entry.second);
     for (const auto& entry : m_clients) state.clients.push_back(entry.second);
-    state.registrations = m_registrations;
+    state.registrations.assign(m_registrations.begin(), m_registrations.end());
     return true;
 }
 
@@ -59,6 +48,10 @@ bool MemoryStore::commit(const Batch& batch, std::string& error) {
     }
     for (const StoredChange& entry : batch.entries) std::visit(Apply{*this}, entry);
     m_changes = batch.changes;
+    if (batch.timeline) {
+        m_timelines.push_back(*batch.timeline);
+        if (m_timelines.size() > mostTimelines) m_timelines.erase(m_timelines.begin());
+    }
     return true;
 }
 

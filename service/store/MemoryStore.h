@@ -1,15 +1,20 @@
 #pragma once
 
 #include <map>
+#include <set>
+#include <string>
+#include <vector>
 
 #include "store/StateStore.h"
+#include "store/TimelineId.h"
 
 namespace AppConfigService {
 
 /// Keeps the state as long as the object lives: for test benches, and for a service that is to forget.
 class MemoryStore final : public StateStore {
 public:
-    MemoryStore();
+    /// \p timeline is the first one's number.
+    explicit MemoryStore(std::uint64_t timeline = newTimelineId()) : m_timelines{{timeline, 0}} {}
 
     bool load(StoredState& state, std::string& error) override;
     bool commit(const Batch& batch, std::string& error) override;
@@ -20,12 +25,16 @@ public:
 private:
     struct Apply;
 
-    std::string m_id;
+    struct Less {
+        bool operator()(const RegistrationRow& a, const RegistrationRow& b) const;
+    };
+
+    std::vector<Timeline> m_timelines;
     std::string m_failure;
     ChangeNumber m_changes = 0;
     std::map<ConfigVar, VariableRow> m_variables;
     std::map<ClientKey, ClientRow> m_clients;
-    std::vector<RegistrationRow> m_registrations;
+    std::set<RegistrationRow, Less> m_registrations;
 };
 
 }  // namespace AppConfigService

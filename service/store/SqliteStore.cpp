@@ -2,16 +2,19 @@
 
 #include <SQLiteCpp/SQLiteCpp.h>
 
-#include "store/StoreId.h"
+#include <cstdlib>
+
+#include "store/TimelineId.h"
 
 namespace AppConfigService {
 
 namespace {
 
-constexpr int schemaVersion = 1;
+constexpr int schemaVersion = 2;
 
 constexpr const char* schema = R"(
-CREATE TABLE state (id TEXT NOT NULL, changes INTEGER NOT NULL);
+CREATE TABLE state (changes INTEGER NOT NULL);
+CREATE TABLE timeline (position INTEGER PRIMARY KEY, id INTEGER NOT NULL, begins_after INTEGER NOT NULL);
 CREATE TABLE variable (
   node TEXT NOT NULL, node_instance INTEGER NOT NULL, attribute TEXT NOT NULL, attribute_instance INTEGER NOT NULL,
   value BLOB NOT NULL, own_value INTEGER NOT NULL,
@@ -19,14 +22,27 @@ CREATE TABLE variable (
   read_level INTEGER NOT NULL, own_read_level INTEGER NOT NULL,
   write_level INTEGER NOT NULL, own_write_level INTEGER NOT NULL,
   value_change INTEGER NOT NULL, options_change INTEGER NOT NULL, levels_change INTEGER NOT NULL,
+  hidden INTEGER NOT NULL DEFAULT 0,
   PRIMARY KEY (node, node_instance, attribute, attribute_instance)) WITHOUT ROWID;
 CREATE TABLE client (
-  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, role INTEGER NOT NULL,
+  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, role INTEGER NOT NULL, role_since INTEGER NOT NULL DEFAULT 0,
   PRIMARY KEY (uid, endpoint)) WITHOUT ROWID;
 CREATE TABLE registration (
   uid INTEGER NOT NULL, endpoint TEXT NOT NULL, requester TEXT NOT NULL, name TEXT NOT NULL, type INTEGER NOT NULL,
-  callback TEXT NOT NULL,
+  callback TEXT NOT NULL, since INTEGER NOT NULL DEFAULT 0,
   PRIMARY KEY (uid, endpoint, requester, name, type, callback)) WITHOUT ROWID;
+)";
+
+// Version 1 had one name per file, of 32 hexadecimal digits; half of them are its first timeline.
+constexpr const char* fromVersion1 = R"(
+CREATE TABLE timeline (position INTEGER PRIMARY KEY, id INTEGER NOT NULL, begins_after INTEGER NOT NULL);
+CREATE TABLE counter (changes INTEGER NOT NULL);
+INSERT INTO counter SELECT changes FROM state;
+DROP TABLE state;
+ALTER TABLE counter RENAME TO state;
+ALTER TABLE variable ADD COLUMN hidden INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE client ADD COLUMN role_since INTEGER NOT NULL DEFAULT 0;
+ALTER TABLE registration ADD COLUMN since INTEGER NOT NULL DEFAULT 0;
 )";
 
 constexpr std::size_t lengthBytes = 4;
@@ -84,36 +100,53 @@ struct SqliteStore::Database {
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
         const int version = connection.execAndGet("PRAGMA user_version").getInt();
-        if (version == 0) create();
-        if (version != 0 && version != schemaVersion) {
-            throw SQLite::Exception("it has version " + std::to_string(version) + ", this service reads version " +
-                                    std::to_string(schemaVersion));
+        if (version != 0 && version != 1 && version != schemaVersion) {
+            throw SQLite::Exception("it has version " + std::to_string(version) +
+                                    ", this service reads versions 1 to " + std::to_string(schemaVersion));
         }
-    }
-
-    void create() {
+        if (version == schemaVersion) return;
+        // Whole or not at all: a file that is cut off on the way is found as it was.
         SQLite::Transaction transaction(connection);
-        connection.exec(schema);
-        SQLite::Statement insert(connection, "INSERT INTO state VALUES (?, 0)");
-        insert.bind(1, newStoreId());
+        const std::uint64_t timeline = version == 0 ? create() : upgrade();
+        SQLite::Statement insert(connection, "INSERT INTO timeline VALUES (1, ?, 0)");
+        insert.bind(1, number(timeline));
         insert.exec();
         connection.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
         transaction.commit();
     }
 
+    /// \return the first timeline.
+    std::uint64_t create() {
+        connection.exec(schema);
+        connection.exec("INSERT INTO state VALUES (0)");
+        return newTimelineId();
+    }
+
+    /// \return the first timeline.
+    std::uint64_t upgrade() {
+        constexpr std::size_t digits = 16;
+        const std::string name = connection.execAndGet("SELECT id FROM state").getString();
+        connection.exec(fromVersion1);
+        const std::uint64_t id = std::strtoull(name.substr(0, digits).c_str(), nullptr, digits);
+        return id != 0 ? id : newTimelineId();
+    }
+
     SQLite::Database connection;
     // Prepared once the tables are there.
-    std::unique_ptr<SQLite::Statement> setChanges, putVariable, putClient, dropClient, dropRegistrations,
-        putRegistration, dropRegistration;
+    std::unique_ptr<SQLite::Statement> setChanges, addTimeline, dropTimelines, putVariable, putClient, dropClient,
+        dropRegistrations, putRegistration, dropRegistration;
 
     void prepare() {
         const auto make = [this](const char* sql) { return std::make_unique<SQLite::Statement>(connection, sql); };
         setChanges = make("UPDATE state SET changes = ?");
-        putVariable = make("INSERT OR REPLACE INTO variable VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-        putClient = make("INSERT OR REPLACE INTO client VALUES (?, ?, ?)");
+        addTimeline = make("INSERT INTO timeline (id, begins_after) VALUES (?, ?)");
+        dropTimelines = make("DELETE FROM timeline WHERE position <= (SELECT MAX(position) FROM timeline) - ?");
+        putVariable =
+            make("INSERT OR REPLACE INTO variable VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
+        putClient = make("INSERT OR REPLACE INTO client VALUES (?, ?, ?, ?)");
         dropClient = make("DELETE FROM client WHERE uid = ? AND endpoint = ?");
         dropRegistrations = make("DELETE FROM registration WHERE uid = ? AND endpoint = ?");
-        putRegistration = make("INSERT OR REPLACE INTO registration VALUES (?, ?, ?, ?, ?, ?)");
+        putRegistration = make("INSERT OR REPLACE INTO registration VALUES (?, ?, ?, ?, ?, ?, ?)");
         dropRegistration = make(
             "DELETE FROM registration WHERE uid = ? AND endpoint = ? AND requester = ? AND name = ? AND type = ? "
             "AND callback = ?");
@@ -145,11 +178,13 @@ struct SqliteStore::Database {
         s.bind(14, number(row.changes[0]));
         s.bind(15, number(row.changes[1]));
         s.bind(16, number(row.changes[2]));
+        s.bind(17, int{row.hidden});
         run(s);
     }
     void operator()(const ClientRow& row) {
         bind(*putClient, 1, row.client);
         putClient->bind(3, row.role);
+        putClient->bind(4, number(row.roleSince));
         run(*putClient);
     }
     void operator()(const ClientForgotten& forgotten) {
@@ -158,8 +193,18 @@ struct SqliteStore::Database {
         bind(*dropRegistrations, 1, forgotten.client);
         run(*dropRegistrations);
     }
-    void operator()(const RegistrationRow& row) { registration(*putRegistration, row); }
+    void operator()(const RegistrationRow& row) {
+        putRegistration->bind(7, number(row.since));
+        registration(*putRegistration, row);
+    }
     void operator()(const RegistrationRemoved& removed) { registration(*dropRegistration, removed.registration); }
+    void operator()(const Timeline& timeline) {
+        addTimeline->bind(1, number(timeline.id));
+        addTimeline->bind(2, number(timeline.after));
+        run(*addTimeline);
+        dropTimelines->bind(1, static_cast<std::int64_t>(mostTimelines));
+        run(*dropTimelines);
+    }
 
     void registration(SQLite::Statement& statement, const RegistrationRow& row) {
         bind(statement, 1, row.client);
@@ -170,32 +215,41 @@ struct SqliteStore::Database {
         run(statement);
     }
 
-    void reset() {
-        for (SQLite::Statement* statement : {setChanges.get(), putVariable.get(), putClient.get(), dropClient.get(),
-                                             dropRegistrations.get(), putRegistration.get(), dropRegistration.get()}) {
-            statement->tryReset();
-            statement->clearBindings();
+    /// Fills \p state, which is empty.
+    void read(StoredState& state) {
+        SQLite::Statement own(connection, "SELECT changes FROM state");
+        if (!own.executeStep()) throw SQLite::Exception("it is no service's state");
+        state.changes = changeNumber(own.getColumn(0));
+        SQLite::Statement timelines(connection, "SELECT id, begins_after FROM timeline ORDER BY position");
+        while (timelines.executeStep()) {
+            state.timelines.push_back({changeNumber(timelines.getColumn(0)), changeNumber(timelines.getColumn(1))});
+        }
+        if (state.timelines.empty()) throw SQLite::Exception("it is no service's state");
+        readVariables(state);
+        SQLite::Statement clients(connection, "SELECT uid, endpoint, role, role_since FROM client");
+        while (clients.executeStep()) {
+            state.clients.push_back({{clients.getColumn(0).getUInt(), text(clients.getColumn(1))},
+                                     clients.getColumn(2).getInt(),
+                                     changeNumber(clients.getColumn(3))});
+        }
+        SQLite::Statement registrations(
+            connection, "SELECT uid, endpoint, requester, name, type, callback, since FROM registration");
+        while (registrations.executeStep()) {
+            state.registrations.push_back({{registrations.getColumn(0).getUInt(), text(registrations.getColumn(1))},
+                                           text(registrations.getColumn(2)),
+                                           text(registrations.getColumn(3)),
+                                           registrations.getColumn(4).getInt(),
+                                           text(registrations.getColumn(5)),
+                                           changeNumber(registrations.getColumn(6))});
         }
     }
-};
 
-SqliteStore::SqliteStore(std::string file) : m_file(std::move(file)) {}
-
-SqliteStore::~SqliteStore() = default;
-
-bool SqliteStore::load(StoredState& state, std::string& error) {
-    state = {};
-    try {
-        if (!m_database) m_database = std::make_unique<Database>(m_file);
-        SQLite::Database& connection = m_database->connection;
-        if (!m_database->setChanges) m_database->prepare();
-
-        SQLite::Statement own(connection, "SELECT id, changes FROM state");
-        if (!own.executeStep()) throw SQLite::Exception("it is no service's state");
-        state.id = own.getColumn(0).getString();
-        state.changes = changeNumber(own.getColumn(1));
-
-        SQLite::Statement variables(connection, "SELECT * FROM variable");
+    void readVariables(StoredState& state) {
+        SQLite::Statement variables(
+            connection,
+            "SELECT node, node_instance, attribute, attribute_instance, value, own_value, options, default_index, "
+            "own_options, read_level, own_read_level, write_level, own_write_level, value_change, options_change, "
+            "levels_change, hidden FROM variable");
         while (variables.executeStep()) {
             VariableRow row;
             row.name.init(0, text(variables.getColumn(0)), variables.getColumn(1).getInt(),
@@ -212,24 +266,32 @@ bool SqliteStore::load(StoredState& state, std::string& error) {
             for (int kind = 0; kind < static_cast<int>(changeKinds); ++kind) {
                 row.changes[static_cast<std::size_t>(kind)] = changeNumber(variables.getColumn(13 + kind));
             }
+            row.hidden = variables.getColumn(16).getInt() != 0;
             state.variables.push_back(std::move(row));
         }
+    }
 
-        SQLite::Statement clients(connection, "SELECT uid, endpoint, role FROM client");
-        while (clients.executeStep()) {
-            state.clients.push_back(
-                {{clients.getColumn(0).getUInt(), text(clients.getColumn(1))}, clients.getColumn(2).getInt()});
+    void reset() {
+        for (SQLite::Statement* statement :
+             {setChanges.get(), addTimeline.get(), dropTimelines.get(), putVariable.get(), putClient.get(),
+              dropClient.get(), dropRegistrations.get(), putRegistration.get(), dropRegistration.get()}) {
+            statement->tryReset();
+            statement->clearBindings();
         }
+    }
+};
 
-        SQLite::Statement registrations(connection,
-                                        "SELECT uid, endpoint, requester, name, type, callback FROM registration");
-        while (registrations.executeStep()) {
-            state.registrations.push_back({{registrations.getColumn(0).getUInt(), text(registrations.getColumn(1))},
-                                           text(registrations.getColumn(2)),
-                                           text(registrations.getColumn(3)),
-                                           registrations.getColumn(4).getInt(),
-                                           text(registrations.getColumn(5))});
-        }
+SqliteStore::SqliteStore(std::string file) : m_file(std::move(file)) {}
+
+SqliteStore::~SqliteStore() = default;
+
+bool SqliteStore::load(StoredState& state, std::string& error) {
+    state = {};
+    try {
+        if (!m_database) m_database = std::make_unique<Database>(m_file);
+        if (!m_database->setChanges) m_database->prepare();
+
+        m_database->read(state);
         return true;
     } catch (const SQLite::Exception& exception) {
         error = "the state file " + m_file + " cannot be used: " + exception.what();
@@ -245,6 +307,7 @@ bool SqliteStore::commit(const Batch& batch, std::string& error) {
     }
     try {
         SQLite::Transaction transaction(m_database->connection);
+        if (batch.timeline) (*m_database)(*batch.timeline);
         for (const StoredChange& entry : batch.entries) std::visit(*m_database, entry);
         m_database->setChanges->bind(1, number(batch.changes));
         m_database->run(*m_database->setChanges);

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <variant>
 #include <vector>
@@ -24,12 +26,14 @@ struct VariableRow {
     int writeLevel = 0;
     bool ownWriteLevel = false;
     std::array<ChangeNumber, changeKinds> changes{};  ///< number of the last change of each kind; 0: never changed
+    bool hidden = false;                              ///< no definition mentioned it when the row was written
 };
 
 /// A client that has registrations, with the highest role that it has presented.
 struct ClientRow {
     ClientKey client;
     int role = 0;
+    ChangeNumber roleSince = 0;  ///< number that was drawn when the role rose; 0 when it came with the client
 };
 
 /// A client that is to be forgotten together with its registrations.
@@ -40,10 +44,11 @@ struct ClientForgotten {
 /// What a client wants to be called for.
 struct RegistrationRow {
     ClientKey client;
-    std::string requester;  ///< client_name of the request
-    std::string name;       ///< fully qualified name, lower case; reaches itself and whatever lies below it
-    int type = 0;           ///< ConfigIF::CallbackType
-    std::string callback;   ///< comes back as client_name of each notification
+    std::string requester;   ///< client_name of the request
+    std::string name;        ///< fully qualified name, lower case; reaches itself and whatever lies below it
+    int type = 0;            ///< ConfigIF::CallbackType
+    std::string callback;    ///< comes back as client_name of each notification
+    ChangeNumber since = 0;  ///< number that was drawn for it: what the client was told up to there says nothing of it
 };
 
 /// A registration that is to be withdrawn.
@@ -53,15 +58,26 @@ struct RegistrationRemoved {
 
 using StoredChange = std::variant<VariableRow, ClientRow, ClientForgotten, RegistrationRow, RegistrationRemoved>;
 
+/// A stretch of a state's history, from one start of the service to the next, so that a number of a change says which
+/// state it counts in: a state that is set back goes on in a timeline of its own.
+struct Timeline {
+    std::uint64_t id = 0;    ///< random, never 0
+    ChangeNumber after = 0;  ///< its first change has the number behind this one
+};
+
+/// How many timelines a store keeps; older ones are forgotten, and whoever was away since then counts as unknown.
+inline constexpr std::size_t mostTimelines = 64;
+
 /// What is stored in one go: all of it or nothing.
 struct Batch {
     ChangeNumber changes = 0;           ///< the counter after the batch
+    std::optional<Timeline> timeline;   ///< begins with the batch
     std::vector<StoredChange> entries;  ///< in the order in which they happened
 };
 
 /// Everything that a store holds.
 struct StoredState {
-    std::string id;  ///< names this store for good; another store has another name
+    std::vector<Timeline> timelines;  ///< the oldest first; at least one, which a new store begins with
     ChangeNumber changes = 0;
     std::vector<VariableRow> variables;
     std::vector<ClientRow> clients;

@@ -83,7 +83,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if ((data[0] & 2U) != 0) {
         Frame welcome;
         welcome.set_kind(WELCOME);
-        welcome.mutable_welcome()->set_store("s");
+        welcome.mutable_welcome()->set_timeline(7);
+        welcome.mutable_welcome()->set_registrations_known(false);
         bytes = encodeFrame(welcome);
     }
     bytes.append(reinterpret_cast<const char*>(data) + 1, size - 1);

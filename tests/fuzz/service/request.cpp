@@ -10,6 +10,7 @@
 #include <memory>
 #include <string>
 
+#include "Handshake.h"
 #include "MessageIds.h"
 #include "core/Core.h"
 #include "definitions/DefinitionsReader.h"
@@ -74,16 +75,19 @@ public:
             connect();
         } else {
             m_store.failWith(choice % 2 == 0 ? "full" : "");
+            m_room = choice % 4 < 2;
+            if (m_room) m_core.drained(m_delivery, m_now);
         }
         settle();
         check();
     }
 
-    void send(ConnectionId connection, const Frame& frame, const std::string&) override {
+    void send(ConnectionId connection, const Frame& frame) override {
         if (frame.kind() == AppConfigHost::REPLY && m_awaited[connection]-- != 1) std::abort();
         if (frame.kind() == AppConfigHost::ASK) m_asked = frame.correlation();
         if (connection == m_closedLast) std::abort();
     }
+    bool hasRoom(ConnectionId) override { return m_room; }
     void idle(ConnectionId) override {}
     void close(ConnectionId connection) override { m_closedLast = connection; }
 
@@ -98,7 +102,7 @@ private:
         m_core.connected(id, 0, m_now);
         Frame hello;
         hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(1);
+        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
         hello.mutable_hello()->set_endpoint("client");
         hello.mutable_hello()->set_purpose(purpose);
         feed(id, hello);
@@ -146,6 +150,7 @@ private:
     ConnectionId m_requests = 0;
     ConnectionId m_closedLast = 0;
     std::uint64_t m_asked = 0;
+    bool m_room = true;
     std::map<ConnectionId, int> m_awaited;
 };
 

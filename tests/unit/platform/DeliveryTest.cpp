@@ -171,20 +171,19 @@ TEST_F(Delivery, StartsWhenTheServiceComesLate) {
 }
 
 TEST_F(Delivery, SaysWhereItJoinedAndWhatItHasDelivered) {
-    peer.setStore("S", 40);
+    peer.setPoint(7, 40);
     UnixTransport transport(options());
     noteValue.addTo(transport, changed);
     transport.addRemoteEndpoint("ConfigSrvc", -1);
-    peer.awaitDelivery()->send(notification("x", 45));
+    peer.awaitDelivery()->send(notification("x", 45, 7));
     ASSERT_THAT(journal.await(1), SizeIs(1));
     ASSERT_EQ(read(transport), TRANSPORT_OK);
     peer.hangUp();
     const auto hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
-    EXPECT_EQ(hellos[0].store(), "");
-    EXPECT_EQ(hellos[0].joined(), 0U);
-    EXPECT_EQ(hellos[0].delivered(), 0U);
-    EXPECT_EQ(hellos[1].store(), "S");
+    EXPECT_FALSE(hellos[0].has_timeline());
+    EXPECT_FALSE(hellos[0].has_joined());
+    EXPECT_EQ(hellos[1].timeline(), 7U);
     EXPECT_EQ(hellos[1].joined(), 40U);
     EXPECT_EQ(hellos[1].delivered(), 45U);
     EXPECT_EQ(hellos[1].endpoint(), transport.localEndpoint());
@@ -231,24 +230,6 @@ TEST_F(Delivery, DoesNotCountWhatItsHandlerHasNotFinished) {
     const auto requests = peer.awaitHellos(REQUESTS, 1);
     EXPECT_EQ(requests.at(0).delivered(), 0U);
     mayLeave.set_value();
-}
-
-TEST_F(Delivery, StartsAnewWithAnotherStoreButTellsItOfTheOldOne) {
-    peer.setStore("old", 40);
-    UnixTransport transport(options());
-    transport.addRemoteEndpoint("ConfigSrvc", -1);
-    ASSERT_EQ(read(transport), TRANSPORT_OK);
-    peer.setStore("new", 3);
-    peer.hangUp();
-    ASSERT_EQ(read(transport), TRANSPORT_OK);
-    peer.hangUp();
-    const auto hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 3);
-    ASSERT_THAT(hellos, SizeIs(3));
-    EXPECT_EQ(hellos[1].store(), "old");
-    EXPECT_EQ(hellos[1].delivered(), 40U);
-    EXPECT_EQ(hellos[2].store(), "new");
-    EXPECT_EQ(hellos[2].joined(), 3U);
-    EXPECT_EQ(hellos[2].delivered(), 3U);
 }
 
 TEST_F(Delivery, AnswersAnAskOnceWithEverythingThatItsHandlersSaid) {

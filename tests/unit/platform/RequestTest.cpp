@@ -29,14 +29,14 @@ TEST_F(Request, BringsTheAnswerBack) {
 
 TEST_F(Request, IntroducesTheClientOnce) {
     UnixTransport transport(options());
-    peer.setStore("S", 12);
+    peer.setPoint(7, 12);
     ASSERT_EQ(read(transport), TRANSPORT_OK);
     ASSERT_EQ(read(transport), TRANSPORT_OK);
     const auto hellos = peer.awaitHellos(REQUESTS, 1);
     ASSERT_EQ(hellos.size(), 1U) << "a second request opened a second connection";
-    EXPECT_EQ(hellos[0].version(), 1U);
+    EXPECT_EQ(hellos[0].version(), 2U);
     EXPECT_EQ(hellos[0].endpoint(), transport.localEndpoint());
-    EXPECT_EQ(hellos[0].store(), "");
+    EXPECT_FALSE(hellos[0].has_timeline());
     EXPECT_EQ(hellos[0].joined(), 0U);
     EXPECT_EQ(hellos[0].delivered(), 0U);
     EXPECT_EQ(peer.connections(DELIVERY), 0U) << "nobody named a remote endpoint";

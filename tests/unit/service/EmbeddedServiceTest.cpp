@@ -9,6 +9,7 @@
 
 #include "FileDescriptor.h"
 #include "FrameCodec.h"
+#include "Handshake.h"
 #include "MessageIds.h"
 #include "configadmin.pb.h"
 #include "core/Core.h"
@@ -56,7 +57,7 @@ public:
         : m_fd(service.connect("ConfigSrvc")) {
         Frame hello;
         hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(1);
+        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
         hello.mutable_hello()->set_endpoint(endpoint);
         hello.mutable_hello()->set_purpose(purpose);
         send(hello);
@@ -78,8 +79,14 @@ public:
         send(frame);
     }
 
-    /// \return the next frame; one without a kind when the connection has ended or nothing comes within ten seconds.
+    /// \return the next frame with contents; one without a kind when the connection has ended or nothing comes within
+    /// ten seconds.
     Frame next() {
+        Frame frame = nextOfAll();
+        while (frame.kind() == AppConfigHost::REACHED) frame = nextOfAll();
+        return frame;
+    }
+    Frame nextOfAll() {
         Frame frame;
         char buffer[4096];
         while (m_decoder.next(frame) != AppConfigHost::FrameDecoder::Result::frame) {
@@ -92,7 +99,7 @@ public:
         return frame;
     }
     bool ended() {
-        while (next().has_kind()) continue;
+        while (nextOfAll().has_kind()) continue;
         return true;
     }
 

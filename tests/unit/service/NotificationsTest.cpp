@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "support/CoreBench.h"
+#include "support/Peer.h"
 
 namespace ServiceTest {
 namespace {
@@ -45,7 +45,7 @@ TEST(Notifications, CarryTheCallbackNameOfTheRegistration) {
     Peer peer(bench, "p");
     peer.registerFor("display", 3, 4, "my link");
     peer.write("display.brightness", {"1"});
-    const auto frame = bench.take(peer.delivery);
+    const auto frame = peer.notification();
     ConfigIF::ConfigChangedNtfy message;
     ASSERT_TRUE(message.ParseFromString(frame->payload()));
     EXPECT_EQ(message.client_name(), "my link");
@@ -60,7 +60,7 @@ TEST(Notifications, OfANamespaceCarryItAndMarkWhatIsScoped) {
     peer.write("system.label", {"x"});
     peer.write("system.secret", {"y"});
     for (const bool scoped : {false, true}) {
-        const auto frame = bench.take(peer.delivery);
+        const auto frame = peer.notification();
         ConfigIF::ConfigChangedNtfy message;
         ASSERT_TRUE(message.ParseFromString(frame->payload()));
         EXPECT_EQ(message.inst_value().inst().node(0).name(), "cfg");
@@ -173,11 +173,11 @@ TEST(Notifications, OfOneLinkEndWithAllItsRegistrationsAndThoseOfAnotherStay) {
     request.set_client_name("self");
     peer.tell(request);
     peer.write("display.brightness", {"1"});
-    const auto frame = bench.take(peer.delivery);
+    const auto frame = peer.notification();
     ConfigIF::ConfigChangedNtfy message;
     ASSERT_TRUE(message.ParseFromString(frame->payload()));
     EXPECT_EQ(message.client_name(), "another link");
-    EXPECT_FALSE(bench.take(peer.delivery));
+    EXPECT_FALSE(peer.notification());
 }
 
 TEST(Notifications, AreRefusedToRegistrationsThatSayTooLittleOrTooMuch) {
@@ -192,16 +192,6 @@ TEST(Notifications, AreRefusedToRegistrationsThatSayTooLittleOrTooMuch) {
                                               request.SerializeAsString() + std::string("\x20\x63", 2),  // type: 99
                                               AppConfigHost::REQUEST);
     EXPECT_EQ(peer.replyTo<ConfigIF::RegisterClientCallbackRsp>(connection)->error(), CommonIF::ERROR_INVALID_REQUEST);
-}
-
-TEST(Notifications, AreLimitedInNumberPerClient) {
-    CoreBench bench;
-    Peer peer(bench, "p");
-    for (std::size_t i = 0; i < AppConfigService::mostRegistrations; ++i) {
-        ASSERT_EQ(peer.registerFor("n" + std::to_string(i), 3), CommonIF::ERROR_NONE);
-    }
-    EXPECT_EQ(peer.registerFor("one.more", 3), CommonIF::ERROR_LIMIT);
-    EXPECT_EQ(peer.registerFor("n0", 3), CommonIF::ERROR_NONE) << "that one it has already";
 }
 
 TEST(Notifications, AreNotAcknowledgedWhenTheRegistrationCannotBeStored) {

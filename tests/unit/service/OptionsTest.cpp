@@ -1,6 +1,6 @@
 #include <gmock/gmock.h>
 
-#include "support/CoreBench.h"
+#include "support/Peer.h"
 
 namespace ServiceTest {
 namespace {

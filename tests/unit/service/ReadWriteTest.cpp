@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "support/CoreBench.h"
+#include "Handshake.h"
+#include "support/Peer.h"
 
 namespace ServiceTest {
 namespace {
@@ -230,7 +231,7 @@ TEST(Service, WritesThatComeTogetherShareATransaction) {
     Peer one(bench, "a");
     Frame hello;
     hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(1);
+    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
     hello.mutable_hello()->set_endpoint("b");
     hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
     std::vector<ConnectionId> connections;

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "FrameCodec.h"
+#include "Handshake.h"
 #include "MessageIds.h"
 #include "configadmin.pb.h"
 #include "core/Wire.h"
@@ -44,7 +45,7 @@ struct RunningServer : ::testing::Test {
         server.adopt(std::move(other));
         Frame hello;
         hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(1);
+        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
         hello.mutable_hello()->set_endpoint(endpoint);
         hello.mutable_hello()->set_purpose(purpose);
         send(client, hello);

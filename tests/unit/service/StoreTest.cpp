@@ -70,7 +70,7 @@ protected:
     }
     void commit(ChangeNumber changes, std::vector<StoredChange> entries) {
         std::string error;
-        EXPECT_TRUE(m_store->commit({changes, std::move(entries)}, error)) << error;
+        EXPECT_TRUE(m_store->commit({changes, {}, std::move(entries)}, error)) << error;
     }
 
     Directory m_directory;
@@ -79,11 +79,13 @@ protected:
 
 TEST_P(Store, IsEmptyAtFirstAndKeepsItsName) {
     const StoredState state = load();
-    EXPECT_FALSE(state.id.empty());
+    ASSERT_EQ(state.timelines.size(), 1U);
+    EXPECT_NE(state.timelines[0].id, 0U);
+    EXPECT_EQ(state.timelines[0].after, 0U);
     EXPECT_EQ(state.changes, 0U);
     EXPECT_THAT(state.variables, IsEmpty());
     reopen();
-    EXPECT_EQ(load().id, state.id);
+    EXPECT_EQ(load().timelines[0].id, state.timelines[0].id);
 }
 
 TEST_P(Store, KeepsEachFieldOfAVariable) {
@@ -164,7 +166,7 @@ TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
     ASSERT_TRUE(SqliteStore(file).load(state, error));
     SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
     EXPECT_FALSE(SqliteStore(file).load(state, error));
-    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads version 1"));
+    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 2"));
     EXPECT_THAT(error, HasSubstr(file));
 }
 
@@ -204,7 +206,7 @@ TEST(SqliteStore, CommitsNothingBeforeItIsLoaded) {
     std::string error;
     if (!store.load(state, error)) _exit(1);
     for (ChangeNumber number = state.changes + 1;; ++number) {
-        if (!store.commit({number, {variable("b", {std::to_string(number)})}}, error)) _exit(2);
+        if (!store.commit({number, {}, {variable("b", {std::to_string(number)})}}, error)) _exit(2);
         if (write(out, &number, sizeof(number)) != sizeof(number)) _exit(3);
     }
 }

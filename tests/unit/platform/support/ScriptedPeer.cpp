@@ -156,10 +156,16 @@ void ScriptedPeer::onRequest(OnFrame function) {
     m_onRequest = std::move(function);
 }
 
-void ScriptedPeer::setStore(const std::string& store, std::uint64_t changes) {
+void ScriptedPeer::setPoint(std::uint64_t timeline, std::uint64_t changes, bool known) {
     const std::lock_guard lock(m_mutex);
-    m_store = store;
+    m_timeline = timeline;
     m_changes = changes;
+    m_pointKnown = known;
+}
+
+void ScriptedPeer::setRegistrationsKnown(bool known) {
+    const std::lock_guard lock(m_mutex);
+    m_registrationsKnown = known;
 }
 
 void ScriptedPeer::welcome(Connection& connection) {
@@ -167,8 +173,10 @@ void ScriptedPeer::welcome(Connection& connection) {
     frame.set_kind(WELCOME);
     {
         const std::lock_guard lock(m_mutex);
-        frame.mutable_welcome()->set_store(m_store);
+        frame.mutable_welcome()->set_timeline(m_timeline);
         frame.mutable_welcome()->set_changes(m_changes);
+        frame.mutable_welcome()->set_point_known(m_pointKnown);
+        if (m_registrationsKnown) frame.mutable_welcome()->set_registrations_known(*m_registrationsKnown);
     }
     connection.send(frame);
 }
@@ -231,11 +239,12 @@ std::size_t ScriptedPeer::connections(Purpose purpose) {
     return awaitHellos(purpose, 0).size();
 }
 
-Frame notification(const std::string& value, std::uint64_t sequence) {
+Frame notification(const std::string& value, std::uint64_t sequence, std::uint64_t timeline) {
     ConfigIF::ConfigChangedNtfy payload;
     payload.mutable_inst_value()->add_value(value);
     Frame frame;
     frame.set_kind(NOTIFICATION);
+    frame.set_timeline(timeline);
     frame.set_sequence(sequence);
     frame.set_message_id(ConfigIF::messageId("ConfigIF.ConfigChangedNtfy"));
     payload.SerializeToString(frame.mutable_payload());

@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -60,7 +61,10 @@ public:
     void onHello(OnFrame function);
     /// What happens to requests from now on; a null function: nothing.
     void onRequest(OnFrame function);
-    void setStore(const std::string& store, std::uint64_t changes);
+    /// What WELCOME says from now on.
+    void setPoint(std::uint64_t timeline, std::uint64_t changes, bool known = true);
+    /// Whether WELCOME says that the registrations are known; before this is called it says nothing of them.
+    void setRegistrationsKnown(bool known);
 
     /// The default behaviours.
     void welcome(Connection& connection);
@@ -92,8 +96,10 @@ private:
     std::condition_variable m_changed;
     OnFrame m_onHello;
     OnFrame m_onRequest;
-    std::string m_store = "store-1";
+    std::uint64_t m_timeline = 1;
     std::uint64_t m_changes = 0;
+    bool m_pointKnown = true;
+    std::optional<bool> m_registrationsKnown;
     bool m_listening = false;
     std::vector<AppConfigHost::Frame> m_frames;
     std::vector<std::shared_ptr<Connection>> m_connections;
@@ -104,7 +110,7 @@ private:
 };
 
 /// \return a notification of \p sequence that says that a variable has the value \p value.
-AppConfigHost::Frame notification(const std::string& value, std::uint64_t sequence);
+AppConfigHost::Frame notification(const std::string& value, std::uint64_t sequence, std::uint64_t timeline = 1);
 
 /// \return an ask for the validation of a value.
 AppConfigHost::Frame ask(std::uint64_t correlation, const std::string& clientName = "asker");

@@ -1,0 +1,125 @@
+#include "RegistrationBook.h"
+
+#include "MessageIds.h"
+#include "ReplyError.h"
+#include "configservice.pb.h"
+
+namespace AppConfigHost {
+
+using namespace PbUtility;
+
+namespace {
+
+constexpr std::uint32_t registerId = ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq");
+constexpr std::uint32_t unregisterId = ConfigIF::messageId("ConfigIF.UnregisterClientCallbackReq");
+constexpr std::uint32_t unregisterAllId = ConfigIF::messageId("ConfigIF.UnregisterAllClientCallbacksReq");
+
+/// One comparison, since every request passes here.
+bool mayConcern(std::uint32_t id) {
+    static_assert(registerId < unregisterId && unregisterId < unregisterAllId, "the ids lie close together");
+    return id - registerId <= unregisterAllId - registerId;
+}
+
+template <typename Request>
+RegistrationPage::Key keyOf(RegistrationPage& page, const Request& request) {
+    std::string name = request.var_name();
+    // As the service compares them, so that both count the same registrations.
+    for (char& c : name) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c | 0x20 : c);
+    return {name, request.type(), page.share(request.callback_name()), page.share(request.client_name())};
+}
+
+/// \return what the service said; a number that no enum knows counts as well.
+int errorIn(const Frame& reply) {
+    ConfigIF::RegisterClientCallbackRsp response;
+    // Both replies carry the error alone, and under the same number.
+    return response.ParseFromString(reply.payload()) ? readReplyError(response).error : -1;
+}
+
+}  // namespace
+
+RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint, const Frame& request)
+    : m_book(book), m_endpoint(endpoint), m_request(request) {
+    const std::uint32_t id = request.message_id();
+    if (!mayConcern(id)) return;
+    const AppConfig::PlainLock lock(m_book.m_mutex);
+    RegistrationPage& page = m_book.page(endpoint);
+    if (id == registerId) {
+        ConfigIF::RegisterClientCallbackReq message;
+        if (!message.ParsePartialFromString(request.payload()) || !message.has_type()) return;
+        m_key = keyOf(page, message);
+        m_number = page.registering(m_key, message.role());
+    } else if (id == unregisterId) {
+        ConfigIF::UnregisterClientCallbackReq message;
+        if (!message.ParsePartialFromString(request.payload()) || !message.has_type()) return;
+        m_key = keyOf(page, message);
+        m_number = page.unregistering(m_key);
+    } else if (id == unregisterAllId) {
+        ConfigIF::UnregisterAllClientCallbacksReq message;
+        if (message.ParsePartialFromString(request.payload())) page.unregisteringAll(message.client_name());
+    }
+}
+
+bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
+    const std::uint32_t id = m_request.message_id();
+    if (!mayConcern(id)) return false;
+    const AppConfig::PlainLock lock(m_book.m_mutex);
+    RegistrationPage& page = m_book.page(m_endpoint);
+    const int error = outcome.ok() && m_request.kind() == REQUEST ? errorIn(reply) : 0;
+    if (id == unregisterAllId) {
+        if (outcome.ok() && error == 0) return false;
+        page.tellAll();
+        return true;
+    }
+    if (m_number == 0) return false;
+    // Nobody answers a one-way message, so nobody knows what came of it.
+    auto ending = RegistrationPage::Ending::unknown;
+    if (outcome.ok() && m_request.kind() == REQUEST) {
+        ending = error == 0 ? RegistrationPage::Ending::done : RegistrationPage::Ending::refused;
+    }
+    page.ended(m_key, m_number, id == registerId, ending, error);
+    return true;
+}
+
+RegistrationPage& RegistrationBook::page(const std::string& endpoint) {
+    return m_pages.try_emplace(endpoint, m_options).first->second;
+}
+
+void RegistrationBook::describe(const std::string& endpoint, Hello& hello) {
+    const AppConfig::PlainLock lock(m_mutex);
+    page(endpoint).describe(hello);
+}
+
+void RegistrationBook::greeted(const std::string& endpoint, const Welcome& welcome) {
+    const AppConfig::PlainLock lock(m_mutex);
+    page(endpoint).greeted(welcome);
+}
+
+void RegistrationBook::lost(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    page(endpoint).lost();
+}
+
+std::optional<Frame> RegistrationBook::next(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return page(endpoint).next();
+}
+
+bool RegistrationBook::answered(const std::string& endpoint, const Frame& registered) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return page(endpoint).answered(registered);
+}
+
+Deadline RegistrationBook::nextTry(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return page(endpoint).nextTry();
+}
+
+RegistrationBook::Condition RegistrationBook::condition(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    RegistrationPage& found = page(endpoint);
+    Condition condition{found.refused(), found.takeReports()};
+    for (RegistrationReport& report : condition.reports) report.endpoint = endpoint;
+    return condition;
+}
+
+}  // namespace AppConfigHost

@@ -1,0 +1,67 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
+#include "Outcome.h"
+#include "RegistrationPage.h"
+
+namespace AppConfigHost {
+
+/// What this process is registered for at each endpoint. The library asks a service once and does not look at the
+/// answer; the book does, and the delivery thread tells the service whatever it does not hold. Thread-safe; no
+/// operation blocks.
+class RegistrationBook {
+public:
+    /// \p options is not owned and outlives this object.
+    explicit RegistrationBook(const PbUtility::TransportOptions& options) : m_options(options) {}
+
+    /// One request that changes registrations, from before it is sent until it has ended. Does nothing at all for any
+    /// other request.
+    class Call {
+    public:
+        /// Enters what \p request, a REQUEST or ONE_WAY frame to \p endpoint, is about to do. The arguments outlive
+        /// this object.
+        Call(RegistrationBook& book, const std::string& endpoint, const Frame& request);
+
+        /// The request has ended with \p outcome; \p reply is the frame that answered it, if one did.
+        /// \return whether the delivery thread may have something to do now.
+        bool end(const Outcome& outcome, const Frame& reply);
+
+    private:
+        RegistrationBook& m_book;
+        const std::string& m_endpoint;
+        const Frame& m_request;
+        std::uint64_t m_number = 0;
+        RegistrationPage::Key m_key;
+    };
+
+    // For the delivery thread; see RegistrationPage.
+    void describe(const std::string& endpoint, Hello& hello) APPCONFIG_EXCLUDES(m_mutex);
+    void greeted(const std::string& endpoint, const Welcome& welcome) APPCONFIG_EXCLUDES(m_mutex);
+    void lost(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    std::optional<Frame> next(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    bool answered(const std::string& endpoint, const Frame& registered) APPCONFIG_EXCLUDES(m_mutex);
+    Deadline nextTry(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+
+    /// How the registrations at one endpoint fare.
+    struct Condition {
+        std::size_t refused = 0;
+        std::vector<PbUtility::RegistrationReport> reports;
+    };
+    Condition condition(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+
+private:
+    RegistrationPage& page(const std::string& endpoint) APPCONFIG_REQUIRES(m_mutex);
+
+    const PbUtility::TransportOptions& m_options;
+    AppConfig::PlainMutex m_mutex;
+    std::map<std::string, RegistrationPage> m_pages APPCONFIG_GUARDED_BY(m_mutex);
+};
+
+}  // namespace AppConfigHost

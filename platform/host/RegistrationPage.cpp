@@ -1,0 +1,271 @@
+#include "RegistrationPage.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "RegistrationDigest.h"
+
+// A row can be changed by a request on any thread while a frame that tells it is under way, and nobody knows in which
+// order the service takes the two. So neither is trusted then: the row is told again, as it is, once the frame is
+// answered. What a frame tells is the same however often it is told, so this ends as soon as the row is left alone.
+
+namespace AppConfigHost {
+
+namespace {
+
+constexpr std::size_t mostRows = 256;
+constexpr std::size_t mostBytes = std::size_t{32} * 1024;
+constexpr int generalError = -1;
+
+std::uint64_t digestOf(const RegistrationPage::Key& key) {
+    return AppConfigHost::digestOf(RegistrationName{*key.requester, key.name, key.type, *key.callback});
+}
+
+}  // namespace
+
+RegistrationPage::RegistrationPage(const PbUtility::TransportOptions& options)
+    : m_options(options), m_pause(options.firstRegistrationPause) {}
+
+bool RegistrationPage::Less::operator()(const Key& a, const Key& b) const {
+    return std::tie(a.name, a.type, *a.callback, *a.requester) < std::tie(b.name, b.type, *b.callback, *b.requester);
+}
+
+void RegistrationPage::set(Rows::iterator row, State state) {
+    Row& it = row->second;
+    if (it.state == State::queued) m_queue.erase(it.place);
+    if (it.state == State::refused) m_refused.erase(it.place);
+    if (it.state == State::confirmed && it.held) {
+        --m_confirmed;
+        m_digest -= digestOf(row->first);
+    }
+    it.state = state;
+    it.place = ++m_last;
+    if (state == State::queued) m_queue.emplace(it.place, row);
+    if (state == State::refused) m_refused.emplace(it.place, row);
+    if (state == State::confirmed) {
+        ++m_confirmed;
+        m_digest += digestOf(row->first);
+    }
+}
+
+void RegistrationPage::confirm(Rows::iterator row) {
+    set(row, State::confirmed);
+    row->second.retried = false;
+    setError(row, 0, true);
+}
+
+void RegistrationPage::refuse(Rows::iterator row, int error) {
+    set(row, State::refused);
+    row->second.retried = false;
+    // What cannot be withdrawn at the moment is nothing that the application waits for.
+    if (row->second.held) setError(row, error, true);
+    tryAgainLater();
+}
+
+void RegistrationPage::tryAgainLater() {
+    if (m_nextTry.time() == Deadline::never().time()) m_nextTry = Deadline::after(m_pause);
+}
+
+void RegistrationPage::setError(Rows::iterator row, int error, bool report) {
+    int& now = row->second.error;
+    if (now == error) return;
+    m_troubled += now == 0 ? 1 : 0;
+    m_troubled -= error == 0 ? 1 : 0;
+    now = error;
+    if (report && m_options.onRegistration) m_reports.push_back({{}, row->first.name, row->first.type, error});
+}
+
+void RegistrationPage::erase(Rows::iterator row) {
+    set(row, State::asking);
+    setError(row, 0, false);
+    m_rows.erase(row);
+}
+
+void RegistrationPage::withdraw(const Key& key) {
+    const auto row = m_rows.try_emplace(key).first;
+    row->second.held = false;
+    row->second.number = ++m_last;
+    queue(row);
+}
+
+std::uint64_t RegistrationPage::registering(const Key& key, int role) {
+    const auto [row, added] = m_rows.try_emplace(key);
+    Row& it = row->second;
+    it.role = role;
+    it.number = ++m_last;
+    // What is queued or under way stays so: whether the request or the frame comes first makes no difference then.
+    if (!added && (it.state == State::refused || !it.held)) set(row, State::asking);
+    it.held = true;
+    return it.number;
+}
+
+std::uint64_t RegistrationPage::unregistering(const Key& key) {
+    const auto row = m_rows.try_emplace(key).first;
+    set(row, State::asking);
+    setError(row, 0, false);
+    row->second.held = false;
+    return row->second.number = ++m_last;
+}
+
+void RegistrationPage::unregisteringAll(const std::string& requester) {
+    for (auto row = m_rows.begin(); row != m_rows.end();) {
+        const auto next = std::next(row);
+        if (*row->first.requester == requester) erase(row);
+        row = next;
+    }
+}
+
+void RegistrationPage::ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error) {
+    const auto row = m_rows.find(key);
+    if (row == m_rows.end()) {
+        // Withdrawn meanwhile, perhaps before the service had taken it.
+        if (registered && ending != Ending::refused) withdraw(key);
+        return;
+    }
+    Row& it = row->second;
+    if (it.number != number) {
+        // A frame that is under way may have come before this request; its answer settles nothing then.
+        if (it.state == State::sent) {
+            it.number = ++m_last;
+        } else {
+            queue(row);
+        }
+        return;
+    }
+    if (it.state != State::asking && it.state != State::confirmed) return;
+    if (!registered) {
+        if (ending == Ending::done) return erase(row);
+        return queue(row);
+    }
+    if (ending == Ending::refused) return refuse(row, error != 0 ? error : generalError);
+    if (ending == Ending::done) return confirm(row);
+    if (it.state == State::asking) queue(row);
+}
+
+void RegistrationPage::tellAll() {
+    for (auto row = m_rows.begin(); row != m_rows.end(); ++row) {
+        if (row->second.state != State::sent) queue(row);
+    }
+    m_complete = true;
+}
+
+void RegistrationPage::describe(Hello& hello) const {
+    hello.set_registrations(m_confirmed);
+    hello.set_registrations_digest(m_digest);
+}
+
+void RegistrationPage::greeted(const Welcome& welcome) {
+    m_speaks = welcome.has_registrations_known();
+    m_pause = m_options.firstRegistrationPause;
+    m_nextTry = Deadline::never();
+    m_complete = m_completeRefused = false;
+    while (!m_refused.empty()) queue(m_refused.begin()->second);
+    if (m_speaks && !welcome.registrations_known()) tellAll();
+}
+
+void RegistrationPage::lost() {
+    m_underWay = false;
+    for (const Sent& sent : std::exchange(m_sent, {})) {
+        const auto row = m_rows.find(sent.key);
+        if (row != m_rows.end()) {
+            if (row->second.state == State::sent) queue(row);
+        } else if (sent.held) {
+            withdraw(sent.key);
+        }
+    }
+    m_speaks = false;
+}
+
+std::optional<Frame> RegistrationPage::next() {
+    if (m_underWay || !m_speaks) return std::nullopt;
+    if (m_nextTry.passed()) {
+        m_nextTry = Deadline::never();
+        m_pause = std::min(m_pause * 2, m_options.longestRegistrationPause);
+        m_complete = m_complete || std::exchange(m_completeRefused, false);
+        while (!m_refused.empty()) {
+            m_refused.begin()->second->second.retried = true;
+            queue(m_refused.begin()->second);
+        }
+    }
+    if (m_queue.empty() && !m_complete) return std::nullopt;
+
+    Frame frame;
+    frame.set_kind(REGISTRATIONS);
+    frame.set_correlation(++m_correlation);
+    std::vector<Sent> withdrawn;
+    std::size_t bytes = 0;
+    while (!m_queue.empty() && m_sent.size() + withdrawn.size() < mostRows) {
+        const auto row = m_queue.begin()->second;
+        const Row& it = row->second;
+        Registration one;
+        one.set_requester(*row->first.requester);
+        one.set_name(row->first.name);
+        one.set_type(row->first.type);
+        one.set_callback(*row->first.callback);
+        if (it.held) one.set_role(it.role);
+        bytes += one.ByteSizeLong();
+        if (bytes > mostBytes && m_sent.size() + withdrawn.size() > 0) break;
+        (it.held ? m_sent : withdrawn).push_back({row->first, it.number, it.held});
+        *(it.held ? frame.add_registration() : frame.add_withdrawn()) = std::move(one);
+        set(row, State::sent);
+    }
+    m_sent.insert(m_sent.end(), withdrawn.begin(), withdrawn.end());
+    m_sentComplete = m_complete && m_queue.empty();
+    if (m_sentComplete) {
+        frame.set_complete(true);
+        m_complete = false;
+    }
+    m_underWay = true;
+    return frame;
+}
+
+bool RegistrationPage::answered(const Frame& registered) {
+    if (!m_underWay || registered.correlation() != m_correlation) return false;
+    const std::size_t places = m_sent.size() + (m_sentComplete ? 1 : 0);
+    std::vector<int> errors(places, 0);
+    for (const Refusal& refusal : registered.refusal()) {
+        if (refusal.index() >= places) return false;
+        errors[refusal.index()] = refusal.error() != 0 ? refusal.error() : generalError;
+    }
+    m_underWay = false;
+    const std::vector<Sent> sent = std::exchange(m_sent, {});
+    for (std::size_t i = 0; i < sent.size(); ++i) settle(sent[i], errors[i]);
+    if (m_sentComplete && errors.back() != 0) {
+        m_completeRefused = true;
+        tryAgainLater();
+    }
+    // While it takes nothing, it need not be asked for all the rest.
+    if (std::all_of(errors.begin(), errors.end(), [](int error) { return error != 0; })) giveUpRetrying();
+    if (m_refused.empty() && !m_completeRefused) m_pause = m_options.firstRegistrationPause;
+    return true;
+}
+
+void RegistrationPage::settle(const Sent& sent, int error) {
+    const auto row = m_rows.find(sent.key);
+    if (row == m_rows.end()) {
+        if (sent.held && error == 0) withdraw(sent.key);
+        return;
+    }
+    Row& it = row->second;
+    if (it.number != sent.number) {
+        // Another request spoke of it meanwhile, and one of the two came last.
+        if (it.held || sent.held) queue(row);
+        return;
+    }
+    if (it.state != State::sent) return;
+    if (error != 0) return refuse(row, error);
+    if (it.held) return confirm(row);
+    erase(row);
+}
+
+void RegistrationPage::giveUpRetrying() {
+    std::vector<Rows::iterator> retried;
+    for (const auto& entry : m_queue) {
+        if (entry.second->second.retried) retried.push_back(entry.second);
+    }
+    // Behind those that were tried, which are refused already: next time these come first.
+    for (const Rows::iterator row : retried) refuse(row, row->second.error);
+}
+
+}  // namespace AppConfigHost

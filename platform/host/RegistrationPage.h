@@ -1,0 +1,132 @@
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Deadline.h"
+#include "SharedTexts.h"
+#include "TransportOptions.h"
+#include "frame.pb.h"
+
+namespace AppConfigHost {
+
+/// What this process is registered for at one endpoint, and what of it the service there has confirmed. Decides what
+/// has to be told over the delivery connection, so that in the end both hold the same: whatever happens in between,
+/// each row that changed while it was under way is told once more as it is then. Not thread-safe; see RegistrationBook.
+class RegistrationPage {
+public:
+    /// Names one registration.
+    struct Key {
+        std::string name;
+        std::int32_t type = 0;
+        Text callback;
+        Text requester;
+    };
+
+    /// How a request ended: carried out, refused, or nobody knows.
+    enum class Ending { done, refused, unknown };
+
+    explicit RegistrationPage(const PbUtility::TransportOptions& options);
+
+    // What requests say, each before it is sent; the number goes back into ended().
+    std::uint64_t registering(const Key& key, int role);
+    std::uint64_t unregistering(const Key& key);
+    void unregisteringAll(const std::string& requester);
+
+    /// The request numbered \p number, which registered or unregistered \p key, has ended. \p error is the service's.
+    void ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error);
+
+    /// Nobody knows what the service holds: it is to be told everything.
+    void tellAll();
+
+    // The delivery connection.
+    void describe(Hello& hello) const;
+    void greeted(const Welcome& welcome);
+    void lost();
+
+    /// \return the next frame to be sent, if there is something to tell and no other is under way.
+    std::optional<Frame> next();
+
+    /// Takes the answer to that frame. \return false when it is none.
+    bool answered(const Frame& registered);
+
+    /// \return when refused rows are due to be tried again; never when there are none, or while that cannot be.
+    Deadline nextTry() const { return m_speaks && !m_underWay ? m_nextTry : Deadline::never(); }
+
+    /// \return how many registrations the service has refused and not taken since.
+    std::size_t refused() const { return m_troubled; }
+
+    /// \return what became of single ones since the last call, without the endpoint; empty without an observer.
+    std::vector<PbUtility::RegistrationReport> takeReports() { return std::exchange(m_reports, {}); }
+
+    Text share(const std::string& text) { return m_texts.share(text); }
+
+private:
+    struct Less {
+        bool operator()(const Key& a, const Key& b) const;
+    };
+    enum class State : std::uint8_t {
+        asking,     ///< a request is under way
+        queued,     ///< to be told with a frame
+        sent,       ///< told, and not answered yet
+        confirmed,  ///< the service has it; a withdrawn row goes instead
+        refused,    ///< to be tried again
+    };
+    struct Row {
+        std::int32_t role = 0;
+        bool held = true;  ///< false: withdrawn, and the service may have it still
+        State state = State::asking;
+        bool retried = false;      ///< queued or sent because it had been refused
+        int error = 0;             ///< of the last refusal; 0 when there was none since it was last taken
+        std::uint64_t number = 0;  ///< of the last operation on it; tells whether it changed while it was under way
+        std::uint64_t place = 0;   ///< in the queue or among the refused
+    };
+    using Rows = std::map<Key, Row, Less>;
+    using Places = std::map<std::uint64_t, Rows::iterator>;
+    struct Sent {
+        Key key;
+        std::uint64_t number = 0;
+        bool held = true;
+    };
+
+    void set(Rows::iterator row, State state);
+    void queue(Rows::iterator row) { set(row, State::queued); }
+    void refuse(Rows::iterator row, int error);
+    void confirm(Rows::iterator row);
+    void withdraw(const Key& key);
+    void erase(Rows::iterator row);
+    void settle(const Sent& sent, int error);
+    void giveUpRetrying();
+    void tryAgainLater();
+    void setError(Rows::iterator row, int error, bool report);
+
+    const PbUtility::TransportOptions& m_options;
+    SharedTexts m_texts;
+    Rows m_rows;
+    Places m_queue;
+    Places m_refused;
+    std::uint64_t m_last = 0;  ///< number of the last operation, and the last place
+    std::uint64_t m_confirmed = 0;
+    std::uint64_t m_digest = 0;  ///< of the confirmed ones
+    std::size_t m_troubled = 0;  ///< rows that have an error
+
+    std::vector<Sent> m_sent;  ///< registrations first
+    bool m_underWay = false;
+    bool m_sentComplete = false;
+    bool m_complete = false;         ///< once the queue is empty, the service has been told everything
+    bool m_completeRefused = false;  ///< to be said again at the next try
+    bool m_speaks = false;           ///< there is a connection, and the service takes registrations over it
+    std::uint64_t m_correlation = 0;
+
+    Deadline m_nextTry = Deadline::never();
+    std::chrono::milliseconds m_pause;
+    std::vector<PbUtility::RegistrationReport> m_reports;
+};
+
+}  // namespace AppConfigHost

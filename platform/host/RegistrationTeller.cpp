@@ -1,0 +1,44 @@
+#include "RegistrationTeller.h"
+
+#include <cstdio>
+#include <optional>
+#include <utility>
+
+namespace AppConfigHost {
+
+using namespace PbUtility;
+
+void RegistrationTeller::lost() {
+    m_answerDue = Deadline::never();
+    m_book.lost(m_endpoint);
+}
+
+Outcome RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
+    if (m_answerDue.passed()) return {TRANSPORT_TIMED_OUT, {}};
+    const std::optional<Frame> frame = m_book.next(m_endpoint);
+    if (!frame) return {};
+    m_answerDue = Deadline::after(m_options.deadline);
+    return stream.write(encodeFrame(*frame), m_answerDue, waiter);
+}
+
+bool RegistrationTeller::answered(const Frame& registered) {
+    m_answerDue = Deadline::never();
+    return m_book.answered(m_endpoint, registered);
+}
+
+std::vector<RegistrationReport> RegistrationTeller::takeReports() {
+    RegistrationBook::Condition condition = m_book.condition(m_endpoint);
+    const bool refused = condition.refused != 0;
+    if (!m_options.onRegistration && std::exchange(m_refused, refused) != refused) {
+        if (refused) {
+            std::fprintf(stderr, "appconfig: %s refuses registrations, %zu at first; they are tried again\n",
+                         m_endpoint.c_str(), condition.refused);
+        } else {
+            std::fprintf(stderr, "appconfig: %s has taken every registration that it had refused\n",
+                         m_endpoint.c_str());
+        }
+    }
+    return std::move(condition.reports);
+}
+
+}  // namespace AppConfigHost

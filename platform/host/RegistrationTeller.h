@@ -1,0 +1,48 @@
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "Deadline.h"
+#include "FrameStream.h"
+#include "RegistrationBook.h"
+
+namespace AppConfigHost {
+
+/// Tells one endpoint, over its delivery connection, of the registrations that it does not hold, one frame at a time,
+/// and reports what it refuses. The delivery thread's own.
+class RegistrationTeller {
+public:
+    /// \p book and \p options are not owned and outlive this object.
+    RegistrationTeller(RegistrationBook& book, const PbUtility::TransportOptions& options, std::string endpoint)
+        : m_book(book), m_options(options), m_endpoint(std::move(endpoint)) {}
+
+    void describe(Hello& hello) const { m_book.describe(m_endpoint, hello); }
+    void greeted(const Welcome& welcome) { m_book.greeted(m_endpoint, welcome); }
+
+    /// The connection is gone.
+    void lost();
+
+    /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be, or
+    /// when the last one was not answered in time.
+    Outcome tell(FrameStream& stream, Waiter& waiter);
+
+    /// \return when tell() has something to do, other than what requests and answers bring.
+    Deadline due() const { return m_answerDue.orEarlier(m_book.nextTry(m_endpoint)); }
+
+    /// Takes the answer to the frame. \return false when nobody has asked for it.
+    bool answered(const Frame& registered);
+
+    /// \return what the observer has to be told. Without one, says on standard error when refusals begin or are over.
+    std::vector<PbUtility::RegistrationReport> takeReports();
+
+private:
+    RegistrationBook& m_book;
+    const PbUtility::TransportOptions& m_options;
+    const std::string m_endpoint;
+    Deadline m_answerDue = Deadline::never();
+    bool m_refused = false;  ///< standard error has been told of refusals
+};
+
+}  // namespace AppConfigHost
