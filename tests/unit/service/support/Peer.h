@@ -53,6 +53,7 @@ public:
     template <typename Response>
     std::optional<Response> replyTo(ConnectionId connection) {
         const std::optional<Frame> frame = m_bench.take(connection);
+        if (frame) lastReply = *frame;
         Response response;
         if (!frame || frame->kind() != AppConfigHost::REPLY || frame->status() != AppConfigHost::OK)
             return std::nullopt;
@@ -97,6 +98,7 @@ public:
     Frame tellRegistrations(const std::vector<AppConfigHost::Registration>& rows, bool complete = false,
                             const std::vector<AppConfigHost::Registration>& withdrawn = {});
 
+    Frame lastReply;
     ConnectionId delivery = 0;
     AppConfigHost::Welcome welcome;  ///< the last one of a delivery connection
     std::uint64_t timeline = 0;      ///< 0: it has no point yet
