@@ -172,7 +172,10 @@ void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
 void Changes::providerArrived() {
     if (m_waitForProvider.empty()) return;
     beginAgain([this](const Operation& operation) {
-        return !providers(*operation.variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE).empty();
+        const Variable& variable = *operation.variable;
+        // Another definition may have it do without.
+        if (!variable.definition || !variable.definition->needsProvider) return true;
+        return !providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE).empty();
     });
 }
 

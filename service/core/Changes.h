@@ -67,8 +67,8 @@ public:
     /// Takes \p request over. Its reply may be called before this returns.
     void submit(ChangeRequest request);
 
-    /// A client connected for deliveries, registered, or may know more than before: it may be a provider that somebody
-    /// waits for.
+    /// A client connected for deliveries, registered, or may know more than before, or the definitions changed:
+    /// somebody who waits for a provider may go on.
     void providerArrived();
 
     /// Ends the waiting for providers whose time is over.

@@ -36,25 +36,15 @@ RegistrationRow rowOf(const ClientKey& client, const AppConfigHost::Registration
 
 Verdict Requests::roomFor(const Client& client, std::size_t more) const {
     const Registrations& registrations = m_with.registrations;
-    const std::uint32_t uid = client.key.uid;
     const std::uint32_t own = m_with.options.ownUid;
-    more += client.pendingRegistrations;
-    if (registrations.count(client.key) + more > mostRegistrations) {
-        return {CommonIF::ERROR_LIMIT,
-                "the client has " + std::to_string(mostRegistrations) + " registrations already"};
-    }
-    if (registrations.countOfUser(uid) + more > mostRegistrationsOfUser) {
-        return {CommonIF::ERROR_LIMIT,
-                "its user has " + std::to_string(mostRegistrationsOfUser) + " registrations already"};
-    }
-    if (uid == 0 || uid == own) return {};
     // What the others may not take is left for root and the service's own user.
     const std::size_t kept = registrations.countOfUser(0) + (own == 0 ? 0 : registrations.countOfUser(own));
-    if (registrations.size() - kept + more > mostRegistrationsOfOthers) {
-        return {CommonIF::ERROR_LIMIT,
-                "all users have " + std::to_string(mostRegistrationsOfOthers) + " registrations already"};
-    }
-    return {};
+    RegistrationCounts counts;
+    counts.client = registrations.count(client.key);
+    counts.user = registrations.countOfUser(client.key.uid);
+    counts.others = registrations.size() - kept;
+    counts.isOther = client.key.uid != 0 && client.key.uid != own;
+    return checkRoom(counts, client.pendingRegistrations + more);
 }
 
 void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "RegistrationDigest.h"
+#include "core/Limits.h"
 
 namespace AppConfigService {
 
@@ -32,6 +33,18 @@ std::uint64_t digestOf(const RegistrationRow& row) {
 }
 
 }  // namespace
+
+Verdict checkRoom(const RegistrationCounts& counts, std::size_t more) {
+    const auto full = [](const char* who, std::size_t limit) {
+        return Verdict{CommonIF::ERROR_LIMIT, std::string(who) + std::to_string(limit) + " registrations already"};
+    };
+    if (counts.client + more > mostRegistrations) return full("the client has ", mostRegistrations);
+    if (counts.user + more > mostRegistrationsOfUser) return full("its user has ", mostRegistrationsOfUser);
+    if (counts.isOther && counts.others + more > mostRegistrationsOfOthers) {
+        return full("all users together have ", mostRegistrationsOfOthers);
+    }
+    return {};
+}
 
 bool Registrations::ByType::operator()(const Registration& a, const Registration& b) const {
     return std::tie(a.type, *a.client, *a.callback, *a.requester) <

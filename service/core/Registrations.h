@@ -29,6 +29,17 @@ struct Registration {
     ChangeNumber since = 0;  ///< as in RegistrationRow
 };
 
+/// How many registrations there are, from the view of one client.
+struct RegistrationCounts {
+    std::size_t client = 0;
+    std::size_t user = 0;    ///< of all clients of its user
+    std::size_t others = 0;  ///< of all users but root and the service's own
+    bool isOther = false;    ///< whether it belongs to these
+};
+
+/// \return whether the client may have \p more; else which limit it has reached.
+Verdict checkRoom(const RegistrationCounts& counts, std::size_t more);
+
 /// Who wants to be called for what. Not thread-safe.
 class Registrations {
 public:

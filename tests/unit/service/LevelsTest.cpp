@@ -1,5 +1,7 @@
 #include <gmock/gmock.h>
 
+#include <algorithm>
+
 #include "support/Peer.h"
 
 namespace ServiceTest {
@@ -90,6 +92,22 @@ TEST_F(Levels, ThatCannotBeStoredAreRefusedForEachVariable) {
     bench.store.failWith("disk full");
     EXPECT_EQ(peer.setLevels("display.mode", 1, 1), CommonIF::ERROR_STORAGE);
     EXPECT_EQ(get("display.mode", 0).error(), CommonIF::ERROR_NONE);
+}
+
+TEST_F(Levels, OfSeveralVariablesAreNumberedInTheOrderOfNames) {
+    std::string text;
+    for (int i = 0; i < 40; ++i)
+        text += "variable { node: 'n' attribute: 'v" + std::to_string(i * 37 % 40) + "' type: INT }\n";
+    bench.reload(text);
+    peer.registerFor("n", 7);
+    ConfigIF::SetAccessLevelsReq request;
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
+    for (int i = 39; i >= 0; --i) *request.add_inst() = inst("n.v" + std::to_string(i));
+    request.set_write_level(CommonIF::SECURITY_ROLE_WIRE_20);
+    peer.ask<ConfigIF::SetAccessLevelsRsp>(request);
+    const std::vector<std::string> events = peer.events();
+    EXPECT_EQ(events.size(), 40U);
+    EXPECT_TRUE(std::is_sorted(events.begin(), events.end()));
 }
 
 }  // namespace

@@ -155,6 +155,26 @@ TEST_P(Store, CarriesABatchOutInItsOrder) {
     EXPECT_THAT(load().registrations, IsEmpty());
 }
 
+TEST_P(Store, KeepsTheNewestTimelinesAndTheNumbersOfRegistrationsAndRoles) {
+    load();
+    std::string error;
+    for (std::uint64_t id = 1; id <= mostTimelines + 3; ++id) {
+        ASSERT_TRUE(m_store->commit({id, Timeline{id << 56U, id - 1}, {}}, error)) << error;
+    }
+    VariableRow hidden = variable("h", {"x"});
+    hidden.hidden = true;
+    commit(100, {ClientRow{someone, 3, 98}, RegistrationRow{someone, "self", "display", 3, "link", 99}, hidden});
+    reopen();
+    const StoredState state = load();
+    ASSERT_EQ(state.timelines.size(), mostTimelines);
+    EXPECT_EQ(state.timelines.front().id, std::uint64_t{4} << 56U) << "its own and the first three are forgotten";
+    EXPECT_EQ(state.timelines.back().id, std::uint64_t{mostTimelines + 3} << 56U);
+    EXPECT_EQ(state.timelines.back().after, mostTimelines + 2);
+    EXPECT_EQ(state.clients.at(0).roleSince, 98U);
+    EXPECT_EQ(state.registrations.at(0).since, 99U);
+    EXPECT_TRUE(state.variables.at(0).hidden);
+}
+
 INSTANTIATE_TEST_SUITE_P(, Store, ::testing::Values(Kind::memory, Kind::sqlite),
                          [](const auto& parameter) { return parameter.param == Kind::memory ? "Memory" : "Sqlite"; });
 
@@ -168,6 +188,71 @@ TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
     EXPECT_FALSE(SqliteStore(file).load(state, error));
     EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 2"));
     EXPECT_THAT(error, HasSubstr(file));
+}
+
+/// What version 1 of the service wrote.
+constexpr const char* version1 = R"(
+CREATE TABLE state (id TEXT NOT NULL, changes INTEGER NOT NULL);
+CREATE TABLE variable (
+  node TEXT NOT NULL, node_instance INTEGER NOT NULL, attribute TEXT NOT NULL, attribute_instance INTEGER NOT NULL,
+  value BLOB NOT NULL, own_value INTEGER NOT NULL,
+  options BLOB NOT NULL, default_index INTEGER NOT NULL, own_options INTEGER NOT NULL,
+  read_level INTEGER NOT NULL, own_read_level INTEGER NOT NULL,
+  write_level INTEGER NOT NULL, own_write_level INTEGER NOT NULL,
+  value_change INTEGER NOT NULL, options_change INTEGER NOT NULL, levels_change INTEGER NOT NULL,
+  PRIMARY KEY (node, node_instance, attribute, attribute_instance)) WITHOUT ROWID;
+CREATE TABLE client (
+  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, role INTEGER NOT NULL,
+  PRIMARY KEY (uid, endpoint)) WITHOUT ROWID;
+CREATE TABLE registration (
+  uid INTEGER NOT NULL, endpoint TEXT NOT NULL, requester TEXT NOT NULL, name TEXT NOT NULL, type INTEGER NOT NULL,
+  callback TEXT NOT NULL,
+  PRIMARY KEY (uid, endpoint, requester, name, type, callback)) WITHOUT ROWID;
+INSERT INTO state VALUES ('0123456789abcdef0011223344556677', 42);
+INSERT INTO variable VALUES ('node', 1, 'b', 2, X'0000000361626300000000', 1, X'', 0, 0, 1, 0, 2, 1, 40, 41, 42);
+INSERT INTO client VALUES (1000, 'p', 3);
+INSERT INTO registration VALUES (1000, 'p', 'self', 'display', 3, 'link');
+PRAGMA user_version = 1;
+)";
+
+TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
+    const Directory directory;
+    const std::string file = directory.file("state.db");
+    SQLite::Database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE).exec(version1);
+    std::string error;
+    {
+        SqliteStore store(file);
+        StoredState state;
+        ASSERT_TRUE(store.load(state, error)) << error;
+        ASSERT_TRUE(store.commit({43, Timeline{7, 42}, {variable("c", {"new"})}}, error)) << error;
+    }
+    SqliteStore store(file);
+    StoredState state;
+    ASSERT_TRUE(store.load(state, error)) << error;
+    EXPECT_EQ(state.changes, 43U);
+    ASSERT_EQ(state.timelines.size(), 2U);
+    EXPECT_EQ(state.timelines[0].id, 0x0123456789abcdefU) << "the first half of the file's former name";
+    EXPECT_EQ(state.timelines[0].after, 0U);
+    EXPECT_EQ(state.timelines[1].id, 7U);
+    EXPECT_EQ(state.timelines[1].after, 42U);
+    ASSERT_EQ(state.variables.size(), 2U);
+    const VariableRow& row = state.variables[0];
+    EXPECT_EQ(row.name.getFQName(), "node.b");
+    EXPECT_EQ(row.name.m_nodeInstance, 1);
+    EXPECT_EQ(row.name.m_attributeInstance, 2);
+    EXPECT_THAT(row.value, ElementsAre("abc", ""));
+    EXPECT_TRUE(row.ownValue);
+    EXPECT_EQ(row.readLevel, 1);
+    EXPECT_EQ(row.writeLevel, 2);
+    EXPECT_TRUE(row.ownWriteLevel);
+    EXPECT_THAT(row.changes, ElementsAre(40, 41, 42));
+    EXPECT_FALSE(row.hidden);
+    ASSERT_EQ(state.clients.size(), 1U);
+    EXPECT_EQ(state.clients[0].role, 3);
+    EXPECT_EQ(state.clients[0].roleSince, 0U);
+    ASSERT_EQ(state.registrations.size(), 1U);
+    EXPECT_EQ(state.registrations[0].name, "display");
+    EXPECT_EQ(state.registrations[0].since, 0U);
 }
 
 TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {

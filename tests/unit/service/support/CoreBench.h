@@ -67,6 +67,8 @@ public:
     bool isClosed(ConnectionId connection) const { return m_closed.count(connection) != 0; }
     /// From now on \p connection takes nothing that can wait; drain() ends that.
     void crowd(ConnectionId connection) { m_crowded.insert(connection); }
+    /// The same for the connection that is opened next.
+    void crowdNext() { crowd(m_next); }
     void drain(ConnectionId connection);
 
     bool logged(const std::string& part) const;

@@ -241,6 +241,10 @@ std::optional<Frame> Peer::notification() {
     return frame;
 }
 
+std::uint64_t Peer::timelineNow() {
+    return read("display.on").revision().timeline();
+}
+
 std::size_t Peer::reached() {
     collect();
     return std::exchange(m_reached, 0);

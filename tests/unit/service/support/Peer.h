@@ -91,6 +91,9 @@ public:
     void connect();
     void goodbye();
 
+    /// \return the timeline that the service counts in now.
+    std::uint64_t timelineNow();
+
     /// \return the number of points that came without a message since the last call.
     std::size_t reached();
 
