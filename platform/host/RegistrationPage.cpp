@@ -236,7 +236,7 @@ bool RegistrationPage::answered(const Frame& registered) {
         tryAgainLater();
     }
     // While it takes nothing, it need not be asked for all the rest.
-    if (std::all_of(errors.begin(), errors.end(), [](int error) { return error != 0; })) giveUpRetrying();
+    if (std::all_of(errors.begin(), errors.end(), [](int error) { return error != 0; })) giveUpRetrying(sent);
     if (m_refused.empty() && !m_completeRefused) m_pause = m_options.firstRegistrationPause;
     return true;
 }
@@ -259,13 +259,18 @@ void RegistrationPage::settle(const Sent& sent, int error) {
     erase(row);
 }
 
-void RegistrationPage::giveUpRetrying() {
-    std::vector<Rows::iterator> retried;
+void RegistrationPage::giveUpRetrying(const std::vector<Sent>& tried) {
+    std::vector<Rows::iterator> left;
     for (const auto& entry : m_queue) {
-        if (entry.second->second.retried) retried.push_back(entry.second);
+        if (entry.second->second.retried) left.push_back(entry.second);
     }
-    // Behind those that were tried, which are refused already: next time these come first.
-    for (const Rows::iterator row : retried) refuse(row, row->second.error);
+    if (left.empty()) return;
+    for (const Rows::iterator row : left) refuse(row, row->second.error);
+    // Next time it is the others' turn.
+    for (const Sent& sent : tried) {
+        const auto row = m_rows.find(sent.key);
+        if (row != m_rows.end() && row->second.state == State::refused) set(row, State::refused);
+    }
 }
 
 }  // namespace AppConfigHost

@@ -102,7 +102,7 @@ private:
     void withdraw(const Key& key);
     void erase(Rows::iterator row);
     void settle(const Sent& sent, int error);
-    void giveUpRetrying();
+    void giveUpRetrying(const std::vector<Sent>& tried);
     void tryAgainLater();
     void setError(Rows::iterator row, int error, bool report);
 

@@ -32,7 +32,7 @@ TEST(DefinitionsReader, ReadsEachField) {
     const VariableDefinition text = only(
         "variable { node: 'Net.WiFi' node_instance: 1 attribute: 'SSID' attribute_instance: 2 type: TEXT\n"
         "  default_value: 'x' option: 'x' option: 'y' default_index: 1 read_level: 1 write_level: 2 max_length: 32\n"
-        "  pattern: '[a-z]' namespace_scoped: true }");
+        "  pattern: '[a-z]' namespace_scoped: true provider: REQUIRED }");
     EXPECT_EQ(text.name.m_node, "net.wifi");
     EXPECT_EQ(text.name.m_nodeInstance, 1);
     EXPECT_EQ(text.name.m_attribute, "ssid");
@@ -45,11 +45,13 @@ TEST(DefinitionsReader, ReadsEachField) {
     EXPECT_EQ(text.maxLength, 32U);
     EXPECT_EQ(text.pattern, "[a-z]");
     EXPECT_TRUE(text.namespaceScoped);
+    EXPECT_TRUE(text.needsProvider);
     EXPECT_EQ(text.where, "test.textproto:1");
     const VariableDefinition number = only("variable { node: 'a' attribute: 'b' type: INT minimum: -5 maximum: 5 }");
     EXPECT_EQ(number.minimum, -5);
     EXPECT_EQ(number.maximum, 5);
     EXPECT_EQ(number.readLevel, 0);
+    EXPECT_FALSE(number.needsProvider);
     const VariableDefinition list = only("variable { node: 'a' attribute: 'b' type: LIST max_elements: 8 }");
     EXPECT_EQ(list.maxElements, 8U);
 }

@@ -1,0 +1,337 @@
+// What an application registered for over a transport reaches the service, whatever came of the request.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <atomic>
+
+#include "Handlers.h"
+#include "RegistrationDigest.h"
+#include "TransportFixture.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace AppConfigTest;
+using namespace PbUtility;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+constexpr int none = 0;
+constexpr int limit = -16;
+
+class Registrations : public TransportFixture {
+protected:
+    Registrations() {
+        peer.setRegistrationsKnown(true);
+        answerWith(none);
+    }
+
+    /// How the service answers requests that register or unregister from now on.
+    void answerWith(int error) {
+        peer.onRequest([error](ScriptedPeer::Connection& connection, const Frame& request) {
+            ConfigIF::RegisterClientCallbackRsp response;
+            response.set_error(static_cast<CommonIF::eErrorType>(error));
+            Frame reply;
+            reply.set_kind(REPLY);
+            reply.set_correlation(request.correlation());
+            reply.set_status(OK);
+            reply.set_message_id(request.message_id() + 1);
+            response.SerializeToString(reply.mutable_payload());
+            connection.send(reply);
+        });
+    }
+    static int registerFor(PbUtils& transport, const std::string& name, int type = 3) {
+        ConfigIF::RegisterClientCallbackReq request;
+        request.set_client_name("self");
+        request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
+        request.set_var_name(name);
+        request.set_type(static_cast<ConfigIF::CallbackType>(type));
+        request.set_callback_name("link");
+        ConfigIF::RegisterClientCallbackRsp response;
+        return transport.sendWaitResponse(request, &response, "ConfigSrvc");
+    }
+    static int unregister(PbUtils& transport, const std::string& name) {
+        ConfigIF::UnregisterClientCallbackReq request;
+        request.set_client_name("self");
+        request.set_var_name(name);
+        request.set_type(ConfigIF::CALLBACK_CONFIG_CHANGED);
+        request.set_callback_name("link");
+        ConfigIF::UnregisterClientCallbackRsp response;
+        return transport.sendWaitResponse(request, &response, "ConfigSrvc");
+    }
+    static void answerTold(ScriptedPeer::Connection& connection, const Frame& told, const std::vector<int>& refused = {}) {
+        Frame answer;
+        answer.set_kind(REGISTERED);
+        answer.set_correlation(told.correlation());
+        for (const int index : refused) {
+            Refusal* refusal = answer.add_refusal();
+            refusal->set_index(static_cast<std::uint32_t>(index));
+            refusal->set_error(limit);
+        }
+        connection.send(answer);
+    }
+    /// \return the names that the \p count-th REGISTRATIONS frame told.
+    std::vector<std::string> told(std::size_t count) {
+        const std::vector<Frame> frames = peer.await(REGISTRATIONS, count);
+        std::vector<std::string> names;
+        if (frames.size() < count) return names;
+        for (const Registration& row : frames[count - 1].registration()) names.push_back(row.name());
+        for (const Registration& row : frames[count - 1].withdrawn()) names.push_back("-" + row.name());
+        return names;
+    }
+    /// Makes something happen behind whatever the delivery thread had to do at once.
+    void settle(std::size_t delivery = 1) {
+        const std::size_t before = peer.received(ANSWER).size();
+        peer.awaitDelivery(delivery)->send(ask(1));
+        peer.await(ANSWER, before + 1);
+    }
+    TransportOptions observed() {
+        TransportOptions result = options();
+        result.firstRegistrationPause = 5ms;
+        result.onRegistration = [this](const RegistrationReport& report) {
+            journal.add(report.endpoint + " " + report.name + " " + std::to_string(report.type) + " " +
+                        std::to_string(report.error));
+        };
+        return result;
+    }
+
+    Journal journal;
+};
+
+TEST_F(Registrations, AreDescribedWhenTheConnectionIsMadeAnew) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    EXPECT_EQ(registerFor(transport, "Display"), TRANSPORT_OK);
+    EXPECT_EQ(registerFor(transport, "audio", 5), TRANSPORT_OK);
+    EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_OK) << "the same once more";
+    peer.hangUp();
+    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    ASSERT_THAT(hellos, SizeIs(2));
+    EXPECT_EQ(hellos[0].registrations(), 0U);
+    EXPECT_EQ(hellos[1].registrations(), 2U);
+    EXPECT_EQ(hellos[1].registrations_digest(),
+              digestOf({"self", "display", 3, "link"}) + digestOf({"self", "audio", 5, "link"}));
+    settle(2);
+    EXPECT_THAT(peer.received(REGISTRATIONS), IsEmpty()) << "the service knows them";
+    EXPECT_FALSE(peer.awaitHellos(REQUESTS, 1).at(0).has_registrations());
+}
+
+TEST_F(Registrations, AreToldToAServiceThatDoesNotHoldThem) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    registerFor(transport, "audio");
+    unregister(transport, "audio");
+    peer.setRegistrationsKnown(false);
+    peer.hangUp();
+    EXPECT_THAT(told(1), ElementsAre("display"));
+    const Frame frame = peer.received(REGISTRATIONS).at(0);
+    EXPECT_TRUE(frame.complete());
+    EXPECT_EQ(frame.registration(0).role(), CommonIF::SECURITY_ROLE_WIRE_20);
+}
+
+TEST_F(Registrations, MadeBeforeTheServiceIsThereAreToldWhenItComes) {
+    peer.stop();
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_NO_SUCH_ENDPOINT);
+    peer.start();
+    EXPECT_THAT(told(1), ElementsAre("display"));
+}
+
+TEST_F(Registrations, ThatNobodyAnsweredAreTold) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame&) { connection.close(); });
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_BROKEN_OFF);
+    EXPECT_THAT(told(1), ElementsAre("display"));
+}
+
+TEST_F(Registrations, ThatAreRefusedAreReportedAndTriedAgainUntilTheyAreTaken) {
+    UnixTransport transport(observed());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    answerWith(limit);
+    EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_OK);
+    EXPECT_THAT(journal.await(1), ElementsAre("ConfigSrvc display 3 -16"));
+    EXPECT_THAT(told(1), ElementsAre("display"));
+    const auto connection = peer.awaitDelivery();
+    answerTold(*connection, peer.received(REGISTRATIONS).at(0), {0});
+    EXPECT_THAT(told(2), ElementsAre("display"));
+    answerTold(*connection, peer.received(REGISTRATIONS).at(1));
+    EXPECT_THAT(journal.await(2), ElementsAre("ConfigSrvc display 3 -16", "ConfigSrvc display 3 0"));
+}
+
+TEST_F(Registrations, AnErrorThatNobodyKnowsIsARefusal) {
+    UnixTransport transport(observed());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& request) {
+        Frame reply;
+        reply.set_kind(REPLY);
+        reply.set_correlation(request.correlation());
+        reply.set_status(OK);
+        reply.set_message_id(request.message_id() + 1);
+        reply.set_payload(std::string("\x08\x63", 2));  // error: 99
+        connection.send(reply);
+    });
+    registerFor(transport, "display");
+    EXPECT_THAT(journal.await(1), ElementsAre("ConfigSrvc display 3 99"));
+}
+
+TEST_F(Registrations, WithoutAnObserverStandardErrorSaysOnceThatRefusalsBeganAndOnceThatTheyAreOver) {
+    testing::internal::CaptureStderr();
+    TransportOptions hasty = options();
+    hasty.firstRegistrationPause = 5ms;
+    hasty.longestRegistrationPause = 5ms;
+    {
+        UnixTransport transport(hasty);
+        transport.addRemoteEndpoint("ConfigSrvc", -1);
+        answerWith(limit);
+        registerFor(transport, "display");
+        registerFor(transport, "audio");
+        const auto connection = peer.awaitDelivery();
+        for (std::size_t i = 1; i <= 3; ++i) {
+            const std::vector<std::string> names = told(i);
+            ASSERT_THAT(names, testing::Not(IsEmpty()));
+            std::vector<int> all;
+            for (std::size_t row = 0; i < 3 && row < names.size(); ++row) all.push_back(static_cast<int>(row));
+            answerTold(*connection, peer.received(REGISTRATIONS).at(i - 1), all);
+        }
+        settle();
+        transport.end();
+    }
+    const std::string said = testing::internal::GetCapturedStderr();
+    EXPECT_THAT(said, HasSubstr("appconfig: ConfigSrvc refuses registrations"));
+    EXPECT_THAT(said, HasSubstr("appconfig: ConfigSrvc has taken every registration that it had refused"));
+    EXPECT_EQ(std::count(said.begin(), said.end(), '\n'), 2) << said;
+}
+
+TEST_F(Registrations, AWithdrawalThatFailedIsTold) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    answerWith(limit);
+    EXPECT_EQ(unregister(transport, "display"), TRANSPORT_OK);
+    EXPECT_THAT(told(1), ElementsAre("-display"));
+}
+
+TEST_F(Registrations, OfOneRequesterEndWithOneMessage) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    registerFor(transport, "audio");
+    ConfigIF::UnregisterAllClientCallbacksReq all;
+    all.set_client_name("self");
+    EXPECT_EQ(transport.send(all, "ConfigSrvc", nullptr), TRANSPORT_OK);
+    peer.hangUp();
+    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    ASSERT_THAT(hellos, SizeIs(2));
+    EXPECT_EQ(hellos[1].registrations(), 0U);
+}
+
+TEST_F(Registrations, ThatCouldNotBeEndedWithOneMessageAreToldAnew) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    peer.stop();
+    ConfigIF::UnregisterAllClientCallbacksReq all;
+    all.set_client_name("self");
+    EXPECT_NE(transport.send(all, "ConfigSrvc", nullptr), TRANSPORT_OK);
+    peer.setRegistrationsKnown(false);
+    peer.start();
+    ASSERT_THAT(peer.await(REGISTRATIONS, 1), SizeIs(1));
+    EXPECT_EQ(peer.received(REGISTRATIONS).at(0).registration_size(), 0);
+    EXPECT_TRUE(peer.received(REGISTRATIONS).at(0).complete());
+}
+
+TEST_F(Registrations, ThatAServiceDoesNotAnswerInTimeEndTheConnection) {
+    UnixTransport transport(options(200ms));
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    peer.setRegistrationsKnown(false);
+    peer.hangUp();
+    EXPECT_NE(peer.awaitDelivery(3), nullptr) << "it is given up and made anew";
+    EXPECT_THAT(told(2), ElementsAre("display"));
+}
+
+TEST_F(Registrations, AreNotAnsweredByAServiceThatWasNotTold) {
+    testing::internal::CaptureStderr();
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    Frame answer;
+    answer.set_kind(REGISTERED);
+    answer.set_correlation(1);
+    peer.awaitDelivery()->send(answer);
+    EXPECT_NE(peer.awaitDelivery(2), nullptr);
+    transport.end();
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("registrations were answered that nobody had made"));
+}
+
+TEST_F(Registrations, AreToldWhileAHandlerWaitsForItsOwnRequest) {
+    std::atomic<bool> inside{false};
+    UnixTransport transport(options());
+    Handler handler([&](const MSG_Message*) {
+        inside = true;
+        registerFor(transport, "from.within");
+    });
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    peer.onRequest([this](ScriptedPeer::Connection& connection, const Frame& request) {
+        // The handler's request is answered only once the delivery thread has told what it was asked to tell.
+        peer.setRegistrationsKnown(false);
+        peer.awaitDelivery()->close();
+        peer.await(REGISTRATIONS, 1);
+        ScriptedPeer::answer(connection, request);
+    });
+    peer.awaitDelivery()->send(notification("x", 1));
+    EXPECT_THAT(told(1), ElementsAre("display", "from.within"));
+    EXPECT_TRUE(inside);
+    transport.end();
+}
+
+TEST_F(Registrations, MayBeMadeByTheObserver) {
+    UnixTransport* self = nullptr;
+    TransportOptions curious = options();
+    curious.onRegistration = [&](const RegistrationReport& report) {
+        if (report.name == "display") registerFor(*self, "another");
+        journal.add(report.name);
+    };
+    UnixTransport transport(curious);
+    self = &transport;
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    answerWith(limit);
+    registerFor(transport, "display");
+    EXPECT_THAT(journal.await(2), ElementsAre("display", "another"));
+    transport.end();
+}
+
+TEST_F(Registrations, OfManyThreadsEndUpAsTheyWereLeft) {
+    UnixTransport transport(options());
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t) {
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 50; ++i) {
+                registerFor(transport, "n" + std::to_string(t));
+                unregister(transport, "n" + std::to_string(t));
+                registerFor(transport, "shared");
+                unregister(transport, "shared");
+            }
+            registerFor(transport, "n" + std::to_string(t));
+        });
+    }
+    for (int i = 0; i < 10; ++i) peer.awaitDelivery()->send(ask(static_cast<std::uint64_t>(i) + 100));
+    for (std::thread& thread : threads) thread.join();
+    registerFor(transport, "shared");
+    peer.setRegistrationsKnown(false);
+    const std::size_t before = peer.received(REGISTRATIONS).size();
+    peer.hangUp();
+    std::vector<std::string> names = told(before + 1);
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return name[0] == '-'; }), names.end());
+    EXPECT_THAT(names, testing::UnorderedElementsAre("n0", "n1", "n2", "n3", "shared"));
+}
+
+}  // namespace
