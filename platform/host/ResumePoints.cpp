@@ -5,7 +5,10 @@
 namespace AppConfigHost {
 
 void ResumePoints::describe(const State& state, Hello& hello) {
-    if (!state.point) return;
+    if (!state.point) {
+        if (state.early) hello.set_joined(0);
+        return;
+    }
     hello.set_timeline(state.point->timeline);
     if (state.point->joined) hello.set_joined(*state.point->joined);
     hello.set_delivered(state.point->delivered);
@@ -33,6 +36,12 @@ std::uint64_t ResumePoints::describeForDelivery(const std::string& endpoint, Hel
     state.hadPoint = state.point.has_value();
     state.pointKnown = false;
     return ++state.connection;
+}
+
+void ResumePoints::registeredInVain(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    state.early = !state.point;
 }
 
 void ResumePoints::join(State& state, const Welcome& welcome) {

@@ -27,6 +27,10 @@ public:
     /// The same for a connection for deliveries. \return the connection's number, for the operations below.
     std::uint64_t describeForDelivery(const std::string& endpoint, Hello& hello);
 
+    /// A registration at \p endpoint did not reach the service. If none has ever been reached there, the client begins
+    /// before all changes, since it has been waiting for them.
+    void registeredInVain(const std::string& endpoint);
+
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
     void greetedForRequests(const std::string& endpoint, const Welcome& welcome);
 
@@ -56,6 +60,7 @@ private:
     struct State {
         std::optional<Point> point;
         std::vector<Seen> seen;
+        bool early = false;            ///< something was registered in vain before there was a point
         bool crowded = false;          ///< more timelines were seen than are kept
         bool crowdedTold = false;      ///< the present delivery connection began with that
         std::uint64_t connection = 0;  ///< the last one for deliveries

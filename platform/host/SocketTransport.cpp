@@ -161,7 +161,10 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
     RegistrationBook::Call registration(*m_book, endpoint, frame);
     Frame reply;
     outcome = converse(frame, endpoint, deadline, reply, response);
-    if (registration.end(outcome, reply)) m_delivery->registrationsChanged();
+    if (registration.end(outcome, reply)) {
+        if (!outcome.ok()) m_resume->registeredInVain(endpoint);
+        m_delivery->registrationsChanged();
+    }
     return outcome;
 }
 

@@ -68,7 +68,10 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
 }
 
 Core::Standing Core::standingOf(const Hello& hello) const {
-    if (!hello.has_timeline()) return {true, m_notifier.sequence(), m_notifier.sequence()};
+    if (!hello.has_timeline()) {
+        const ChangeNumber begins = hello.has_joined() ? 0 : m_notifier.sequence();
+        return {true, begins, begins};
+    }
     // Each number that the client was told counts: one that this state does not have was told by another.
     bool ours = m_journal.has(hello.timeline(), hello.delivered()) && hello.joined() <= hello.delivered() &&
                 static_cast<std::size_t>(hello.seen_size()) <= mostSeenPoints;

@@ -110,6 +110,7 @@ TEST_F(Registrations, AreDescribedWhenTheConnectionIsMadeAnew) {
     peer.hangUp();
     const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
+    EXPECT_FALSE(hellos[0].has_joined());
     EXPECT_EQ(hellos[0].registrations(), 0U);
     EXPECT_EQ(hellos[1].registrations(), 2U);
     EXPECT_EQ(hellos[1].registrations_digest(),
@@ -140,6 +141,8 @@ TEST_F(Registrations, MadeBeforeTheServiceIsThereAreToldWhenItComes) {
     EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_NO_SUCH_ENDPOINT);
     peer.start();
     EXPECT_THAT(told(1), ElementsAre("display"));
+    const Hello hello = peer.awaitHellos(AppConfigHost::DELIVERY, 1).at(0);
+    EXPECT_TRUE(hello.has_joined()) << "it waits for whatever changed before the service was reached";
 }
 
 TEST_F(Registrations, ThatNobodyAnsweredAreTold) {

@@ -59,6 +59,18 @@ TEST_F(ResumePointsTest, AreAbsentUntilAServiceGreets) {
     EXPECT_FALSE(other.has_timeline());
 }
 
+TEST_F(ResumePointsTest, BeginBeforeAllChangesAfterARegistrationInVain) {
+    points.registeredInVain(service);
+    connect();
+    EXPECT_FALSE(hello.has_timeline());
+    EXPECT_TRUE(hello.has_joined());
+    EXPECT_EQ(hello.joined(), 0U);
+    join();
+    points.registeredInVain(service);
+    connect();
+    EXPECT_EQ(hello.joined(), 5U) << "it had joined before";
+}
+
 TEST_F(ResumePointsTest, BeginWithTheFirstGreetingAndNoOther) {
     join();
     points.greetedForRequests(service, welcome(second, 9));

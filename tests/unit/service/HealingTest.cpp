@@ -261,6 +261,17 @@ TEST_F(Healing, LevelsThatFellJustBeforeACrashBringWhatTheyRevealed) {
     EXPECT_THAT(peer.events(), ElementsAre("value system.secret s"));
 }
 
+TEST_F(Healing, AClientThatRegisteredBeforeItReachedTheServiceIsToldWhateverWasChanged) {
+    writer.write("display.brightness", {"80"});
+    Peer early(bench, "early", ownUid, false);
+    early.joined = 0;
+    early.connect();
+    EXPECT_EQ(early.welcome.changes(), 0U);
+    early.tellRegistrations({registration("display", 3)});
+    EXPECT_THAT(early.events(), ElementsAre("value display.brightness 80"));
+    EXPECT_EQ(early.delivered, bench.core->changes());
+}
+
 TEST_F(Healing, AForgottenClientIsToldWhatChangedWhileNobodyKnewIt) {
     peer.registerFor("display", 3);
     peer.held = {registration("display", 3)};

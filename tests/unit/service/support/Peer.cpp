@@ -69,6 +69,8 @@ Frame Peer::hello(AppConfigHost::Purpose purpose) const {
         if (joined) hello.set_joined(*joined);
         hello.set_delivered(delivered);
         for (const AppConfigHost::Point& point : seen) *hello.add_seen() = point;
+    } else if (joined) {
+        hello.set_joined(*joined);
     }
     if (purpose == AppConfigHost::DELIVERY) {
         std::uint64_t digest = 0;
