@@ -8,6 +8,7 @@
 #include <mutex>
 #include <random>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "AppConfig/AppConfig.h"
@@ -140,6 +141,11 @@ Json unwatch(const Json& command) {
     return {{"ok", true}};
 }
 
+Json unwatchAll(const Json&) {
+    unregisterAllHandlers();
+    return {{"ok", true}};
+}
+
 Json provide(const Json& command) {
     const Parts name = nameIn(command);
     registerHandler(name.node, name.attribute, HandlerBook::instance().addProvider(command), nullptr);
@@ -182,6 +188,27 @@ Json storm(const Json& command) {
     return {{"accepted", accepted}, {"lost", lost}};
 }
 
+/// Reads node.v0, node.v1, ... on several threads. Tells how many have each value.
+Json tally(const Json& command) {
+    const std::string node = command.at("node");
+    const int count = command.at("count");
+    constexpr int threads = 8;
+    std::mutex mutex;
+    std::map<std::string, int> values;
+    std::vector<std::thread> readers;
+    for (int t = 0; t < threads; ++t) {
+        readers.emplace_back([&, t] {
+            for (int i = t; i < count; i += threads) {
+                const std::string value = manager()->getConfigVar(node, 0, "v" + std::to_string(i), 0);
+                const std::lock_guard<std::mutex> lock(mutex);
+                ++values[value];
+            }
+        });
+    }
+    for (std::thread& reader : readers) reader.join();
+    return {{"values", values}};
+}
+
 /// Writes 1, 2, 3, ... until the first write that is not acknowledged. Tells the last one that was.
 Json count(const Json& command) {
     const ConfigVar var = varIn(command);
@@ -196,25 +223,17 @@ Json count(const Json& command) {
 
 const std::map<std::string, std::function<Json(const Json&)>>& actions() {
     static const auto* const table = new std::map<std::string, std::function<Json(const Json&)>>{
-        {"get", get},
-        {"get-parts", getParts},
-        {"set", set},
-        {"post", post},
-        {"validate", validate},
-        {"reset", reset},
-        {"options", options},
-        {"set-options", setOptions},
-        {"levels", levels},
-        {"set-levels", setLevels},
-        {"role", setRole},
-        {"watch", watch},
-        {"unwatch", unwatch},
-        {"provide", provide},
-        {"unprovide", unprovide},
-        {"release", release},
-        {"forget", forget},
-        {"storm", storm},
-        {"count", count},
+        {"get", get},           {"get-parts", getParts},
+        {"set", set},           {"post", post},
+        {"validate", validate}, {"reset", reset},
+        {"options", options},   {"set-options", setOptions},
+        {"levels", levels},     {"set-levels", setLevels},
+        {"role", setRole},      {"watch", watch},
+        {"unwatch", unwatch},   {"unwatch-all", unwatchAll},
+        {"provide", provide},   {"unprovide", unprovide},
+        {"release", release},   {"forget", forget},
+        {"storm", storm},       {"count", count},
+        {"tally", tally},
     };
     return *table;
 }

@@ -63,6 +63,14 @@ Json ClientProcess::answerTo(int number, std::chrono::milliseconds deadline) {
     return take({{"answer", number}}, deadline);
 }
 
+bool ClientProcess::seesValue(const std::string& var, const std::string& value) {
+    const auto end = std::chrono::steady_clock::now() + patience;
+    while (perform({{"do", "get"}, {"var", var}})["value"] != Json::array({value})) {
+        if (std::chrono::steady_clock::now() >= end) return false;
+    }
+    return true;
+}
+
 Json ClientProcess::waitForEvent(const Json& part) {
     return take(part);
 }

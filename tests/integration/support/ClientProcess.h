@@ -28,6 +28,9 @@ public:
     /// Waits for the next line, after those that earlier calls took, that holds every member of \p part.
     Json waitForEvent(const Json& part);
 
+    /// Reads \p var again and again until its value is \p value, the only one. \return whether it got there in time.
+    bool seesValue(const std::string& var, const std::string& value);
+
     /// \return the events so far that hold every member of \p part, in order, waited for or not. Does not block: only
     /// lines that were read already count.
     std::list<Json> eventsSoFar(const Json& part) const;

@@ -1,7 +1,9 @@
 #include "ServiceProcess.h"
 
 #include <signal.h>
+#include <sys/resource.h>
 
+#include <filesystem>
 #include <stdexcept>
 #include <utility>
 
@@ -27,9 +29,9 @@ ServiceProcess::ServiceProcess(const std::string& definitions, std::vector<std::
       m_options(std::move(options)) {}
 
 std::vector<std::string> ServiceProcess::words() const {
-    std::vector<std::string> words = {
-        APPCONFIGD,      "--definitions",   m_definitions, "--state", m_directory.file("state.db"),
-        "--runtime-dir", m_runtimeDirectory};
+    std::vector<std::string> words = {APPCONFIGD, "--definitions", m_definitions};
+    if (m_keepsState) words.insert(words.end(), {"--state", m_directory.file("state.db")});
+    words.insert(words.end(), {"--runtime-dir", m_runtimeDirectory});
     words.insert(words.end(), m_options.begin(), m_options.end());
     return words;
 }
@@ -48,6 +50,25 @@ int ServiceProcess::stop() {
 void ServiceProcess::kill() {
     m_process->signal(SIGKILL);
     m_process->waitForEnd();
+}
+
+void ServiceProcess::saveState() const {
+    std::filesystem::copy_file(m_directory.file("state.db"), m_directory.file("saved.db"),
+                               std::filesystem::copy_options::overwrite_existing);
+}
+
+void ServiceProcess::restoreState() const {
+    // What belongs to the other file goes with it.
+    for (const char* rest : {"state.db-wal", "state.db-shm"}) std::filesystem::remove(m_directory.file(rest));
+    std::filesystem::copy_file(m_directory.file("saved.db"), m_directory.file("state.db"),
+                               std::filesystem::copy_options::overwrite_existing);
+}
+
+void ServiceProcess::letWrite(bool mayWrite) const {
+    const rlimit limit{mayWrite ? RLIM_INFINITY : 0, RLIM_INFINITY};
+    if (::prlimit(m_process->pid(), RLIMIT_FSIZE, &limit, nullptr) != 0) {
+        throw std::runtime_error("the service's limits cannot be changed");
+    }
 }
 
 void ServiceProcess::reload(const std::string& definitions) {

@@ -29,6 +29,16 @@ public:
     /// Ends the service as a power cut would.
     void kill();
 
+    /// Whether the next start keeps its state in a file; it does so at first.
+    void keepState(bool keep) { m_keepsState = keep; }
+
+    /// Puts a copy of the state aside, or back in its place. The service does not run.
+    void saveState() const;
+    void restoreState() const;
+
+    /// From now on the running service can write no byte into a file, or can again.
+    void letWrite(bool mayWrite) const;
+
     /// Replaces the definitions and asks the service to read them, without waiting.
     void reload(const std::string& definitions);
 
@@ -50,6 +60,7 @@ private:
     std::string m_runtimeDirectory;
     std::string m_definitions;
     std::vector<std::string> m_options;
+    bool m_keepsState = true;
     std::unique_ptr<ChildProcess> m_process;
 };
 

@@ -175,7 +175,8 @@ TEST_F(Points, OfAClientOfAnotherVersionAreNotAskedForAndItIsToldWhy) {
     peer.onHello([](ScriptedPeer::Connection& connection, const Frame& frame) {
         Frame refused;
         refused.set_kind(REFUSED);
-        refused.set_reason("version " + std::to_string(frame.hello().version()) + " is not spoken here, only version 1");
+        refused.set_reason("version " + std::to_string(frame.hello().version()) +
+                           " is not spoken here, only version 1");
         connection.send(refused);
         connection.close();
     });

@@ -1,9 +1,8 @@
 // What a process is registered for, and what it has to tell a service so that both hold the same in the end.
-#include "RegistrationPage.h"
-
 #include <gmock/gmock.h>
 
 #include "RegistrationDigest.h"
+#include "RegistrationPage.h"
 
 namespace {
 
@@ -80,8 +79,7 @@ TEST_F(RegistrationPageTest, DescribesWhatIsConfirmed) {
     Hello hello;
     page.describe(hello);
     EXPECT_EQ(hello.registrations(), 2U);
-    EXPECT_EQ(hello.registrations_digest(),
-              digestOf({"self", "a", 3, "link"}) + digestOf({"self", "b", 3, "link"}));
+    EXPECT_EQ(hello.registrations_digest(), digestOf({"self", "a", 3, "link"}) + digestOf({"self", "b", 3, "link"}));
     remove("a");
     page.describe(hello);
     EXPECT_EQ(hello.registrations(), 1U);

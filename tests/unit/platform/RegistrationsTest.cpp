@@ -62,7 +62,8 @@ protected:
         ConfigIF::UnregisterClientCallbackRsp response;
         return transport.sendWaitResponse(request, &response, "ConfigSrvc");
     }
-    static void answerTold(ScriptedPeer::Connection& connection, const Frame& told, const std::vector<int>& refused = {}) {
+    static void answerTold(ScriptedPeer::Connection& connection, const Frame& told,
+                           const std::vector<int>& refused = {}) {
         Frame answer;
         answer.set_kind(REGISTERED);
         answer.set_correlation(told.correlation());
@@ -333,7 +334,8 @@ TEST_F(Registrations, OfManyThreadsEndUpAsTheyWereLeft) {
     const std::size_t before = peer.received(REGISTRATIONS).size();
     peer.hangUp();
     std::vector<std::string> names = told(before + 1);
-    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return name[0] == '-'; }), names.end());
+    names.erase(std::remove_if(names.begin(), names.end(), [](const auto& name) { return name[0] == '-'; }),
+                names.end());
     EXPECT_THAT(names, testing::UnorderedElementsAre("n0", "n1", "n2", "n3", "shared"));
 }
 
