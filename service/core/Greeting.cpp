@@ -93,8 +93,15 @@ void Core::welcome(ConnectionId id, const Client& client, const Hello& hello, co
     welcome.set_timeline(m_journal.timeline());
     welcome.set_point_known(standing.delivered.has_value());
     if (hello.has_registrations()) {
-        welcome.set_registrations_known(hello.registrations() == m_registrations.count(client.key) &&
-                                        hello.registrations_digest() == m_registrations.digest(client.key));
+        const std::size_t held = m_registrations.count(client.key);
+        const bool known =
+            hello.registrations() == held && hello.registrations_digest() == m_registrations.digest(client.key);
+        welcome.set_registrations_known(known);
+        if (!known) {
+            m_log(LogLevel::info, "client " + client.key.endpoint + " holds " + std::to_string(hello.registrations()) +
+                                      " registrations, the service " + std::to_string(held) +
+                                      " that are not the same: the client tells them anew");
+        }
     }
     m_outbox.send(id, frame);
 }

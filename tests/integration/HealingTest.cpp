@@ -150,6 +150,25 @@ TEST_F(Healing, RegistrationsThatCouldNotBeStoredAreTakenOnceTheyCan) {
     EXPECT_TRUE(client.seesValue("audio.muted", "true"));
 }
 
+TEST_F(Healing, OnceHealedNothingIsToldAnew) {
+    service.start();
+    ClientProcess client(service);
+    watchAndProvide(client);
+    client.perform({{"do", "get"}, {"var", "display.on"}});
+    service.kill();
+    service.keepState(false);
+    service.start();
+    awaitRegistrations(4);
+    EXPECT_NE(service.process().errors().find("the client tells them anew"), std::string::npos);
+    service.kill();
+    service.keepState(true);
+    service.start();
+    set("9");
+    client.waitForEvent({{"event", "apply"}, {"value", {"9"}}});
+    EXPECT_EQ(service.process().errors().find("the client tells them anew"), std::string::npos)
+        << "this state has known them all along";
+}
+
 TEST_F(Healing, WhatWasUnregisteredStaysSo) {
     service.start();
     ClientProcess client(service);
