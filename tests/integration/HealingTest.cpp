@@ -200,19 +200,16 @@ protected:
         return text;
     }
     static Json tally(ClientProcess& client) {
-        return client.perform({{"do", "tally"}, {"node", "n"}, {"count", count}})["values"];
+        // Thousands of requests, which take their time where everything is slow.
+        const int reading = client.start({{"do", "tally"}, {"node", "n"}, {"count", count}});
+        return client.answerTo(reading, 4 * patience)["values"];
     }
-    static bool allAre(ClientProcess& client, const std::string& value) {
-        const auto end = std::chrono::steady_clock::now() + patience;
-        const Json all = {{value, count}};
-        Json values;
-        while ((values = tally(client)) != all) {
-            if (std::chrono::steady_clock::now() >= end) {
-                ADD_FAILURE() << values;
-                return false;
-            }
-        }
-        return true;
+    static void expectAll(ClientProcess& client, const std::string& value) {
+        // The last ones in the order of definitions and of names first: reading all of them again and again would keep
+        // the client from hearing of anything.
+        EXPECT_TRUE(client.seesValue("n.v" + std::to_string(count - 1), value));
+        EXPECT_TRUE(client.seesValue("n.v999", value));
+        EXPECT_EQ(tally(client), (Json{{value, count}}));
     }
 };
 
@@ -227,7 +224,7 @@ TEST_F(ManyVariables, ThatOneProcessHasReadAllStayFresh) {
     EXPECT_TRUE(client.seesValue("n.v4097", "a"));
 
     large.reload(definitions("b"));
-    EXPECT_TRUE(allAre(client, "b"));
+    expectAll(client, "b");
 }
 
 TEST_F(ManyVariables, ThatOneProcessHasReadAreAllToldAnewByAServiceWithoutItsState) {
@@ -240,7 +237,7 @@ TEST_F(ManyVariables, ThatOneProcessHasReadAreAllToldAnewByAServiceWithoutItsSta
     large.directory().write("test.textproto", definitions("b"));
     large.start();
 
-    EXPECT_TRUE(allAre(client, "b"));
+    expectAll(client, "b");
     EXPECT_EQ(large.appcfg({"set", "n.v4999", "x"}).status, 0);
     EXPECT_TRUE(client.seesValue("n.v4999", "x"));
 }
