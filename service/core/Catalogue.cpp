@@ -88,18 +88,17 @@ Variable* Catalogue::findByFullName(const std::string& name) const {
     return nullptr;
 }
 
-void Catalogue::reached(const std::string& name, const std::function<void(Variable&)>& visit) const {
+void Catalogue::reached(const std::string& name, const std::function<bool(Variable&)>& visit) const {
     const auto visitAll = [&](const std::vector<Variable*>& variables) {
-        for (Variable* variable : variables) {
-            if (variable->definition) visit(*variable);
-        }
+        return std::all_of(variables.begin(), variables.end(),
+                           [&](Variable* variable) { return !variable->definition || visit(*variable); });
     };
     const auto self = m_byFullName.find(name);
-    if (self != m_byFullName.end()) visitAll(self->second);
+    if (self != m_byFullName.end() && !visitAll(self->second)) return;
     const std::string below = name + ".";
     for (auto at = m_byFullName.lower_bound(below);
          at != m_byFullName.end() && at->first.compare(0, below.size(), below) == 0; ++at) {
-        visitAll(at->second);
+        if (!visitAll(at->second)) return;
     }
 }
 

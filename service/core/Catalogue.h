@@ -56,9 +56,9 @@ public:
     /// \return the defined variable of that fully qualified name with the lowest instances; null when there is none.
     Variable* findByFullName(const std::string& name) const;
 
-    /// Calls \p visit for each defined variable that a registration for \p name reaches: the name itself, and whatever
-    /// lies below it.
-    void reached(const std::string& name, const std::function<void(Variable&)>& visit) const;
+    /// Calls \p visit for each defined variable that a registration for \p name reaches, until it returns false: the
+    /// name itself, and whatever lies below it.
+    void reached(const std::string& name, const std::function<bool(Variable&)>& visit) const;
 
     /// Calls \p visit for each defined variable, in the order of names.
     void each(const std::function<void(Variable&)>& visit) const;

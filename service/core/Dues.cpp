@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <tuple>
 
 #include "core/Notifier.h"
 #include "core/Topics.h"
@@ -40,25 +41,49 @@ bool Notifier::isNews(const Client& client, const Variable& variable, Topic topi
     return !known || newestOf(variable, topic) > *known;
 }
 
-void Notifier::collect(Client& client, const Registration& registration) {
-    const std::optional<Topic> topic = stateOf(registration.type);
+/// Puts \p registration into \p group, whose members differ in nothing but whom they call. One that fits in no more
+/// begins the next, after the first went to \p full.
+void Notifier::add(Group& group, const Registration& registration, const std::function<void(const Group&)>& full) {
+    const auto fits = [&](const Registration& other) {
+        return other.name == registration.name && other.type == registration.type && other.since == registration.since;
+    };
+    if (!group.empty() && !fits(*group.front())) {
+        full(group);
+        group.clear();
+    }
+    group.push_back(&registration);
+}
+
+void Notifier::collect(Client& client, const Group& group) {
+    if (group.empty()) return;
+    const Registration& first = *group.front();
+    const std::optional<Topic> topic = stateOf(first.type);
     if (!topic) return;
+    // What is reached is walked once, however many callbacks are to be called for it.
     Backlog& backlog = *topic == Topic::apply ? client.applies : client.due;
-    m_with.catalogue.reached(*registration.name, [&](const Variable& variable) {
-        if (!mayKnow(client, variable, *topic)) return;
-        if (!isNews(client, variable, *topic, knownOf(client, registration, variable, *topic))) return;
-        backlog.add({&variable, *topic, *topic == Topic::apply ? nullptr : registration.callback});
+    m_with.catalogue.reached(*first.name, [&](const Variable& variable) {
+        if (!mayKnow(client, variable, *topic)) return true;
+        if (!isNews(client, variable, *topic, knownOf(client, first, variable, *topic))) return true;
+        if (*topic == Topic::apply) {
+            backlog.add({&variable, *topic, nullptr});
+        } else {
+            for (const Registration* registration : group) backlog.add({&variable, *topic, registration->callback});
+        }
+        return !backlog.overflown();
     });
 }
 
 void Notifier::collectAll(Client& client) {
+    const auto collectGroup = [&](const Group& group) { collect(client, group); };
     // Options before values, as everywhere.
     for (const bool values : {false, true}) {
+        Group group;
         m_with.registrations.each(client.key, [&](const Registration& registration) {
             const std::optional<Topic> topic = stateOf(registration.type);
-            if (topic && values == (kindOf(*topic) == ChangeKind::value)) collect(client, registration);
+            if (topic && values == (kindOf(*topic) == ChangeKind::value)) add(group, registration, collectGroup);
             return !client.due.overflown() && !client.applies.overflown();
         });
+        collectGroup(group);
     }
 }
 
@@ -72,13 +97,21 @@ void Notifier::catchUp(Client& client, const std::vector<RegistrationRow>& rows)
     // What is registered without a delivery connection is looked at when there is one: its number is higher than the
     // client's point.
     if (!client.delivery) return;
+    std::vector<const Registration*> registrations;
     for (const RegistrationRow& row : rows) {
         const Registration* registration = m_with.registrations.find(row);
         if (registration == nullptr) continue;
-        collect(client, *registration);
+        registrations.push_back(registration);
         // A provider's point has to cover its registrations soon, or a restart of the service has it apply all anew.
         if (registration->type == ConfigIF::CALLBACK_ON_CHANGE) client.owedPoint = true;
     }
+    std::sort(registrations.begin(), registrations.end(), [](const Registration* a, const Registration* b) {
+        return std::tie(*a->name, a->type, a->since) < std::tie(*b->name, b->type, b->since);
+    });
+    Group group;
+    const auto collectGroup = [&](const Group& full) { collect(client, full); };
+    for (const Registration* registration : registrations) add(group, *registration, collectGroup);
+    collectGroup(group);
     goOn(client);
 }
 

@@ -88,7 +88,9 @@ private:
     static std::optional<ChangeNumber> knownOf(const Client& client, const Registration& registration,
                                                const Variable& variable, Topic topic);
     static bool isNews(const Client& client, const Variable& variable, Topic topic, std::optional<ChangeNumber> known);
-    void collect(Client& client, const Registration& registration);
+    using Group = std::vector<const Registration*>;
+    static void add(Group& group, const Registration& registration, const std::function<void(const Group&)>& full);
+    void collect(Client& client, const Group& group);
     void collectAll(Client& client);
     void addDue(const Variable& variable, Topic topic, std::vector<Client*>& concerned);
     void addRevealed(const Variable& variable, std::vector<Client*>& concerned);
