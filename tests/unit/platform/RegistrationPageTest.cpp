@@ -294,13 +294,14 @@ TEST_F(RegistrationPageTest, RefusedRowsAreTriedAgainAfterAPauseThatGrows) {
     hasty.greeted(welcome);
     hasty.ended(a, hasty.registering(a, 20), true, Ending::refused, -16);
     std::vector<Deadline::Clock::duration> pauses;
+    auto refusedAt = Deadline::Clock::now();
     for (int i = 0; i < 4; ++i) {
-        const auto begun = Deadline::Clock::now();
         while (!hasty.nextTry().passed()) continue;
         const std::optional<Frame> frame = hasty.next();
         ASSERT_TRUE(frame);
         EXPECT_EQ(hasty.nextTry().time(), Deadline::never().time()) << "it is under way";
-        pauses.push_back(Deadline::Clock::now() - begun);
+        pauses.push_back(Deadline::Clock::now() - refusedAt);
+        refusedAt = Deadline::Clock::now();
         Frame refused;
         refused.set_correlation(frame->correlation());
         refused.add_refusal()->set_error(-16);

@@ -196,14 +196,17 @@ TEST_F(Registrations, WithoutAnObserverStandardErrorSaysOnceThatRefusalsBeganAnd
         registerFor(transport, "display");
         registerFor(transport, "audio");
         const auto connection = peer.awaitDelivery();
-        for (std::size_t i = 1; i <= 3; ++i) {
+        // The first frames may tell of one name only, depending on when the other one was refused.
+        for (std::size_t i = 1, ofBoth = 0; ofBoth < 3; ++i) {
             const std::vector<std::string> names = told(i);
             ASSERT_THAT(names, testing::Not(IsEmpty()));
-            std::vector<int> all;
-            for (std::size_t row = 0; i < 3 && row < names.size(); ++row) all.push_back(static_cast<int>(row));
-            answerTold(*connection, peer.received(REGISTRATIONS).at(i - 1), all);
+            if (names.size() == 2) ++ofBoth;
+            std::vector<int> refused;
+            for (std::size_t row = 0; ofBoth < 3 && row < names.size(); ++row) refused.push_back(static_cast<int>(row));
+            answerTold(*connection, peer.received(REGISTRATIONS).at(i - 1), refused);
         }
         settle();
+        settle();  // what came along with the first question was reported after it
         transport.end();
     }
     const std::string said = testing::internal::GetCapturedStderr();
