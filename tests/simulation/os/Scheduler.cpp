@@ -169,6 +169,7 @@ void Scheduler::pick() {
         if (chosen >= m_ready.size() || !m_ready[chosen]->m_slow) break;
     }
     m_now += effort;
+    ++m_switches;
     if (chosen < m_ready.size()) {
         Fibre& fibre = *m_ready[chosen];
         m_ready.erase(m_ready.begin() + static_cast<std::ptrdiff_t>(chosen));
@@ -182,7 +183,6 @@ void Scheduler::pick() {
 }
 
 void Scheduler::resumeFibre(Fibre& fibre) {
-    ++m_switches;
     m_stayed = 0;
     m_trace.note(m_now, fibre.m_name, "goes on", std::int64_t{fibre.m_number});
     fibre.exchangeLocals();
@@ -199,7 +199,7 @@ void Scheduler::resumeFibre(Fibre& fibre) {
 
 void Scheduler::run(Time horizon) {
     m_ended = false;
-    while (!m_ended) {
+    while (!m_ended && !isExhausted()) {
         fireDue();
         bool idle = m_ready.empty();
         for (const Steps* steps : m_steps) idle = idle && steps->ready() == 0;

@@ -76,6 +76,9 @@ public:
     void run(Time horizon);
     /// Lets run() return after the present step. Anywhere.
     void end() { m_ended = true; }
+    /// After so many turns nobody goes on any more.
+    void limit(std::uint64_t turns) { m_mostSwitches = turns; }
+    bool isExhausted() const { return m_switches >= m_mostSwitches; }
 
     /// \return every fibre that was started, in order.
     const std::vector<std::unique_ptr<Fibre>>& fibres() const { return m_fibres; }
@@ -115,6 +118,7 @@ private:
     std::priority_queue<Timer> m_timers;
     std::uint64_t m_order = 0;
     std::uint64_t m_switches = 0;
+    std::uint64_t m_mostSwitches = ~std::uint64_t{0};
     int m_stayed = 0;  ///< how often the current fibre could have given way and did not
 };
 

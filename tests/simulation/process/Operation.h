@@ -108,7 +108,9 @@ struct CachedRecord {
 /// \return whether the providers of a simulation refuse \p value. A rule that everybody can follow, so that a value that
 /// slipped past a provider is noticed.
 inline bool isRefusable(const Texts& value) {
-    return !value.empty() && value.front().size() > 1 && value.front().back() == '!';
+    if (value.empty()) return false;
+    const std::string& text = value.front();
+    return text.size() > 2 && text.compare(text.size() - 2, 2, "13") == 0;
 }
 
 }  // namespace Simulation

@@ -1,84 +1,52 @@
-#include <chrono>
-#include <cstdio>
+#include <unistd.h>
 
-#include "definitions/DefinitionsReader.h"
-#include "os/System.h"
-#include "world/Image.h"
-#include "world/ServiceHost.h"
+#include <chrono>
+#include <cinttypes>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "run/Runner.h"
 
 using namespace Simulation;
 
-struct Host : ProcessHost, ServiceObserver {
-    explicit Host(Scheduler& s) : scheduler(s) {}
-    Scheduler& scheduler;
-    std::uint64_t began(const Operation&, int) override { return 0; }
-    void ended(std::uint64_t, const Outcome& outcome) override {
-        scheduler.trace().note(scheduler.now(), scheduler.current()->name(), "ended", outcome.value.empty() ? "" : outcome.value.front());
+int main(int argc, char** argv) {
+    Runner runner;
+    if (argc > 2 && std::strcmp(argv[1], "--replay") == 0) {
+        const Report report = runner.run(generate(std::strtoull(argv[2], nullptr, 0)), stdout);
+        for (const Finding& finding : report.findings) std::printf("%s: %s\n", nameOf(finding.check), finding.sentence.c_str());
+        std::printf("digest %016" PRIx64 "\n", report.digest);
+        return 0;
     }
-    void handlerMade(int, std::uint64_t, int) override {}
-    void handlerRemoved(int) override {}
-    void handlerDeleted(int) override {}
-    void handlerCalled(int, const Announcement&, bool) override {}
-    void handlerReturned(int) override {}
-    void dispatching(const Announcement&) override {}
-    void dispatched(const Announcement&) override {}
-    void transportMade(int, const std::string&) override {}
-    void requestBegins() override {}
-    void requestEnds(int) override {}
-    void optionsFailed(int) override {}
-    void pause(std::chrono::milliseconds t) override { scheduler.wait(&t, scheduler.now() + t, "pause"); }
-    void received(int, const Session&, const AppConfigHost::Frame&) override {}
-    void sent(int, const Session&, const AppConfigHost::Frame&) override {}
-    void stored(int, const AppConfigService::Batch&) override {}
-    void started(int) override {}
-};
-
-int main(int argc, char**) {
-    std::vector<AppConfigService::Definitions> definitions(1);
-    std::vector<std::string> complaints;
-    AppConfigService::readDefinitions({{"d", "variable { node: \"a\" attribute: \"b\" type: TEXT default_value: \"x\" }"}}, definitions[0], complaints);
-    Images images(SIMULATION_PROCESS, 4);
-    StackPool::prepare(64);
-    Trace trace(argc > 1 ? stdout : nullptr);
-    Random random(1);
-    Scheduler scheduler(random.split(), {}, trace);
-    System system(scheduler, random.split());
-    Host host(scheduler);
-    ServiceSettings settings;
-    settings.number = 1;
-    ServiceHost service(scheduler, random.split(), settings, definitions, host);
-    scheduler.add(service);
-    system.network().listen("/sim/ConfigSrvc", service);
-    service.start();
-    Image& image = *images.take();
-    Process process;
-    process.name = "p1";
-    process.pid = 101;
-    process.locals = image.locals;
-    ProcessPlan plan;
-    plan.runtimeDirectory = "/sim";
-    plan.variables = {{"a", 0, "b", 0}};
-    const int count = 10000;
+    const std::uint64_t count = std::strtoull(argv[1], nullptr, 0);
+    const std::uint64_t first = argc > 2 ? std::strtoull(argv[2], nullptr, 0) : 1;
+    std::uint64_t failures = 0, operations = 0, faults = 0, events = 0, switches = 0;
+    std::uint64_t raceCounts[races] = {}, checkSeeds[checks] = {};
+    int fewest = 1 << 30;
     const auto begin = std::chrono::steady_clock::now();
-    scheduler.start(process, [&] {
-        image.code->begin(host, plan);
-        Operation set;
-        set.action = Action::setTransport;
-        image.code->perform(set);
-        Operation read;
-        read.action = Action::readText;
-        image.code->perform(read);
-        image.code->perform(read);
-        read.action = Action::write;
-        for (int i = 0; i < count; ++i) {
-            read.value = {"v" + std::to_string(i)};
-            image.code->perform(read);
-        }
-    });
-    scheduler.run(std::chrono::seconds(10));
-    const auto took = std::chrono::steady_clock::now() - begin;
-    std::printf("%f us per op, %lu switches, %lu events\n", std::chrono::duration<double, std::micro>(took).count() / count, scheduler.switches(), trace.events());
-    for (const auto& fibre : scheduler.fibres()) std::printf("%s %s\n", fibre->name().c_str(), fibre->isFinished() ? "finished" : fibre->waitsFor());
-    fflush(stdout);
-    _exit(0);
+    runner.runAll(count, 2, [&](std::uint64_t i) { return generate(first + i); },
+                  [&](const Report& report) {
+                      if (report.failed()) {
+                          ++failures;
+                          if (failures < 40) for (const Finding& finding : report.findings) {
+                              std::printf("seed %" PRIu64 ": %s: %s\n", report.seed, nameOf(finding.check), finding.sentence.c_str());
+                              break;
+                          }
+                      }
+                      operations += static_cast<std::uint64_t>(report.operations);
+                      fewest = std::min(fewest, report.operations);
+                      faults += static_cast<std::uint64_t>(report.faults);
+                      events += report.events;
+                      switches += report.switches;
+                      for (int i = 0; i < races; ++i) raceCounts[i] += report.raceCounts[static_cast<std::size_t>(i)];
+                      for (int i = 0; i < checks; ++i) checkSeeds[i] += report.checkCounts[static_cast<std::size_t>(i)] != 0;
+                  });
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    const double n = static_cast<double>(count);
+    std::printf("%.1f operations (fewest %d), %.1f faults, %.0f events, %.0f switches per seed; %.2f ms per seed\n", static_cast<double>(operations) / n, fewest,
+                static_cast<double>(faults) / n, static_cast<double>(events) / n, static_cast<double>(switches) / n, seconds * 1e3 * 2 / n);
+    for (int i = 0; i < races; ++i) std::printf("race %s: %" PRIu64 "\n", nameOf(static_cast<Race>(i)), raceCounts[i]);
+    for (int i = 0; i < checks; ++i) if (checkSeeds[i]) std::printf("check %s: %" PRIu64 " seeds\n", nameOf(static_cast<Check>(i)), checkSeeds[i]);
+    std::printf("%" PRIu64 " seeds, %" PRIu64 " failures\n", count, failures);
+    return failures != 0;
 }

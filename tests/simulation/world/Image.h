@@ -25,6 +25,7 @@ public:
 
     /// \return a copy that has not been used; null when there is none left.
     Image* take();
+    std::size_t left() const { return m_images.size() - m_next; }
 
 private:
     std::vector<Image> m_images;

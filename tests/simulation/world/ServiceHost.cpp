@@ -1,9 +1,9 @@
 #include "world/ServiceHost.h"
 
+#include "Handshake.h"
+
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
-#include <cstdlib>
 #include <utility>
 
 namespace Simulation {
@@ -48,7 +48,7 @@ ServiceHost::ServiceHost(Scheduler& scheduler, Random random, ServiceSettings se
       m_settings(std::move(settings)),
       m_definitions(definitions),
       m_observer(observer),
-      m_name("s" + std::to_string(m_settings.number)) {
+      m_name("s" + std::to_string(m_settings.number + 1)) {
     m_store.onStored = [this](const AppConfigService::Batch& batch) { m_observer.stored(number(), batch); };
 }
 
@@ -59,7 +59,7 @@ AppConfigService::Time ServiceHost::time() const {
         std::chrono::duration_cast<AppConfigService::Clock::duration>(clockBegin + m_scheduler.now()));
 }
 
-void ServiceHost::start() {
+bool ServiceHost::start() {
     m_scheduler.trace().note(m_scheduler.now(), m_name, "starts");
     const auto log = [this](AppConfigService::LogLevel, const std::string& line) {
         if (m_scheduler.trace().isPrinted()) m_scheduler.trace().note(m_scheduler.now(), m_name, "logs", line);
@@ -68,11 +68,13 @@ void ServiceHost::start() {
     m_core = std::make_unique<Core>(m_store, outbox, m_settings.options, log);
     std::string error;
     if (!m_core->start(m_definitions[m_inUse], error, time())) {
-        std::fprintf(stderr, "simulation: the service does not start: %s\n", error.c_str());
-        std::abort();
+        m_scheduler.trace().note(m_scheduler.now(), m_name, "does not start", error);
+        m_core.reset();
+        return false;
     }
-    m_observer.started(number());
+    m_observer.adopted(number());
     settle();
+    return true;
 }
 
 void ServiceHost::kill(bool losing) {
@@ -98,15 +100,44 @@ void ServiceHost::reload(std::size_t definitions) {
         return;
     }
     std::string error;
-    if (m_core->reload(m_definitions[definitions], error, time())) m_inUse = definitions;
+    // What is pending belongs to the definitions before.
+    while (m_core->needsFlush()) m_core->flush(time());
+    const std::size_t before = std::exchange(m_inUse, definitions);
+    if (m_core->reload(m_definitions[definitions], error, time())) {
+        m_observer.adopted(number());
+    } else {
+        m_inUse = before;
+    }
     settle();
 }
 
-void ServiceHost::breakConnections(const Process* client, bool requests, bool deliveries) {
+bool ServiceHost::breakConnections(const Process* client, bool requests, bool deliveries) {
+    bool some = false;
     for (auto& [id, session] : m_sessions) {
         if (client != nullptr && &session->connection->client != client) continue;
-        if (session->purpose == AppConfigHost::DELIVERY ? deliveries : requests) session->connection->breakOff();
+        if (!(session->purpose == AppConfigHost::DELIVERY ? deliveries : requests)) continue;
+        session->connection->breakOff();
+        some = true;
     }
+    return some;
+}
+
+void ServiceHost::call(std::uint32_t messageId, const std::string& payload) {
+    if (!m_core) return;
+    const ConnectionId id = m_next++;
+    m_core->connected(id, 0, time(), true);
+    Frame hello;
+    hello.set_kind(AppConfigHost::HELLO);
+    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    hello.mutable_hello()->set_endpoint("probe");
+    hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
+    m_core->receive(id, hello, time());
+    Frame request;
+    request.set_kind(AppConfigHost::ONE_WAY);
+    request.set_message_id(messageId);
+    request.set_payload(payload);
+    m_core->receive(id, request, time());
+    settle();
 }
 
 std::shared_ptr<Connection> ServiceHost::admit(Process& client, int& error) {

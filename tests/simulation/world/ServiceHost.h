@@ -23,14 +23,13 @@ public:
     /// The core has handed a frame for \p client over.
     virtual void sent(int service, const Session& to, const AppConfigHost::Frame& frame) = 0;
     virtual void stored(int service, const AppConfigService::Batch& batch) = 0;
-    /// The service runs again, on a state that may be another one.
-    virtual void started(int service) = 0;
+    /// The service was started or has read other definitions.
+    virtual void adopted(int service) = 0;
 };
 
 /// How a simulated service is set up.
 struct ServiceSettings {
-    int number = 0;
-    std::string path;  ///< of its socket
+    int number = 0;  ///< from 0
     AppConfigService::ServiceOptions options;
 };
 
@@ -44,7 +43,8 @@ public:
                 const std::vector<AppConfigService::Definitions>& definitions, ServiceObserver& observer);
     ~ServiceHost() override;
 
-    void start();
+    /// \return whether it runs now: it does not when its disk fails.
+    bool start();
     /// Ends at once; what is not stored is lost. With \p losing, so is what is under way to clients.
     void kill(bool losing);
     bool isRunning() const { return m_core != nullptr; }
@@ -55,8 +55,10 @@ public:
     void refuse(int error) { m_refusal = error; }
     /// How connections that are made from now on behave.
     void setWeather(const Weather& weather) { m_weather = weather; }
-    /// Breaks connections of \p client; of everybody when it is null.
-    void breakConnections(const Process* client, bool requests, bool deliveries);
+    /// Breaks connections of \p client; of everybody when it is null. \return whether there were some.
+    bool breakConnections(const Process* client, bool requests, bool deliveries);
+    /// Serves a request of the service's own user. Nobody gets the reply.
+    void call(std::uint32_t messageId, const std::string& payload);
 
     ServiceStore& store() { return m_store; }
     AppConfigService::Core* core() { return m_core.get(); }

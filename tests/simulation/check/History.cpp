@@ -1,0 +1,103 @@
+#include "check/History.h"
+
+#include <algorithm>
+
+#include "script/Variables.h"
+
+namespace Simulation {
+
+namespace {
+
+int indexOf(const ConfigVar& name) {
+    int index = 0;
+    for (const VariableKind& variable : variables()) {
+        if (variable.name.node == name.m_node && variable.name.attribute == name.m_attribute &&
+            variable.name.nodeInstance == name.m_nodeInstance &&
+            variable.name.attributeInstance == name.m_attributeInstance) {
+            return index;
+        }
+        ++index;
+    }
+    return -1;
+}
+
+State stateOf(const AppConfigService::VariableRow& row) {
+    State state;
+    state.defined = true;
+    state.value = row.value;
+    state.ownValue = row.ownValue;
+    state.options = row.options;
+    state.index = row.defaultIndex;
+    state.read = row.readLevel;
+    state.write = row.writeLevel;
+    return state;
+}
+
+bool same(const State& a, const State& b) {
+    return a.defined == b.defined && a.value == b.value && a.ownValue == b.ownValue && a.options == b.options &&
+           a.index == b.index && a.read == b.read && a.write == b.write;
+}
+
+}  // namespace
+
+History::History(int services, int variables)
+    : m_variables(variables), m_states(static_cast<std::size_t>(services * variables), States(1)) {}
+
+const History::States& History::states(int service, int variable) const {
+    return m_states[static_cast<std::size_t>(service * m_variables + variable)];
+}
+
+History::States& History::states(int service, int variable) {
+    return m_states[static_cast<std::size_t>(service * m_variables + variable)];
+}
+
+void History::add(int service, int variable, State state) {
+    States& all = states(service, variable);
+    if (same(all.back(), state)) return;
+    state.since = ++m_now;
+    all.push_back(std::move(state));
+}
+
+void History::stored(int service, const AppConfigService::Batch& batch) {
+    for (const AppConfigService::StoredChange& change : batch.entries) {
+        const auto* const row = std::get_if<AppConfigService::VariableRow>(&change);
+        if (row == nullptr) continue;
+        const int variable = indexOf(row->name);
+        if (variable >= 0) add(service, variable, stateOf(*row));
+    }
+}
+
+void History::adopted(int service, const AppConfigService::Core& core) {
+    for (int i = 0; i < m_variables; ++i) {
+        const VariableName& name = variables()[static_cast<std::size_t>(i)].name;
+        const AppConfigService::Variable* const variable = core.catalogue().find(
+            ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance));
+        const bool defined = variable != nullptr && variable->definition;
+        add(service, i, defined ? stateOf(variable->row) : State());
+    }
+}
+
+const State& History::at(int service, int variable, Moment moment) const {
+    const States& all = states(service, variable);
+    const auto after = std::find_if(all.begin(), all.end(), [&](const State& state) { return state.since > moment; });
+    return after == all.begin() ? all.front() : *std::prev(after);
+}
+
+bool History::held(int service, int variable, const Texts& value, Moment from) const {
+    const States& all = states(service, variable);
+    for (std::size_t i = all.size(); i-- > 0;) {
+        if (all[i].defined && all[i].value == value) return true;
+        if (all[i].since <= from) return false;
+    }
+    return false;
+}
+
+Moment History::lastOf(int service, int variable, const Texts& value) const {
+    const States& all = states(service, variable);
+    for (std::size_t i = all.size(); i-- > 0;) {
+        if (all[i].defined && all[i].value == value) return all[i].since;
+    }
+    return 0;
+}
+
+}  // namespace Simulation

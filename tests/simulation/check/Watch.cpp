@@ -1,0 +1,193 @@
+#include "check/Watch.h"
+
+#include <algorithm>
+
+#include "MessageIds.h"
+#include "configservice.pb.h"
+#include "core/Wire.h"
+#include "process/Names.h"
+#include "script/Variables.h"
+
+namespace Simulation {
+
+using AppConfigHost::Frame;
+
+namespace {
+
+const Names& names() {
+    static const Names all(variableNames());
+    return all;
+}
+
+int indexOf(const ConfigIF::Inst& inst) {
+    ConfigVar name;
+    // Both namespaces: the second service's names carry its own.
+    for (const int number : {0, secondNamespace}) {
+        if (!AppConfigService::readName(inst, number, name).ok()) continue;
+        return names().find(name.m_node, name.m_nodeInstance, name.m_attribute, name.m_attributeInstance);
+    }
+    return -1;
+}
+
+const ConfigIF::Inst& instOf(const ConfigIF::WriteReq& request) {
+    return request.inst_value().inst();
+}
+const ConfigIF::Inst& instOf(const ConfigIF::ValidateReq& request) {
+    return request.inst_value().inst();
+}
+const ConfigIF::Inst& instOf(const ConfigIF::SetAccessLevelsReq& request) {
+    return request.inst_size() == 0 ? ConfigIF::Inst::default_instance() : request.inst(0);
+}
+template <typename Request>
+const ConfigIF::Inst& instOf(const Request& request) {
+    return request.inst();
+}
+
+/// Reads role and variable of a request of that type, if it is one.
+template <typename Request>
+bool read(const Frame& frame, int& role, int& variable) {
+    static const std::uint32_t id = ConfigIF::messageId(Request().GetTypeName());
+    Request request;
+    if (frame.message_id() != id || !request.ParseFromString(frame.payload())) return false;
+    role = AppConfigService::roleFromWire(request.role());
+    variable = indexOf(instOf(request));
+    return true;
+}
+
+template <typename Message>
+Message parsed(const Frame& frame) {
+    Message message;
+    message.ParseFromString(frame.payload());
+    return message;
+}
+
+}  // namespace
+
+int Watch::capOf(int service, std::uint32_t uid) const {
+    const ServiceHost& host = *m_hosts[static_cast<std::size_t>(service)];
+    const auto& limits = host.definitions()[host.definitionsInUse()].roleLimits;
+    const auto found = limits.find(uid);
+    if (found != limits.end()) return found->second;
+    return uid == ownUser ? AppConfigService::highestRole : 1;
+}
+
+/// \return the level right now; 0 for a variable that is not there.
+int Watch::readLevel(int service, int variable) const {
+    const AppConfigService::Core* const core = m_hosts[static_cast<std::size_t>(service)]->core();
+    const AppConfigService::Variable* const found =
+        core == nullptr || variable < 0 ? nullptr : core->catalogue().find(names().variable(variable));
+    return found == nullptr || !found->definition ? 0 : found->row.readLevel;
+}
+
+/// \p to is sent something about \p variable that \p role must be allowed to know.
+void Watch::hold(int service, const Session& to, int variable, int role, const char* what) {
+    const int present = std::min(role, capOf(service, to.connection->client.uid));
+    const int level = readLevel(service, variable);
+    if (present >= level) return;
+    m_book.ground.note(to.connection->client.name, "VIOLATION", what);
+    m_book.findings.add(Check::role, to.connection->client.name + ": " + display(variable) + ": the service sends " +
+                                         what + " to role " + std::to_string(present) + ", the read level is " +
+                                         std::to_string(level));
+}
+
+void Watch::received(int service, const Session& from, const Frame& frame) {
+    m_book.ground.note(from.connection->client.name, "-> " + AppConfigHost::Kind_Name(frame.kind()),
+                       ConfigIF::messageName(frame.message_id()));
+    if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
+        return request(service, from, frame);
+    }
+    if (frame.kind() != AppConfigHost::HELLO || from.purpose != AppConfigHost::DELIVERY) return;
+    Ledger* const ledger = m_find(from.connection->client);
+    if (ledger == nullptr) return;
+    AppConfigService::StoredState state;
+    std::string error;
+    m_hosts[static_cast<std::size_t>(service)]->store().load(state, error);
+    const bool known = std::any_of(state.registrations.begin(), state.registrations.end(), [&](const auto& row) {
+        return row.client.endpoint == from.endpoint;
+    });
+    ledger->deliveryBegins(service, known);
+}
+
+void Watch::request(int service, const Session& from, const Frame& frame) {
+    Asked asked;
+    if (frame.message_id() == ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq")) {
+        const auto message = parsed<ConfigIF::RegisterClientCallbackReq>(frame);
+        asked.role = AppConfigService::roleFromWire(message.role());
+        if (Ledger* const ledger = m_find(from.connection->client)) {
+            ledger->registrationArrives(service, message.var_name(), message.type());
+        }
+    } else if (!read<ConfigIF::ReadReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::WriteReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::ResetValueReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::ValidateReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::GetAttributeOptionsReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::SetAttributeOptionsReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::GetAccessLevelsReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::SetAccessLevelsReq>(frame, asked.role, asked.variable)) {
+        return;
+    }
+    int& presented = of(service).presented[from.endpoint];
+    presented = std::max(presented, asked.role);
+    of(service).asked[from.id] = asked;
+}
+
+void Watch::sent(int service, const Session& to, const Frame& frame) {
+    m_book.ground.note(to.connection->client.name, "<- " + AppConfigHost::Kind_Name(frame.kind()),
+                       ConfigIF::messageName(frame.message_id()));
+    if (frame.kind() == AppConfigHost::REPLY) return reply(service, to, frame);
+    if (frame.kind() == AppConfigHost::NOTIFICATION || frame.kind() == AppConfigHost::ASK) news(service, to, frame);
+}
+
+void Watch::reply(int service, const Session& to, const Frame& frame) {
+    const Asked& asked = of(service).asked[to.id];
+    const std::string_view name = ConfigIF::messageName(frame.message_id());
+    if (name == "ConfigIF.ReadRsp" && parsed<ConfigIF::ReadRsp>(frame).error() == 0) {
+        hold(service, to, asked.variable, asked.role, "a value");
+    } else if (name == "ConfigIF.GetAttributeOptionsRsp" && parsed<ConfigIF::GetAttributeOptionsRsp>(frame).error() == 0) {
+        hold(service, to, asked.variable, asked.role, "options");
+    } else if (name == "ConfigIF.GetAccessLevelsRsp" && parsed<ConfigIF::GetAccessLevelsRsp>(frame).error() == 0) {
+        hold(service, to, asked.variable, asked.role, "levels");
+    }
+}
+
+void Watch::news(int service, const Session& to, const Frame& frame) {
+    const std::string_view name = ConfigIF::messageName(frame.message_id());
+    int variable = -1;
+    News kind = News::submit;
+    if (name == "ConfigIF.ConfigChangedNtfy") {
+        kind = News::value;
+        variable = indexOf(parsed<ConfigIF::ConfigChangedNtfy>(frame).inst_value().inst());
+    } else if (name == "ConfigIF.OptionsChangedNtfy") {
+        kind = News::options;
+        variable = indexOf(parsed<ConfigIF::OptionsChangedNtfy>(frame).inst());
+    } else if (name == "ConfigIF.AccessLevelChangedNtfy") {
+        kind = News::levels;
+        variable = indexOf(parsed<ConfigIF::AccessLevelChangedNtfy>(frame).inst());
+    } else if (name == "ConfigIF.OnChangeReq") {
+        kind = News::change;
+        variable = indexOf(parsed<ConfigIF::OnChangeReq>(frame).inst_value().inst());
+    } else if (name == "ConfigIF.DynamicValidateReq") {
+        kind = News::question;
+        variable = indexOf(parsed<ConfigIF::DynamicValidateReq>(frame).inst_value().inst());
+    }
+    if (kind == News::submit || variable < 0) return;
+    if (kind != News::levels) {
+        const char* const what = kind == News::options ? "options in a notification" : "a value unasked";
+        hold(service, to, variable, of(service).presented[to.endpoint], what);
+    }
+    if (kind == News::question) return;
+    if (Ledger* const ledger = m_find(to.connection->client)) ledger->newsSent(service, kind, variable);
+}
+
+void Watch::stored(int service, const AppConfigService::Batch& batch) {
+    m_book.ground.note("s" + std::to_string(service + 1), "has stored", std::to_string(batch.entries.size()));
+    m_book.history.stored(service, batch);
+}
+
+void Watch::adopted(int service) {
+    const ServiceHost& host = *m_hosts[static_cast<std::size_t>(service)];
+    m_book.limit(service, host.definitions()[host.definitionsInUse()]);
+    m_book.history.adopted(service, *m_hosts[static_cast<std::size_t>(service)]->core());
+}
+
+}  // namespace Simulation
