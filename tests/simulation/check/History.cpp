@@ -100,4 +100,15 @@ Moment History::lastOf(int service, int variable, const Texts& value) const {
     return 0;
 }
 
+bool History::flagChangedAlone(int service, int variable) const {
+    const States& all = states(service, variable);
+    for (std::size_t i = 1; i < all.size(); ++i) {
+        if (all[i].defined && all[i - 1].defined && all[i].value == all[i - 1].value &&
+            all[i].ownValue != all[i - 1].ownValue) {
+            return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace Simulation

@@ -48,6 +48,10 @@ public:
     /// \return the last moment at which the variable came to hold \p value; 0 when it never did.
     Moment lastOf(int service, int variable, const Texts& value) const;
 
+    /// \return whether the value has ever become the default, or ceased to be, without changing itself: by new options
+    /// or definitions.
+    bool flagChangedAlone(int service, int variable) const;
+
 private:
     using States = std::vector<State>;
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 #include "configservice.pb.h"
 #include "script/ActionNames.h"
@@ -103,6 +104,11 @@ bool Ledger::mayKnow(int link, const State& state) const {
     return state.read <= std::min(m_lowestRole[link], m_book.lowestCap(serviceOf(link), m_life.uid));
 }
 
+bool Ledger::isFlagOpen(int link, int variable) const {
+    // Nobody is told that a value has become the default because of new options.
+    return belief(link, variable).flagOpen != 0 || m_book.history.flagChangedAlone(serviceOf(link), variable);
+}
+
 void Ledger::stateReplaced(int service) {
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) believe(service, i).floor = 0;
     for (auto& [number, underway] : m_underway) underway.floor = 0;
@@ -157,33 +163,68 @@ std::uint64_t Ledger::began(const Operation& operation, int fromHandler) {
     underway.thread = m_book.ground.thread();
     underway.begun = m_book.history.now();
     underway.floor = believe(operation.link, operation.variable).floor;
+    underway.removals = believe(operation.link, operation.variable).removals;
+    underway.event = m_events;
+    underway.beganAlone = std::all_of(m_threads.begin(), m_threads.end(),
+                                      [](const auto& entry) { return entry.second.dispatches.empty(); });
     if (operation.action == Action::setTransport) setTransport(operation);
     if (addsHandler(operation.action) && m_transport[operation.link] < 0) {
         m_book.findings.count(Race::handlerBeforeTransport);
     }
     if (operation.action == Action::forgetAll) m_forgotten[operation.link] = true;
     if (operation.action == Action::setRole) m_role[operation.link] = operation.number;
-    if (operation.action == Action::reset || operation.action == Action::removeVars) removing(operation);
-    if (operation.action == Action::readDefaultOptions) believe(operation.link, operation.variable).indexOpen = true;
+    removes(operation);
+    // Without a transport options cannot be fetched, and are then cached as none.
+    if (!m_reachable[operation.link]) believe(operation.link, operation.variable).optionsFailed = true;
+    if (operation.action == Action::readDefaultOptions) believe(operation.link, operation.variable).indexOpen = ++m_events;
     m_underway.emplace(++m_operations, std::move(underway));
     return m_operations;
 }
 
-/// A record is about to go: what is fetched afterwards has no history, unless an announcement comes in between.
-void Ledger::removing(const Operation& operation) {
+/// Calls \p visit for the variables whose records the operation removes, if it does.
+template <typename Visit>
+void Ledger::eachRemoved(const Operation& operation, Visit&& visit) {
+    if (operation.action == Action::reset) return visit(believe(operation.link, operation.variable));
+    if (operation.action != Action::removeVars) return;
+    const std::string& part = nameOfVariable(operation.variable).node;
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
-        const bool matches = operation.action == Action::reset
-                                 ? i == operation.variable
-                                 : nameOfVariable(i).node.find(nameOfVariable(operation.variable).node) !=
-                                       std::string::npos;
-        if (!matches) continue;
-        bool dispatchRuns = false;
-        for (const auto& [key, thread] : m_threads) dispatchRuns = dispatchRuns || !thread.dispatches.empty();
-        if (dispatchRuns) continue;
-        Belief& belief = believe(operation.link, i);
-        belief.flagOpen = false;
-        belief.indexOpen = false;
+        if (nameOfVariable(i).node.find(part) != std::string::npos) visit(believe(operation.link, i));
     }
+}
+
+/// Records are about to go: what they hold is not known any more.
+void Ledger::removes(const Operation& operation) {
+    eachRemoved(operation, [](Belief& belief) {
+        ++belief.removals;
+        belief.valueKnown = false;
+        belief.optionsKnown = false;
+    });
+}
+
+/// Records have gone. What is fetched from now on has no history, unless something was announced meanwhile: that may
+/// have come after the removal.
+void Ledger::removed(const Underway& underway, const Outcome& outcome) {
+    removes(underway.operation);
+    if (underway.operation.action == Action::reset && !outcome.accepted) return;
+    if (!underway.beganAlone) return;
+    eachRemoved(underway.operation, [&](Belief& belief) {
+        if (belief.flagOpen <= underway.event) belief.flagOpen = 0;
+        if (belief.indexOpen <= underway.event) belief.indexOpen = 0;
+    });
+}
+
+/// The operation has brought something into the cache, unless a removal came in between.
+void Ledger::learned(const Underway& underway, const Outcome& outcome) {
+    const Operation& operation = underway.operation;
+    Belief& belief = believe(operation.link, operation.variable);
+    if (operation.action == Action::write && outcome.accepted) {
+        // An accepted write leaves the flag as it was, also one that changes nothing and so is not announced.
+        belief.flagOpen = ++m_events;
+    }
+    if (underway.removals != belief.removals) return;
+    const bool read = !outcome.value.empty() && !outcome.value.front().empty() && operation.action <= Action::readRecord;
+    if (read || (operation.action == Action::write && outcome.accepted)) belief.valueKnown = true;
+    if (outcome.hasOptions && !outcome.options.empty()) belief.optionsKnown = true;
 }
 
 void Ledger::setTransport(const Operation& operation) {
@@ -202,11 +243,15 @@ void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {
     const Underway& underway = node.mapped();
     m_book.ground.note(m_life.name, outcome.accepted ? "succeeded" : "ended", quoted(outcome.value));
     if (addsHandler(underway.operation.action)) entered(underway);
-    if (m_quiet) return judgeQuiet(underway.operation, outcome);
+    if (underway.operation.action == Action::setTransport) m_reachable[underway.operation.link] = true;
+    if (m_quiet && underway.fromHandler < 0) return judgeQuiet(underway.operation, outcome);
+    learned(underway, outcome);
+    removed(underway, outcome);
     if (!m_life.ended && outcome.done) judge(underway, outcome);
     if (underway.operation.action == Action::changePrimary && outcome.accepted) {
         m_moved = true;
         m_transport[1] = underway.operation.slot;
+        m_reachable[1] = true;
         // A new link speaks under role 1.
         m_role[1] = 1;
     }
@@ -290,17 +335,18 @@ void Ledger::handlerReturned(int handler) {
 void Ledger::announced(const Announcement& what) {
     if (what.variable < 0 || what.link >= m_services) return;
     Belief& belief = believe(what.link, what.variable);
-    if (what.news == News::value || what.news == News::change) belief.flagOpen = true;
-    if (what.news == News::options) belief.indexOpen = true;
+    if (what.news == News::value || what.news == News::change) belief.flagOpen = ++m_events;
+    if (what.news == News::options) belief.indexOpen = ++m_events;
 }
 
 void Ledger::dispatching(const Announcement& what) {
     const auto lock = m_book.ground.lock();
     m_book.ground.note(m_life.name, "is told", std::string(nameOf(what.news)) + " of " + display(what.variable) + " " +
                                                    quoted(what.contents));
-    thread().dispatches.push_back({what, {}});
+    thread().dispatches.push_back({what, {}, 0});
     announced(what);
     if (what.variable < 0 || what.link >= m_services) return;
+    thread().dispatches.back().removals = believe(what.link, what.variable).removals;
     const int service = serviceOf(what.link);
     const bool isValue = what.news == News::value || what.news == News::change;
     if (isValue && m_book.history.lastOf(service, what.variable, what.contents) <
@@ -322,8 +368,14 @@ void Ledger::dispatching(const Announcement& what) {
 
 void Ledger::dispatched(const Announcement& what) {
     const auto lock = m_book.ground.lock();
+    const int removals = thread().dispatches.back().removals;
     thread().dispatches.pop_back();
     announced(what);
+    if (what.variable < 0 || what.link >= m_services) return;
+    Belief& belief = believe(what.link, what.variable);
+    if (belief.removals != removals) return;
+    if (what.news == News::value || what.news == News::change) belief.valueKnown = true;
+    if (what.news == News::options) belief.optionsKnown = true;
 }
 
 void Ledger::transportMade(int slot, const std::string& endpoint) {
@@ -341,12 +393,20 @@ void Ledger::requestEnds(int status) {
     Thread& here = thread();
     const Request request = here.requests.back();
     here.requests.pop_back();
-    if (status != 0) m_book.ground.note(m_life.name, "request failed", std::to_string(status));
+    if (status != 0) {
+        here.failed = true;
+        m_book.ground.note(m_life.name, "request failed", std::to_string(status));
+    }
     const Time took = m_book.ground.now() - request.begun - (stopped() - request.stopped) - request.elsewhere;
     constexpr Time tolerance = std::chrono::milliseconds(100);
     if (took <= m_life.deadline + tolerance || m_life.ended) return;
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(took).count();
     complain(Check::deadline, -1, "a request took " + std::to_string(milliseconds) + " ms");
+}
+
+bool Ledger::takeFailure() {
+    const auto lock = m_book.ground.lock();
+    return std::exchange(thread().failed, false);
 }
 
 void Ledger::optionsFailed(int variable) {

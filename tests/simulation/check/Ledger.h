@@ -64,15 +64,20 @@ public:
     // What the quiet is checked with.
     struct Belief {
         Moment floor = 0;         ///< what the cache holds must not be older: it was acknowledged
-        bool flagOpen = false;    ///< an announcement may have left the default flag behind
-        bool indexOpen = false;   ///< the same for the default index
+        std::uint64_t flagOpen = 0;   ///< since which event an announcement may have left the default flag behind; 0: not
+        std::uint64_t indexOpen = 0;  ///< the same for the default index
         bool optionsFailed = false;
+        bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again
+        bool optionsKnown = false;  ///< the same for the options
+        int removals = 0;           ///< how often a removal of the record has begun or ended
     };
     const Belief& belief(int link, int variable) const { return m_beliefs[place(link, variable)]; }
     const std::map<int, HandlerRecord>& handlers() const { return m_handlers; }
     bool isForgotten(int link) const { return m_forgotten[link]; }
     /// \return whether the process may know value and options of a variable in \p state, and always could.
     bool mayKnow(int link, const State& state) const;
+    /// \return whether the cached default flag of the variable may differ from the service's.
+    bool isFlagOpen(int link, int variable) const;
     bool hasMoved() const { return m_moved; }
     bool hasTransport(int link) const { return m_transport[link] >= 0; }
     bool usesTransport(int slot) const { return m_transport[0] == slot || m_transport[1] == slot; }
@@ -107,6 +112,9 @@ public:
     void optionsFailed(int variable) override;
     void pause(std::chrono::milliseconds time) override;
 
+    /// \return whether a request of the calling thread has failed since the last call.
+    bool takeFailure();
+
     /// From now on everything is quiet: an operation is not the script's, and what it reads is what the service holds.
     void setQuiet() { m_quiet = true; }
 
@@ -120,6 +128,9 @@ private:
         Moment begun = 0;
         Moment floor = 0;
         int handler = -1;
+        int removals = 0;              ///< see Belief
+        std::uint64_t event = 0;       ///< the last one before it began
+        bool beganAlone = false;       ///< nothing was being dispatched
         std::vector<Texts> announced;  ///< values of the variable that were dispatched meanwhile
     };
     struct Request {
@@ -130,11 +141,13 @@ private:
     struct Dispatch {
         Announcement what;
         std::set<int> called;
+        int removals = 0;  ///< see Belief
     };
     struct Thread {
         std::vector<Request> requests;
         std::vector<Dispatch> dispatches;
         std::vector<Time> calls;  ///< when each handler that runs was called
+        bool failed = false;      ///< see takeFailure()
     };
 
     std::size_t place(int link, int variable) const;
@@ -143,7 +156,11 @@ private:
     Time stopped() const { return m_life.stopped ? m_life.stopped() : Time{}; }
     static int serviceOf(int link) { return link; }
     void complain(Check check, int variable, const std::string& what);
-    void removing(const Operation& operation);
+    void removes(const Operation& operation);
+    void removed(const Underway& underway, const Outcome& outcome);
+    template <typename Visit>
+    void eachRemoved(const Operation& operation, Visit&& visit);
+    void learned(const Underway& underway, const Outcome& outcome);
     void announced(const Announcement& what);
     void setTransport(const Operation& operation);
 
@@ -163,8 +180,10 @@ private:
     std::map<std::uint64_t, Underway> m_underway;
     std::map<const void*, Thread> m_threads;
     std::uint64_t m_operations = 0;
+    std::uint64_t m_events = 0;  ///< announcements, and whatever else makes a flag or an index doubtful
     bool m_forgotten[links] = {false, false};
     int m_transport[links] = {-1, -1};
+    bool m_reachable[links] = {false, false};  ///< a transport has been handed over
     int m_role[links] = {1, 1};
     int m_lowestRole[links] = {4, 4};
     bool m_moved = false;

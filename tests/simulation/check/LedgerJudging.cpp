@@ -119,11 +119,11 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
         if (!excused && (!outcome.hasOptions || outcome.options != state.options)) {
             differs("the options", quoted(outcome.options), quoted(state.options));
         }
-    } else if (operation.action == Action::readIsDefault && !believe(link, variable).flagOpen) {
+    } else if (operation.action == Action::readIsDefault && !isFlagOpen(link, variable)) {
         if (outcome.flag == state.ownValue) differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
     } else if (operation.action == Action::readDefaultIndex) {
         const Belief& belief = believe(link, variable);
-        if (belief.indexOpen || belief.optionsFailed || !outcome.accepted || outcome.index == state.index) return;
+        if (belief.indexOpen != 0 || belief.optionsFailed || !outcome.accepted || outcome.index == state.index) return;
         differs("the default index", std::to_string(outcome.index), std::to_string(state.index));
     }
 }

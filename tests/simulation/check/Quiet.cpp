@@ -50,7 +50,7 @@ void Quiet::record(const Ledger& ledger, int link, int variable, const CachedRec
         if (!cached.value.empty() && cached.value != state.value) {
             complain(Check::cachedValue, ledger, variable,
                      "the cache holds " + quoted(cached.value) + holds(link, quoted(state.value)));
-        } else if (!cached.value.empty() && !belief.flagOpen && cached.isDefault == state.ownValue) {
+        } else if (!cached.value.empty() && !ledger.isFlagOpen(link, variable) && cached.isDefault == state.ownValue) {
             complain(Check::cachedFlag, ledger, variable,
                      std::string("the cached flag says ") + (cached.isDefault ? "default" : "no default") +
                          holds(link, quoted(state.value)));
@@ -73,7 +73,7 @@ void Quiet::record(const Ledger& ledger, int link, int variable, const CachedRec
 void Quiet::index(const Ledger& ledger, int link, int variable, const CachedRecord& cached) {
     const State& state = m_book.history.present(link, variable);
     const Ledger::Belief& belief = ledger.belief(link, variable);
-    if (!cached.hasOptions || belief.indexOpen || belief.optionsFailed || cached.index == state.index) return;
+    if (!cached.hasOptions || belief.indexOpen != 0 || belief.optionsFailed || cached.index == state.index) return;
     complain(Check::cachedIndex, ledger, variable,
              "the cached default index is " + std::to_string(cached.index) + holds(link, std::to_string(state.index)));
 }

@@ -35,6 +35,9 @@ const ConfigIF::Inst& instOf(const ConfigIF::WriteReq& request) {
 const ConfigIF::Inst& instOf(const ConfigIF::ValidateReq& request) {
     return request.inst_value().inst();
 }
+const ConfigIF::Inst& instOf(const ConfigIF::GetDefaultOptionsReq& /*request*/) {
+    return ConfigIF::Inst::default_instance();  // it goes by another name, and what it gives is no secret of a value
+}
 const ConfigIF::Inst& instOf(const ConfigIF::SetAccessLevelsReq& request) {
     return request.inst_size() == 0 ? ConfigIF::Inst::default_instance() : request.inst(0);
 }
@@ -121,6 +124,7 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
                !read<ConfigIF::ResetValueReq>(frame, asked.role, asked.variable) &&
                !read<ConfigIF::ValidateReq>(frame, asked.role, asked.variable) &&
                !read<ConfigIF::GetAttributeOptionsReq>(frame, asked.role, asked.variable) &&
+               !read<ConfigIF::GetDefaultOptionsReq>(frame, asked.role, asked.variable) &&
                !read<ConfigIF::SetAttributeOptionsReq>(frame, asked.role, asked.variable) &&
                !read<ConfigIF::GetAccessLevelsReq>(frame, asked.role, asked.variable) &&
                !read<ConfigIF::SetAccessLevelsReq>(frame, asked.role, asked.variable)) {

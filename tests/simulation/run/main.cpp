@@ -181,11 +181,12 @@ int main(int argc, char** argv) {
     CLI::App* const shrinking = app.add_subcommand("shrink", "leaves out of a failing seed what it does not need");
     shrinking->add_option("out", options.out, "file for the script that is left")->required();
     shrinking->add_option("--attempts", options.attempts);
+    CLI::App* const showing = app.add_subcommand("script", "prints what a seed does");
     CLI::App* const comparing = app.add_subcommand("digests", "prints what stands for the events of each seed");
     comparing->add_option("count", options.count)->required();
     comparing->add_option("first", options.first);
     comparing->add_flag("--backwards", options.backwards);
-    for (CLI::App* const command : {one, shrinking}) command->add_option("--seed", options.what)->required();
+    for (CLI::App* const command : {one, shrinking, showing}) command->add_option("--seed", options.what)->required();
     for (CLI::App* const command : {run, one, shrinking, comparing}) {
         command->add_option("--check", options.check, "only this check counts");
         command->add_option("--faults", options.only, "only these faults happen")->delimiter(',');
@@ -193,6 +194,10 @@ int main(int argc, char** argv) {
     }
     CLI11_PARSE(app, argc, argv);
 
+    if (showing->parsed()) {
+        std::printf("%s", toText(named(options)).c_str());
+        return 0;
+    }
     Runner runner;
     if (run->parsed()) return runSeeds(runner, options);
     if (one->parsed()) return replay(runner, options);

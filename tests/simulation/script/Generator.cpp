@@ -283,7 +283,7 @@ private:
             FaultKind::failCommits,  FaultKind::reload,       FaultKind::backUp,        FaultKind::changeWeather,
             FaultKind::breakDeliveries};
         constexpr std::uint32_t count = sizeof kinds / sizeof kinds[0];
-        const int wanted = m_random.between(6, 10);
+        const int wanted = m_random.between(7, 12);
         for (int i = 0; i < wanted; ++i) {
             Fault fault;
             fault.kind = kinds[m_random.below(count)];

@@ -26,9 +26,14 @@ void write(std::ostream& out, const Operation& operation) {
     out << '\n';
 }
 
-void write(std::ostream& out, const char* what, const HandlerPlan& plan) {
-    out << what << " slowness " << plan.slowness << '\n';
-    for (const Operation& operation : plan.reactions) write(out, operation);
+void write(std::ostream& out, const char* what, const std::vector<HandlerPlan>& plans) {
+    std::size_t count = plans.size();
+    // Slots behind the last plan do nothing anyway.
+    while (count > 0 && plans[count - 1].slowness == 0 && plans[count - 1].reactions.empty()) --count;
+    for (std::size_t i = 0; i < count; ++i) {
+        out << what << " slowness " << plans[i].slowness << '\n';
+        for (const Operation& operation : plans[i].reactions) write(out, operation);
+    }
 }
 
 /// Reads the words of one line; a text in quotes is one word, which keeps its first quote.
@@ -189,8 +194,8 @@ std::string toText(const Script& script) {
         << script.grace << "\nprovider-deadline " << script.providerDeadline << '\n';
     for (const ProcessScript& process : script.processes) {
         out << "\nprocess uid " << process.uid << " deadline " << process.deadline << '\n';
-        for (const HandlerPlan& plan : process.consumers) write(out, "consumer", plan);
-        for (const HandlerPlan& plan : process.providers) write(out, "provider", plan);
+        write(out, "consumer", process.consumers);
+        write(out, "provider", process.providers);
         for (const ThreadScript& thread : process.threads) {
             out << "thread\n";
             for (const Operation& operation : thread.setUp) write(out, operation);

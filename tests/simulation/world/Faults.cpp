@@ -13,12 +13,7 @@ void World::operationEnded() {
     while (m_nextFault < m_script.faults.size() && m_script.faults[m_nextFault].after <= m_operations) {
         const Fault& fault = m_script.faults[m_nextFault++];
         // Not here: a fibre runs.
-        ++m_healing;
-        m_scheduler.at(now(), [this, &fault] {
-            fire(fault);
-            --m_healing;
-            lookForEnd();
-        });
+        after(Time{}, [this, &fault] { fire(fault); });
     }
 }
 
@@ -38,20 +33,30 @@ void World::lookForEnd() {
     if (!working) m_scheduler.end();
 }
 
-void World::fire(const Fault& fault) {
+/// Lets the fault happen, or tries again for a while when there is nothing that it could befall.
+void World::fire(const Fault& fault, int attempts) {
     const bool done = apply(fault);
     m_trace.note(now(), "world", nameOf(fault.kind), done ? "" : "has no effect");
-    if (done) ++m_book.findings.faults;
+    if (done) {
+        ++m_book.findings.faults;
+    } else if (attempts > 0) {
+        constexpr Time again = std::chrono::milliseconds(20);
+        after(again, [this, &fault, attempts] { fire(fault, attempts - 1); });
+    }
 }
 
-/// Calls \p action once the fault's time is over.
-void World::heal(const Fault& fault, std::function<void()> action) {
+/// Calls \p action then; the world is not over before.
+void World::after(Time time, std::function<void()> action) {
     ++m_healing;
-    m_scheduler.at(now() + std::chrono::milliseconds(fault.milliseconds), [this, action = std::move(action)] {
+    m_scheduler.at(now() + time, [this, action = std::move(action)] {
         action();
         --m_healing;
         lookForEnd();
     });
+}
+
+void World::heal(const Fault& fault, std::function<void()> action) {
+    after(std::chrono::milliseconds(fault.milliseconds), std::move(action));
 }
 
 bool World::apply(const Fault& fault) {

@@ -97,17 +97,24 @@ void World::readAll() {
     settle(std::chrono::seconds(20));
 }
 
-/// Reads what a race may have made unknown, and a few others.
+/// Reads what a race may have made unknown, and a few others. A record that never had an item answers without it: only
+/// what was known before must be asked for.
 void World::readMissing(Place& place, int link) {
     if (!place.ledger->hasTransport(link)) return;
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
         const CachedRecord cached = place.code->inspect(link, i);
         const bool incomplete = cached.present && (cached.value.empty() || !cached.hasRead || !cached.hasWrite);
         if (!incomplete && !m_random.chance(1, 4)) continue;
+        const Ledger::Belief& belief = place.ledger->belief(link, i);
+        std::vector<Action> actions;
+        if (!cached.present || cached.hasOptions || belief.optionsKnown) actions.push_back(Action::readDefaultIndex);
+        if (cached.present && cached.value.empty() && !belief.valueKnown) actions.push_back(Action::readText);
+        actions.push_back(Action::readIsDefault);
+        actions.push_back(Action::readRecord);
         Operation operation;
         operation.link = link;
         operation.variable = i;
-        for (const Action action : {Action::readDefaultIndex, Action::readIsDefault, Action::readRecord}) {
+        for (const Action action : actions) {
             operation.action = action;
             place.code->perform(operation);
         }

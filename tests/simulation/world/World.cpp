@@ -125,6 +125,12 @@ void World::runThread(Place& place, Ledger& ledger, std::size_t thread) {
         // In a life that began after the swap, the transport that was to be replaced is the one in use.
         if (operation.action == Action::endTransport && ledger.usesTransport(operation.slot)) continue;
         place.code->perform(operation);
+        // Whoever cannot reach the service mostly waits before trying anything else; so an outage does not pass with
+        // nothing but failures.
+        constexpr int longestRest = 300;
+        if (ledger.takeFailure() && m_random.chance(3, 4)) {
+            pause(std::chrono::milliseconds(m_random.between(1, longestRest)));
+        }
     }
     --place.threadsLeft;
     lookForEnd();

@@ -58,7 +58,9 @@ private:
 
     // Faults.cpp
     void operationEnded();
-    void fire(const Fault& fault);
+    static constexpr int mostAttempts = 400;
+    void fire(const Fault& fault, int attempts = mostAttempts);
+    void after(Time time, std::function<void()> action);
     bool apply(const Fault& fault);
     bool killService(const Fault& fault);
     void serviceReturns(const Fault& fault);
