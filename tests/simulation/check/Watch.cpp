@@ -99,6 +99,12 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
     if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
         return request(service, from, frame);
     }
+#if SIMULATION_CORE_ASKS_FOR_ROOM
+    // A transport that heals its registrations presents their roles with them.
+    for (const AppConfigHost::Registration& row : frame.registration()) {
+        present(service, from, AppConfigService::roleFromWire(static_cast<CommonIF::eSecurityRole>(row.role())));
+    }
+#endif
     if (frame.kind() != AppConfigHost::HELLO || from.purpose != AppConfigHost::DELIVERY) return;
     Ledger* const ledger = m_find(from.connection->client);
     if (ledger == nullptr) return;
@@ -109,6 +115,11 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
         return row.client.endpoint == from.endpoint;
     });
     ledger->deliveryBegins(service, known);
+}
+
+void Watch::present(int service, const Session& from, int role) {
+    int& presented = of(service).presented[from.endpoint];
+    presented = std::max(presented, role);
 }
 
 void Watch::request(int service, const Session& from, const Frame& frame) {
@@ -130,8 +141,7 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
                !read<ConfigIF::SetAccessLevelsReq>(frame, asked.role, asked.variable)) {
         return;
     }
-    int& presented = of(service).presented[from.endpoint];
-    presented = std::max(presented, asked.role);
+    present(service, from, asked.role);
     of(service).asked[from.id] = asked;
 }
 

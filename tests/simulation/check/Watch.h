@@ -22,9 +22,6 @@ public:
     /// Needed for what the service holds at the very moment; not owned.
     void add(ServiceHost& host) { m_hosts.push_back(&host); }
 
-    /// The state of \p service is empty: it knows of no role that was presented.
-    void rolesForgotten(int service) { m_services[static_cast<std::size_t>(service)].presented.clear(); }
-
     void received(int service, const Session& from, const AppConfigHost::Frame& frame) override;
     void sent(int service, const Session& to, const AppConfigHost::Frame& frame) override;
     void stored(int service, const AppConfigService::Batch& batch) override;
@@ -36,11 +33,12 @@ private:
         int variable = -1;
     };
     struct Service {
-        std::map<std::string, int> presented;  ///< by endpoint: the highest role, as it was claimed
+        std::map<std::string, int> presented;  ///< by endpoint: the highest role that was ever claimed
         std::map<AppConfigService::ConnectionId, Asked> asked;
     };
 
     Service& of(int service) { return m_services[static_cast<std::size_t>(service)]; }
+    void present(int service, const Session& from, int role);
     void request(int service, const Session& from, const AppConfigHost::Frame& frame);
     void reply(int service, const Session& to, const AppConfigHost::Frame& frame);
     void news(int service, const Session& to, const AppConfigHost::Frame& frame);

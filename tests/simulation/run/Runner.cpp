@@ -106,8 +106,9 @@ void Runner::begin(Slot& slot, const Script& script, std::FILE* trace) {
     }
     const rlimit limit{mostSeconds, mostSeconds};
     setrlimit(RLIMIT_CPU, &limit);
-    // The library's own two texts would drown everything else.
+    // What the processes of thousands of simulations say on their own account would drown everything else.
     std::cout.rdbuf(nullptr);
+    if (trace == nullptr && std::freopen("/dev/null", "w", stderr) == nullptr) _exit(2);
     simulate(script, trace, slot);
     _exit(0);
 }

@@ -107,7 +107,6 @@ void World::serviceReturns(const Fault& fault) {
     if (state == StateAfter::older || state == StateAfter::forgotten) {
         for (const auto& ledger : m_ledgers) ledger->stateReplaced(fault.service);
     }
-    if (state == StateAfter::forgotten) m_watch.rolesForgotten(fault.service);
     startService(host);
 }
 

@@ -64,7 +64,7 @@ bool ServiceHost::start() {
     const auto log = [this](AppConfigService::LogLevel, const std::string& line) {
         if (m_scheduler.trace().isPrinted()) m_scheduler.trace().note(m_scheduler.now(), m_name, "logs", line);
     };
-    Outbox& outbox = *this;
+    AppConfigService::Outbox& outbox = *this;
     m_core = std::make_unique<Core>(m_store, outbox, m_settings.options, log);
     std::string error;
     if (!m_core->start(m_definitions[m_inUse], error, time())) {
@@ -206,6 +206,7 @@ void ServiceHost::serve(Session& session) {
     }
     if (session.cut) return report(session);
     writeNow(session);
+    if (tellRoom(session)) return;
     // A client that does not take its replies is not read from either.
     if (session.queue.bytes() >= writeSize || m_core->busy(session.id)) return;
     if (takeFrame(session)) return;
@@ -243,7 +244,23 @@ void ServiceHost::report(Session& session) {
     m_core->disconnected(id, time());
 }
 
-void ServiceHost::send(ConnectionId id, const Frame& frame, const std::string& replaces) {
+bool ServiceHost::isRoomFor(ConnectionId id) {
+    const auto found = m_sessions.find(id);
+    if (found == m_sessions.end() || found->second->cut) return true;
+    found->second->wantsRoom = found->second->queue.bytes() >= AppConfigService::mostQueuedBytes / 2;
+    return !found->second->wantsRoom;
+}
+
+/// \return whether the core was told that there is room again.
+bool ServiceHost::tellRoom(Session& session) {
+    if (!session.wantsRoom || session.queue.bytes() >= AppConfigService::mostQueuedBytes / 4) return false;
+    session.wantsRoom = false;
+    mark(session);
+    drained(*m_core, session.id, time());
+    return true;
+}
+
+void ServiceHost::carry(ConnectionId id, const Frame& frame, const std::string& replaces) {
     const auto found = m_sessions.find(id);
     if (found == m_sessions.end()) return;
     Session& session = *found->second;
@@ -252,7 +269,7 @@ void ServiceHost::send(ConnectionId id, const Frame& frame, const std::string& r
     std::string bytes = AppConfigHost::encodeFrame(frame);
     if (frame.kind() == AppConfigHost::REPLY) {
         session.queue.pushUnbounded(std::move(bytes));
-    } else if (!session.queue.push(std::move(bytes), replaces)) {
+    } else if (!push(session.queue, std::move(bytes), replaces)) {
         session.cut = true;
         session.connection->breakOff();
         return mark(session);

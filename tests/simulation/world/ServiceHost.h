@@ -8,8 +8,9 @@
 #include "core/Core.h"
 #include "os/Network.h"
 #include "os/Random.h"
-#include "world/Session.h"
+#include "world/OutboxOfHost.h"
 #include "world/ServiceStore.h"
+#include "world/Session.h"
 
 namespace Simulation {
 
@@ -36,7 +37,7 @@ struct ServiceSettings {
 /// One simulated service: the core with sessions that behave as those of the program, on simulated connections. Each
 /// piece of its work, such as one frame, one transaction or what a deadline makes due, is a step of its own. One thread,
 /// not in a fibre, but for admit().
-class ServiceHost final : public Listener, public Steps, private AppConfigService::Outbox {
+class ServiceHost final : public Listener, public Steps, private OutboxOfHost {
 public:
     /// What is referred to is not owned. \p definitions: those it may be told to read, the first ones at its start.
     ServiceHost(Scheduler& scheduler, Random random, ServiceSettings settings,
@@ -71,8 +72,9 @@ public:
     void run() override;
 
 private:
-    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame,
-              const std::string& replaces) override;
+    void carry(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame,
+               const std::string& replaces) override;
+    bool isRoomFor(AppConfigService::ConnectionId id) override;
     void idle(AppConfigService::ConnectionId id) override;
     void close(AppConfigService::ConnectionId id) override;
 
@@ -82,6 +84,7 @@ private:
     void mark(Session& session);
     void serve(Session& session);
     bool takeFrame(Session& session);
+    bool tellRoom(Session& session);
     void report(Session& session);
 
     Scheduler& m_scheduler;

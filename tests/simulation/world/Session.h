@@ -25,6 +25,7 @@ struct Session {
     bool adopted = false;  ///< the core knows of it
     bool ready = false;    ///< it stands in the list of those that could go on
     bool cut = false;      ///< its queue was full
+    bool wantsRoom = false;  ///< the core waits for room in its queue
     std::string endpoint;  ///< the client's, once it has said hello
     AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS;
 };
