@@ -58,7 +58,7 @@ private:
 
     bool process(std::size_t i) {
         bool smaller = false;
-        for (std::size_t t = m_best.processes[i].threads.size(); t-- > 1;) {
+        for (std::size_t t = m_best.processes[i].threads.size(); t-- > 0 && m_best.processes[i].threads.size() > 1;) {
             Script candidate = m_best;
             auto& threads = candidate.processes[i].threads;
             threads.erase(threads.begin() + static_cast<std::ptrdiff_t>(t));

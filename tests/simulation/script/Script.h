@@ -38,6 +38,9 @@ struct Fault {
     int number = 0;
 };
 
+/// What a simulated service does wrong on purpose, to show that it is noticed.
+enum class Sabotage : std::uint8_t { none, losesNotifications, storesNothing, forgetsRoles };
+
 /// One thread: what it begins with each time its process is started, and what it does once.
 struct ThreadScript {
     std::vector<Operation> setUp;
@@ -61,6 +64,7 @@ struct Script {
     int services = 1;
     int grace = 300'000;          ///< milliseconds
     int providerDeadline = 2000;  ///< milliseconds
+    Sabotage sabotage = Sabotage::none;
     std::vector<ProcessScript> processes;
     std::vector<Fault> faults;  ///< in the order of Fault::after
 };

@@ -115,6 +115,11 @@ private:
             m_script.policy = {static_cast<std::uint32_t>(number), static_cast<std::uint32_t>(slow)};
             return true;
         }
+        if (first == "sabotage") {
+            if (!words.number(number)) return false;
+            m_script.sabotage = static_cast<Sabotage>(number);
+            return true;
+        }
         if (first == "weather") return words.number(m_script.weather);
         if (first == "services") return words.number(m_script.services);
         if (first == "grace") return words.number(m_script.grace);
@@ -191,7 +196,8 @@ std::string toText(const Script& script) {
     std::ostringstream out;
     out << "seed " << script.seed << "\nschedule switch " << script.policy.switchChance << " slow "
         << script.policy.slowChance << "\nweather " << script.weather << "\nservices " << script.services << "\ngrace "
-        << script.grace << "\nprovider-deadline " << script.providerDeadline << '\n';
+        << script.grace << "\nprovider-deadline " << script.providerDeadline << "\nsabotage "
+        << static_cast<int>(script.sabotage) << '\n';
     for (const ProcessScript& process : script.processes) {
         out << "\nprocess uid " << process.uid << " deadline " << process.deadline << '\n';
         write(out, "consumer", process.consumers);

@@ -1,6 +1,8 @@
 #include "world/ServiceHost.h"
 
 #include "Handshake.h"
+#include "MessageIds.h"
+#include "configservice.pb.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -39,6 +41,15 @@ bool writeNow(Session& session) {
     }
 }
 
+/// Lets a read be made under the highest role.
+void promote(Frame& frame) {
+    ConfigIF::ReadReq request;
+    if (ConfigIF::messageName(frame.message_id()) != request.GetTypeName()) return;
+    request.ParseFromString(frame.payload());
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
+    frame.set_payload(request.SerializeAsString());
+}
+
 }  // namespace
 
 ServiceHost::ServiceHost(Scheduler& scheduler, Random random, ServiceSettings settings,
@@ -49,6 +60,7 @@ ServiceHost::ServiceHost(Scheduler& scheduler, Random random, ServiceSettings se
       m_definitions(definitions),
       m_observer(observer),
       m_name("s" + std::to_string(m_settings.number + 1)) {
+    m_store.pretend(m_settings.sabotage == Sabotage::storesNothing);
     m_store.onStored = [this](const AppConfigService::Batch& batch) { m_observer.stored(number(), batch); };
 }
 
@@ -232,6 +244,7 @@ bool ServiceHost::takeFrame(Session& session) {
         session.purpose = frame.hello().purpose();
     }
     m_observer.received(number(), session, frame);
+    if (m_settings.sabotage == Sabotage::forgetsRoles) promote(frame);
     mark(session);
     m_core->receive(session.id, frame, time());
     return true;
@@ -266,6 +279,7 @@ void ServiceHost::carry(ConnectionId id, const Frame& frame, const std::string& 
     Session& session = *found->second;
     if (session.cut) return;
     m_observer.sent(number(), session, frame);
+    if (m_settings.sabotage == Sabotage::losesNotifications && frame.kind() == AppConfigHost::NOTIFICATION) return;
     std::string bytes = AppConfigHost::encodeFrame(frame);
     if (frame.kind() == AppConfigHost::REPLY) {
         session.queue.pushUnbounded(std::move(bytes));

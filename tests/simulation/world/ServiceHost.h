@@ -8,6 +8,7 @@
 #include "core/Core.h"
 #include "os/Network.h"
 #include "os/Random.h"
+#include "script/Script.h"
 #include "world/OutboxOfHost.h"
 #include "world/ServiceStore.h"
 #include "world/Session.h"
@@ -32,6 +33,7 @@ public:
 struct ServiceSettings {
     int number = 0;  ///< from 0
     AppConfigService::ServiceOptions options;
+    Sabotage sabotage = Sabotage::none;
 };
 
 /// One simulated service: the core with sessions that behave as those of the program, on simulated connections. Each

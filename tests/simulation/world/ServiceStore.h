@@ -21,6 +21,7 @@ public:
             error = "the simulated disk fails";
             return false;
         }
+        if (m_pretending) return true;
         if (!m_state->commit(batch, error)) return false;
         if (onStored) onStored(batch);
         return true;
@@ -28,6 +29,9 @@ public:
 
     /// While \p failing nothing can be stored.
     void fail(bool failing) { m_failing = failing; }
+
+    /// While \p pretending, what is to be stored is dropped.
+    void pretend(bool pretending) { m_pretending = pretending; }
 
     /// Keeps a copy of the state as it is.
     void backUp() { m_copy = std::make_unique<AppConfigService::MemoryStore>(*m_state); }
@@ -44,6 +48,7 @@ private:
     std::unique_ptr<AppConfigService::MemoryStore> m_state = empty();
     std::unique_ptr<AppConfigService::MemoryStore> m_copy;
     bool m_failing = false;
+    bool m_pretending = false;
 };
 
 }  // namespace Simulation

@@ -55,6 +55,7 @@ void World::makeServices() {
         settings.options.grace = std::chrono::milliseconds(m_script.grace);
         settings.options.providerDeadline = std::chrono::milliseconds(m_script.providerDeadline);
         settings.options.ownUid = ownUser;
+        settings.sabotage = m_script.sabotage;
         m_services.push_back(
             std::make_unique<ServiceHost>(m_scheduler, m_random.split(), settings, m_definitions, m_watch));
         ServiceHost& host = *m_services.back();
