@@ -255,7 +255,7 @@ void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {
         // A new link speaks under role 1.
         m_role[1] = 1;
     }
-    if (outcome.done) ++m_book.findings.operations;
+    if (outcome.done && underway.operation.action != Action::pause) ++m_book.findings.operations;
     if (m_book.onOperation) m_book.onOperation();
 }
 

@@ -1,4 +1,5 @@
 #include "AppConfig/PlatformCfgService.h"
+#include "InProcessTransport.h"
 #include "process/Application.h"
 
 namespace Simulation {
@@ -10,8 +11,13 @@ WatchedTransport& Application::transport(int slot) {
         PbUtility::TransportOptions options;
         options.runtimeDirectory = m_plan.runtimeDirectory;
         options.deadline = m_plan.deadline;
-        place = std::make_unique<WatchedTransport>(std::make_unique<PbUtility::UnixTransport>(options), *m_host,
-                                                   *m_names);
+        std::unique_ptr<PbUtility::SocketTransport> made;
+        if (m_plan.peer == nullptr) {
+            made = std::make_unique<PbUtility::UnixTransport>(options);
+        } else {
+            made = std::make_unique<PbUtility::InProcessTransport>(*m_plan.peer, options);
+        }
+        place = std::make_unique<WatchedTransport>(std::move(made), *m_host, *m_names);
         m_host->transportMade(slot, place->localEndpoint());
     }
     return *place;

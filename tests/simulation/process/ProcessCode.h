@@ -7,6 +7,10 @@
 
 #include "process/Operation.h"
 
+namespace PbUtility {
+class InProcessPeer;
+}
+
 namespace Simulation {
 
 /// Kinds of what a service announces.
@@ -66,6 +70,7 @@ struct HandlerPlan {
 /// What a process is started with.
 struct ProcessPlan {
     std::string runtimeDirectory;
+    PbUtility::InProcessPeer* peer = nullptr;  ///< not null: transports connect to it, and the directory is not used
     std::chrono::milliseconds deadline{5000};
     std::vector<VariableName> variables;
     std::vector<HandlerPlan> consumers;  ///< by slot

@@ -83,6 +83,10 @@ std::vector<VariableName> variableNames() {
     return names;
 }
 
+std::string definitionText(std::size_t number) {
+    return std::string(common) + sets[number];
+}
+
 std::vector<AppConfigService::Definitions> readDefinitionSets() {
     std::vector<AppConfigService::Definitions> result;
     for (const char* set : sets) {

@@ -31,6 +31,8 @@ std::vector<VariableName> variableNames();
 
 /// The definitions that simulated services may be told to read; each starts with the first.
 std::vector<AppConfigService::Definitions> readDefinitionSets();
+/// One of them as it is written.
+std::string definitionText(std::size_t number);
 inline constexpr int definitionSets = 4;
 
 /// The user that services run as, and one whose role is limited.
