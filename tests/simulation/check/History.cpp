@@ -21,20 +21,8 @@ int indexOf(const ConfigVar& name) {
     return -1;
 }
 
-State stateOf(const AppConfigService::VariableRow& row) {
-    State state;
-    state.defined = true;
-    state.value = row.value;
-    state.ownValue = row.ownValue;
-    state.options = row.options;
-    state.index = row.defaultIndex;
-    state.read = row.readLevel;
-    state.write = row.writeLevel;
-    return state;
-}
-
 bool same(const State& a, const State& b) {
-    return a.defined == b.defined && a.value == b.value && a.ownValue == b.ownValue && a.options == b.options &&
+    return a.defined == b.defined && a.value == b.value && a.isDefault == b.isDefault && a.options == b.options &&
            a.index == b.index && a.read == b.read && a.write == b.write;
 }
 
@@ -51,6 +39,18 @@ History::States& History::states(int service, int variable) {
     return m_states[static_cast<std::size_t>(service * m_variables + variable)];
 }
 
+State History::stateOf(int service, const AppConfigService::VariableRow& row) const {
+    State state;
+    state.defined = true;
+    state.value = row.value;
+    state.isDefault = isDefault(service, row);
+    state.options = row.options;
+    state.index = row.defaultIndex;
+    state.read = row.readLevel;
+    state.write = row.writeLevel;
+    return state;
+}
+
 void History::add(int service, int variable, State state) {
     States& all = states(service, variable);
     if (same(all.back(), state)) return;
@@ -63,7 +63,7 @@ void History::stored(int service, const AppConfigService::Batch& batch) {
         const auto* const row = std::get_if<AppConfigService::VariableRow>(&change);
         if (row == nullptr) continue;
         const int variable = indexOf(row->name);
-        if (variable >= 0) add(service, variable, stateOf(*row));
+        if (variable >= 0) add(service, variable, stateOf(service, *row));
     }
 }
 
@@ -73,7 +73,7 @@ void History::adopted(int service, const AppConfigService::Core& core) {
         const AppConfigService::Variable* const variable = core.catalogue().find(
             ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance));
         const bool defined = variable != nullptr && variable->definition;
-        add(service, i, defined ? stateOf(variable->row) : State());
+        add(service, i, defined ? stateOf(service, variable->row) : State());
     }
 }
 
@@ -104,7 +104,7 @@ bool History::flagChangedAlone(int service, int variable) const {
     const States& all = states(service, variable);
     for (std::size_t i = 1; i < all.size(); ++i) {
         if (all[i].defined && all[i - 1].defined && all[i].value == all[i - 1].value &&
-            all[i].ownValue != all[i - 1].ownValue) {
+            all[i].isDefault != all[i - 1].isDefault) {
             return true;
         }
     }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "core/Core.h"
@@ -16,7 +17,7 @@ struct State {
     Moment since = 0;
     bool defined = false;
     Texts value;
-    bool ownValue = false;  ///< false: it follows the default
+    bool isDefault = false;  ///< by its contents, as the service sees it
     Texts options;
     unsigned index = 0;
     int read = 0;
@@ -27,6 +28,9 @@ struct State {
 class History {
 public:
     History(int services, int variables);
+
+    /// Says whether a row's value is the default under the definitions that the service uses. To be set first.
+    std::function<bool(int service, const AppConfigService::VariableRow&)> isDefault;
 
     Moment now() const { return m_now; }
 
@@ -58,6 +62,7 @@ private:
     const States& states(int service, int variable) const;
     States& states(int service, int variable);
     void add(int service, int variable, State state);
+    State stateOf(int service, const AppConfigService::VariableRow& row) const;
 
     const int m_variables;
     std::vector<States> m_states;

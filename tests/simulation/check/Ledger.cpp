@@ -222,7 +222,9 @@ void Ledger::learned(const Underway& underway, const Outcome& outcome) {
         belief.flagOpen = ++m_events;
     }
     if (underway.removals != belief.removals) return;
-    const bool read = !outcome.value.empty() && !outcome.value.front().empty() && operation.action <= Action::readRecord;
+    // A failed read gives an empty text, or 0.
+    const bool read = operation.action <= Action::readRecord && !outcome.value.empty() &&
+                      !outcome.value.front().empty() && outcome.value.front() != "0";
     if (read || (operation.action == Action::write && outcome.accepted)) belief.valueKnown = true;
     if (outcome.hasOptions && !outcome.options.empty()) belief.optionsKnown = true;
 }

@@ -90,7 +90,7 @@ void Ledger::judgeReset(const Underway& underway, const Outcome& outcome) {
     const Operation& operation = underway.operation;
     const Moment since = m_book.history.firstWithin(serviceOf(operation.link), operation.variable, underway.begun,
                                                     m_book.history.now(), [](const State& state) {
-                                                        return state.defined && !state.ownValue;
+                                                        return state.defined && state.isDefault;
                                                     });
     if (since == 0) {
         return complain(Check::acknowledged, operation.variable, "a reset was acknowledged, but never stored");
@@ -120,7 +120,7 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
             differs("the options", quoted(outcome.options), quoted(state.options));
         }
     } else if (operation.action == Action::readIsDefault && !isFlagOpen(link, variable)) {
-        if (outcome.flag == state.ownValue) differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
+        if (outcome.flag != state.isDefault) differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
     } else if (operation.action == Action::readDefaultIndex) {
         const Belief& belief = believe(link, variable);
         if (belief.indexOpen != 0 || belief.optionsFailed || !outcome.accepted || outcome.index == state.index) return;

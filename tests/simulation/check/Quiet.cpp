@@ -50,7 +50,7 @@ void Quiet::record(const Ledger& ledger, int link, int variable, const CachedRec
         if (!cached.value.empty() && cached.value != state.value) {
             complain(Check::cachedValue, ledger, variable,
                      "the cache holds " + quoted(cached.value) + holds(link, quoted(state.value)));
-        } else if (!cached.value.empty() && !ledger.isFlagOpen(link, variable) && cached.isDefault == state.ownValue) {
+        } else if (!cached.value.empty() && !ledger.isFlagOpen(link, variable) && cached.isDefault != state.isDefault) {
             complain(Check::cachedFlag, ledger, variable,
                      std::string("the cached flag says ") + (cached.isDefault ? "default" : "no default") +
                          holds(link, quoted(state.value)));

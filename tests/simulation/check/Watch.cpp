@@ -50,12 +50,24 @@ const ConfigIF::Inst& instOf(const Request& request) {
 template <typename Request>
 bool read(const Frame& frame, int& role, int& variable) {
     static const std::uint32_t id = ConfigIF::messageId(Request().GetTypeName());
+    if (frame.message_id() != id) return false;
     Request request;
-    if (frame.message_id() != id || !request.ParseFromString(frame.payload())) return false;
+    if (!request.ParseFromString(frame.payload())) return false;
     role = AppConfigService::roleFromWire(request.role());
     variable = indexOf(instOf(request));
     return true;
 }
+
+/// \return for traces, the frame's kind with the way that it goes.
+std::string_view label(const char* way, const Frame& frame) {
+    static std::map<std::pair<const char*, int>, std::string> labels;
+    std::string& text = labels[{way, frame.kind()}];
+    if (text.empty()) text = way + AppConfigHost::Kind_Name(frame.kind());
+    return text;
+}
+
+constexpr const char* upwards = "-> ";
+constexpr const char* downwards = "<- ";
 
 template <typename Message>
 Message parsed(const Frame& frame) {
@@ -94,8 +106,7 @@ void Watch::hold(int service, const Session& to, int variable, int role, const c
 }
 
 void Watch::received(int service, const Session& from, const Frame& frame) {
-    m_book.ground.note(from.connection->client.name, "-> " + AppConfigHost::Kind_Name(frame.kind()),
-                       ConfigIF::messageName(frame.message_id()));
+    m_book.ground.note(from.connection->client.name, label(upwards, frame), ConfigIF::messageName(frame.message_id()));
     if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
         return request(service, from, frame);
     }
@@ -146,8 +157,7 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
 }
 
 void Watch::sent(int service, const Session& to, const Frame& frame) {
-    m_book.ground.note(to.connection->client.name, "<- " + AppConfigHost::Kind_Name(frame.kind()),
-                       ConfigIF::messageName(frame.message_id()));
+    m_book.ground.note(to.connection->client.name, label(downwards, frame), ConfigIF::messageName(frame.message_id()));
     if (frame.kind() == AppConfigHost::REPLY) return reply(service, to, frame);
     if (frame.kind() == AppConfigHost::NOTIFICATION || frame.kind() == AppConfigHost::ASK) news(service, to, frame);
 }

@@ -1,7 +1,9 @@
 #include "run/Shrink.h"
 
 #include <algorithm>
+#include <type_traits>
 #include <utility>
+#include <vector>
 
 namespace Simulation {
 
@@ -24,16 +26,23 @@ public:
     }
 
 private:
-    /// \return whether \p candidate fails too; then it is the best.
-    bool accept(Script candidate) {
-        constexpr int seeds = 4;
-        for (int i = 0; i < seeds && m_left > 0; ++i) {
-            --m_left;
-            if (m_runner.run(candidate).has(m_check)) {
-                m_best = std::move(candidate);
-                return true;
+    /// \return whether \p candidate fails too; then it is the best. Faults come when so many operations have ended, so
+    /// where some were left out they may have to come as much earlier.
+    bool accept(const Script& candidate, int operationsLess = 0) {
+        constexpr int seeds = 3;
+        std::uint64_t seed = candidate.seed;
+        for (int i = 0; i < seeds; ++i, seed = seed * 31 + 17) {
+            for (const int earlier : {operationsLess, 0}) {
+                if (m_left-- <= 0) return false;
+                Script attempt = candidate;
+                attempt.seed = seed;
+                for (Fault& fault : attempt.faults) fault.after = std::max(0, fault.after - earlier);
+                if (m_runner.run(attempt).has(m_check)) {
+                    m_best = std::move(attempt);
+                    return true;
+                }
+                if (operationsLess == 0 || attempt.faults.empty()) break;
             }
-            candidate.seed = candidate.seed * 31 + 17;
         }
         return false;
     }
@@ -51,7 +60,11 @@ private:
             for (Fault& fault : faults) {
                 if (fault.process > number) --fault.process;
             }
-            smaller = (!candidate.processes.empty() && accept(std::move(candidate))) || smaller;
+            int operations = 0;
+            for (const ThreadScript& thread : m_best.processes[i].threads) {
+                operations += static_cast<int>(thread.operations.size());
+            }
+            smaller = (!candidate.processes.empty() && accept(candidate, operations)) || smaller;
         }
         return smaller;
     }
@@ -62,7 +75,8 @@ private:
             Script candidate = m_best;
             auto& threads = candidate.processes[i].threads;
             threads.erase(threads.begin() + static_cast<std::ptrdiff_t>(t));
-            smaller = accept(std::move(candidate)) || smaller;
+            const int operations = static_cast<int>(m_best.processes[i].threads[t].operations.size());
+            smaller = accept(candidate, operations) || smaller;
         }
         for (std::size_t t = 0; t < m_best.processes[i].threads.size(); ++t) {
             smaller = thin([=](Script& s) { return &s.processes[i].threads[t].operations; }) || smaller;
@@ -84,7 +98,7 @@ private:
         if (plan(m_best)->slowness == 0) return smaller;
         Script candidate = m_best;
         plan(candidate)->slowness = 0;
-        return accept(std::move(candidate)) || smaller;
+        return accept(candidate) || smaller;
     }
 
     /// Makes a list shorter: halves of it first, then ever smaller pieces.
@@ -98,7 +112,8 @@ private:
                 const std::size_t end = std::min(at + piece, elements.size());
                 elements.erase(elements.begin() + static_cast<std::ptrdiff_t>(at),
                                elements.begin() + static_cast<std::ptrdiff_t>(end));
-                if (accept(std::move(candidate))) {
+                const bool holdsOperations = std::is_same_v<std::decay_t<decltype(elements)>, std::vector<Operation>>;
+                if (accept(candidate, holdsOperations ? static_cast<int>(end - at) : 0)) {
                     smaller = true;
                 } else {
                     at += piece;
@@ -113,7 +128,7 @@ private:
         const auto attempt = [&](const auto& change) {
             Script candidate = m_best;
             change(candidate);
-            smaller = accept(std::move(candidate)) || smaller;
+            smaller = accept(candidate) || smaller;
         };
         if (m_best.weather != 0) attempt([](Script& script) { script.weather = 0; });
         if (m_best.policy.slowChance != 0) attempt([](Script& script) { script.policy.slowChance = 0; });

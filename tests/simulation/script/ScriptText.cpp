@@ -196,8 +196,8 @@ std::string toText(const Script& script) {
     std::ostringstream out;
     out << "seed " << script.seed << "\nschedule switch " << script.policy.switchChance << " slow "
         << script.policy.slowChance << "\nweather " << script.weather << "\nservices " << script.services << "\ngrace "
-        << script.grace << "\nprovider-deadline " << script.providerDeadline << "\nsabotage "
-        << static_cast<int>(script.sabotage) << '\n';
+        << script.grace << "\nprovider-deadline " << script.providerDeadline << '\n';
+    if (script.sabotage != Sabotage::none) out << "sabotage " << static_cast<int>(script.sabotage) << '\n';
     for (const ProcessScript& process : script.processes) {
         out << "\nprocess uid " << process.uid << " deadline " << process.deadline << '\n';
         write(out, "consumer", process.consumers);

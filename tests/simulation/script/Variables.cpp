@@ -68,13 +68,20 @@ const std::vector<VariableKind>& variables() {
     return all;
 }
 
-std::string display(int variable) {
-    if (variable < 0) return "an unknown variable";
-    const VariableName& name = variables()[static_cast<std::size_t>(variable)].name;
-    const auto part = [](const std::string& text, int instance) {
-        return instance == 0 ? text : text + "[" + std::to_string(instance) + "]";
-    };
-    return part(name.node, name.nodeInstance) + "." + part(name.attribute, name.attributeInstance);
+const std::string& display(int variable) {
+    static const std::vector<std::string> names = [] {
+        const auto part = [](const std::string& text, int instance) {
+            return instance == 0 ? text : text + "[" + std::to_string(instance) + "]";
+        };
+        std::vector<std::string> all;
+        for (const VariableKind& kind : variables()) {
+            all.push_back(part(kind.name.node, kind.name.nodeInstance) + "." +
+                          part(kind.name.attribute, kind.name.attributeInstance));
+        }
+        return all;
+    }();
+    static const std::string none = "an unknown variable";
+    return variable < 0 ? none : names[static_cast<std::size_t>(variable)];
 }
 
 std::vector<VariableName> variableNames() {
@@ -99,6 +106,17 @@ std::vector<AppConfigService::Definitions> readDefinitionSets() {
         result.push_back(std::move(definitions));
     }
     return result;
+}
+
+bool isDefault(const AppConfigService::Definitions& definitions, const AppConfigService::VariableRow& row) {
+    for (const AppConfigService::VariableDefinition& definition : definitions.variables) {
+        if (definition.name != row.name) continue;
+        AppConfigService::Variable variable;
+        variable.row = row;
+        variable.definition = std::shared_ptr<const AppConfigService::VariableDefinition>(std::shared_ptr<void>(), &definition);
+        return variable.isDefault();
+    }
+    return false;
 }
 
 }  // namespace Simulation

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "core/VariableDefinition.h"
+#include "core/Catalogue.h"
 #include "process/Operation.h"
 
 namespace Simulation {
@@ -26,7 +26,7 @@ enum Index : int { number = 2, flag = 4, mode = 5, secret = 6, owned = 7, ownedN
 const std::vector<VariableKind>& variables();
 
 /// \return the variable's name for people, such as "alpha[2].text[1]".
-std::string display(int variable);
+const std::string& display(int variable);
 std::vector<VariableName> variableNames();
 
 /// The definitions that simulated services may be told to read; each starts with the first.
@@ -34,6 +34,9 @@ std::vector<AppConfigService::Definitions> readDefinitionSets();
 /// One of them as it is written.
 std::string definitionText(std::size_t number);
 inline constexpr int definitionSets = 4;
+
+/// \return whether the value of \p row is the default as \p definitions have it.
+bool isDefault(const AppConfigService::Definitions& definitions, const AppConfigService::VariableRow& row);
 
 /// The user that services run as, and one whose role is limited.
 inline constexpr std::uint32_t ownUser = 1000;

@@ -1,5 +1,8 @@
 #include <google/protobuf/message_lite.h>
 
+#include <algorithm>
+#include <utility>
+
 #include "MessageIds.h"
 #include "check/Quiet.h"
 #include "configservice.pb.h"
@@ -9,7 +12,7 @@
 #include "world/World.h"
 
 // The end of a simulation: everything comes to rest, and then caches, handlers and providers are held against the
-// services. A second round changes every variable, so that a process that has become deaf is noticed even where its
+// services. A second round changes many variables, so that a process that has become deaf is noticed even where its
 // last belief happens to be right.
 
 namespace Simulation {
@@ -104,7 +107,7 @@ void World::readMissing(Place& place, int link) {
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
         const CachedRecord cached = place.code->inspect(link, i);
         const bool incomplete = cached.present && (cached.value.empty() || !cached.hasRead || !cached.hasWrite);
-        if (!incomplete && !m_random.chance(1, 4)) continue;
+        if (!incomplete && !m_random.chance(1, 6)) continue;
         const Ledger::Belief& belief = place.ledger->belief(link, i);
         std::vector<Action> actions;
         if (!cached.present || cached.hasOptions || belief.optionsKnown) actions.push_back(Action::readDefaultIndex);
@@ -131,30 +134,31 @@ void World::probe() {
     for (const auto& host : m_services) {
         if (host->number() != 0 && !moved) continue;
         probeProviders(*host);
-        for (int i = 0; i < static_cast<int>(variables().size()); ++i) probeVariable(*host, i);
+        for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
+            if (m_random.chance(1, 2)) probeVariable(*host, i);
+        }
     }
     settle(std::chrono::seconds(30));
 }
 
 /// Writes what a provider refuses, wherever one stands.
 void World::probeProviders(ServiceHost& host) {
-    std::vector<int> judged;
+    std::vector<std::pair<int, Texts>> judged;
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
         const State& state = m_book.history.present(host.number(), i);
         const Texts value = probeValue(i, state, true);
         if (!state.defined || !isRefusable(value)) continue;
-        for (const Place& place : m_places) {
-            if (place.process == nullptr || !Quiet::judges(*place.ledger, m_book, host.number(), i)) continue;
-            judged.push_back(i);
-            submit(host, writeOf(i, host.number(), value));
-            break;
-        }
+        const bool stands = std::any_of(m_places.begin(), m_places.end(), [&](const Place& place) {
+            return place.process != nullptr && Quiet::judges(*place.ledger, m_book, host.number(), i);
+        });
+        if (!stands) continue;
+        judged.emplace_back(i, value);
+        submit(host, writeOf(i, host.number(), value));
     }
     if (judged.empty()) return;
     settle(std::chrono::seconds(10));
-    for (const int variable : judged) {
-        const State& state = m_book.history.present(host.number(), variable);
-        if (!isRefusable(state.value)) continue;
+    for (const auto& [variable, value] : judged) {
+        if (m_book.history.present(host.number(), variable).value != value) continue;
         m_book.findings.add(Check::judged, "s" + std::to_string(host.number() + 1) + ": " + display(variable) +
                                                ": a value was accepted that a provider, which is there, refuses");
     }

@@ -9,6 +9,9 @@ namespace {
 constexpr const char* directory = "/sim";
 constexpr const char* serviceName = "ConfigSrvc";
 
+/// How many faults a simulation has at least, unless its script has none.
+constexpr int fewestFaults = 5;
+
 /// No simulation takes so many turns that comes to rest.
 constexpr std::uint64_t mostSwitches = 400'000;
 
@@ -26,6 +29,9 @@ World::World(const Script& script, Images& images, const std::vector<AppConfigSe
       m_book(*this, script.services),
       m_watch(m_book, [this](const Process& process) { return find(process); }, script.services) {
     m_scheduler.limit(mostSwitches);
+    m_book.history.isDefault = [this](int service, const AppConfigService::VariableRow& row) {
+        return isDefault(m_definitions[m_services[static_cast<std::size_t>(service)]->definitionsInUse()], row);
+    };
     m_book.onOperation = [this] { operationEnded(); };
 }
 
@@ -155,6 +161,12 @@ void World::run() {
         if (!isOver() && m_healing == 0 && m_nextFault < m_script.faults.size()) fire(m_script.faults[m_nextFault++]);
     }
     if (!isOver()) return complainOfStuck();
+    // Rarely too little of what was to befall the world found anything to befall.
+    for (int i = 0; i < fewestFaults && m_book.findings.faults < fewestFaults && !m_script.faults.empty(); ++i) {
+        static const Fault breakAll;
+        fire(breakAll);
+        settle(std::chrono::seconds(3));
+    }
 
     // Long enough for the longest pause of anybody who tries again.
     constexpr Time forGood = std::chrono::seconds(150);
