@@ -11,7 +11,8 @@ namespace Simulation {
 
 /// What all checks of a simulation share. Owned by it; what it refers to is not owned.
 struct Book {
-    Book(Ground& where, int services) : ground(where), history(services, variableCount()), caps(static_cast<std::size_t>(services)) {}
+    Book(Ground& where, int services)
+        : ground(where), history(services, variableCount()), caps(static_cast<std::size_t>(services)) {}
 
     Ground& ground;
     History history;

@@ -33,17 +33,17 @@ const char* nameOf(Check check);
 
 /// The kinds of races that the simulation is there for.
 enum class Race : std::uint8_t {
-    overtakenAnswer,        ///< a newer announcement is dispatched while a read is under way
-    oldAnnouncement,        ///< an announcement comes that is older than an own acknowledged write
-    unknownRegistrations,   ///< a client comes back to a service that does not know its registrations
-    providerBehind,         ///< a provider comes back that has missed a change
+    overtakenAnswer,       ///< a newer announcement is dispatched while a read is under way
+    oldAnnouncement,       ///< an announcement comes that is older than an own acknowledged write
+    unknownRegistrations,  ///< a client comes back to a service that does not know its registrations
+    providerBehind,        ///< a provider comes back that has missed a change
     handlerBeforeTransport,
-    deletedInDispatch,      ///< a handler is deleted by another one that was called before it
-    endedWhileRunning,      ///< a handler is removed by another thread while it runs
-    newsDuringMove,         ///< a message arrives while the primary link is being moved
-    twoSetters,             ///< two threads hand a transport over at once
-    swapped,                ///< a link gets another transport
-    newsDuringRegistration, ///< news arrives between a registration and its entry
+    deletedInDispatch,       ///< a handler is deleted by another one that was called before it
+    endedWhileRunning,       ///< a handler is removed by another thread while it runs
+    newsDuringMove,          ///< a message arrives while the primary link is being moved
+    twoSetters,              ///< two threads hand a transport over at once
+    swapped,                 ///< a link gets another transport
+    newsDuringRegistration,  ///< news arrives between a registration and its entry
 };
 inline constexpr int races = static_cast<int>(Race::newsDuringRegistration) + 1;
 const char* nameOf(Race race);

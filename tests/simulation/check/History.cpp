@@ -70,8 +70,8 @@ void History::stored(int service, const AppConfigService::Batch& batch) {
 void History::adopted(int service, const AppConfigService::Core& core) {
     for (int i = 0; i < m_variables; ++i) {
         const VariableName& name = variables()[static_cast<std::size_t>(i)].name;
-        const AppConfigService::Variable* const variable = core.catalogue().find(
-            ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance));
+        const AppConfigService::Variable* const variable =
+            core.catalogue().find(ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance));
         const bool defined = variable != nullptr && variable->definition;
         add(service, i, defined ? stateOf(service, variable->row) : State());
     }

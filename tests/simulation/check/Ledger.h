@@ -63,8 +63,9 @@ public:
 
     // What the quiet is checked with.
     struct Belief {
-        Moment floor = 0;         ///< what the cache holds must not be older: it was acknowledged
-        std::uint64_t flagOpen = 0;   ///< since which event an announcement may have left the default flag behind; 0: not
+        Moment floor = 0;  ///< what the cache holds must not be older: it was acknowledged
+        std::uint64_t flagOpen =
+            0;  ///< since which event an announcement may have left the default flag behind; 0: not
         std::uint64_t indexOpen = 0;  ///< the same for the default index
         bool optionsFailed = false;
         bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again

@@ -53,13 +53,14 @@ void Ledger::judgeRead(const Underway& underway, const Texts& value) {
     }
     if (!history.held(service, variable, value, underway.floor)) {
         complain(Check::ownWrite, variable,
-                 "a read gave " + quoted(value) + ", which is older than an own write that was acknowledged; the service holds " +
+                 "a read gave " + quoted(value) +
+                     ", which is older than an own write that was acknowledged; the service holds " +
                      quoted(history.present(service, variable).value));
     }
     const Moment read = history.lastOf(service, variable, value);
-    const bool overtaken = std::any_of(underway.announced.begin(), underway.announced.end(), [&](const Texts& announced) {
-        return history.lastOf(service, variable, announced) > read;
-    });
+    const bool overtaken =
+        std::any_of(underway.announced.begin(), underway.announced.end(),
+                    [&](const Texts& announced) { return history.lastOf(service, variable, announced) > read; });
     if (overtaken) m_book.findings.count(Race::overtakenAnswer);
 }
 
@@ -74,9 +75,9 @@ void Ledger::judgeFlag(const Underway& underway, bool value) {
 void Ledger::judgeWrite(const Underway& underway, const Outcome& outcome) {
     if (!outcome.accepted) return;
     const Operation& operation = underway.operation;
-    const Moment since = m_book.history.firstWithin(
-        serviceOf(operation.link), operation.variable, underway.begun, m_book.history.now(),
-        [&](const State& state) { return state.defined && state.value == operation.value; });
+    const Moment since =
+        m_book.history.firstWithin(serviceOf(operation.link), operation.variable, underway.begun, m_book.history.now(),
+                                   [&](const State& state) { return state.defined && state.value == operation.value; });
     if (since == 0) {
         return complain(Check::acknowledged, operation.variable,
                         "the write of " + quoted(operation.value) + " was acknowledged, but never stored");
@@ -88,10 +89,9 @@ void Ledger::judgeWrite(const Underway& underway, const Outcome& outcome) {
 void Ledger::judgeReset(const Underway& underway, const Outcome& outcome) {
     if (!outcome.accepted) return;
     const Operation& operation = underway.operation;
-    const Moment since = m_book.history.firstWithin(serviceOf(operation.link), operation.variable, underway.begun,
-                                                    m_book.history.now(), [](const State& state) {
-                                                        return state.defined && state.isDefault;
-                                                    });
+    const Moment since =
+        m_book.history.firstWithin(serviceOf(operation.link), operation.variable, underway.begun, m_book.history.now(),
+                                   [](const State& state) { return state.defined && state.isDefault; });
     if (since == 0) {
         return complain(Check::acknowledged, operation.variable, "a reset was acknowledged, but never stored");
     }
@@ -111,7 +111,8 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
     };
     if (operation.action == Action::readRecord) {
         if (outcome.value != state.value) differs("the value", quoted(outcome.value), quoted(state.value));
-        if (outcome.read != state.read) differs("the read level", std::to_string(outcome.read), std::to_string(state.read));
+        if (outcome.read != state.read)
+            differs("the read level", std::to_string(outcome.read), std::to_string(state.read));
         if (outcome.write != state.write) {
             differs("the write level", std::to_string(outcome.write), std::to_string(state.write));
         }
@@ -120,7 +121,8 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
             differs("the options", quoted(outcome.options), quoted(state.options));
         }
     } else if (operation.action == Action::readIsDefault && !isFlagOpen(link, variable)) {
-        if (outcome.flag != state.isDefault) differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
+        if (outcome.flag != state.isDefault)
+            differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
     } else if (operation.action == Action::readDefaultIndex) {
         const Belief& belief = believe(link, variable);
         if (belief.indexOpen != 0 || belief.optionsFailed || !outcome.accepted || outcome.index == state.index) return;

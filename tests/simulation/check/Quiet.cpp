@@ -62,7 +62,8 @@ void Quiet::record(const Ledger& ledger, int link, int variable, const CachedRec
         }
         index(ledger, link, variable, cached);
     }
-    const bool differs = (cached.hasRead && cached.read != state.read) || (cached.hasWrite && cached.write != state.write);
+    const bool differs =
+        (cached.hasRead && cached.read != state.read) || (cached.hasWrite && cached.write != state.write);
     if (differs) {
         complain(Check::cachedLevels, ledger, variable,
                  "the cache holds the levels " + levels(cached.read, cached.write) +

@@ -9,8 +9,8 @@ namespace Simulation {
 /// Checks that hold once the world is quiet: every fault is over, every connection stands again, and nothing is under
 /// way. What is not demanded of caches is what the interface itself leaves open:
 /// the default flag after an announcement; the default index after an announcement of options or
-/// getConfigDefaultOptions; options that could not be fetched and are cached as none; what was cached before a role or a
-/// level fell; and everything after unregisterAllCallbacks.
+/// getConfigDefaultOptions; options that could not be fetched and are cached as none; what was cached before a role or
+/// a level fell; and everything after unregisterAllCallbacks.
 class Quiet {
 public:
     explicit Quiet(Book& book) : m_book(book) {}

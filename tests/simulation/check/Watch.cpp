@@ -122,9 +122,8 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
     AppConfigService::StoredState state;
     std::string error;
     m_hosts[static_cast<std::size_t>(service)]->store().load(state, error);
-    const bool known = std::any_of(state.registrations.begin(), state.registrations.end(), [&](const auto& row) {
-        return row.client.endpoint == from.endpoint;
-    });
+    const bool known = std::any_of(state.registrations.begin(), state.registrations.end(),
+                                   [&](const auto& row) { return row.client.endpoint == from.endpoint; });
     ledger->deliveryBegins(service, known);
 }
 
@@ -167,7 +166,8 @@ void Watch::reply(int service, const Session& to, const Frame& frame) {
     const std::string_view name = ConfigIF::messageName(frame.message_id());
     if (name == "ConfigIF.ReadRsp" && parsed<ConfigIF::ReadRsp>(frame).error() == 0) {
         hold(service, to, asked.variable, asked.role, "a value");
-    } else if (name == "ConfigIF.GetAttributeOptionsRsp" && parsed<ConfigIF::GetAttributeOptionsRsp>(frame).error() == 0) {
+    } else if (name == "ConfigIF.GetAttributeOptionsRsp" &&
+               parsed<ConfigIF::GetAttributeOptionsRsp>(frame).error() == 0) {
         hold(service, to, asked.variable, asked.role, "options");
     } else if (name == "ConfigIF.GetAccessLevelsRsp" && parsed<ConfigIF::GetAccessLevelsRsp>(frame).error() == 0) {
         hold(service, to, asked.variable, asked.role, "levels");

@@ -21,9 +21,11 @@ std::string nameOf(int service) {
 
 }  // namespace
 
-FreeRun::FreeRun(const Script& script, Images& images) : m_script(script), m_images(images), m_book(*this, script.services) {
+FreeRun::FreeRun(const Script& script, Images& images)
+    : m_script(script), m_images(images), m_book(*this, script.services) {
     m_book.onOperation = [this] { ++m_operations; };
-    m_book.history.isDefault = [definitions = readDefinitionSets().front()](int, const AppConfigService::VariableRow& row) {
+    m_book.history.isDefault = [definitions = readDefinitionSets().front()](int,
+                                                                            const AppConfigService::VariableRow& row) {
         return isDefault(definitions, row);
     };
 }

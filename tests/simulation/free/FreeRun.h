@@ -16,8 +16,8 @@
 namespace Simulation {
 
 /// Carries a script out with real threads, real sockets and embedded services: all threads at once, for a sanitizer to
-/// watch, and with the same checks. Processes are copies of their code in this one process, so none is killed or stopped;
-/// of the faults those happen that a service in the same process can suffer.
+/// watch, and with the same checks. Processes are copies of their code in this one process, so none is killed or
+/// stopped; of the faults those happen that a service in the same process can suffer.
 class FreeRun final : public Ground, public PbUtility::InProcessPeer {
 public:
     /// \p images is not owned.

@@ -47,10 +47,10 @@ private:
     bool m_slow = false;
     bool m_detached = false;
     bool m_timedOut = false;
-    std::uint64_t m_wait = 0;      ///< counts its waits, so that a timer of an earlier one finds nobody
-    const void* m_key = nullptr;   ///< what it waits for
-    const char* m_reason = "";     ///< the same for people
-    std::vector<char> m_locals;    ///< its thread-local variables while another fibre's stand in their place
+    std::uint64_t m_wait = 0;          ///< counts its waits, so that a timer of an earlier one finds nobody
+    const void* m_key = nullptr;       ///< what it waits for
+    const char* m_reason = "";         ///< the same for people
+    std::vector<char> m_locals;        ///< its thread-local variables while another fibre's stand in their place
     unsigned char m_exceptions[16]{};  ///< what the runtime keeps per thread about exceptions on their way
 };
 

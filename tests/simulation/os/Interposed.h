@@ -15,6 +15,6 @@ Function* nextFunction(const char* name) {
 }  // namespace Simulation
 
 /// Within a function of ours of that name: the C library's.
-#define SIMULATION_NEXT(name)                                         \
-    static decltype(name)* next = nullptr;                            \
+#define SIMULATION_NEXT(name)              \
+    static decltype(name)* next = nullptr; \
     if (next == nullptr) next = Simulation::nextFunction<decltype(name)>(#name)

@@ -30,15 +30,15 @@ Fibre& Scheduler::start(Process& process, std::function<void()> body) {
     m_fibres.push_back(std::make_unique<Fibre>(process, static_cast<int>(m_fibres.size()) + 1, std::move(body)));
     Fibre& fibre = *m_fibres.back();
     fibre.m_slow = m_random.chance(m_policy.slowChance, whole);
-    fibre.m_context = boost::context::fiber(
-        std::allocator_arg, StackPool(), [this, &fibre](boost::context::fiber&& main) -> boost::context::fiber {
-            m_main = std::move(main);
-            fibre.m_body();
-            fibre.m_state = Fibre::State::finished;
-            --fibre.m_process.running;
-            wake(&fibre);
-            return std::move(m_main);
-        });
+    fibre.m_context = boost::context::fiber(std::allocator_arg, StackPool(),
+                                            [this, &fibre](boost::context::fiber&& main) -> boost::context::fiber {
+                                                m_main = std::move(main);
+                                                fibre.m_body();
+                                                fibre.m_state = Fibre::State::finished;
+                                                --fibre.m_process.running;
+                                                wake(&fibre);
+                                                return std::move(m_main);
+                                            });
     ++process.running;
     makeReady(fibre);
     return fibre;

@@ -72,7 +72,8 @@ public:
     void resume(Process& process);
     void kill(Process& process);
 
-    /// Runs until nobody can go on before \p horizon, or until end(). The clock then stands at \p horizon at the latest.
+    /// Runs until nobody can go on before \p horizon, or until end(). The clock then stands at \p horizon at the
+    /// latest.
     void run(Time horizon);
     /// Lets run() return after the present step. Anywhere.
     void end() { m_ended = true; }

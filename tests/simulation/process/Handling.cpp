@@ -23,9 +23,8 @@ Consumer& Application::makeConsumer(Running& running) {
     Consumer* consumer = nullptr;
     {
         const std::lock_guard<std::mutex> lock(m_mutex);
-        m_allConsumers.push_back(std::make_unique<Consumer>(*this, m_handlers++, operation.link,
-                                                            planFor(m_plan.consumers, operation.slot),
-                                                            operation.number));
+        m_allConsumers.push_back(std::make_unique<Consumer>(
+            *this, m_handlers++, operation.link, planFor(m_plan.consumers, operation.slot), operation.number));
         consumer = m_allConsumers.back().get();
     }
     consumer->node = name.node;
@@ -95,8 +94,8 @@ void Application::addProvider(Running& running) {
         const std::lock_guard<std::mutex> lock(m_mutex);
         running.outcome.done = place == nullptr;
         if (place != nullptr) return;
-        m_allProviders.push_back(std::make_unique<Provider>(*this, m_handlers++, operation.link,
-                                                            planFor(m_plan.providers, operation.slot)));
+        m_allProviders.push_back(
+            std::make_unique<Provider>(*this, m_handlers++, operation.link, planFor(m_plan.providers, operation.slot)));
         provider = m_allProviders.back().get();
     }
     provider->node = name.node;

@@ -17,7 +17,8 @@ struct VariableName {
 
 using Texts = std::vector<std::string>;
 
-/// What an application does. The order is part of the text form of kept scripts only by name, see script/ScriptText.cpp.
+/// What an application does. The order is part of the text form of kept scripts only by name, see
+/// script/ScriptText.cpp.
 enum class Action : std::uint8_t {
     // Reads.
     readList,
@@ -62,14 +63,14 @@ enum class Action : std::uint8_t {
 /// One operation with its arguments; which of them count depends on the action. A plain value.
 struct Operation {
     Action action = Action::pause;
-    int link = 0;              ///< 0: the local manager, 1: the primary one once it has been moved
-    int variable = 0;          ///< index
-    int slot = 0;              ///< of a handler or a transport; which role
-    int number = 0;            ///< default index; mask of kinds; milliseconds
-    int read = -1;             ///< level; below 0: not given
-    int write = -1;            ///< level; below 0: not given
-    bool wholeNode = false;    ///< a handler for the node of the variable
-    Texts value;               ///< value or options
+    int link = 0;            ///< 0: the local manager, 1: the primary one once it has been moved
+    int variable = 0;        ///< index
+    int slot = 0;            ///< of a handler or a transport; which role
+    int number = 0;          ///< default index; mask of kinds; milliseconds
+    int read = -1;           ///< level; below 0: not given
+    int write = -1;          ///< level; below 0: not given
+    bool wholeNode = false;  ///< a handler for the node of the variable
+    Texts value;             ///< value or options
 };
 
 /// The kinds of events, as bits of a consumer's mask.
@@ -79,14 +80,14 @@ inline constexpr int wantsLevels = 4;
 
 /// How an operation ended. A plain value.
 struct Outcome {
-    bool done = false;   ///< false: nothing was done, the operation was not possible here
+    bool done = false;  ///< false: nothing was done, the operation was not possible here
     bool accepted = false;
     int error = 0;
-    bool flag = false;   ///< readIsDefault
+    bool flag = false;  ///< readIsDefault
     unsigned index = 0;
     int read = -1;
     int write = -1;
-    Texts value;         ///< of the variable
+    Texts value;  ///< of the variable
     Texts options;
     bool hasOptions = false;
 };
@@ -105,8 +106,8 @@ struct CachedRecord {
     int write = 0;
 };
 
-/// \return whether the providers of a simulation refuse \p value. A rule that everybody can follow, so that a value that
-/// slipped past a provider is noticed.
+/// \return whether the providers of a simulation refuse \p value. A rule that everybody can follow, so that a value
+/// that slipped past a provider is noticed.
 inline bool isRefusable(const Texts& value) {
     if (value.empty()) return false;
     const std::string& text = value.front();

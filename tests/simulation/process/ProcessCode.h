@@ -21,7 +21,7 @@ struct Announcement {
     News news = News::value;
     int variable = -1;  ///< -1: none of the simulation's
     int link = 0;
-    Texts contents;     ///< value or options
+    Texts contents;  ///< value or options
     int read = -1;
     int write = -1;
 };

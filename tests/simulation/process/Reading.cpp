@@ -109,9 +109,8 @@ void Application::readLevels(Running& running) {
 void Application::readAtLink(Running& running) {
     // Whichever link is the primary one now, also while it is being moved.
     bool isDefault = false;
-    running.outcome.value = texts(
-        AppConfig::PlatformCfgService::getInstance()->getConfigVar(m_names->variable(running.operation.variable),
-                                                                   isDefault));
+    running.outcome.value = texts(AppConfig::PlatformCfgService::getInstance()->getConfigVar(
+        m_names->variable(running.operation.variable), isDefault));
     running.outcome.flag = isDefault;
 }
 

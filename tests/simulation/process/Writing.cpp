@@ -65,9 +65,9 @@ void Application::setOptionsWithIndex(Running& running) {
     auto* const to = managerFor(running);
     if (to == nullptr) return;
     const VariableName& name = (*m_names)[running.operation.variable];
-    running.outcome.accepted = to->setConfigOptions(
-        name.node, name.nodeInstance, name.attribute, name.attributeInstance, running.operation.value,
-        static_cast<unsigned>(running.operation.number));
+    running.outcome.accepted =
+        to->setConfigOptions(name.node, name.nodeInstance, name.attribute, name.attributeInstance,
+                             running.operation.value, static_cast<unsigned>(running.operation.number));
 }
 
 void Application::setLevels(Running& running) {

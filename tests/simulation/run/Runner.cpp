@@ -48,8 +48,7 @@ struct Runner::Slot {
     char text[textSize] = {};  ///< one byte for the check, the sentence, a NUL; once per finding
 
     static Slot* make() {
-        void* const memory =
-            mmap(nullptr, sizeof(Slot), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+        void* const memory = mmap(nullptr, sizeof(Slot), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
         if (memory == MAP_FAILED) throw std::bad_alloc();
         return new (memory) Slot;
     }

@@ -48,7 +48,8 @@ void Tally::print(double seconds, double processorSeconds) const {
     }
     std::printf("\n");
     for (std::size_t i = 0; i < checks; ++i) {
-        if (m_checks[i] != 0) std::printf("%10" PRIu64 "  seeds fail: %s\n", m_checks[i], nameOf(static_cast<Check>(i)));
+        if (m_checks[i] != 0)
+            std::printf("%10" PRIu64 "  seeds fail: %s\n", m_checks[i], nameOf(static_cast<Check>(i)));
     }
 }
 

@@ -108,7 +108,8 @@ int runSeeds(Runner& runner, const Options& options) {
         const Report report = filtered(runner.run(readScript(file)), options);
         if (report.failed()) ++keptFailures;
         for (const Finding& finding : report.findings) {
-            std::printf("%s: %s: %s\n", file.c_str(), nameOf(finding.check), finding.sentence.c_str());
+            const std::string name = std::filesystem::path(file).filename().string();
+            std::printf("%s: %s: %s\n", name.c_str(), nameOf(finding.check), finding.sentence.c_str());
         }
     }
     const auto script = [&](std::uint64_t number) { return make(options.first + number, options); };

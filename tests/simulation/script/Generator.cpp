@@ -24,14 +24,30 @@ struct Weighted {
 };
 
 constexpr Weighted usual[] = {
-    {Action::readList, 12},          {Action::readText, 14},         {Action::readBool, 3},
-    {Action::readInt, 4},            {Action::readRecord, 12},       {Action::readIsDefault, 6},
-    {Action::readOptions, 6},        {Action::readOptionsList, 2},   {Action::readDefaultOptions, 2},
-    {Action::readDefaultIndex, 4},   {Action::readLevels, 5},        {Action::write, 26},
-    {Action::writeUnawaited, 10},    {Action::reset, 6},             {Action::validate, 3},
-    {Action::setOptions, 3},         {Action::setOptionsWithIndex, 4}, {Action::setLevels, 3},
-    {Action::setLevelsUnawaited, 2}, {Action::removeVars, 3},        {Action::addConsumer, 9},
-    {Action::removeConsumer, 4},     {Action::addProvider, 3},       {Action::removeProvider, 1},
+    {Action::readList, 12},
+    {Action::readText, 14},
+    {Action::readBool, 3},
+    {Action::readInt, 4},
+    {Action::readRecord, 12},
+    {Action::readIsDefault, 6},
+    {Action::readOptions, 6},
+    {Action::readOptionsList, 2},
+    {Action::readDefaultOptions, 2},
+    {Action::readDefaultIndex, 4},
+    {Action::readLevels, 5},
+    {Action::write, 26},
+    {Action::writeUnawaited, 10},
+    {Action::reset, 6},
+    {Action::validate, 3},
+    {Action::setOptions, 3},
+    {Action::setOptionsWithIndex, 4},
+    {Action::setLevels, 3},
+    {Action::setLevelsUnawaited, 2},
+    {Action::removeVars, 3},
+    {Action::addConsumer, 9},
+    {Action::removeConsumer, 4},
+    {Action::addProvider, 3},
+    {Action::removeProvider, 1},
     {Action::pause, 8},
 };
 
@@ -110,7 +126,8 @@ private:
 
     Texts options() {
         Texts all = {"day", "night", "auto", "one", "two"};
-        for (std::size_t i = all.size() - 1; i > 0; --i) std::swap(all[i], all[m_random.below(static_cast<std::uint32_t>(i) + 1)]);
+        for (std::size_t i = all.size() - 1; i > 0; --i)
+            std::swap(all[i], all[m_random.below(static_cast<std::uint32_t>(i) + 1)]);
         all.resize(m_random.below(4) + 1);
         // Half of the lists are like others, so that only the index tells them apart.
         if (m_random.chance(1, 2)) all.push_back("o" + std::to_string(number(false)));
@@ -123,7 +140,9 @@ private:
         result.variable = variable();
         switch (action) {
             case Action::readBool: result.variable = Special::flag; break;
-            case Action::readInt: result.variable = m_random.chance(1, 2) ? Special::number : Special::ownedNumber; break;
+            case Action::readInt:
+                result.variable = m_random.chance(1, 2) ? Special::number : Special::ownedNumber;
+                break;
             case Action::write:
             case Action::writeUnawaited:
             case Action::validate: result.value = value(result.variable); break;
@@ -203,7 +222,8 @@ private:
         for (int i = 0; i < consumerSlots; ++i) result.consumers.push_back(plan(false, deletes));
         for (int i = 0; i < providerSlots; ++i) result.providers.push_back(plan(true, deletes));
         const int threads = m_random.chance(1, 4) ? 3 : 2;
-        for (int i = 0; i < threads; ++i) result.threads.push_back(thread(kind, i, wantedOperations / processes / threads));
+        for (int i = 0; i < threads; ++i)
+            result.threads.push_back(thread(kind, i, wantedOperations / processes / threads));
         if (m_random.chance(1, 30)) {
             Operation forget;
             forget.action = Action::forgetAll;
@@ -228,7 +248,8 @@ private:
             if (kind == Shape::late) {
                 const int early = m_random.between(1, 3);
                 for (int i = 0; i < early; ++i) {
-                    result.setUp.push_back(operation(m_random.chance(3, 4) ? Action::addConsumer : Action::addProvider));
+                    result.setUp.push_back(
+                        operation(m_random.chance(3, 4) ? Action::addConsumer : Action::addProvider));
                 }
             }
         }
@@ -243,7 +264,8 @@ private:
     void swaps(std::vector<Operation>& operations) {
         const int count = m_random.between(1, 3);
         for (int i = 0; i < count; ++i) {
-            const std::size_t at = operations.size() * static_cast<std::size_t>(i + 1) / static_cast<std::size_t>(count + 1);
+            const std::size_t at =
+                operations.size() * static_cast<std::size_t>(i + 1) / static_cast<std::size_t>(count + 1);
             Operation set;
             set.action = Action::setTransport;
             set.slot = (i + 1) % 2;
@@ -277,11 +299,11 @@ private:
     }
 
     void faults(int processes) {
-        constexpr FaultKind kinds[] = {
-            FaultKind::killService,  FaultKind::killService,  FaultKind::breakRequests, FaultKind::breakDeliveries,
-            FaultKind::breakAll,     FaultKind::refuse,       FaultKind::killProcess,   FaultKind::stopProcess,
-            FaultKind::failCommits,  FaultKind::reload,       FaultKind::backUp,        FaultKind::changeWeather,
-            FaultKind::breakDeliveries};
+        constexpr FaultKind kinds[] = {FaultKind::killService,     FaultKind::killService, FaultKind::breakRequests,
+                                       FaultKind::breakDeliveries, FaultKind::breakAll,    FaultKind::refuse,
+                                       FaultKind::killProcess,     FaultKind::stopProcess, FaultKind::failCommits,
+                                       FaultKind::reload,          FaultKind::backUp,      FaultKind::changeWeather,
+                                       FaultKind::breakDeliveries};
         constexpr std::uint32_t count = sizeof kinds / sizeof kinds[0];
         const int wanted = m_random.between(7, 12);
         for (int i = 0; i < wanted; ++i) {

@@ -12,17 +12,17 @@ namespace Simulation {
 
 /// What the world does to a simulation, besides carrying it.
 enum class FaultKind : std::uint8_t {
-    killService,     ///< number: see StateAfter; comes back after its time
-    breakRequests,   ///< of one process
+    killService,    ///< number: see StateAfter; comes back after its time
+    breakRequests,  ///< of one process
     breakDeliveries,
-    breakAll,        ///< of every process
-    refuse,          ///< connects, for its time; number: with which error
-    killProcess,     ///< comes back after its time and goes on where it was
-    stopProcess,     ///< does not go on for its time
-    failCommits,     ///< for its time
-    reload,          ///< number: which definitions
-    backUp,          ///< keeps a copy of the state for StateAfter::older
-    changeWeather,   ///< of new connections; number: see weatherOf()
+    breakAll,       ///< of every process
+    refuse,         ///< connects, for its time; number: with which error
+    killProcess,    ///< comes back after its time and goes on where it was
+    stopProcess,    ///< does not go on for its time
+    failCommits,    ///< for its time
+    reload,         ///< number: which definitions
+    backUp,         ///< keeps a copy of the state for StateAfter::older
+    changeWeather,  ///< of new connections; number: see weatherOf()
 };
 
 /// On what a killed service comes back.

@@ -58,11 +58,11 @@ role_limit { uid: 2000 role: 0 }
 
 const std::vector<VariableKind>& variables() {
     static const std::vector<VariableKind> all = {
-        {{"alpha", 0, "text", 0}, Type::text, false},   {{"alpha", 2, "text", 1}, Type::text, false},
+        {{"alpha", 0, "text", 0}, Type::text, false},        {{"alpha", 2, "text", 1}, Type::text, false},
         {{"alpha.sub", 0, "count", 0}, Type::number, false}, {{"alpha", 0, "list", 0}, Type::list, false},
-        {{"beta", 1, "flag", 3}, Type::flag, false},    {{"beta", 0, "mode", 0}, Type::option, false},
-        {{"beta", 0, "secret", 0}, Type::text, false},  {{"gamma", 0, "owned", 0}, Type::text, true},
-        {{"gamma", 1, "owned", 2}, Type::number, true}, {{"delta", 0, "scoped", 0}, Type::text, false},
+        {{"beta", 1, "flag", 3}, Type::flag, false},         {{"beta", 0, "mode", 0}, Type::option, false},
+        {{"beta", 0, "secret", 0}, Type::text, false},       {{"gamma", 0, "owned", 0}, Type::text, true},
+        {{"gamma", 1, "owned", 2}, Type::number, true},      {{"delta", 0, "scoped", 0}, Type::text, false},
         {{"delta", 0, "free", 0}, Type::option, false},
     };
     return all;
@@ -113,7 +113,8 @@ bool isDefault(const AppConfigService::Definitions& definitions, const AppConfig
         if (definition.name != row.name) continue;
         AppConfigService::Variable variable;
         variable.row = row;
-        variable.definition = std::shared_ptr<const AppConfigService::VariableDefinition>(std::shared_ptr<void>(), &definition);
+        variable.definition =
+            std::shared_ptr<const AppConfigService::VariableDefinition>(std::shared_ptr<void>(), &definition);
         return variable.isDefault();
     }
     return false;

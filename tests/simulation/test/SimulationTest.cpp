@@ -74,21 +74,23 @@ TEST(Simulation, GivesEachSeedAnotherCourse) {
 }
 
 TEST(Simulation, HoldsTwoHundredOperationsAndFiveFaultsInEachSeed) {
-    runner().runAll(200, 2, [](std::uint64_t i) { return generate(i + 1); },
-                    [](const Report& report) {
-                        EXPECT_GE(report.operations, 200) << "seed " << report.seed;
-                        EXPECT_GE(report.faults, 5) << "seed " << report.seed;
-                        EXPECT_FALSE(report.has(Check::stuck)) << "seed " << report.seed;
-                        EXPECT_FALSE(report.has(Check::crashed)) << "seed " << report.seed;
-                    });
+    runner().runAll(
+        200, 2, [](std::uint64_t i) { return generate(i + 1); },
+        [](const Report& report) {
+            EXPECT_GE(report.operations, 200) << "seed " << report.seed;
+            EXPECT_GE(report.faults, 5) << "seed " << report.seed;
+            EXPECT_FALSE(report.has(Check::stuck)) << "seed " << report.seed;
+            EXPECT_FALSE(report.has(Check::crashed)) << "seed " << report.seed;
+        });
 }
 
 TEST(Simulation, MeetsEveryKindOfRace) {
     std::array<std::uint64_t, races> met{};
-    runner().runAll(500, 2, [](std::uint64_t i) { return generate(i + 1); },
-                    [&](const Report& report) {
-                        for (std::size_t i = 0; i < races; ++i) met[i] += report.raceCounts[i];
-                    });
+    runner().runAll(
+        500, 2, [](std::uint64_t i) { return generate(i + 1); },
+        [&](const Report& report) {
+            for (std::size_t i = 0; i < races; ++i) met[i] += report.raceCounts[i];
+        });
     for (std::size_t i = 0; i < races; ++i) EXPECT_NE(met[i], 0U) << nameOf(static_cast<Race>(i));
 }
 

@@ -1,5 +1,3 @@
-#include "os/System.h"
-
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/eventfd.h>
@@ -15,6 +13,8 @@
 #include <string>
 #include <thread>
 #include <vector>
+
+#include "os/System.h"
 
 namespace Simulation {
 namespace {

@@ -95,19 +95,22 @@ bool World::killService(const Fault& fault) {
     ServiceHost& host = *m_services[static_cast<std::size_t>(fault.service)];
     if (!host.isRunning()) return false;
     host.kill(static_cast<StateAfter>(fault.number) == StateAfter::keptAndLosing);
-    heal(fault, [this, &fault] { serviceReturns(fault); });
+    const std::size_t definitions = host.definitionsInUse();
+    heal(fault, [this, &fault, definitions] { serviceReturns(fault, definitions); });
     return true;
 }
 
-void World::serviceReturns(const Fault& fault) {
+/// \p definitions: those that it used when it was killed.
+void World::serviceReturns(const Fault& fault, std::size_t definitions) {
     ServiceHost& host = *m_services[static_cast<std::size_t>(fault.service)];
     const auto state = static_cast<StateAfter>(fault.number);
     if (state == StateAfter::older) host.store().putBack();
     if (state == StateAfter::forgotten) host.store().forget();
-    if (state == StateAfter::older || state == StateAfter::forgotten) {
+    const bool replaced = state == StateAfter::older || state == StateAfter::forgotten;
+    if (replaced) {
         for (const auto& ledger : m_ledgers) ledger->stateReplaced(fault.service);
     }
-    startService(host);
+    startService(host, replaced ? std::nullopt : std::optional<std::size_t>(definitions));
 }
 
 bool World::killProcess(const Fault& fault) {

@@ -26,8 +26,12 @@ protected:
     virtual bool isRoomFor(AppConfigService::ConnectionId id) = 0;
 
 #if SIMULATION_CORE_ASKS_FOR_ROOM
-    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame) final { carry(id, frame, {}); }
-    bool hasRoom(AppConfigService::ConnectionId id) final { return isRoomFor(id); }
+    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame) final {
+        carry(id, frame, {});
+    }
+    bool hasRoom(AppConfigService::ConnectionId id) final {
+        return isRoomFor(id);
+    }
 
     static bool push(AppConfigService::SendQueue& queue, std::string bytes, const std::string& /*replaces*/) {
         return queue.push(std::move(bytes));
@@ -36,8 +40,7 @@ protected:
         core.drained(id, now);
     }
 #else
-    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame,
-              const std::string& replaces) final {
+    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame, const std::string& replaces) final {
         carry(id, frame, replaces);
     }
 

@@ -1,12 +1,12 @@
 #include "world/ServiceHost.h"
 
-#include "Handshake.h"
-#include "MessageIds.h"
-#include "configservice.pb.h"
-
 #include <algorithm>
 #include <cerrno>
 #include <utility>
+
+#include "Handshake.h"
+#include "MessageIds.h"
+#include "configservice.pb.h"
 
 namespace Simulation {
 
@@ -105,8 +105,7 @@ void ServiceHost::kill(bool losing) {
 }
 
 void ServiceHost::reload(std::size_t definitions) {
-    m_scheduler.trace().note(m_scheduler.now(), m_name, "reads definitions",
-                             static_cast<std::int64_t>(definitions));
+    m_scheduler.trace().note(m_scheduler.now(), m_name, "reads definitions", static_cast<std::int64_t>(definitions));
     if (!m_core) {
         m_inUse = definitions;
         return;

@@ -37,8 +37,8 @@ struct ServiceSettings {
 };
 
 /// One simulated service: the core with sessions that behave as those of the program, on simulated connections. Each
-/// piece of its work, such as one frame, one transaction or what a deadline makes due, is a step of its own. One thread,
-/// not in a fibre, but for admit().
+/// piece of its work, such as one frame, one transaction or what a deadline makes due, is a step of its own. One
+/// thread, not in a fibre, but for admit().
 class ServiceHost final : public Listener, public Steps, private OutboxOfHost {
 public:
     /// What is referred to is not owned. \p definitions: those it may be told to read, the first ones at its start.

@@ -22,11 +22,11 @@ struct Session {
     AppConfigService::SendQueue queue;
     std::string outgoing;  ///< taken from the queue, being written
     std::size_t outgoingAt = 0;
-    bool adopted = false;  ///< the core knows of it
-    bool ready = false;    ///< it stands in the list of those that could go on
-    bool cut = false;      ///< its queue was full
+    bool adopted = false;    ///< the core knows of it
+    bool ready = false;      ///< it stands in the list of those that could go on
+    bool cut = false;        ///< its queue was full
     bool wantsRoom = false;  ///< the core waits for room in its queue
-    std::string endpoint;  ///< the client's, once it has said hello
+    std::string endpoint;    ///< the client's, once it has said hello
     AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS;
 };
 

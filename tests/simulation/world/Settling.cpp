@@ -87,6 +87,12 @@ void World::inspect() {
     for (const Place& place : m_places) {
         if (place.process != nullptr) quiet.handlers(*place.ledger);
     }
+    for (const auto& host : m_services) {
+        if (!host->isRunning() || host->core()->waiting() == 0) continue;
+        m_book.findings.add(Check::stuck, "s" + std::to_string(host->number() + 1) + ": " +
+                                              std::to_string(host->core()->waiting()) +
+                                              " requests are under decision although everything is quiet");
+    }
 }
 
 void World::readAll() {

@@ -27,7 +27,8 @@ World::World(const Script& script, Images& images, const std::vector<AppConfigSe
       m_scheduler(m_random.split(), script.policy, trace),
       m_system(m_scheduler, m_random.split()),
       m_book(*this, script.services),
-      m_watch(m_book, [this](const Process& process) { return find(process); }, script.services) {
+      m_watch(
+          m_book, [this](const Process& process) { return find(process); }, script.services) {
     m_scheduler.limit(mostSwitches);
     m_book.history.isDefault = [this](int service, const AppConfigService::VariableRow& row) {
         return isDefault(m_definitions[m_services[static_cast<std::size_t>(service)]->definitionsInUse()], row);
@@ -74,11 +75,33 @@ void World::makeServices() {
     }
 }
 
-/// Starts a service, as often as it takes when its disk fails.
-void World::startService(ServiceHost& host) {
-    if (host.start()) return;
+/// Starts a service, as often as it takes when its disk fails. \p unchanged: with these definitions it must hold what
+/// was stored last.
+void World::startService(ServiceHost& host, std::optional<std::size_t> unchanged) {
+    std::vector<State> before;
+    for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
+        before.push_back(m_book.history.present(host.number(), i));
+    }
+    if (host.start()) {
+        if (unchanged == host.definitionsInUse()) compareWithBefore(host, before);
+        return;
+    }
     constexpr Time again = std::chrono::milliseconds(50);
-    m_scheduler.at(now() + again, [this, &host] { startService(host); });
+    m_scheduler.at(now() + again, [this, &host, unchanged] { startService(host, unchanged); });
+}
+
+void World::compareWithBefore(const ServiceHost& host, const std::vector<State>& before) {
+    int variable = 0;
+    for (const State& state : before) {
+        const State& after = m_book.history.present(host.number(), variable);
+        if (after.value != state.value || after.options != state.options || after.index != state.index ||
+            after.read != state.read || after.write != state.write) {
+            m_book.findings.add(Check::acknowledged, "s" + std::to_string(host.number() + 1) + ": " +
+                                                         display(variable) + ": " + quoted(state.value) +
+                                                         " was stored; after a restart it is " + quoted(after.value));
+        }
+        ++variable;
+    }
 }
 
 ProcessPlan World::planOf(const ProcessScript& script) const {
@@ -100,7 +123,8 @@ void World::startProcess(Place& place) {
     m_processes.push_back(std::make_unique<Process>());
     Process& process = *m_processes.back();
     constexpr int pidsPerProcess = 100;
-    process.name = "p" + std::to_string(place.number + 1) + std::string(static_cast<std::size_t>(place.lives - 1), '\'');
+    process.name =
+        "p" + std::to_string(place.number + 1) + std::string(static_cast<std::size_t>(place.lives - 1), '\'');
     process.pid = pidsPerProcess * (place.number + 1) + place.lives;
     process.uid = place.script->uid;
     process.locals = image->locals;

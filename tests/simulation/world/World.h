@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -50,7 +51,8 @@ private:
     std::unique_lock<std::recursive_mutex> lock() override { return {}; }
 
     void makeServices();
-    void startService(ServiceHost& host);
+    void startService(ServiceHost& host, std::optional<std::size_t> unchanged = std::nullopt);
+    void compareWithBefore(const ServiceHost& host, const std::vector<State>& before);
     void startProcess(Place& place);
     void runThread(Place& place, Ledger& ledger, std::size_t thread);
     ProcessPlan planOf(const ProcessScript& script) const;
@@ -63,7 +65,7 @@ private:
     void after(Time time, std::function<void()> action);
     bool apply(const Fault& fault);
     bool killService(const Fault& fault);
-    void serviceReturns(const Fault& fault);
+    void serviceReturns(const Fault& fault, std::size_t definitions);
     bool killProcess(const Fault& fault);
     void heal(const Fault& fault, std::function<void()> action);
     void lookForEnd();
