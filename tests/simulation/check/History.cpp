@@ -29,14 +29,20 @@ bool same(const State& a, const State& b) {
 }  // namespace
 
 History::History(int services, int variables)
-    : m_variables(variables), m_states(static_cast<std::size_t>(services * variables), States(1)) {}
+    : m_variables(variables),
+      m_states(static_cast<std::size_t>(services) * static_cast<std::size_t>(variables), States(1)) {}
+
+std::size_t History::place(int service, int variable) const {
+    return static_cast<std::size_t>(service) * static_cast<std::size_t>(m_variables) +
+           static_cast<std::size_t>(variable);
+}
 
 const History::States& History::states(int service, int variable) const {
-    return m_states[static_cast<std::size_t>(service * m_variables + variable)];
+    return m_states[place(service, variable)];
 }
 
 History::States& History::states(int service, int variable) {
-    return m_states[static_cast<std::size_t>(service * m_variables + variable)];
+    return m_states[place(service, variable)];
 }
 
 State History::stateOf(int service, const AppConfigService::VariableRow& row) const {

@@ -59,6 +59,7 @@ public:
 private:
     using States = std::vector<State>;
 
+    std::size_t place(int service, int variable) const;
     const States& states(int service, int variable) const;
     States& states(int service, int variable);
     void add(int service, int variable, State state);

@@ -1,7 +1,6 @@
 #include "os/Network.h"
 
 #include <algorithm>
-#include <cstring>
 
 namespace Simulation {
 
@@ -55,7 +54,7 @@ std::size_t Pipe::receive(char* buffer, std::size_t most) {
     while (count < most && hasArrived()) {
         const std::string& bytes = m_chunks.front().bytes;
         const std::size_t part = std::min(most - count, bytes.size() - m_taken);
-        std::memcpy(buffer + count, bytes.data() + m_taken, part);
+        std::copy_n(bytes.data() + m_taken, part, buffer + count);
         count += part;
         m_taken += part;
         if (m_taken == bytes.size()) {

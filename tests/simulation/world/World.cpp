@@ -79,6 +79,7 @@ void World::makeServices() {
 /// was stored last.
 void World::startService(ServiceHost& host, std::optional<std::size_t> unchanged) {
     std::vector<State> before;
+    before.reserve(variables().size());
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
         before.push_back(m_book.history.present(host.number(), i));
     }
