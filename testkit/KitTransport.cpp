@@ -49,7 +49,7 @@ KitTransport::Target& KitTransport::targetOf(const MSG_Callback& row) {
     for (Target& target : m_targets) {
         if (target.entry == row.entry && target.context == row.context) return target;
     }
-    return m_targets.emplace_back(Target{row.entry, row.context, this});
+    return m_targets.emplace_back(row, this);
 }
 
 void KitTransport::deliver(void* context, const MSG_Message* message) {

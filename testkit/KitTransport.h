@@ -10,6 +10,7 @@
 
 #include "AppConfig/TestKit.h"
 #include "PbUtils.h"
+#include "StandIn.h"
 
 namespace AppConfigTest {
 
@@ -38,6 +39,10 @@ private:
         MSG_Entry entry;
         void* context;
         KitTransport* owner;
+        AppConfigHost::StandIn inFront;
+
+        Target(const MSG_Callback& row, KitTransport* transport)
+            : entry(row.entry), context(row.context), owner(transport), inFront(this, row.context) {}
     };
 
     static void deliver(void* context, const MSG_Message* message);

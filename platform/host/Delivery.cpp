@@ -25,19 +25,23 @@ Deadline now() {
     return Deadline::after({});
 }
 
+}  // namespace
+
 /// Application code runs as long as this stands.
-class Depth {
+class Delivery::Depth {
 public:
-    explicit Depth(int& depth) : m_depth(depth) { ++m_depth; }
-    ~Depth() { --m_depth; }
+    explicit Depth(Delivery& delivery) : m_delivery(delivery) {
+        if (m_delivery.m_depth++ == 0) m_delivery.m_activity->began();
+    }
+    ~Depth() {
+        if (--m_delivery.m_depth == 0) m_delivery.m_activity->ended();
+    }
     Depth(const Depth&) = delete;
     Depth& operator=(const Depth&) = delete;
 
 private:
-    int& m_depth;
+    Delivery& m_delivery;
 };
-
-}  // namespace
 
 Delivery::Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
                    const TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended)
@@ -64,8 +68,29 @@ Outcome Delivery::add(const std::string& endpoint) {
             return {TRANSPORT_OUT_OF_RESOURCES, error.what()};
         }
     }
-    if (m_reachability.add(endpoint)) m_wake.set();
+    if (m_reachability.add(endpoint)) m_wake->set();
     return {};
+}
+
+void Delivery::renew(const std::string& endpoint) {
+    m_reachability.renew(endpoint);
+    m_wake->set();
+}
+
+void Delivery::deliverAfter(const std::shared_ptr<HandlerActivity>& other) {
+    if (!other->setWhenEnded(m_wake)) return;
+    const AppConfig::PlainLock lock(m_mutex);
+    m_before.push_back(other);
+    m_mustWait.store(true);
+}
+
+bool Delivery::mayDeliver() {
+    if (!m_mustWait.load()) return true;
+    const AppConfig::PlainLock lock(m_mutex);
+    const auto hasEnded = [](const auto& activity) { return !activity->isRunning(); };
+    m_before.erase(std::remove_if(m_before.begin(), m_before.end(), hasEnded), m_before.end());
+    m_mustWait.store(!m_before.empty());
+    return m_before.empty();
 }
 
 bool Delivery::isDeliveryThread() const {
@@ -77,7 +102,7 @@ void Delivery::awaitConnection(const std::string& endpoint, bool justConnected, 
     if (attempts == 0) return;
     const Deadline half = deadline.halfway();
     if (!isDeliveryThread()) {
-        m_wake.set();
+        m_wake->set();
         m_reachability.await(endpoint, attempts, half);
         return;
     }
@@ -86,7 +111,7 @@ void Delivery::awaitConnection(const std::string& endpoint, bool justConnected, 
 
 void Delivery::end() {
     m_reachability.stop();
-    m_wake.set();
+    m_wake->set();
     std::thread thread;
     {
         const AppConfig::PlainLock lock(m_mutex);
@@ -116,7 +141,7 @@ void Delivery::run() {
 bool Delivery::turn(int fd, short events, Deadline deadline) {
     const Deadline until = doWhatIsDue().orEarlier(deadline);
 
-    std::vector<pollfd> fds{{m_wake.fd(), POLLIN, 0}, {m_ended.fd(), POLLIN, 0}, {fd, events, 0}};
+    std::vector<pollfd> fds{{m_wake->fd(), POLLIN, 0}, {m_ended.fd(), POLLIN, 0}, {fd, events, 0}};
     const std::size_t first = fds.size();
     std::vector<std::pair<Remote*, std::shared_ptr<FrameStream>>> watched;
     for (const auto& remote : m_remotes) {
@@ -125,7 +150,7 @@ bool Delivery::turn(int fd, short events, Deadline deadline) {
         watched.emplace_back(remote.get(), remote->stream);
     }
     if (poll(fds.data(), fds.size(), until.pollTimeout()) < 0) return false;
-    if (fds[0].revents != 0) m_wake.clear();
+    if (fds[0].revents != 0) m_wake->clear();
 
     for (std::size_t i = 0; i < watched.size(); ++i) {
         auto& [remote, stream] = watched[i];
@@ -152,6 +177,11 @@ Deadline Delivery::doWhatIsDue() {
     // By index: an observer that is called from here may add endpoints.
     for (std::size_t i = 0; i < m_remotes.size(); ++i) {
         Remote& remote = *m_remotes[i];
+        if (m_reachability.mustRenew(remote.endpoint)) {
+            if (remote.phase != Phase::paused) lose(remote, {TRANSPORT_BROKEN_OFF, {}});
+            m_reachability.renewalBegins(remote.endpoint);
+            remote.nextAttempt = now();
+        }
         tellRegistrations(remote);
         // What has come before the connection was lost must be delivered before its resume point is told.
         if (remote.phase == Phase::paused && remote.queued == 0) {
@@ -198,7 +228,7 @@ void Delivery::tellRegistrations(Remote& remote) {
         if (!told.ok()) lose(remote, told);
     }
     for (const RegistrationReport& report : remote.registrations.takeReports()) {
-        const Depth depth(m_depth);
+        const Depth depth(*this);
         m_options.onRegistration(report);
     }
 }
@@ -303,7 +333,7 @@ void Delivery::enqueue(Remote& remote, Frame& frame) {
 }
 
 void Delivery::deliverQueued() {
-    while (!m_queue.empty() && !m_ended.isSet()) {
+    while (!m_queue.empty() && !m_ended.isSet() && mayDeliver()) {
         const Queued next = std::move(m_queue.front());
         m_queue.pop_front();
         m_queuedBytes -= next.frame.payload().size();
@@ -363,13 +393,13 @@ bool Delivery::dispatch(const std::string& endpoint, const Frame& frame, MSG_Add
                    m_localEndpoint.c_str(), sender),
         MSG_Destroy);
     if (message == nullptr) return false;
-    const Depth depth(m_depth);
+    const Depth depth(*this);
     return m_handlers.dispatch(endpoint, message.get());
 }
 
 void Delivery::observe(const Remote& remote, bool connected) {
     if (!m_options.onConnection) return;
-    const Depth depth(m_depth);
+    const Depth depth(*this);
     m_options.onConnection(remote.endpoint, connected);
 }
 

@@ -14,6 +14,7 @@
 #include "Connector.h"
 #include "EventFlag.h"
 #include "FrameStream.h"
+#include "HandlerActivity.h"
 #include "OpenAsks.h"
 #include "Reachability.h"
 #include "RegistrationTeller.h"
@@ -47,7 +48,17 @@ public:
     Outcome add(const std::string& endpoint);
 
     /// The book of registrations has changed, so that an endpoint may have to be told. Any thread; does not block.
-    void registrationsChanged() { m_wake.set(); }
+    void registrationsChanged() { m_wake->set(); }
+
+    /// Gives up the connection to \p endpoint for another at once. Any thread; does not block.
+    void renew(const std::string& endpoint);
+
+    /// Delivers no notifications as long as the application code goes on that \p other watches now. Any thread; does
+    /// not block.
+    void deliverAfter(const std::shared_ptr<HandlerActivity>& other) APPCONFIG_EXCLUDES(m_mutex);
+
+    /// \return what watches the handlers of this object.
+    const std::shared_ptr<HandlerActivity>& activity() const { return m_activity; }
 
     /// \return whether the caller is this object's thread.
     bool isDeliveryThread() const;
@@ -107,6 +118,7 @@ private:
     void report(Remote& remote, const Outcome& why);
     void schedule(Remote& remote);
     void enqueue(Remote& remote, Frame& frame);
+    bool mayDeliver() APPCONFIG_EXCLUDES(m_mutex);
     void deliverQueued();
     void deliver(const Queued& next);
     void answer(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
@@ -123,13 +135,18 @@ private:
     const std::string& m_localEndpoint;
     const EventFlag& m_ended;
 
-    // Each synchronises itself.
-    EventFlag m_wake;
+    class Depth;
+
+    // Each synchronises itself. Shared with the transports that took this one's place, or whose place it takes.
+    const std::shared_ptr<EventFlag> m_wake = std::make_shared<EventFlag>();
+    const std::shared_ptr<HandlerActivity> m_activity = std::make_shared<HandlerActivity>();
     Reachability m_reachability;
     OpenAsks m_asks;
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
+    std::vector<std::shared_ptr<HandlerActivity>> m_before APPCONFIG_GUARDED_BY(m_mutex);
+    std::atomic<bool> m_mustWait{false};  ///< m_before is not empty
     /// Set and cleared by the delivery thread alone, so each thread reads here surely whether it is that one. An id and
     /// no thread_local: several of a simulation's threads may run on one of the system's.
     std::atomic<std::thread::id> m_threadId{};

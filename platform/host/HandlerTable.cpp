@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "MessageIds.h"
+#include "StandIn.h"
 
 namespace AppConfigHost {
 
@@ -27,7 +28,7 @@ bool isSameRow(const MSG_Callback& one, const MSG_Callback& other) {
            one.lastId == other.lastId;
 }
 
-void HandlerTable::add(const MSG_Callback* table) {
+std::set<std::string> HandlerTable::add(const MSG_Callback* table) {
     const std::set<std::string> endpoints = m_named.take();
     const AppConfig::PlainLock lock(m_mutex);
     auto next = std::make_shared<Rows>(*m_rows);
@@ -36,12 +37,31 @@ void HandlerTable::add(const MSG_Callback* table) {
         // A link that is given back a transport that it had before adds its table once more.
         auto row = std::find_if(next->rows.begin(), next->rows.end(),
                                 [table](const Row& present) { return isSameRow(present.callback, *table); });
-        if (row == next->rows.end()) row = next->rows.insert(row, Row{*table, false, {}});
+        if (row == next->rows.end())
+            row = next->rows.insert(row, Row{*table, StandIn::contextBehind(table->context), false, {}, {}});
         row->takesAll = row->takesAll || endpoints.empty();
         row->endpoints.insert(endpoints.begin(), endpoints.end());
+        for (const std::string& endpoint : endpoints) row->ceded.erase(endpoint);
         next->owned.insert(endpoints.begin(), endpoints.end());
     }
     m_rows = std::move(next);
+    return endpoints;
+}
+
+bool HandlerTable::cede(void* link, const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    auto next = std::make_shared<Rows>(*m_rows);
+    bool others = false;
+    for (Row& row : next->rows) {
+        if (row.endpoints.count(endpoint) == 0) continue;
+        if (row.link == link) {
+            row.ceded.insert(endpoint);
+        } else if (row.ceded.count(endpoint) == 0) {
+            others = true;
+        }
+    }
+    m_rows = std::move(next);
+    return others;
 }
 
 bool HandlerTable::dispatch(const std::string& endpoint, const MSG_Message* message) const {
@@ -52,10 +72,12 @@ bool HandlerTable::dispatch(const std::string& endpoint, const MSG_Message* mess
     }
     const std::uint32_t id = MSG_GetId(message);
     const bool isOwned = current->owned.count(endpoint) != 0;
+    const bool isAsk = MSG_GetSender(message) != 0;
     bool calm = true;
     for (const Row& row : current->rows) {
         if (id < row.callback.firstId || id > row.callback.lastId) continue;
         if (isOwned && !row.takesAll && row.endpoints.count(endpoint) == 0) continue;
+        if (!isAsk && row.ceded.count(endpoint) != 0) continue;
         try {
             row.callback.entry(row.callback.context, message);
         } catch (const std::exception& thrown) {

@@ -28,20 +28,26 @@ public:
 
     /// Copies the rows of \p table up to the all-zero one. They belong to the endpoints that the calling thread has
     /// named since it last called this; when there are none, they take messages from everywhere. A row that is there
-    /// already is not added again: it takes, from now on, also what the new table takes.
-    void add(const MSG_Callback* table);
+    /// already is not added again: it takes, from now on, also what the new table takes. \return those endpoints.
+    std::set<std::string> add(const MSG_Callback* table);
+
+    /// From the next message on, the rows behind which \p link stands take nothing from \p endpoint but what asks for
+    /// an answer, until they are added for it again. \return whether rows of others take notifications from it.
+    bool cede(void* link, const std::string& endpoint);
 
     /// Calls, in the order in which they were added, the entries of the rows whose range holds the message's id and
-    /// which take messages from \p endpoint. An endpoint that no row belongs to reaches every row. A handler that
-    /// throws is reported on standard error, and the next one is called all the same.
-    /// \return whether none has thrown.
+    /// which take messages from \p endpoint. An endpoint that no row belongs to reaches every row. What asks for an
+    /// answer has a sender. A handler that throws is reported on standard error, and the next one is called all the
+    /// same. \return whether none has thrown.
     bool dispatch(const std::string& endpoint, const MSG_Message* message) const;
 
 private:
     struct Row {
         MSG_Callback callback;
+        void* link;  ///< the context behind the row's own
         bool takesAll = false;
         std::set<std::string> endpoints;
+        std::set<std::string> ceded;  ///< those of them whose notifications it does not take
     };
 
     /// Never changed once it is in use: a dispatch goes on with the one that it began with.

@@ -20,9 +20,30 @@ std::vector<std::string> Reachability::takeAdded() {
     return std::exchange(m_added, {});
 }
 
+void Reachability::renew(const std::string& endpoint) {
+    const PlainLock lock(m_mutex);
+    const auto found = m_states.find(endpoint);
+    if (found != m_states.end()) found->second.mustRenew = true;
+}
+
+bool Reachability::mustRenew(const std::string& endpoint) const {
+    const PlainLock lock(m_mutex);
+    const auto found = m_states.find(endpoint);
+    return found != m_states.end() && found->second.mustRenew;
+}
+
+void Reachability::renewalBegins(const std::string& endpoint) {
+    const PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    state.mustRenew = false;
+    state.renewing = true;
+}
+
 void Reachability::attemptEnded(const std::string& endpoint, int fd) {
     const PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
+    if (state.mustRenew) return;
+    state.renewing = false;
     ++state.attempts;
     state.fd = fd;
     state.nudged = false;
@@ -44,7 +65,7 @@ std::uint64_t Reachability::attemptsToAwait(const std::string& endpoint, bool ju
     const auto found = m_states.find(endpoint);
     if (found == m_states.end()) return 0;
     State& state = found->second;
-    if (state.attempts == 0) return 1;
+    if (state.attempts == 0 || state.mustRenew || state.renewing) return state.attempts + 1;
     // The descriptor is closed only after lost(), so it can be looked at here. It may be dead although the delivery
     // thread, busy with a handler, has not seen it yet.
     if (!justConnected || (state.fd >= 0 && !peerHasGone(state.fd))) return 0;

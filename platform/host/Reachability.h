@@ -22,6 +22,13 @@ public:
     /// \return the endpoints that were added since the last call.
     std::vector<std::string> takeAdded();
 
+    /// The connection to \p endpoint, if there is one, is to be given up for another. An attempt that is under way does
+    /// not count.
+    void renew(const std::string& endpoint);
+    bool mustRenew(const std::string& endpoint) const;
+    /// It is given up; the next attempt counts.
+    void renewalBegins(const std::string& endpoint);
+
     /// An attempt has ended; \p fd is the connection, -1 when there is none.
     void attemptEnded(const std::string& endpoint, int fd);
 
@@ -50,6 +57,8 @@ private:
         std::uint64_t attempts = 0;
         int fd = -1;
         bool nudged = false;
+        bool mustRenew = false;
+        bool renewing = false;
     };
 
     bool haveEndedLocked(const std::string& endpoint, std::uint64_t attempts) const APPCONFIG_REQUIRES(m_mutex);

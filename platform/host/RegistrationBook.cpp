@@ -1,5 +1,7 @@
 #include "RegistrationBook.h"
 
+#include <algorithm>
+
 #include "MessageIds.h"
 #include "ReplyError.h"
 #include "configservice.pb.h"
@@ -28,6 +30,17 @@ RegistrationPage::Key keyOf(RegistrationPage& page, const Request& request) {
     return {name, request.type(), page.share(request.callback_name()), page.share(request.client_name())};
 }
 
+/// A requester's name ends with the local endpoint of the transport that it uses.
+std::string renamed(const std::string& requester, const std::string& from, const std::string& to) {
+    const std::size_t rest = requester.size() - std::min(from.size(), requester.size());
+    return requester.compare(rest, std::string::npos, from) == 0 ? requester.substr(0, rest) + to : requester;
+}
+
+RegistrationPage::Key renamed(RegistrationPage& page, const RegistrationPage::Key& key, const std::string& from,
+                              const std::string& to) {
+    return {key.name, key.type, page.share(*key.callback), page.share(renamed(*key.requester, from, to))};
+}
+
 /// \return what the service said; a number that no enum knows counts as well.
 int errorIn(const Frame& reply) {
     ConfigIF::RegisterClientCallbackRsp response;
@@ -42,6 +55,7 @@ RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint
     const std::uint32_t id = request.message_id();
     if (!mayConcern(id)) return;
     const AppConfig::PlainLock lock(m_book.m_mutex);
+    m_isLate = m_book.m_ceded.count(endpoint) != 0;
     RegistrationPage& page = m_book.page(endpoint);
     if (id == registerId) {
         ConfigIF::RegisterClientCallbackReq message;
@@ -80,6 +94,46 @@ bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
     return true;
 }
 
+void RegistrationBook::Call::repeatEnd(RegistrationBook& other, const std::string& from, const std::string& to) const {
+    const AppConfig::PlainLock lock(other.m_mutex);
+    RegistrationPage& page = other.page(m_endpoint);
+    if (m_request.message_id() == unregisterId && m_number != 0) {
+        page.withdraw(renamed(page, m_key, from, to));
+    } else if (m_request.message_id() == unregisterAllId) {
+        ConfigIF::UnregisterAllClientCallbacksReq message;
+        if (!message.ParsePartialFromString(m_request.payload())) return;
+        page.withdrawAll(renamed(message.client_name(), from, to));
+    }
+}
+
+std::vector<RegistrationPage::Held> RegistrationBook::held(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return page(endpoint).held();
+}
+
+std::vector<RegistrationPage::Held> RegistrationBook::cede(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    m_ceded.insert(endpoint);
+    return page(endpoint).held();
+}
+
+void RegistrationBook::withdrawCeded(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    if (m_ceded.count(endpoint) != 0) page(endpoint).withdrawAll();
+}
+
+void RegistrationBook::reopen(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    m_ceded.erase(endpoint);
+}
+
+void RegistrationBook::adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows,
+                             const std::string& from, const std::string& to) {
+    const AppConfig::PlainLock lock(m_mutex);
+    RegistrationPage& mine = page(endpoint);
+    for (const RegistrationPage::Held& row : rows) mine.adopt(renamed(mine, row.key, from, to), row.role);
+}
+
 RegistrationPage& RegistrationBook::page(const std::string& endpoint) {
     return m_pages.try_emplace(endpoint, m_options).first->second;
 }
@@ -107,6 +161,11 @@ std::optional<Frame> RegistrationBook::next(const std::string& endpoint) {
 bool RegistrationBook::answered(const std::string& endpoint, const Frame& registered) {
     const AppConfig::PlainLock lock(m_mutex);
     return page(endpoint).answered(registered);
+}
+
+bool RegistrationBook::isSettled(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return page(endpoint).isSettled();
 }
 
 Deadline RegistrationBook::nextTry(const std::string& endpoint) {

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -29,6 +30,12 @@ public:
         /// this object.
         Call(RegistrationBook& book, const std::string& endpoint, const Frame& request);
 
+        /// \return whether the endpoint had been ceded before, so that another transport has to be told.
+        bool isLate() const { return m_isLate; }
+
+        /// Withdraws from \p other what this call has unregistered, if it has.
+        void repeatEnd(RegistrationBook& other, const std::string& from, const std::string& to) const;
+
         /// The request has ended with \p outcome; \p reply is the frame that answered it, if one did.
         /// \return whether the delivery thread may have something to do now.
         bool end(const Outcome& outcome, const Frame& reply);
@@ -39,7 +46,19 @@ public:
         const Frame& m_request;
         std::uint64_t m_number = 0;
         RegistrationPage::Key m_key;
+        bool m_isLate = false;
     };
+
+    // For a transport that takes the place of this one, or whose place this one takes; see Handover. \p from and \p to
+    // are the local endpoints of the former and of this one, by which the rows' requesters are told apart.
+    std::vector<RegistrationPage::Held> held(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    /// Up to reopen(), calls are late. \return what is registered at \p endpoint.
+    std::vector<RegistrationPage::Held> cede(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    /// Withdraws that, unless the endpoint was reopened.
+    void withdrawCeded(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    void reopen(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    void adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows, const std::string& from,
+               const std::string& to) APPCONFIG_EXCLUDES(m_mutex);
 
     // For the delivery thread; see RegistrationPage.
     void describe(const std::string& endpoint, Hello& hello) APPCONFIG_EXCLUDES(m_mutex);
@@ -47,6 +66,7 @@ public:
     void lost(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     std::optional<Frame> next(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     bool answered(const std::string& endpoint, const Frame& registered) APPCONFIG_EXCLUDES(m_mutex);
+    bool isSettled(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     Deadline nextTry(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
 
     /// How the registrations at one endpoint fare.
@@ -62,6 +82,7 @@ private:
     const PbUtility::TransportOptions& m_options;
     AppConfig::PlainMutex m_mutex;
     std::map<std::string, RegistrationPage> m_pages APPCONFIG_GUARDED_BY(m_mutex);
+    std::set<std::string> m_ceded APPCONFIG_GUARDED_BY(m_mutex);
 };
 
 }  // namespace AppConfigHost

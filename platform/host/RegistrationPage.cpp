@@ -84,6 +84,7 @@ void RegistrationPage::erase(Rows::iterator row) {
 
 void RegistrationPage::withdraw(const Key& key) {
     const auto row = m_rows.try_emplace(key).first;
+    setError(row, 0, false);
     row->second.held = false;
     row->second.number = ++m_last;
     queue(row);
@@ -114,6 +115,32 @@ void RegistrationPage::unregisteringAll(const std::string& requester) {
         if (*row->first.requester == requester) erase(row);
         row = next;
     }
+}
+
+std::vector<RegistrationPage::Held> RegistrationPage::held() const {
+    std::vector<Held> all;
+    for (const auto& [key, row] : m_rows) {
+        if (row.held) all.push_back({key, row.role});
+    }
+    return all;
+}
+
+void RegistrationPage::adopt(const Key& key, int role) {
+    const auto row = m_rows.try_emplace(key).first;
+    row->second.role = role;
+    row->second.held = true;
+    row->second.number = ++m_last;
+    queue(row);
+}
+
+void RegistrationPage::withdrawAll(const std::string& requester) {
+    for (const Held& one : held()) {
+        if (*one.key.requester == requester) withdraw(one.key);
+    }
+}
+
+void RegistrationPage::withdrawAll() {
+    for (const Held& one : held()) withdraw(one.key);
 }
 
 void RegistrationPage::ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error) {

@@ -39,6 +39,23 @@ public:
     std::uint64_t unregistering(const Key& key);
     void unregisteringAll(const std::string& requester);
 
+    /// One registration and the role that it was made with.
+    struct Held {
+        Key key;
+        std::int32_t role = 0;
+    };
+
+    // What another transport of this process has registered for and passes on to this one, or the other way round.
+    std::vector<Held> held() const;
+    void adopt(const Key& key, int role);
+    /// The service is to be told that it holds \p key no more, whether it did or not.
+    void withdraw(const Key& key);
+    void withdrawAll(const std::string& requester);
+    void withdrawAll();
+
+    /// \return whether everything has been told and answered, if only with a refusal.
+    bool isSettled() const { return m_queue.empty() && !m_underWay && !m_complete; }
+
     /// The request numbered \p number, which registered or unregistered \p key, has ended. \p error is the service's.
     void ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error);
 
@@ -99,7 +116,6 @@ private:
     void queue(Rows::iterator row) { set(row, State::queued); }
     void refuse(Rows::iterator row, int error);
     void confirm(Rows::iterator row);
-    void withdraw(const Key& key);
     void erase(Rows::iterator row);
     void settle(const Sent& sent, int error);
     void giveUpRetrying(const std::vector<Sent>& tried);

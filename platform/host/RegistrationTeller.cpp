@@ -4,6 +4,8 @@
 #include <optional>
 #include <utility>
 
+#include "Handover.h"
+
 namespace AppConfigHost {
 
 using namespace PbUtility;
@@ -23,7 +25,9 @@ Outcome RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
 
 bool RegistrationTeller::answered(const Frame& registered) {
     m_answerDue = Deadline::never();
-    return m_book.answered(m_endpoint, registered);
+    if (!m_book.answered(m_endpoint, registered)) return false;
+    if (m_book.isSettled(m_endpoint)) Handover::ofProcess().settled(m_book, m_endpoint);
+    return true;
 }
 
 std::vector<RegistrationReport> RegistrationTeller::takeReports() {

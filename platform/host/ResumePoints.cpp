@@ -44,6 +44,37 @@ void ResumePoints::registeredInVain(const std::string& endpoint) {
     state.early = !state.point;
 }
 
+ResumePoints::State ResumePoints::copyOf(const std::string& endpoint) const {
+    const AppConfig::PlainLock lock(m_mutex);
+    const auto found = m_states.find(endpoint);
+    return found != m_states.end() ? found->second : State{};
+}
+
+void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& former) {
+    const State theirs = former.copyOf(endpoint);
+    const AppConfig::PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    if (!theirs.point && !state.point) {
+        state.early = true;
+    } else if (!state.point) {
+        state.point = theirs.point;
+        // What was registered here before has waited for all changes.
+        if (state.early && state.point->joined) *state.point = {state.point->timeline, 0, 0};
+    } else if (!theirs.point) {
+        if (state.point->joined) state.point->joined = 0;
+    } else if (theirs.point->timeline != state.point->timeline || !theirs.point->joined) {
+        state.point->joined.reset();
+    } else if (state.point->joined) {
+        state.point->joined = std::min(*state.point->joined, *theirs.point->joined);
+    }
+    for (const Seen& seen : theirs.seen) note(state, seen.timeline, seen.number);
+    if (theirs.point) note(state, theirs.point->timeline, theirs.point->delivered);
+    state.crowded = state.crowded || theirs.crowded;
+    state.crowdedTold = false;
+    // The present connection was made without knowing this.
+    ++state.connection;
+}
+
 void ResumePoints::join(State& state, const Welcome& welcome) {
     state.point = Point{welcome.timeline(), welcome.changes(), welcome.changes()};
 }
@@ -66,7 +97,10 @@ bool ResumePoints::greetedForDelivery(const std::string& endpoint, std::uint64_t
 
 void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
     const AppConfig::PlainLock lock(m_mutex);
-    State& state = m_states[endpoint];
+    note(m_states[endpoint], timeline, number);
+}
+
+void ResumePoints::note(State& state, std::uint64_t timeline, std::uint64_t number) {
     if (state.point && state.point->timeline == timeline && number <= state.point->delivered) return;
     for (Seen& seen : state.seen) {
         if (seen.timeline != timeline) continue;

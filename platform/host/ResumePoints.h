@@ -31,6 +31,10 @@ public:
     /// before all changes, since it has been waiting for them.
     void registeredInVain(const std::string& endpoint);
 
+    /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
+    /// connection on, this client has known the service for as long as either of the two, and has seen what both have.
+    void takeOver(const std::string& endpoint, const ResumePoints& former);
+
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
     void greetedForRequests(const std::string& endpoint, const Welcome& welcome);
 
@@ -70,6 +74,8 @@ private:
 
     static void describe(const State& state, Hello& hello);
     static void join(State& state, const Welcome& welcome);
+    static void note(State& state, std::uint64_t timeline, std::uint64_t number);
+    State copyOf(const std::string& endpoint) const;
     template <typename Predicate>
     static void forgetSeen(State& state, const Predicate& isCovered);
 

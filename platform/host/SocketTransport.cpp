@@ -14,6 +14,7 @@
 #include "Endpoint.h"
 #include "EventFlag.h"
 #include "HandlerTable.h"
+#include "Handover.h"
 #include "Handshake.h"
 #include "MessageIds.h"
 #include "RegistrationBook.h"
@@ -107,12 +108,15 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
       m_handlers(std::make_unique<HandlerTable>()),
       m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),
       m_delivery(std::make_unique<Delivery>(*m_connector, *m_resume, *m_book, *m_handlers, m_options, m_localEndpoint,
-                                            *m_ended)) {
+                                            *m_ended)),
+      m_member(std::make_unique<HandoverMember>(
+          HandoverMember{*m_handlers, *m_book, *m_resume, *m_delivery, m_localEndpoint})) {
     MSG_BindOwner(m_localEndpoint.c_str(), &SocketTransport::carry, this);
 }
 
 SocketTransport::~SocketTransport() {
     end();
+    Handover::ofProcess().leave(*m_member);
 }
 
 void SocketTransport::end() {
@@ -165,6 +169,7 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
         if (!outcome.ok()) m_resume->registeredInVain(endpoint);
         m_delivery->registrationsChanged();
     }
+    if (registration.isLate()) Handover::ofProcess().forward(*m_member, endpoint, registration);
     return outcome;
 }
 
@@ -212,7 +217,7 @@ int SocketTransport::addRemoteEndpoint(const std::string& endpoint, int /*channe
 
 int SocketTransport::addHandlers(const MSG_Callback* table) {
     if (table == nullptr) return finish("addHandlers", {TRANSPORT_BAD_ARGUMENT, "no table"});
-    m_handlers->add(table);
+    Handover::ofProcess().claim(*m_member, table, m_handlers->add(table));
     return finish({}, {});
 }
 

@@ -14,6 +14,7 @@ class Delivery;
 class EventFlag;
 class Frame;
 class HandlerTable;
+struct HandoverMember;
 class RegistrationBook;
 class RequestConnections;
 class ResumePoints;
@@ -38,6 +39,13 @@ namespace PbUtility {
 /// table; so a table belongs to the endpoints that its thread has named since it last added one, and gets what comes
 /// from them and nothing else. A table that was added without naming an endpoint gets everything. What comes from an
 /// endpoint that no table belongs to goes to every table.
+///
+/// A table's context stands for a link. When another transport of the process is added rows with a context that this
+/// one has, for an endpoint of the same name, then the link has moved there: the other one registers for everything
+/// that was registered for here and brings the link the notifications alone from then on, beginning with what changed
+/// since this one first reached the service, as it is then; here everything is withdrawn, unless another link still
+/// uses the endpoint over this transport. This transport may be destroyed after that. Rows without a context stand for
+/// no link.
 ///
 /// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
 /// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
@@ -112,6 +120,7 @@ private:
     const std::unique_ptr<AppConfigHost::HandlerTable> m_handlers;
     const std::unique_ptr<AppConfigHost::RequestConnections> m_requests;
     const std::unique_ptr<AppConfigHost::Delivery> m_delivery;
+    const std::unique_ptr<AppConfigHost::HandoverMember> m_member;
 };
 
 }  // namespace PbUtility

@@ -51,7 +51,12 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     Client& client = m_clients.insert(key);
     if (!known) m_log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
     Standing standing = standingOf(frame.hello());
-    if (!std::exchange(client.joinedKnown, true)) client.joined = standing.joined;
+    if (!std::exchange(client.joinedKnown, true)) {
+        client.joined = standing.joined;
+    } else if (frame.hello().purpose() == AppConfigHost::DELIVERY) {
+        // A transport that took another's place in its process has known this state for longer than it had told.
+        client.joined = std::min(client.joined, standing.joined);
+    }
     // One without a point began with its first connection, whichever that was.
     if (standing.fresh && client.joined) standing.joined = standing.delivered = client.joined;
     client.goneSince.reset();

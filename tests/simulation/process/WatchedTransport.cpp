@@ -77,7 +77,7 @@ int WatchedTransport::addHandlers(const MSG_Callback* table) {
         for (const MSG_Callback* row = table; row->entry != nullptr; ++row) {
             // Equal rows stay equal: the transport tells a table that it has from a new one by its rows.
             Row& own =
-                m_rows.emplace(std::make_tuple(row->entry, row->context, row->firstId), Row{this, *row}).first->second;
+                m_rows.try_emplace(std::make_tuple(row->entry, row->context, row->firstId), this, *row).first->second;
             wrapped.push_back({&WatchedTransport::entry, &own, row->firstId, row->lastId, row->reserved});
         }
     }

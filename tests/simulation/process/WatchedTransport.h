@@ -7,6 +7,7 @@
 #include <tuple>
 
 #include "PbUtils.h"
+#include "StandIn.h"
 #include "UnixTransport.h"
 #include "process/ProcessCode.h"
 
@@ -35,6 +36,10 @@ private:
     struct Row {
         WatchedTransport* transport;
         MSG_Callback row;
+        AppConfigHost::StandIn inFront;
+
+        Row(WatchedTransport* owner, const MSG_Callback& watched)
+            : transport(owner), row(watched), inFront(this, watched.context) {}
     };
 
     static void entry(void* context, const MSG_Message* message);
