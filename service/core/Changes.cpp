@@ -46,8 +46,9 @@ void Changes::submit(ChangeRequest request) {
     turn(*operation->variable);
 }
 
-Verdict Changes::admit(Operation& operation) {
+Verdict Changes::admit(Operation& operation) const {
     const Variable& variable = *operation.variable;
+    operation.role = m_with.roles.worth(operation.client, operation.internal, operation.claimedRole);
     if (!variable.definition) {
         return {CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable"};
     }
@@ -123,8 +124,15 @@ void Changes::begin(const OperationPtr& operation) {
     const auto judges = providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
     if (judges.empty() && variable.definition->needsProvider) return awaitProvider(operation);
     if (judges.empty()) return decided(operation);
+    judge(operation, judges);
+}
+
+void Changes::judge(const OperationPtr& operation, const std::vector<Client*>& judges) {
+    const Variable& variable = *operation->variable;
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
+        // Nobody has judged: the variable may need somebody who does, and others may have come.
+        if (outcome.withdrawn) return begin(operation);
         operation->result.messages = outcome.messages;
         if (!outcome.verdict.ok()) return conclude(operation, outcome.verdict);
         decided(operation);
@@ -179,6 +187,27 @@ void Changes::providerArrived() {
     });
 }
 
+void Changes::withdraw(const std::vector<Client*>& clients) {
+    if (clients.empty()) return;
+    std::map<std::uint64_t, OperationPtr> asking;  // by their order
+    for (const auto& entry : m_queues) {
+        const OperationPtr& operation = entry.second.operations.front();
+        if (operation->round) asking.emplace(operation->order, operation);
+    }
+    for (const auto& entry : asking) {
+        const Operation& operation = *entry.second;
+        const Variable& variable = *operation.variable;
+        for (const Client* client : clients) {
+            // With its last question a round ends, and the operation may begin another.
+            if (!operation.round || client->role >= variable.row.readLevel) continue;
+            if (!m_with.rounds.withdraw(*operation.round, client->key)) continue;
+            m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " was asked about " + variable.display +
+                                              ", and its answer does not count: its role does not reach the read "
+                                              "level any more");
+        }
+    }
+}
+
 void Changes::expire() {
     beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.now; });
 }
@@ -192,10 +221,9 @@ std::optional<Time> Changes::nextDeadline() const {
 }
 
 void Changes::decided(const OperationPtr& operation) {
-    if (operation->kind == ChangeRequest::Kind::validate) return conclude(operation, {});
-    // While the providers thought, levels or the definition may have changed.
+    // While the providers thought, levels, roles or the definition may have changed.
     const Verdict verdict = admit(*operation);
-    if (!verdict.ok()) return conclude(operation, verdict);
+    if (!verdict.ok() || operation->kind == ChangeRequest::Kind::validate) return conclude(operation, verdict);
     store(operation);
 }
 

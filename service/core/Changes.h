@@ -14,6 +14,7 @@
 #include "core/Limits.h"
 #include "core/Messages.h"
 #include "core/Notifier.h"
+#include "core/Roles.h"
 #include "core/Rounds.h"
 
 namespace AppConfigService {
@@ -33,7 +34,8 @@ struct ChangeRequest {
     Kind kind = Kind::write;
     Variable* variable = nullptr;
     ClientKey client;
-    int role = 0;
+    bool internal = false;    ///< see Client
+    int claimedRole = 0;      ///< what it is worth is decided anew at each step
     std::string requester;  ///< client_name of the request
     bool awaited = true;    ///< somebody waits for the result
     Value proposed;         ///< of a write or a validation
@@ -51,6 +53,7 @@ public:
         const ServiceOptions& options;
         const Registrations& registrations;
         const Clients& clients;
+        const Roles& roles;
         const Messages& messages;
         Rounds& rounds;
         Journal& journal;
@@ -71,6 +74,10 @@ public:
     /// somebody who waits for a provider may go on.
     void providerArrived();
 
+    /// The roles of \p clients have fallen: what they are asked about variables that they may not know any more counts
+    /// no longer, whatever they answer.
+    void withdraw(const std::vector<Client*>& clients);
+
     /// Ends the waiting for providers whose time is over.
     void expire();
 
@@ -82,6 +89,7 @@ public:
 
 private:
     struct Operation : ChangeRequest {
+        int role = 0;  ///< what the claimed one was worth when it was admitted last
         std::uint64_t order = 0;
         bool queued = false;
         bool running = false;
@@ -100,10 +108,11 @@ private:
         bool turning = false;
     };
 
-    static Verdict admit(Operation& operation);
+    Verdict admit(Operation& operation) const;
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
+    void judge(const OperationPtr& operation, const std::vector<Client*>& judges);
     void awaitProvider(const OperationPtr& operation);
     /// \return until when a provider of \p variable that is away now may come back.
     Time providerExpected(const Variable& variable) const;

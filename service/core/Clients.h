@@ -19,7 +19,9 @@ namespace AppConfigService {
 /// One client, for as long as it is remembered.
 struct Client {
     ClientKey key;
-    int role = 0;                ///< highest that it has presented, capped
+    bool internal = false;       ///< of the program that embeds the service: no limit of roles concerns it
+    int claimedRole = 0;         ///< the highest that it has claimed
+    int role = 0;                ///< what that is worth now; Roles keeps it up to date
     ChangeNumber roleSince = 0;  ///< see ClientRow
     bool stored = false;         ///< the store has its row
     bool joinedKnown = false;    ///< it has connected since the service started
@@ -48,6 +50,10 @@ struct Client {
     std::optional<Time> goneSince;         ///< set while it has no connection
     bool leaving = false;                  ///< it said goodbye, and is forgotten with its last connection
     std::size_t pendingRegistrations = 0;  ///< asked for and not stored yet
+
+    /// \return whether the store has its row, or will have it with what is pending.
+    bool hasRow() const { return stored || pendingRegistrations != 0; }
+    ClientRow row() const { return {key, claimedRole, role, roleSince}; }
 };
 
 /// Every client that is connected or within its grace time. Not thread-safe.

@@ -18,10 +18,11 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_journal(store),
       m_messages(m_options, m_journal),
       m_rounds(m_options, outbox),
+      m_roles(m_options, m_clients, m_journal),
       m_notifier(
           {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, m_now, m_log}),
-      m_changes({m_options, m_registrations, m_clients, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
-      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_changes, m_journal, m_notifier, m_messages,
+      m_changes({m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
+      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_changes, m_journal, m_notifier, m_messages,
                   m_statistics, m_log}) {
     const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
     m_notifier.onSent = count;
@@ -80,13 +81,6 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
     reject(id, "a " + AppConfigHost::Kind_Name(frame.kind()) + " frame has no place on this connection", now);
 }
 
-int Core::capOf(const Connection& connection) const {
-    if (connection.internal) return highestRole;
-    const auto limit = m_roleLimits.find(connection.uid);
-    if (limit != m_roleLimits.end()) return limit->second;
-    return connection.uid == 0 || connection.uid == m_options.ownUid ? highestRole : 1;
-}
-
 void Core::request(ConnectionId id, Connection& connection, const Frame& frame) {
     if (ConfigIF::messageName(frame.message_id()).empty()) {
         return reject(id, "message id " + std::to_string(frame.message_id()) + " is unknown", m_now);
@@ -97,7 +91,7 @@ void Core::request(ConnectionId id, Connection& connection, const Frame& frame) 
                     frame.message_id(),
                     frame.kind() == AppConfigHost::REQUEST,
                     *connection.client,
-                    capOf(connection)};
+                    connection.internal};
     connection.busy = true;
     const Interception decision = intercepted(connection, call, frame.payload());
     switch (decision.action) {

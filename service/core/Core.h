@@ -16,6 +16,7 @@
 #include "core/Outbox.h"
 #include "core/Registrations.h"
 #include "core/Requests.h"
+#include "core/Roles.h"
 #include "core/Rounds.h"
 #include "core/Statistics.h"
 
@@ -119,7 +120,6 @@ private:
     void drop(ConnectionId id);
     void store();
     bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
-    int capOf(const Connection& connection) const;
 
     StateStore& m_store;
     Outbox& m_outbox;
@@ -133,11 +133,11 @@ private:
     Statistics m_statistics;
     const Messages m_messages;
     Rounds m_rounds;
+    Roles m_roles;
     Notifier m_notifier;
     Changes m_changes;
     Requests m_requests;
     Interceptor m_interceptor;
-    std::map<std::uint32_t, int> m_roleLimits;
     std::map<ConnectionId, Connection> m_connections;
     std::map<ConnectionId, Time> m_silent;  ///< when each must have said hello, the earliest first
 };

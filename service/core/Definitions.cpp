@@ -18,6 +18,7 @@ bool Core::start(const Definitions& definitions, std::string& error, Time now) {
     m_catalogue.restore(state.variables);
     for (const ClientRow& row : state.clients) {
         Client& client = m_clients.insert(row.client);
+        client.claimedRole = row.claimedRole;
         client.role = row.role;
         client.roleSince = row.roleSince;
         client.stored = true;
@@ -61,7 +62,8 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     });
     // A start that finds all as it was writes nothing.
     if (!batch.entries.empty() && !m_journal.commit(batch, error)) return false;
-    m_roleLimits = definitions.roleLimits;
+    // Before anybody is told of anything, and before the rest, which the roles decide over.
+    const Roles::Changed roles = m_roles.limit(definitions.roleLimits);
 
     for (std::size_t i = 0; i < adoptions.size(); ++i) {
         Variable& variable = m_catalogue.define(definitions.variables[i]);
@@ -88,6 +90,8 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
             if (announce && kind == ChangeKind::value) m_notifier.inform(variable);
         }
     }
+    m_changes.withdraw(roles.fallen);
+    for (Client* client : roles.risen) m_notifier.catchUp(*client);
     m_changes.providerArrived();
     return true;
 }

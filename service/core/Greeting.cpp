@@ -49,6 +49,7 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
 
     const bool known = m_clients.find(key) != nullptr;
     Client& client = m_clients.insert(key);
+    client.internal = connection.internal && (!known || client.internal);
     if (!known) m_log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
     Standing standing = standingOf(frame.hello());
     if (!std::exchange(client.joinedKnown, true)) {
@@ -133,7 +134,7 @@ void Core::registrations(ConnectionId id, Connection& connection, const Frame& f
                       m_now);
     }
     const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
-                    true, *connection.client,  capOf(connection)};
+                    true, *connection.client,  connection.internal};
     connection.busy = true;
     const auto done = [this, id](const Frame& reply) {
         const auto found = m_connections.find(id);

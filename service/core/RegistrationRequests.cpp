@@ -72,8 +72,8 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
     }
 
     // Its own row comes with the first of its registrations, and by itself when its role rises.
-    const bool first = !client.stored && client.pendingRegistrations == 0;
-    const ClientRow own{client.key, client.role, client.roleSince};
+    const bool first = !client.hasRow();
+    const ClientRow own = client.row();
     client.pendingRegistrations += stored;
     const auto staged = std::make_shared<std::vector<RegistrationRow>>(std::move(rows));
     m_with.journal.add(

@@ -98,26 +98,13 @@ void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Ve
 }
 
 int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
-    const int role = std::min(roleFromWire(wire), call.cap);
+    const int claimed = roleFromWire(wire);
     Client& client = *m_with.clients.find(call.client);
-    if (role <= client.role) return role;
-    client.role = role;
-    if (!client.stored && client.pendingRegistrations == 0) return role;
-    // What it registered for and could not be told so far, it may be told now. The number that is drawn keeps its point
-    // from covering that before it has arrived.
-    const auto number = std::make_shared<ChangeNumber>(0);
-    m_with.journal.add(
-        [row = ClientRow{client.key, role, 0}, number](Batch& batch) mutable {
-            row.roleSince = *number = Journal::nextChange(batch);
-            batch.entries.emplace_back(row);
-        },
-        [this, key = client.key, number](bool stored) {
-            Client* risen = m_with.clients.find(key);
-            if (risen != nullptr) risen->roleSince = stored ? *number : m_with.journal.changes() + 1;
-        });
-    m_with.notifier.catchUp(client);
-    m_with.changes.providerArrived();
-    return role;
+    if (m_with.roles.claim(client, claimed)) {
+        m_with.notifier.catchUp(client);
+        m_with.changes.providerArrived();
+    }
+    return m_with.roles.worth(call.client, call.internal, claimed);
 }
 
 Verdict Requests::lookUp(const ConfigIF::Inst& inst, Variable*& variable) const {
@@ -164,7 +151,9 @@ ChangeRequest Requests::changeRequest(const Call& call, ChangeRequest::Kind kind
     ChangeRequest request;
     request.kind = kind;
     request.client = call.client;
-    request.role = present(call, role);
+    present(call, role);
+    request.internal = call.internal;
+    request.claimedRole = roleFromWire(role);
     request.requester = requester;
     request.awaited = call.awaited;
     return request;

@@ -9,6 +9,7 @@
 #include "core/Changes.h"
 #include "core/Clients.h"
 #include "core/Interception.h"
+#include "core/Roles.h"
 #include "core/Statistics.h"
 
 namespace AppConfigService {
@@ -20,7 +21,7 @@ struct Call {
     std::uint32_t messageId = 0;
     bool awaited = true;
     ClientKey client;
-    int cap = 0;  ///< the highest role that the client may claim
+    bool internal = false;  ///< see Client
 };
 
 /// Answers the clients' requests, one member per message. Each request ends in exactly one call of one of the two
@@ -32,6 +33,7 @@ public:
         Catalogue& catalogue;
         Registrations& registrations;
         Clients& clients;
+        Roles& roles;
         Changes& changes;
         Journal& journal;
         Notifier& notifier;
@@ -88,7 +90,7 @@ private:
     /// Values never get into the log.
     void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
     void logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const;
-    /// Notes the role that the client presents. \return what it is worth.
+    /// Notes the role that the client claims. \return what it is worth.
     int present(const Call& call, CommonIF::eSecurityRole role);
     Verdict lookUp(const ConfigIF::Inst& inst, Variable*& variable) const;
     Verdict lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const;

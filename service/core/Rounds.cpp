@@ -127,7 +127,24 @@ void Rounds::expire(Time now) {
     }
 }
 
+bool Rounds::withdraw(RoundId id, const ClientKey& client) {
+    const auto found = m_rounds.find(id);
+    if (found == m_rounds.end()) return false;
+    for (const auto& [correlation, question] : found->second.open) {
+        if (!(question.client == client)) continue;
+        take(id, correlation);
+        return true;
+    }
+    return false;
+}
+
 void Rounds::close(RoundId id, std::uint64_t correlation) {
+    m_rounds.at(id).outcome.withdrawn = false;
+    take(id, correlation);
+}
+
+/// Takes the question out of its round, which ends with the last one.
+void Rounds::take(RoundId id, std::uint64_t correlation) {
     const auto found = m_rounds.find(id);
     m_roundOf.erase(correlation);
     found->second.open.erase(correlation);

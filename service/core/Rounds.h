@@ -18,6 +18,7 @@ using RoundId = std::uint64_t;
 struct RoundOutcome {
     Verdict verdict;                    ///< the first refusal, or none
     std::vector<std::string> messages;  ///< everything that they said, refusing or not
+    bool withdrawn = true;              ///< every question was withdrawn, so nobody said anything
 };
 
 /// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has
@@ -35,7 +36,7 @@ public:
     Rounds(const ServiceOptions& options, Outbox& outbox) : m_options(options), m_outbox(outbox) {}
 
     /// Asks each of \p clients, which are connected and at least one, \p question, a frame without a correlation.
-    /// \p finished is called once, from answer(), lost() or expire(), never from here.
+    /// \p finished is called once, from answer(), lost(), expire() or withdraw(), never from here.
     RoundId start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
                   std::uint64_t order, Time now, Finished finished);
 
@@ -45,6 +46,10 @@ public:
 
     /// The delivery connection of \p client is gone: it will not answer what it was asked on it.
     void lost(const ClientKey& client);
+
+    /// What \p client says in \p round from now on does not count, and nobody waits for it. \return whether its answer
+    /// was waited for.
+    bool withdraw(RoundId round, const ClientKey& client);
 
     /// Ends what has run out of time.
     void expire(Time now);
@@ -69,6 +74,7 @@ private:
     void read(Round& round, const ClientKey& client, const std::string& payload);
     void refuse(Round& round, Error error, const std::string& message);
     void close(RoundId id, std::uint64_t correlation);
+    void take(RoundId id, std::uint64_t correlation);
 
     const ServiceOptions& m_options;
     Outbox& m_outbox;

@@ -10,7 +10,7 @@ namespace AppConfigService {
 
 namespace {
 
-constexpr int schemaVersion = 2;
+constexpr int schemaVersion = 3;
 
 constexpr const char* schema = R"(
 CREATE TABLE state (changes INTEGER NOT NULL);
@@ -26,6 +26,7 @@ CREATE TABLE variable (
   PRIMARY KEY (node, node_instance, attribute, attribute_instance)) WITHOUT ROWID;
 CREATE TABLE client (
   uid INTEGER NOT NULL, endpoint TEXT NOT NULL, role INTEGER NOT NULL, role_since INTEGER NOT NULL DEFAULT 0,
+  claimed_role INTEGER NOT NULL DEFAULT 0,
   PRIMARY KEY (uid, endpoint)) WITHOUT ROWID;
 CREATE TABLE registration (
   uid INTEGER NOT NULL, endpoint TEXT NOT NULL, requester TEXT NOT NULL, name TEXT NOT NULL, type INTEGER NOT NULL,
@@ -43,6 +44,12 @@ ALTER TABLE counter RENAME TO state;
 ALTER TABLE variable ADD COLUMN hidden INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE client ADD COLUMN role_since INTEGER NOT NULL DEFAULT 0;
 ALTER TABLE registration ADD COLUMN since INTEGER NOT NULL DEFAULT 0;
+)";
+
+// Up to version 2 a client was known by what its claim had been worth when it was made.
+constexpr const char* fromVersion2 = R"(
+ALTER TABLE client ADD COLUMN claimed_role INTEGER NOT NULL DEFAULT 0;
+UPDATE client SET claimed_role = role;
 )";
 
 constexpr std::size_t lengthBytes = 4;
@@ -100,35 +107,38 @@ struct SqliteStore::Database {
         connection.exec("PRAGMA journal_mode = WAL");
         connection.exec("PRAGMA synchronous = FULL");
         const int version = connection.execAndGet("PRAGMA user_version").getInt();
-        if (version != 0 && version != 1 && version != schemaVersion) {
+        if (version < 0 || version > schemaVersion) {
             throw SQLite::Exception("it has version " + std::to_string(version) +
                                     ", this service reads versions 1 to " + std::to_string(schemaVersion));
         }
         if (version == schemaVersion) return;
         // Whole or not at all: a file that is cut off on the way is found as it was.
         SQLite::Transaction transaction(connection);
-        const std::uint64_t timeline = version == 0 ? create() : upgrade();
-        SQLite::Statement insert(connection, "INSERT INTO timeline VALUES (1, ?, 0)");
-        insert.bind(1, number(timeline));
-        insert.exec();
+        if (version == 0) create();
+        if (version == 1) takeOverVersion1();
+        if (version == 1 || version == 2) connection.exec(fromVersion2);
         connection.exec("PRAGMA user_version = " + std::to_string(schemaVersion));
         transaction.commit();
     }
 
-    /// \return the first timeline.
-    std::uint64_t create() {
+    void create() {
         connection.exec(schema);
         connection.exec("INSERT INTO state VALUES (0)");
-        return newTimelineId();
+        beginWith(newTimelineId());
     }
 
-    /// \return the first timeline.
-    std::uint64_t upgrade() {
+    void takeOverVersion1() {
         constexpr std::size_t digits = 16;
         const std::string name = connection.execAndGet("SELECT id FROM state").getString();
         connection.exec(fromVersion1);
         const std::uint64_t id = std::strtoull(name.substr(0, digits).c_str(), nullptr, digits);
-        return id != 0 ? id : newTimelineId();
+        beginWith(id != 0 ? id : newTimelineId());
+    }
+
+    void beginWith(std::uint64_t timeline) {
+        SQLite::Statement insert(connection, "INSERT INTO timeline VALUES (1, ?, 0)");
+        insert.bind(1, number(timeline));
+        insert.exec();
     }
 
     SQLite::Database connection;
@@ -143,7 +153,7 @@ struct SqliteStore::Database {
         dropTimelines = make("DELETE FROM timeline WHERE position <= (SELECT MAX(position) FROM timeline) - ?");
         putVariable =
             make("INSERT OR REPLACE INTO variable VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-        putClient = make("INSERT OR REPLACE INTO client VALUES (?, ?, ?, ?)");
+        putClient = make("INSERT OR REPLACE INTO client VALUES (?, ?, ?, ?, ?)");
         dropClient = make("DELETE FROM client WHERE uid = ? AND endpoint = ?");
         dropRegistrations = make("DELETE FROM registration WHERE uid = ? AND endpoint = ?");
         putRegistration = make("INSERT OR REPLACE INTO registration VALUES (?, ?, ?, ?, ?, ?, ?)");
@@ -185,6 +195,7 @@ struct SqliteStore::Database {
         bind(*putClient, 1, row.client);
         putClient->bind(3, row.role);
         putClient->bind(4, number(row.roleSince));
+        putClient->bind(5, row.claimedRole);
         run(*putClient);
     }
     void operator()(const ClientForgotten& forgotten) {
@@ -226,11 +237,12 @@ struct SqliteStore::Database {
         }
         if (state.timelines.empty()) throw SQLite::Exception("it is no service's state");
         readVariables(state);
-        SQLite::Statement clients(connection, "SELECT uid, endpoint, role, role_since FROM client");
+        SQLite::Statement clients(connection, "SELECT uid, endpoint, claimed_role, role, role_since FROM client");
         while (clients.executeStep()) {
             state.clients.push_back({{clients.getColumn(0).getUInt(), text(clients.getColumn(1))},
                                      clients.getColumn(2).getInt(),
-                                     changeNumber(clients.getColumn(3))});
+                                     clients.getColumn(3).getInt(),
+                                     changeNumber(clients.getColumn(4))});
         }
         SQLite::Statement registrations(
             connection, "SELECT uid, endpoint, requester, name, type, callback, since FROM registration");

@@ -29,9 +29,11 @@ struct VariableRow {
     bool hidden = false;                              ///< no definition mentioned it when the row was written
 };
 
-/// A client that has registrations, with the highest role that it has presented.
+/// A client that has registrations, with the highest role that it has claimed. What that was worth last is kept beside
+/// it, so that a limit which changed while the service was down is noticed.
 struct ClientRow {
     ClientKey client;
+    int claimedRole = 0;
     int role = 0;
     ChangeNumber roleSince = 0;  ///< number that was drawn when the role rose; 0 when it came with the client
 };

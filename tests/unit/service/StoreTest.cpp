@@ -123,7 +123,7 @@ TEST_P(Store, KeepsClientsAndTheirRegistrationsAndForgetsThemTogether) {
     const RegistrationRow one{someone, "self", "display", 3, "link"};
     const RegistrationRow two{someone, "self", "display", 5, "link"};
     const RegistrationRow three{another, "self", "display", 3, "link"};
-    commit(0, {ClientRow{someone, 2}, ClientRow{another, 1}, one, two, three, one, ClientRow{someone, 3}});
+    commit(0, {ClientRow{someone, 2, 2}, ClientRow{another, 1, 1}, one, two, three, one, ClientRow{someone, 4, 3}});
     reopen();
     StoredState state = load();
     ASSERT_EQ(state.clients.size(), 2U);
@@ -148,8 +148,8 @@ TEST_P(Store, KeepsClientsAndTheirRegistrationsAndForgetsThemTogether) {
 TEST_P(Store, CarriesABatchOutInItsOrder) {
     load();
     const RegistrationRow row{someone, "self", "display", 3, "link"};
-    commit(0, {ClientRow{someone, 1}, row, RegistrationRemoved{row}, row, ClientForgotten{someone},
-               ClientRow{someone, 2}});
+    commit(0, {ClientRow{someone, 1, 1}, row, RegistrationRemoved{row}, row, ClientForgotten{someone},
+               ClientRow{someone, 2, 2}});
     reopen();
     EXPECT_EQ(load().clients.size(), 1U);
     EXPECT_THAT(load().registrations, IsEmpty());
@@ -163,13 +163,15 @@ TEST_P(Store, KeepsTheNewestTimelinesAndTheNumbersOfRegistrationsAndRoles) {
     }
     VariableRow hidden = variable("h", {"x"});
     hidden.hidden = true;
-    commit(100, {ClientRow{someone, 3, 98}, RegistrationRow{someone, "self", "display", 3, "link", 99}, hidden});
+    commit(100, {ClientRow{someone, 4, 3, 98}, RegistrationRow{someone, "self", "display", 3, "link", 99}, hidden});
     reopen();
     const StoredState state = load();
     ASSERT_EQ(state.timelines.size(), mostTimelines);
     EXPECT_EQ(state.timelines.front().id, std::uint64_t{4} << 56U) << "its own and the first three are forgotten";
     EXPECT_EQ(state.timelines.back().id, std::uint64_t{mostTimelines + 3} << 56U);
     EXPECT_EQ(state.timelines.back().after, mostTimelines + 2);
+    EXPECT_EQ(state.clients.at(0).claimedRole, 4);
+    EXPECT_EQ(state.clients.at(0).role, 3);
     EXPECT_EQ(state.clients.at(0).roleSince, 98U);
     EXPECT_EQ(state.registrations.at(0).since, 99U);
     EXPECT_TRUE(state.variables.at(0).hidden);
@@ -186,7 +188,7 @@ TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
     ASSERT_TRUE(SqliteStore(file).load(state, error));
     SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
     EXPECT_FALSE(SqliteStore(file).load(state, error));
-    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 2"));
+    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 3"));
     EXPECT_THAT(error, HasSubstr(file));
 }
 
@@ -248,11 +250,38 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
     EXPECT_THAT(row.changes, ElementsAre(40, 41, 42));
     EXPECT_FALSE(row.hidden);
     ASSERT_EQ(state.clients.size(), 1U);
+    EXPECT_EQ(state.clients[0].claimedRole, 3) << "as far as it is known";
     EXPECT_EQ(state.clients[0].role, 3);
     EXPECT_EQ(state.clients[0].roleSince, 0U);
     ASSERT_EQ(state.registrations.size(), 1U);
     EXPECT_EQ(state.registrations[0].name, "display");
     EXPECT_EQ(state.registrations[0].since, 0U);
+}
+
+TEST(SqliteStore, TakesOverAFileOfVersion2WithItsTimelineAndTheRolesOfClients) {
+    const Directory directory;
+    const std::string file = directory.file("state.db");
+    StoredState state;
+    std::string error;
+    std::uint64_t timeline = 0;
+    {
+        SqliteStore store(file);
+        ASSERT_TRUE(store.load(state, error)) << error;
+        timeline = state.timelines.at(0).id;
+        ASSERT_TRUE(store.commit({5, std::nullopt, {ClientRow{someone, 3, 3, 4}}}, error)) << error;
+    }
+    // Version 2 had everything but the claimed role.
+    SQLite::Database(file, SQLite::OPEN_READWRITE)
+        .exec("ALTER TABLE client DROP COLUMN claimed_role; PRAGMA user_version = 2;");
+    SqliteStore store(file);
+    ASSERT_TRUE(store.load(state, error)) << error;
+    EXPECT_EQ(state.changes, 5U);
+    ASSERT_EQ(state.timelines.size(), 1U);
+    EXPECT_EQ(state.timelines[0].id, timeline);
+    ASSERT_EQ(state.clients.size(), 1U);
+    EXPECT_EQ(state.clients[0].claimedRole, 3);
+    EXPECT_EQ(state.clients[0].role, 3);
+    EXPECT_EQ(state.clients[0].roleSince, 4U);
 }
 
 TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {

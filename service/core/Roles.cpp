@@ -1,0 +1,59 @@
+#include "core/Roles.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace AppConfigService {
+
+int Roles::worth(const ClientKey& client, bool internal, int claimed) const {
+    if (internal) return claimed;
+    const auto limit = m_limits.find(client.uid);
+    if (limit != m_limits.end()) return std::min(claimed, limit->second);
+    const bool trusted = client.uid == 0 || client.uid == m_options.ownUid;
+    return std::min(claimed, trusted ? highestRole : 1);
+}
+
+Roles::Changed Roles::limit(std::map<std::uint32_t, int> limits) {
+    m_limits = std::move(limits);
+    Changed changed;
+    for (const auto& entry : m_clients) {
+        Client& client = *entry.second;
+        const int role = worth(client.key, client.internal, client.claimedRole);
+        if (role == client.role) continue;
+        const bool risen = role > client.role;
+        client.role = role;
+        store(client, risen);
+        (risen ? changed.risen : changed.fallen).push_back(&client);
+    }
+    return changed;
+}
+
+bool Roles::claim(Client& client, int role) {
+    if (role <= client.claimedRole) return false;
+    client.claimedRole = role;
+    const int worthNow = worth(client.key, client.internal, role);
+    const bool risen = worthNow > client.role;
+    client.role = worthNow;
+    store(client, risen);
+    return risen && client.hasRow();
+}
+
+/// Has the store keep the roles of \p client. When its role has risen, what it registered for and could not be told
+/// so far it may be told now. The number that is drawn keeps its point from covering that before it has arrived.
+void Roles::store(Client& client, bool risen) {
+    // Without registrations there is nothing to be told; the row comes with the first of them.
+    if (!client.hasRow()) return;
+    // No point that the client was sent is as high, so it counts from here on, whenever the number is drawn.
+    if (risen) client.roleSince = m_journal.changes() + 1;
+    m_journal.add(
+        [this, key = client.key, risen](Batch& batch) {
+            // Several entries may wait, and each stores the newest state; the client may have been forgotten, too.
+            Client* kept = m_clients.find(key);
+            if (kept == nullptr || !kept->hasRow()) return;
+            if (risen) kept->roleSince = Journal::nextChange(batch);
+            batch.entries.emplace_back(kept->row());
+        },
+        [](bool) {});
+}
+
+}  // namespace AppConfigService

@@ -1,0 +1,47 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <vector>
+
+#include "core/Clients.h"
+#include "core/Journal.h"
+#include "core/Limits.h"
+
+namespace AppConfigService {
+
+/// What the roles that clients claim are worth: the lower of the claim and of what the definitions in use let the
+/// client's user claim. Clients keep the highest role that they ever claimed, so that a limit which is raised again
+/// needs no new claim. Keeps Client::role up to that, in memory and in the store. Refers to its collaborators, which
+/// must outlive it; not thread-safe.
+class Roles {
+public:
+    /// Whom other limits concern.
+    struct Changed {
+        std::vector<Client*> risen;
+        std::vector<Client*> fallen;
+    };
+
+    Roles(const ServiceOptions& options, const Clients& clients, Journal& journal)
+        : m_options(options), m_clients(clients), m_journal(journal) {}
+
+    /// Takes other limits into use, at once and for all clients, connected or not. Nothing is pending in the journal.
+    /// A failing store does not hold that up.
+    Changed limit(std::map<std::uint32_t, int> limits);
+
+    /// \return what \p claimed is worth now to a process of \p client's user; all of it to an \p internal client.
+    int worth(const ClientKey& client, bool internal, int claimed) const;
+
+    /// \p client claims \p role. \return whether it may now be told more of what it has registered for.
+    bool claim(Client& client, int role);
+
+private:
+    void store(Client& client, bool risen);
+
+    const ServiceOptions& m_options;
+    const Clients& m_clients;
+    Journal& m_journal;
+    std::map<std::uint32_t, int> m_limits;
+};
+
+}  // namespace AppConfigService
