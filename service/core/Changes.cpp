@@ -48,7 +48,8 @@ void Changes::submit(ChangeRequest request) {
 
 Verdict Changes::admit(Operation& operation) const {
     const Variable& variable = *operation.variable;
-    operation.role = m_with.roles.worth(operation.client, operation.internal, operation.claimedRole);
+    const int claimed = operation.claimedRole;
+    operation.role = operation.internal ? claimed : m_with.roles.worth(operation.client, claimed);
     if (!variable.definition) {
         return {CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable"};
     }

@@ -34,8 +34,8 @@ struct ChangeRequest {
     Kind kind = Kind::write;
     Variable* variable = nullptr;
     ClientKey client;
-    bool internal = false;    ///< see Client
-    int claimedRole = 0;      ///< what it is worth is decided anew at each step
+    bool internal = false;  ///< whatever it claims counts
+    int claimedRole = 0;    ///< what it is worth is looked up again at each step
     std::string requester;  ///< client_name of the request
     bool awaited = true;    ///< somebody waits for the result
     Value proposed;         ///< of a write or a validation

@@ -19,9 +19,8 @@ namespace AppConfigService {
 /// One client, for as long as it is remembered.
 struct Client {
     ClientKey key;
-    bool internal = false;       ///< of the program that embeds the service: no limit of roles concerns it
     int claimedRole = 0;         ///< the highest that it has claimed
-    int role = 0;                ///< what that is worth now; Roles keeps it up to date
+    int role = 0;                ///< what that is worth now; decides what it is told and asked; kept by Roles
     ChangeNumber roleSince = 0;  ///< see ClientRow
     bool stored = false;         ///< the store has its row
     bool joinedKnown = false;    ///< it has connected since the service started

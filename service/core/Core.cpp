@@ -21,9 +21,10 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_roles(m_options, m_clients, m_journal),
       m_notifier(
           {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, m_now, m_log}),
-      m_changes({m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
-      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_changes, m_journal, m_notifier, m_messages,
-                  m_statistics, m_log}) {
+      m_changes(
+          {m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
+      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_changes, m_journal, m_notifier,
+                  m_messages, m_statistics, m_log}) {
     const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
     m_notifier.onSent = count;
     m_rounds.onSent = count;

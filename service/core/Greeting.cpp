@@ -49,7 +49,6 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
 
     const bool known = m_clients.find(key) != nullptr;
     Client& client = m_clients.insert(key);
-    client.internal = connection.internal && (!known || client.internal);
     if (!known) m_log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
     Standing standing = standingOf(frame.hello());
     if (!std::exchange(client.joinedKnown, true)) {

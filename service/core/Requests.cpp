@@ -104,7 +104,7 @@ int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
         m_with.notifier.catchUp(client);
         m_with.changes.providerArrived();
     }
-    return m_with.roles.worth(call.client, call.internal, claimed);
+    return call.internal ? claimed : m_with.roles.worth(call.client, claimed);
 }
 
 Verdict Requests::lookUp(const ConfigIF::Inst& inst, Variable*& variable) const {

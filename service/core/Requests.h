@@ -21,7 +21,7 @@ struct Call {
     std::uint32_t messageId = 0;
     bool awaited = true;
     ClientKey client;
-    bool internal = false;  ///< see Client
+    bool internal = false;  ///< see Core::connected()
 };
 
 /// Answers the clients' requests, one member per message. Each request ends in exactly one call of one of the two

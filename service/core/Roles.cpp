@@ -5,8 +5,7 @@
 
 namespace AppConfigService {
 
-int Roles::worth(const ClientKey& client, bool internal, int claimed) const {
-    if (internal) return claimed;
+int Roles::worth(const ClientKey& client, int claimed) const {
     const auto limit = m_limits.find(client.uid);
     if (limit != m_limits.end()) return std::min(claimed, limit->second);
     const bool trusted = client.uid == 0 || client.uid == m_options.ownUid;
@@ -18,7 +17,7 @@ Roles::Changed Roles::limit(std::map<std::uint32_t, int> limits) {
     Changed changed;
     for (const auto& entry : m_clients) {
         Client& client = *entry.second;
-        const int role = worth(client.key, client.internal, client.claimedRole);
+        const int role = worth(client.key, client.claimedRole);
         if (role == client.role) continue;
         const bool risen = role > client.role;
         client.role = role;
@@ -31,7 +30,7 @@ Roles::Changed Roles::limit(std::map<std::uint32_t, int> limits) {
 bool Roles::claim(Client& client, int role) {
     if (role <= client.claimedRole) return false;
     client.claimedRole = role;
-    const int worthNow = worth(client.key, client.internal, role);
+    const int worthNow = worth(client.key, role);
     const bool risen = worthNow > client.role;
     client.role = worthNow;
     store(client, risen);

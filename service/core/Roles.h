@@ -29,8 +29,8 @@ public:
     /// A failing store does not hold that up.
     Changed limit(std::map<std::uint32_t, int> limits);
 
-    /// \return what \p claimed is worth now to a process of \p client's user; all of it to an \p internal client.
-    int worth(const ClientKey& client, bool internal, int claimed) const;
+    /// \return what \p claimed is worth now to a process of \p client's user.
+    int worth(const ClientKey& client, int claimed) const;
 
     /// \p client claims \p role. \return whether it may now be told more of what it has registered for.
     bool claim(Client& client, int role);
