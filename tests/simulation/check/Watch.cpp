@@ -110,12 +110,10 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
     if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
         return request(service, from, frame);
     }
-#if SIMULATION_CORE_ASKS_FOR_ROOM
     // A transport that heals its registrations presents their roles with them.
     for (const AppConfigHost::Registration& row : frame.registration()) {
         present(service, from, AppConfigService::roleFromWire(static_cast<CommonIF::eSecurityRole>(row.role())));
     }
-#endif
     if (frame.kind() != AppConfigHost::HELLO || from.purpose != AppConfigHost::DELIVERY) return;
     Ledger* const ledger = m_find(from.connection->client);
     if (ledger == nullptr) return;

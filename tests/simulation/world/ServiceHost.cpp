@@ -256,7 +256,7 @@ void ServiceHost::report(Session& session) {
     m_core->disconnected(id, time());
 }
 
-bool ServiceHost::isRoomFor(ConnectionId id) {
+bool ServiceHost::hasRoom(ConnectionId id) {
     const auto found = m_sessions.find(id);
     if (found == m_sessions.end() || found->second->cut) return true;
     found->second->wantsRoom = found->second->queue.bytes() >= AppConfigService::mostQueuedBytes / 2;
@@ -268,11 +268,11 @@ bool ServiceHost::tellRoom(Session& session) {
     if (!session.wantsRoom || session.queue.bytes() >= AppConfigService::mostQueuedBytes / 4) return false;
     session.wantsRoom = false;
     mark(session);
-    drained(*m_core, session.id, time());
+    m_core->drained(session.id, time());
     return true;
 }
 
-void ServiceHost::carry(ConnectionId id, const Frame& frame, const std::string& replaces) {
+void ServiceHost::send(ConnectionId id, const Frame& frame) {
     const auto found = m_sessions.find(id);
     if (found == m_sessions.end()) return;
     Session& session = *found->second;
@@ -282,7 +282,7 @@ void ServiceHost::carry(ConnectionId id, const Frame& frame, const std::string& 
     std::string bytes = AppConfigHost::encodeFrame(frame);
     if (frame.kind() == AppConfigHost::REPLY) {
         session.queue.pushUnbounded(std::move(bytes));
-    } else if (!push(session.queue, std::move(bytes), replaces)) {
+    } else if (!session.queue.push(std::move(bytes))) {
         session.cut = true;
         session.connection->breakOff();
         return mark(session);

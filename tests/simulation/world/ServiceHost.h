@@ -9,7 +9,6 @@
 #include "os/Network.h"
 #include "os/Random.h"
 #include "script/Script.h"
-#include "world/OutboxOfHost.h"
 #include "world/ServiceStore.h"
 #include "world/Session.h"
 
@@ -39,7 +38,7 @@ struct ServiceSettings {
 /// One simulated service: the core with sessions that behave as those of the program, on simulated connections. Each
 /// piece of its work, such as one frame, one transaction or what a deadline makes due, is a step of its own. One
 /// thread, not in a fibre, but for admit().
-class ServiceHost final : public Listener, public Steps, private OutboxOfHost {
+class ServiceHost final : public Listener, public Steps, private AppConfigService::Outbox {
 public:
     /// What is referred to is not owned. \p definitions: those it may be told to read, the first ones at its start.
     ServiceHost(Scheduler& scheduler, Random random, ServiceSettings settings,
@@ -74,9 +73,8 @@ public:
     void run() override;
 
 private:
-    void carry(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame,
-               const std::string& replaces) override;
-    bool isRoomFor(AppConfigService::ConnectionId id) override;
+    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame) override;
+    bool hasRoom(AppConfigService::ConnectionId id) override;
     void idle(AppConfigService::ConnectionId id) override;
     void close(AppConfigService::ConnectionId id) override;
 
