@@ -17,23 +17,29 @@ bool Notifier::mayKnow(const Client& client, const Variable& variable, Topic top
 
 std::optional<ChangeNumber> Notifier::toldOf(const Client& client, const Variable& variable, Topic topic) {
     const std::optional<ChangeNumber> told = client.knowledge.of(variable, topic);
-    if (topic != Topic::apply) return told ? told : client.joined;
-    // Who read a value or was told of it knows it as well as one that was asked to apply it.
-    const std::optional<ChangeNumber> value = client.knowledge.of(variable, Topic::value);
-    if (told || value) return std::max(told.value_or(0), value.value_or(0));
+    if (told || topic != Topic::apply) return told ? told : client.joined;
     // What never changed is what every provider begins with, unless it comes from another state.
     return client.joined ? std::optional<ChangeNumber>(0) : std::nullopt;
 }
 
+std::optional<ChangeNumber> Notifier::toldOrReadOf(const Client& client, const Variable& variable, Topic topic) {
+    const Knowledge& knowledge = client.knowledge;
+    // Nothing is less than any number. Who knew a value before it became a provider need not be asked to apply it.
+    std::optional<ChangeNumber> known = std::max(toldOf(client, variable, topic), knowledge.readOf(variable, topic));
+    if (topic != Topic::apply) return known;
+    known = std::max(known, knowledge.of(variable, Topic::value));
+    return std::max(known, knowledge.readOf(variable, Topic::value));
+}
+
 std::optional<ChangeNumber> Notifier::knownOf(const Client& client, const Registration& registration,
-                                              const Variable& variable, Topic topic) {
+                                              const Variable& variable, Topic topic, Reads reads) {
     const std::optional<ChangeNumber> resumed = client.resumedAt;
     // The point covers only what was registered for, and could be known, when the client got there.
     const bool couldKnow = topic == Topic::levels || (resumed && newestOf(variable, Topic::levels) <= *resumed);
     if (resumed && registration.since <= *resumed && client.roleSince <= *resumed && couldKnow) {
         return std::max(*resumed, client.knowledge.of(variable, topic).value_or(0));
     }
-    return toldOf(client, variable, topic);
+    return reads == Reads::count ? toldOrReadOf(client, variable, topic) : toldOf(client, variable, topic);
 }
 
 bool Notifier::isNews(const Client& client, const Variable& variable, Topic topic, std::optional<ChangeNumber> known) {
@@ -54,7 +60,7 @@ void Notifier::add(Group& group, const Registration& registration, const std::fu
     group.push_back(&registration);
 }
 
-void Notifier::collect(Client& client, const Group& group) {
+void Notifier::collect(Client& client, const Group& group, Reads reads) {
     if (group.empty()) return;
     const Registration& first = *group.front();
     const std::optional<Topic> topic = stateOf(first.type);
@@ -63,7 +69,7 @@ void Notifier::collect(Client& client, const Group& group) {
     Backlog& backlog = *topic == Topic::apply ? client.applies : client.due;
     m_with.catalogue.reached(*first.name, [&](const Variable& variable) {
         if (!mayKnow(client, variable, *topic)) return true;
-        if (!isNews(client, variable, *topic, knownOf(client, first, variable, *topic))) return true;
+        if (!isNews(client, variable, *topic, knownOf(client, first, variable, *topic, reads))) return true;
         if (*topic == Topic::apply) {
             backlog.add({&variable, *topic, nullptr});
         } else {
@@ -74,7 +80,7 @@ void Notifier::collect(Client& client, const Group& group) {
 }
 
 void Notifier::collectAll(Client& client) {
-    const auto collectGroup = [&](const Group& group) { collect(client, group); };
+    const auto collectGroup = [&](const Group& group) { collect(client, group, Reads::doNotCount); };
     // Options before values, as everywhere.
     for (const bool values : {false, true}) {
         Group group;
@@ -93,7 +99,7 @@ void Notifier::catchUp(Client& client) {
     goOn(client);
 }
 
-void Notifier::catchUp(Client& client, const std::vector<RegistrationRow>& rows) {
+void Notifier::catchUp(Client& client, const std::vector<RegistrationRow>& rows, Reads reads) {
     // What is registered without a delivery connection is looked at when there is one: its number is higher than the
     // client's point.
     if (!client.delivery) return;
@@ -109,7 +115,7 @@ void Notifier::catchUp(Client& client, const std::vector<RegistrationRow>& rows)
         return std::tie(*a->name, a->type, a->since) < std::tie(*b->name, b->type, b->since);
     });
     Group group;
-    const auto collectGroup = [&](const Group& full) { collect(client, full); };
+    const auto collectGroup = [&](const Group& full) { collect(client, full, reads); };
     for (const Registration* registration : registrations) add(group, *registration, collectGroup);
     collectGroup(group);
     goOn(client);

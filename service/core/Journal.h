@@ -45,6 +45,10 @@ public:
     /// \return the timeline that these numbers count in.
     std::uint64_t timeline() const { return m_timelines.newest(); }
 
+    /// \return this run's own timeline, for numbers that are compared with each other only: no other run, and no other
+    /// copy of the state that went on with the same numbers, ever says it.
+    std::uint64_t run() const { return m_timelines.own(); }
+
     /// \return whether change \p number of \p timeline belongs to this state.
     bool has(std::uint64_t timeline, ChangeNumber number) const { return m_timelines.has(timeline, number, m_changes); }
 

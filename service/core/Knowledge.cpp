@@ -30,14 +30,19 @@ std::optional<ChangeNumber> Knowledge::of(const Variable& variable, Topic topic)
     return entry->number;
 }
 
+std::optional<ChangeNumber> Knowledge::readOf(const Variable& variable, Topic topic) const {
+    const Entry* entry = find(variable, topic);
+    if (entry == nullptr || entry->read == none) return std::nullopt;
+    return entry->read;
+}
+
 bool Knowledge::mayHaveLost(const Variable& variable, Topic topic) const {
     const Entry* entry = find(variable, topic);
     return entry != nullptr && entry->provenBy == lost;
 }
 
 void Knowledge::noteRead(const Variable& variable, Topic topic) {
-    // A read proves nothing about a notification that may be lost: the handlers have not heard of it.
-    m_entries[&variable][indexOf(topic)].number = newestOf(variable, topic);
+    m_entries[&variable][indexOf(topic)].read = newestOf(variable, topic);
 }
 
 void Knowledge::noteSent(const Variable& variable, Topic topic, ChangeNumber provenBy) {
@@ -57,7 +62,7 @@ void Knowledge::noteAnswered(const Variable& variable, Topic topic, ChangeNumber
 void Knowledge::loseBeyond(ChangeNumber delivered) {
     for (auto& [variable, entries] : m_entries) {
         for (Entry& entry : entries) {
-            if (entry.provenBy > delivered) entry = {none, lost};
+            if (entry.provenBy > delivered) entry = {none, lost, entry.read};
         }
     }
 }

@@ -11,13 +11,16 @@ namespace AppConfigService {
 
 struct Variable;
 
-/// What one client knows of single variables, as far as this run of the service has told it: by reads, notifications
-/// and questions. Whatever was sent over the delivery connection is known for sure only once a point behind it has
-/// been reached. Not thread-safe.
+/// What one client knows of single variables, as far as this run of the service has told it: by notifications and
+/// questions, and apart from these by reads, which its handlers hear nothing of. Whatever was sent over the delivery
+/// connection is known for sure only once a point behind it has been reached. Not thread-safe.
 class Knowledge {
 public:
-    /// \return the number of the newest change that the client was told of; nothing when it was told of none.
+    /// \return the number of the newest change that the client was sent; nothing when it was sent none.
     std::optional<ChangeNumber> of(const Variable& variable, Topic topic) const;
+
+    /// \return the number of the newest change that the client has read; nothing when it has read none.
+    std::optional<ChangeNumber> readOf(const Variable& variable, Topic topic) const;
 
     /// \return whether what was sent last may have been lost with a connection, and nothing was sent since.
     bool mayHaveLost(const Variable& variable, Topic topic) const;
@@ -41,8 +44,9 @@ private:
     static constexpr ChangeNumber lost = std::numeric_limits<ChangeNumber>::max();
 
     struct Entry {
-        ChangeNumber number = none;
+        ChangeNumber number = none;  ///< of what was sent
         ChangeNumber provenBy = 0;
+        ChangeNumber read = none;
     };
 
     const Entry* find(const Variable& variable, Topic topic) const;

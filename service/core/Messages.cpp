@@ -14,7 +14,7 @@ void Messages::writeName(const Variable& variable, ConfigIF::Inst& inst) const {
 
 ConfigIF::Revision Messages::revision(ChangeNumber number) const {
     ConfigIF::Revision revision;
-    revision.set_timeline(m_journal.timeline());
+    revision.set_timeline(m_journal.run());
     revision.set_change(number);
     return revision;
 }

@@ -52,8 +52,12 @@ public:
     /// Tells \p client whatever it registered for and does not know.
     void catchUp(Client& client);
 
+    /// Whether what a client has read counts as told. For a registration that it makes afterwards it does. But handlers
+    /// that stood before it read have heard nothing of it.
+    enum class Reads : bool { doNotCount, count };
+
     /// The same for \p rows alone, which it has registered.
-    void catchUp(Client& client, const std::vector<RegistrationRow>& rows);
+    void catchUp(Client& client, const std::vector<RegistrationRow>& rows, Reads reads);
 
     /// \p client has a new delivery connection and stands at \p delivered, or knows nothing of this state: tells it
     /// whatever that leaves open, then how far it has got.
@@ -85,12 +89,13 @@ private:
     // What is due: Dues.cpp.
     static bool mayKnow(const Client& client, const Variable& variable, Topic topic);
     static std::optional<ChangeNumber> toldOf(const Client& client, const Variable& variable, Topic topic);
+    static std::optional<ChangeNumber> toldOrReadOf(const Client& client, const Variable& variable, Topic topic);
     static std::optional<ChangeNumber> knownOf(const Client& client, const Registration& registration,
-                                               const Variable& variable, Topic topic);
+                                               const Variable& variable, Topic topic, Reads reads);
     static bool isNews(const Client& client, const Variable& variable, Topic topic, std::optional<ChangeNumber> known);
     using Group = std::vector<const Registration*>;
     static void add(Group& group, const Registration& registration, const std::function<void(const Group&)>& full);
-    void collect(Client& client, const Group& group);
+    void collect(Client& client, const Group& group, Reads reads);
     void collectAll(Client& client);
     void addDue(const Variable& variable, Topic topic, std::vector<Client*>& concerned);
     void addRevealed(const Variable& variable, std::vector<Client*>& concerned);

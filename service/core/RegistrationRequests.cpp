@@ -48,6 +48,7 @@ Verdict Requests::roomFor(const Client& client, std::size_t more) const {
 }
 
 void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
+                     Notifier::Reads reads,
                      const std::function<void(const std::vector<Wanted>&, bool stored)>& done) {
     Client& client = *m_with.clients.find(call.client);
     for (const Wanted& one : wanted) {
@@ -67,7 +68,7 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
         rows.push_back(one.row);
     }
     if (stored == 0 && withdrawn.empty()) {
-        m_with.notifier.catchUp(client, rows);
+        m_with.notifier.catchUp(client, rows, Notifier::Reads::doNotCount);
         return done(wanted, true);
     }
 
@@ -88,7 +89,7 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
                 batch.entries.emplace_back(row);
             }
         },
-        [this, key = call.client, staged, withdrawn, stored, wanted = std::move(wanted), done](bool isStored) mutable {
+        [this, key = call.client, staged, withdrawn, stored, reads, wanted = std::move(wanted), done](bool isStored) mutable {
             // The client may have said goodbye meanwhile; the store hears of that next.
             Client* registered = m_with.clients.find(key);
             if (registered != nullptr)
@@ -102,8 +103,12 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
             for (const RegistrationRow& row : withdrawn) m_with.registrations.remove(row);
             if (registered != nullptr) {
                 registered->stored = true;
-                for (const RegistrationRow& row : *staged) m_with.registrations.add(row, registered->claim);
-                m_with.notifier.catchUp(*registered, *staged);
+                Notifier::Reads counting = reads;
+                for (const RegistrationRow& row : *staged) {
+                    const bool added = m_with.registrations.add(row, registered->claim);
+                    if (!added) counting = Notifier::Reads::doNotCount;
+                }
+                m_with.notifier.catchUp(*registered, *staged, counting);
                 m_with.changes.providerArrived();
             }
             done(wanted, true);
@@ -133,7 +138,9 @@ void Requests::enrol(const Call& call, const AppConfigHost::Frame& frame,
     }
     // Behind the registrations come what is to be withdrawn and, at the end, whatever else is left of the client.
     const auto others = static_cast<std::size_t>(frame.withdrawn_size() + (frame.complete() ? 1 : 0));
-    enrol(call, std::move(wanted), withdrawn, [this, call, others, done](const std::vector<Wanted>& all, bool stored) {
+    // These may be older than what the client has read since.
+    const auto reads = Notifier::Reads::doNotCount;
+    enrol(call, std::move(wanted), withdrawn, reads, [this, call, others, done](const std::vector<Wanted>& all, bool stored) {
         AppConfigHost::Frame registered;
         registered.set_kind(AppConfigHost::REGISTERED);
         registered.set_correlation(call.correlation);
@@ -161,7 +168,7 @@ void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClient
     present(call, request.role());
     Wanted wanted{rowOf(call.client, request), request.role(), {}};
     wanted.verdict = checkRow(wanted.row, request.has_type());
-    enrol(call, {wanted}, {},
+    enrol(call, {wanted}, {}, Notifier::Reads::count,
           [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](const std::vector<Wanted>& one,
                                                                                  bool /*stored*/) {
               logRefusal(call, name, one.front().verdict.error);

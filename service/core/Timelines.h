@@ -19,6 +19,9 @@ public:
     /// \return the timeline that the newest stored change counts in.
     std::uint64_t newest() const { return m_chain.back().id; }
 
+    /// \return this run's timeline, whether it has begun or not.
+    std::uint64_t own() const { return m_own; }
+
     /// \return the timeline that begins when the counter is raised from \p changes; nothing when it has begun before.
     std::optional<Timeline> beginning(ChangeNumber changes) const;
 

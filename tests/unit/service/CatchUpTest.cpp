@@ -127,6 +127,19 @@ TEST_F(CatchUp, WhatAProviderHasReadOrWasToldItKnows) {
     EXPECT_THAT(applied(), ElementsAre("display.panel.name x"));
 }
 
+TEST_F(CatchUp, AProviderOfAnotherStateAppliesAlsoWhatItsProcessWasToldOrHasReadOfIt) {
+    provider.registerFor("display", onChange);
+    provider.cut();
+    bench.store = MemoryStore();
+    bench.restart();
+    provider.connect();
+    provider.tellRegistrations({registration("display.brightness", configChanged)});
+    EXPECT_THAT(provider.events(), ElementsAre("value display.brightness 70"));
+    provider.read("display.on");
+    provider.tellRegistrations({registration("display.brightness", onChange), registration("display.on", onChange)});
+    EXPECT_THAT(applied(), UnorderedElementsAre("display.brightness 70", "display.on true"));
+}
+
 TEST_F(CatchUp, AProviderThatRegistersAgainIsNotAskedAgain) {
     writer.write("display.brightness", {"10"});
     provider.registerFor("display", onChange);

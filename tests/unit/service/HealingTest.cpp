@@ -75,6 +75,13 @@ TEST_F(Healing, RegistrationsOfOneFrameAreTakenInOneTransactionAndCaughtUpWith) 
     EXPECT_EQ(held(), 2U);
 }
 
+TEST_F(Healing, RegistrationsThatAreToldAnewBringAlsoWhatTheClientHasReadMeanwhile) {
+    writer.write("display.brightness", {"80"});
+    peer.read("display.brightness");
+    peer.tellRegistrations({registration("display", 3)});
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80")) << "its handlers may stand since before";
+}
+
 TEST_F(Healing, RegistrationsThatAreThereAlreadyStayAsTheyAreAndWriteNothing) {
     peer.registerFor("display", 3);
     writer.write("display.brightness", {"80"});

@@ -31,6 +31,23 @@ TEST(Resume, BringsTheNewestStateOfWhateverChangedDuringTheBreak) {
     EXPECT_THAT(peer.events(), IsEmpty());
 }
 
+TEST(Resume, BringsWhatWasReadDuringTheBreakSinceHandlersHaveNotHeardOfIt) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    for (const int type : {3, 5, 7}) peer.registerFor("display", type);
+    peer.cut();
+    writer.write("display.brightness", {"1"});
+    writer.setLevels("display.panel.name", 1, 1);
+    peer.read("display.brightness");
+    ConfigIF::GetAccessLevelsReq levels;
+    levels.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
+    *levels.mutable_inst() = inst("display.panel.name");
+    peer.ask<ConfigIF::GetAccessLevelsRsp>(levels);
+    peer.connect();
+    EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 1", "levels display.panel.name 1 1"));
+}
+
 TEST(Resume, BringsAgainWhatWasSentAndNotDelivered) {
     CoreBench bench;
     Peer peer(bench, "p");
