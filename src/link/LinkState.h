@@ -1,6 +1,7 @@
 #pragma once
 
 #include "AppConfig/PlatformCfgService.h"
+#include "link/ChangesUnderWay.h"
 #include "link/EntriesUnderWay.h"
 #include "link/IncomingVariable.h"
 #include "link/RunningCalls.h"
@@ -13,6 +14,7 @@ struct PlatformCfgService::State {
     TransportSetup setup;
     EntriesUnderWay entries;
     RunningCalls calls;
+    ChangesUnderWay changes;
 };
 
 // The list of handlers is a copy, so that a handler may register and unregister whatever it likes without disturbing

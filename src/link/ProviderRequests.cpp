@@ -46,11 +46,13 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
         result.addResultMessage("Not interested");
     } else if (read(req.inst_value(), var, value, result)) {
         manager->takeAnnounced(var.key(), value, revisionOf(req));
+        const ChangesUnderWay::Change change(link->m_state->changes, var.key());
         link->callProviders(var, [&](ProviderConfigHandler& provider) {
             provider.onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
                               enumTranslate(req.role()), result);
-            // Every provider takes the change on board, whatever another one says; failures stand in the result.
-            return true;
+            // Every provider takes the change on board, whatever another one says; failures stand in the result. Only
+            // what has been overtaken meanwhile is over: the others have the newer value already.
+            return !change.isOvertaken();
         });
     }
     return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getOnChangeResponse(result), msg, nullptr);

@@ -219,6 +219,39 @@ TEST(ProviderRequests, WhatAProviderLeavesInTheResultTheNextOneSees) {
     });
 }
 
+TEST(ProviderRequests, AChangeThatCameWithinTheCallForAnOlderOneIsNotUndoneByIt) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider first(log, "a");
+        Provider second(log, "b");
+        app.link->registerHandler("display", "", &first);
+        app.link->registerHandler("display", "", &second);
+        auto newer = request<ConfigIF::OnChangeReq>();
+        newer.mutable_inst_value()->set_value(0, "80");
+        auto other = request<ConfigIF::OnChangeReq>({{"Display", 1}, {"Contrast", 0}});
+        bool done = false;
+        bool overtakes = true;
+        first.action = [&] {
+            if (std::exchange(done, true)) return;
+            app.transport.deliver(other);
+            if (overtakes) app.transport.deliver(newer);
+        };
+
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+
+        EXPECT_EQ(log, (Names{"a change display[1].brightness[2] 70,71 role 2",
+                              "a change display[1].contrast[0] 70,71 role 2",
+                              "b change display[1].contrast[0] 70,71 role 2",
+                              "a change display[1].brightness[2] 80,71 role 2",
+                              "b change display[1].brightness[2] 80,71 role 2"}));
+        done = overtakes = false;
+        log.clear();
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+        EXPECT_EQ(log.back(), "b change display[1].brightness[2] 70,71 role 2") << "another variable overtakes nothing";
+    });
+}
+
 TEST(ProviderRequestsDeathTest, AnErrorOutsideItsEnumAborts) {
     struct Wrong : ProviderConfigHandler {
         bool onChange(const std::string&, int, const std::string&, int, const List&, SecurityRole,
