@@ -56,6 +56,15 @@ bool Ledger::isFlagOpen(int link, int variable) const {
 void Ledger::stateReplaced(int service) {
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) believe(service, i).floor = 0;
     for (auto& [number, underway] : m_underway) underway.floor = 0;
+    m_replaced[service] = true;
+}
+
+void Ledger::stateAdopted(int service) {
+    if (!std::exchange(m_replaced[service], false) || m_reached[service]) return;
+    for (auto& [number, handler] : m_handlers) {
+        if (serviceOf(handler.link) != service) continue;
+        for (auto& [news, bound] : handler.bounds) bound = m_book.history.now();
+    }
 }
 
 std::uint64_t Ledger::began(const Operation& operation, int fromHandler) {

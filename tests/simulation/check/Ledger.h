@@ -90,6 +90,11 @@ public:
 
     /// The state of \p service is another one: nothing that was acknowledged before holds.
     void stateReplaced(int service);
+    /// The service has begun to serve that other state. A process that never reached the former one believes nothing of
+    /// it, so for its handlers nothing has changed.
+    void stateAdopted(int service);
+    /// The process and the service have heard of each other.
+    void reached(int service) { m_reached[service] = true; }
     /// The service was asked to register a client of this process.
     void registrationArrives(int service, const std::string& name, int type);
     /// The service has sent news to this process.
@@ -189,6 +194,8 @@ private:
     int m_lowestRole[links] = {4, 4};
     bool m_moved = false;
     bool m_registered[links] = {false, false};
+    bool m_reached[links] = {false, false};   ///< see stateAdopted()
+    bool m_replaced[links] = {false, false};  ///< the same
     bool m_quiet = false;
 };
 

@@ -197,6 +197,7 @@ void Ledger::dispatching(const Announcement& what) {
                        std::string(nameOf(what.news)) + " of " + display(what.variable) + " " + quoted(what.contents));
     thread().dispatches.push_back({what, {}, 0});
     announced(what);
+    if (what.link < m_services) reached(serviceOf(what.link));
     if (what.variable < 0 || what.link >= m_services) return;
     thread().dispatches.back().removals = believe(what.link, what.variable).removals;
     const int service = serviceOf(what.link);

@@ -106,6 +106,9 @@ void Watch::hold(int service, const Session& to, int variable, int role, const c
 }
 
 void Watch::received(int service, const Session& from, const Frame& frame) {
+    // Nothing but HELLO comes from a client that has not read the WELCOME.
+    Ledger* const greeted = frame.kind() == AppConfigHost::HELLO ? nullptr : m_find(from.connection->client);
+    if (greeted != nullptr) greeted->reached(service);
     m_book.ground.note(from.connection->client.name, label(upwards, frame), ConfigIF::messageName(frame.message_id()));
     if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
         return request(service, from, frame);
