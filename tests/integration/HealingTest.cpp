@@ -160,6 +160,9 @@ TEST_F(Healing, OnceHealedNothingIsToldAnew) {
     service.start();
     awaitRegistrations(4);
     EXPECT_NE(service.process().errors().find("the client tells them anew"), std::string::npos);
+    // That it holds them all, the client has been told before it is asked for this.
+    set("8");
+    client.waitForEvent({{"event", "apply"}, {"value", {"8"}}});
     service.kill();
     service.keepState(true);
     service.start();
