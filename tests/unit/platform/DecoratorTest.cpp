@@ -3,9 +3,7 @@
 
 #include "FaultTransport.h"
 #include "RecordingTransport.h"
-#include "ReplyError.h"
 #include "TransportFixture.h"
-#include "configadmin.pb.h"
 
 namespace {
 
@@ -39,8 +37,15 @@ TEST_F(Recording, RemembersWhatWentAndWhatCame) {
     ConfigIF::ReadRsp reply;
     ASSERT_TRUE(reply.ParseFromString(exchanges[0].reply));
     EXPECT_EQ(reply.value(0), "hello");
+    EXPECT_EQ(exchanges[0].failure, "");
     EXPECT_EQ(exchanges[1].kind, Exchange::Kind::oneWay);
+    EXPECT_EQ(exchanges[1].endpoint, "ConfigSrvc");
     EXPECT_EQ(exchanges[1].type, "ConfigIF.WriteReq");
+    EXPECT_EQ(exchanges[1].status, TRANSPORT_OK);
+    EXPECT_EQ(exchanges[1].failure, "");
+    EXPECT_EQ(exchanges[1].replyType, "");
+    EXPECT_EQ(recording.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
+    EXPECT_EQ(recording.lastOutcome()->replyType, "") << "nobody wanted the reply";
 }
 
 TEST_F(Recording, RemembersTheTransportsFailure) {
@@ -51,6 +56,9 @@ TEST_F(Recording, RemembersTheTransportsFailure) {
     EXPECT_EQ(outcome->status, TRANSPORT_NO_SUCH_ENDPOINT);
     EXPECT_THAT(outcome->failure, HasSubstr("ConfigSrvc"));
     EXPECT_EQ(outcome->replyType, "");
+    EXPECT_EQ(write(recording, "x"), TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_EQ(recording.lastOutcome()->status, TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_THAT(recording.lastOutcome()->failure, HasSubstr("ConfigSrvc"));
 }
 
 TEST_F(Recording, RemembersTheErrorOfAReply) {
@@ -64,6 +72,15 @@ TEST_F(Recording, RemembersTheErrorOfAReply) {
     });
     ASSERT_EQ(read(recording), TRANSPORT_OK);
     EXPECT_EQ(recording.lastOutcome()->error, CommonIF::ERROR_ACCESS_DENIED);
+}
+
+TEST_F(Recording, RemembersTheTextsOfAReply) {
+    FaultTransport refusing(transport);
+    refusing.refuseWith(CommonIF::ERROR_REJECTED, {"not now", "nor later"});
+    RecordingTransport outer(refusing);
+    ConfigIF::WriteRsp response;
+    ASSERT_EQ(outer.sendWaitResponse(ConfigIF::WriteReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
+    EXPECT_THAT(outer.lastOutcome()->messages, ElementsAre("not now", "nor later"));
 }
 
 TEST_F(Recording, KeepsTheLastOutcomeOfEachThreadApart) {
@@ -117,6 +134,45 @@ TEST_F(Fault, FailsAtOnceWithoutSending) {
     EXPECT_EQ(read(fault), TRANSPORT_OK);
 }
 
+TEST_F(Fault, LeavesNothingInTheResponseAndASentence) {
+    fault.failWith(TRANSPORT_TIMED_OUT);
+    ConfigIF::ReadRsp response;
+    response.add_value("old");
+    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), &response, "ConfigSrvc"), TRANSPORT_TIMED_OUT);
+    EXPECT_EQ(response.value_size(), 0);
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the deadline passed (as told)");
+    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_TIMED_OUT);
+    fault.heal();
+    fault.refuseWith(CommonIF::ERROR_REJECTED);
+    response.add_value("old");
+    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
+    EXPECT_EQ(response.value_size(), 0);
+    EXPECT_EQ(response.error(), CommonIF::ERROR_REJECTED);
+    EXPECT_EQ(lastTransportFailure(), "");
+    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 0U);
+}
+
+TEST_F(Fault, OfOneTypeAfterAnotherStrikesBeforeALaterOneOfAnyType) {
+    fault.failWith(TRANSPORT_BROKEN_OFF, "ConfigIF.ReadReq", 1);
+    fault.failWith(TRANSPORT_TIMED_OUT, {}, 1);
+    EXPECT_EQ(read(fault), TRANSPORT_BROKEN_OFF);
+    EXPECT_EQ(read(fault), TRANSPORT_TIMED_OUT);
+    EXPECT_EQ(read(fault), TRANSPORT_OK);
+    fault.failWith(TRANSPORT_TIMED_OUT, {}, 0);
+    EXPECT_EQ(read(fault), TRANSPORT_OK) << "it was to strike no time";
+    fault.refuseWith(CommonIF::ERROR_REJECTED);
+    fault.failWith(TRANSPORT_TIMED_OUT);
+    EXPECT_EQ(write(fault, "x"), TRANSPORT_TIMED_OUT) << "a refusal is nothing for a one-way message";
+}
+
+TEST_F(Fault, PassesTheRestOn) {
+    EXPECT_EQ(fault.addHandlers(nullptr), TRANSPORT_BAD_ARGUMENT);
+    EXPECT_EQ(fault.addRemoteEndpoint("../x", -1), TRANSPORT_BAD_ENDPOINT);
+    EXPECT_EQ(fault.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
+    EXPECT_NE(peer.awaitDelivery(), nullptr);
+}
+
 TEST_F(Fault, StrikesOnlyTheNamedTypeAndSoManyTimes) {
     fault.failWith(TRANSPORT_BROKEN_OFF, "ConfigIF.ReadReq", 2);
     EXPECT_EQ(write(fault, "x"), TRANSPORT_OK);
@@ -133,46 +189,6 @@ TEST_F(Fault, RefusesInTheServicesName) {
     EXPECT_EQ(response.result().message(0), "not now");
     EXPECT_EQ(write(fault, "x"), TRANSPORT_OK) << "nobody answers a one-way message";
     EXPECT_EQ(read(fault), TRANSPORT_OK);
-}
-
-TEST(ReplyErrorView, ReadsWhatWasWritten) {
-    ConfigIF::ReadRsp read;
-    ConfigIF::WriteRsp write;
-    ConfigIF::SetAccessLevelsRsp levels;
-    ConfigAdmin::SubmitRsp submit;
-    for (google::protobuf::MessageLite* reply :
-         std::initializer_list<google::protobuf::MessageLite*>{&read, &write, &levels, &submit}) {
-        EXPECT_EQ(readReplyError(*reply).error, 0) << reply->GetTypeName();
-        EXPECT_TRUE(writeReplyError(*reply, {-3, {"why"}}));
-        EXPECT_EQ(readReplyError(*reply).error, -3) << reply->GetTypeName();
-    }
-    EXPECT_EQ(read.error(), CommonIF::ERROR_ACCESS_DENIED);
-    EXPECT_THAT(readReplyError(write).messages, ElementsAre("why"));
-    EXPECT_EQ(levels.access_error(0).error(), CommonIF::ERROR_ACCESS_DENIED);
-}
-
-TEST(ReplyErrorView, SeesANumberThatTheEnumDrops) {
-    ConfigIF::ReadRsp read;
-    ASSERT_TRUE(writeReplyError(read, {-4711, {}}));
-    EXPECT_FALSE(read.has_error());
-    EXPECT_EQ(readReplyError(read).error, -4711);
-    ConfigIF::WriteRsp write;
-    ASSERT_TRUE(writeReplyError(write, {4711, {}}));
-    EXPECT_EQ(readReplyError(write).error, 4711);
-}
-
-TEST(ReplyErrorView, TakesNoOptionForAText) {
-    ConfigIF::GetAttributeOptionsRsp options;
-    options.add_option("an option");
-    EXPECT_THAT(readReplyError(options).messages, SizeIs(0));
-}
-
-TEST(ReplyErrorView, FindsNothingInAMessageThatIsNoReply) {
-    ConfigIF::ReadReq request;
-    request.set_client_name("x");
-    EXPECT_EQ(readReplyError(request).error, 0);
-    EXPECT_FALSE(writeReplyError(request, {-3, {}}));
-    EXPECT_EQ(request.client_name(), "x");
 }
 
 }  // namespace

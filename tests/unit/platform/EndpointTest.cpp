@@ -2,7 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <fstream>
 #include <ostream>
 #include <string>
 
@@ -81,8 +84,8 @@ TEST_F(RuntimeDirectory, IsRefusedAsASymbolicLink) {
     const TemporaryDirectory elsewhere;
     ASSERT_EQ(symlink(elsewhere.path().c_str(), defaultRuntimeDirectory().c_str()), 0);
     const std::string reason = prepareRuntimeDirectory(defaultRuntimeDirectory());
-    EXPECT_NE(reason.find(defaultRuntimeDirectory()), std::string::npos) << reason;
-    EXPECT_NE(reason.find("symbolic link"), std::string::npos) << reason;
+    EXPECT_EQ(reason, "the runtime directory '" + defaultRuntimeDirectory() +
+                          "' cannot be used: it is a symbolic link");
     EXPECT_EQ(checkPrivateDirectory(defaultRuntimeDirectory()), reason);
 }
 
@@ -120,14 +123,47 @@ TEST_F(RuntimeDirectory, MayBeALinkWhenTheCallerChoseIt) {
 
 TEST_F(RuntimeDirectory, ThatCannotBeCreatedIsNamed) {
     const std::string missing = directory.path() + "/no/such/place";
-    EXPECT_NE(prepareRuntimeDirectory(missing).find(missing), std::string::npos);
+    EXPECT_EQ(prepareRuntimeDirectory(missing), "the runtime directory '" + missing +
+                                                    "' cannot be used: " + std::strerror(ENOENT));
+}
+
+TEST_F(RuntimeDirectory, ThatCannotBeLookedAtIsNamed) {
+    ASSERT_EQ(prepareRuntimeDirectory(directory.path()), "");
+    std::ofstream(directory.path() + "/file");
+    const std::string below = directory.path() + "/file/below";
+    const std::string reason = "the runtime directory '" + below + "' cannot be used: " + std::strerror(ENOTDIR);
+    EXPECT_EQ(checkPrivateDirectory(below), reason);
+    EXPECT_EQ(prepareRuntimeDirectory(below), reason);
+}
+
+TEST_F(RuntimeDirectory, MayNotBeAFileAlsoWhenTheCallerChoseIt) {
+    const std::string file = directory.path() + "/file";
+    std::ofstream{file};
+    EXPECT_EQ(prepareRuntimeDirectory(file), "the runtime directory '" + file +
+                                                 "' cannot be used: it is not a directory");
+}
+
+TEST_F(RuntimeDirectory, ThatOthersMayReadIsUsed) {
+    ASSERT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    ASSERT_EQ(chmod(defaultRuntimeDirectory().c_str(), 0755), 0);
+    EXPECT_EQ(prepareRuntimeDirectory(defaultRuntimeDirectory()), "");
+    ASSERT_EQ(chmod(defaultRuntimeDirectory().c_str(), 0702), 0);
+    EXPECT_NE(prepareRuntimeDirectory(defaultRuntimeDirectory()).find("other users may write"), std::string::npos);
 }
 
 TEST_F(RuntimeDirectory, GetsTheDirectoriesThatAnEndpointNeeds) {
     EXPECT_EQ(prepareEndpointDirectory(directory.path(), "a/b/ConfigSrvc"), "");
     struct stat status {};
+    EXPECT_EQ(prepareEndpointDirectory(directory.path(), "a/b/ConfigSrvc"), "") << "a second time must do no harm";
     EXPECT_EQ(stat((directory.path() + "/a/b").c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777U, 0700U);
     EXPECT_NE(stat((directory.path() + "/a/b/ConfigSrvc").c_str(), &status), 0);
+}
+
+TEST_F(RuntimeDirectory, SaysWhichDirectoryOfAnEndpointCannotBeCreated) {
+    std::ofstream(directory.path() + "/a");
+    EXPECT_EQ(prepareEndpointDirectory(directory.path(), "a/b/ConfigSrvc"),
+              "cannot create '" + directory.path() + "/a/b': " + std::strerror(ENOTDIR));
 }
 
 TEST(EndpointPath, LiesInTheDirectory) {
@@ -138,12 +174,13 @@ TEST(EndpointPath, LiesInTheDirectory) {
 TEST(EndpointPath, OfABadNameIsNone) {
     const EndpointPath place = endpointPath("/run/x", "../secret");
     EXPECT_EQ(place.path, "");
-    EXPECT_NE(place.error.find("../secret"), std::string::npos) << place.error;
+    EXPECT_EQ(place.error, "'../secret' is not the name of an endpoint");
 }
 
 TEST(EndpointPath, ThatNoSocketAddressHoldsIsRefusedWithTheLimit) {
     const EndpointPath longest = endpointPath("/" + std::string(96, 'd'), "ConfigSrvc");
-    EXPECT_NE(longest.error.find("107"), std::string::npos) << longest.error;
+    EXPECT_EQ(longest.error, "the endpoint 'ConfigSrvc' has a path of 108 bytes, '/" + std::string(96, 'd') +
+                                 "/ConfigSrvc', and a socket's address holds 107");
     EXPECT_EQ(longest.path, "");
     EXPECT_EQ(endpointPath("/" + std::string(95, 'd'), "ConfigSrvc").path.size(), 107U);
 }

@@ -211,6 +211,25 @@ TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameWins) {
     EXPECT_THAT(next(), ElementsAre("-a"));
 }
 
+TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameThatIsRefusedLeavesNothingToTell) {
+    add("a", Ending::unknown);
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    page.unregisteringAll("self");
+    answer({0});
+    EXPECT_THAT(next(), IsEmpty());
+}
+
+TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAWithdrawalLeavesNothingToTell) {
+    add("a");
+    greet(true);
+    remove("a", Ending::unknown);
+    EXPECT_THAT(next(), ElementsAre("-a"));
+    page.unregisteringAll("self");
+    answer();
+    EXPECT_THAT(next(), IsEmpty());
+}
+
 TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAFrameThatIsLostWins) {
     add("a", Ending::unknown);
     greet(true);
@@ -336,6 +355,33 @@ TEST_F(RegistrationPageTest, AServiceThatTakesNothingIsNotAskedForTheRestAtOnce)
     const std::string begun = refuseAll();
     EXPECT_NE(eager.nextTry().time(), Deadline::never().time()) << "the others wait with those that were refused";
     EXPECT_NE(refuseAll(), begun) << "those that have not been tried come first";
+}
+
+TEST_F(RegistrationPageTest, AServiceThatTakesNothingIsNotAskedForTheRestBeforeThePauseIsOver) {
+    options.firstRegistrationPause = 0ms;
+    RegistrationPage eager(options);
+    Welcome welcome;
+    welcome.set_registrations_known(true);
+    eager.greeted(welcome);
+    for (int i = 0; i < 600; ++i) {
+        const RegistrationPage::Key key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
+        eager.ended(key, eager.registering(key, 20), true, Ending::refused, -16);
+    }
+    const auto answerFrame = [&](bool taken) {
+        const std::optional<Frame> frame = eager.next();
+        ASSERT_TRUE(frame);
+        Frame answer;
+        answer.set_correlation(frame->correlation());
+        for (int i = 0; !taken && i < frame->registration_size(); ++i) {
+            answer.add_refusal()->set_index(static_cast<std::uint32_t>(i));
+        }
+        EXPECT_TRUE(eager.answered(answer));
+    };
+    options.firstRegistrationPause = 1h;
+    answerFrame(true);
+    answerFrame(false);
+    EXPECT_FALSE(eager.next());
+    EXPECT_EQ(eager.refused(), 600U - 256);
 }
 
 TEST_F(RegistrationPageTest, ReportsEachRefusalOncePerErrorAndItsEnd) {

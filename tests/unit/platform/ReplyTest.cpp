@@ -9,6 +9,7 @@ namespace {
 using namespace AppConfigHost;
 using namespace AppConfigTest;
 using namespace PbUtility;
+using testing::EndsWith;
 using testing::HasSubstr;
 
 class Reply : public TransportFixture {};
@@ -44,6 +45,7 @@ TEST_F(Reply, ToAnotherRequestIsNotTaken) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(a reply came that nobody had asked for)"));
 }
 
 TEST_F(Reply, UnaskedDropsItsConnection) {
@@ -77,10 +79,12 @@ TEST_F(Reply, SaysThatTheRequestIsNotSupported) {
         reply.set_kind(REPLY);
         reply.set_correlation(frame.correlation());
         reply.set_status(UNSUPPORTED);
+        reply.set_reason("not by me");
         connection.send(reply);
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the endpoint does not answer this message (not by me)");
     EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
     EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";
 }
@@ -91,10 +95,14 @@ TEST_F(Reply, SaysThatTheRequestDidNotParse) {
         reply.set_kind(REPLY);
         reply.set_correlation(frame.correlation());
         reply.set_status(UNREADABLE);
+        reply.set_reason("no role");
         connection.send(reply);
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_UNREADABLE_REQUEST);
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the endpoint could not read the message (no role)");
+    EXPECT_EQ(read(transport), TRANSPORT_UNREADABLE_REQUEST);
+    EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";
 }
 
 TEST_F(Reply, WithAnUnknownStatusIsNeverTakenForSuccess) {
@@ -106,6 +114,27 @@ TEST_F(Reply, WithAnUnknownStatusIsNeverTakenForSuccess) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(the reply has a status that is not known here)"));
+}
+
+TEST_F(Reply, WithoutAStatusIsASuccess) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "hello");
+        reply.clear_status();
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+}
+
+TEST_F(Reply, MayHaveFieldsOfALaterVersionBesideItsStatus) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        const std::string later("\xF8\x07\x01");  // field 127
+        const std::string bytes = ScriptedPeer::replyTo(frame, "hello").SerializeAsString() + later;
+        connection.sendBytes(std::string(1, static_cast<char>(bytes.size())) + bytes);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
 }
 
 TEST_F(Reply, ThatDoesNotParseClearsTheResponse) {
@@ -120,6 +149,10 @@ TEST_F(Reply, ThatDoesNotParseClearsTheResponse) {
     response.add_value("old");
     EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
     EXPECT_EQ(response.value_size(), 0);
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the reply cannot be read (the payload is no ConfigIF.ReadRsp)");
+    peer.onRequest(&ScriptedPeer::answer);
+    EXPECT_EQ(read(transport), TRANSPORT_OK);
+    EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";
 }
 
 TEST_F(Reply, OfAnotherTypeIsNotTaken) {
@@ -127,7 +160,18 @@ TEST_F(Reply, OfAnotherTypeIsNotTaken) {
     const ConfigIF::ReadReq request;
     ConfigIF::WriteRsp response;
     EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("ConfigIF.ReadRsp came instead of ConfigIF.WriteRsp"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(ConfigIF.ReadRsp came instead of ConfigIF.WriteRsp)"));
+}
+
+TEST_F(Reply, OfATypeThatNobodyKnowsIsNotTaken) {
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "hello");
+        reply.set_message_id(127);
+        connection.send(reply);
+    });
+    UnixTransport transport(options());
+    EXPECT_EQ(read(transport), TRANSPORT_UNREADABLE_REPLY);
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(message 127 came instead of ConfigIF.ReadRsp)"));
 }
 
 TEST_F(Reply, MayBeDiscarded) {

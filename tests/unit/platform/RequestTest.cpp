@@ -5,9 +5,12 @@
 
 #include <atomic>
 #include <future>
+#include <limits>
+#include <set>
 #include <thread>
 
 #include "Endpoint.h"
+#include "MessageIds.h"
 #include "TransportFixture.h"
 #include "frame.pb.h"
 
@@ -174,10 +177,30 @@ TEST_F(Request, LargerThanAFrameIsNotSent) {
     small.frameLimit = 1000;
     UnixTransport transport(small);
     EXPECT_EQ(read(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("1000"));
+    EXPECT_EQ(lastTransportFailure(),
+              "ConfigSrvc: the message is too large to be sent (1003 bytes, and a frame of at most 1000 has to hold them)");
     EXPECT_EQ(peer.connections(REQUESTS), 0U);
     EXPECT_EQ(write(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
     EXPECT_EQ(read(transport, std::string(900, 'x')), TRANSPORT_OK);
+}
+
+TEST_F(Request, FitsOrDoesNotHoweverManyWentBefore) {
+    const auto frameOf = [](const std::string& text) {
+        ConfigIF::ReadReq request;
+        request.set_client_name(text);
+        Frame frame;
+        frame.set_kind(REQUEST);
+        frame.set_message_id(ConfigIF::messageId("ConfigIF.ReadReq"));
+        frame.set_payload(request.SerializeAsString());
+        frame.set_correlation(std::numeric_limits<std::uint64_t>::max());
+        return frame.ByteSizeLong();
+    };
+    TransportOptions exact = options();
+    exact.frameLimit = frameOf(std::string(500, 'x'));
+    UnixTransport transport(exact);
+    EXPECT_EQ(read(transport, std::string(501, 'x')), TRANSPORT_TOO_LARGE);
+    EXPECT_EQ(read(transport, std::string(500, 'x')), TRANSPORT_OK);
+    EXPECT_EQ(peer.received(REQUEST).at(0).correlation(), 1U);
 }
 
 TEST_F(Request, MayBeAsLargeAsTheLimitAllows) {
@@ -299,8 +322,11 @@ TEST(LocalEndpoint, IsAValidNameAndAnotherOneForEachTransport) {
 }
 
 TEST(TransportStatusText, IsThereForEveryNumber) {
+    std::set<std::string> texts;
     for (int status = TRANSPORT_OK; status <= TRANSPORT_ENDED; ++status) {
         EXPECT_STRNE(transportStatusText(status), "an unknown status") << status;
+        EXPECT_STRNE(transportStatusText(status), "") << status;
+        EXPECT_TRUE(texts.insert(transportStatusText(status)).second) << "another status has the text of " << status;
     }
     EXPECT_STREQ(transportStatusText(-1), "an unknown status");
     EXPECT_STREQ(transportStatusText(TRANSPORT_ENDED + 1), "an unknown status");
