@@ -1,0 +1,226 @@
+// What a request says of registrations, and what its answer says.
+#include <gmock/gmock.h>
+
+#include <string>
+#include <vector>
+
+#include "MessageIds.h"
+#include "RegistrationBook.h"
+#include "RegistrationDigest.h"
+#include "configservice.pb.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace PbUtility;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+const std::string service = "ConfigSrvc";
+const Outcome reached{};
+const Outcome brokenOff{TRANSPORT_BROKEN_OFF, {}};
+
+template <typename Request>
+Frame frameOf(const Request& request, Kind kind = REQUEST) {
+    Frame frame;
+    frame.set_kind(kind);
+    frame.set_message_id(ConfigIF::messageId(request.GetTypeName()));
+    frame.set_payload(request.SerializePartialAsString());
+    return frame;
+}
+
+template <typename Request>
+Request about(const std::string& name) {
+    Request request;
+    request.set_client_name("self");
+    request.set_var_name(name);
+    request.set_type(ConfigIF::CALLBACK_CONFIG_CHANGED);
+    request.set_callback_name("link");
+    return request;
+}
+
+Frame registering(const std::string& name, Kind kind = REQUEST) {
+    auto request = about<ConfigIF::RegisterClientCallbackReq>(name);
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
+    return frameOf(request, kind);
+}
+Frame unregistering(const std::string& name, Kind kind = REQUEST) {
+    return frameOf(about<ConfigIF::UnregisterClientCallbackReq>(name), kind);
+}
+Frame unregisteringAll(Kind kind = REQUEST) {
+    ConfigIF::UnregisterAllClientCallbacksReq request;
+    request.set_client_name("self");
+    return frameOf(request, kind);
+}
+
+Frame saying(std::int64_t error) {
+    Frame reply;
+    if (error != 0) reply.set_payload(std::string("\x08") + static_cast<char>(error));
+    return reply;
+}
+
+struct RegistrationBookTest : testing::Test {
+    RegistrationBookTest() {
+        options.firstRegistrationPause = 1h;
+        options.onRegistration = [](const RegistrationReport&) {};
+    }
+
+    /// One call from its start to its end. \return what its end said.
+    bool call(const Frame& request, const Outcome& outcome = reached, const Frame& reply = saying(0),
+              const std::string& endpoint = service) {
+        RegistrationBook::Call call(book, endpoint, request);
+        return call.end(outcome, reply);
+    }
+    std::uint64_t held(const std::string& endpoint = service) {
+        Hello hello;
+        book.describe(endpoint, hello);
+        return hello.registrations();
+    }
+    void greet() {
+        Welcome welcome;
+        welcome.set_registrations_known(true);
+        book.greeted(service, welcome);
+    }
+    /// What there is to tell: "+name", "-name", and "." when that is all.
+    std::vector<std::string> told() {
+        const std::optional<Frame> frame = book.next(service);
+        std::vector<std::string> rows;
+        if (!frame) return rows;
+        for (const Registration& row : frame->registration()) rows.push_back("+" + row.name());
+        for (const Registration& row : frame->withdrawn()) rows.push_back("-" + row.name());
+        if (frame->complete()) rows.push_back(".");
+        return rows;
+    }
+
+    TransportOptions options;
+    RegistrationBook book{options};
+};
+
+TEST_F(RegistrationBookTest, HoldsWhatWasAnsweredWithSuccess) {
+    EXPECT_TRUE(call(registering("a")));
+    EXPECT_TRUE(call(registering("b")));
+    EXPECT_EQ(held(), 2U);
+    EXPECT_EQ(held("Other"), 0U) << "each endpoint has a page of its own";
+    EXPECT_TRUE(call(unregistering("a")));
+    EXPECT_EQ(held(), 1U);
+    greet();
+    EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(RegistrationBookTest, EntersEachPartOfARegistration) {
+    ConfigIF::RegisterClientCallbackReq request = about<ConfigIF::RegisterClientCallbackReq>("@AZ[az");
+    request.set_client_name("Self");
+    request.set_callback_name("Link");
+    request.set_type(ConfigIF::CALLBACK_OPTIONS_CHANGED);
+    request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
+    greet();
+    call(frameOf(request, ONE_WAY));
+    const std::optional<Frame> frame = book.next(service);
+    ASSERT_TRUE(frame && frame->registration_size() == 1);
+    const Registration& row = frame->registration(0);
+    EXPECT_EQ(row.requester(), "Self");
+    EXPECT_EQ(row.role(), CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_EQ(row.name(), "@az[az") << "only capitals of ASCII are made small";
+    EXPECT_EQ(row.type(), ConfigIF::CALLBACK_OPTIONS_CHANGED);
+    EXPECT_EQ(row.callback(), "Link");
+}
+
+TEST_F(RegistrationBookTest, TellsWhatNobodyAnswered) {
+    greet();
+    EXPECT_TRUE(call(registering("a", ONE_WAY)));
+    EXPECT_TRUE(call(registering("b"), brokenOff));
+    EXPECT_TRUE(call(unregistering("c", ONE_WAY)));
+    EXPECT_THAT(told(), ElementsAre("+a", "+b", "-c"));
+    EXPECT_EQ(held(), 0U);
+}
+
+TEST_F(RegistrationBookTest, ReportsARefusalWithItsErrorAndEndpoint) {
+    EXPECT_TRUE(call(registering("a"), reached, saying(7)));
+    EXPECT_EQ(held(), 0U);
+    const RegistrationBook::Condition condition = book.condition(service);
+    EXPECT_EQ(condition.refused, 1U);
+    ASSERT_EQ(condition.reports.size(), 1U);
+    EXPECT_EQ(condition.reports[0].endpoint, service);
+    EXPECT_EQ(condition.reports[0].name, "a");
+    EXPECT_EQ(condition.reports[0].type, ConfigIF::CALLBACK_CONFIG_CHANGED);
+    EXPECT_EQ(condition.reports[0].error, 7);
+    EXPECT_THAT(book.condition(service).reports, IsEmpty());
+    EXPECT_EQ(book.condition("Other").refused, 0U);
+}
+
+TEST_F(RegistrationBookTest, TakesAnAnswerThatDoesNotParseForARefusal) {
+    Frame garbage;
+    garbage.set_payload("\xFF");
+    EXPECT_TRUE(call(registering("a"), reached, garbage));
+    const RegistrationBook::Condition condition = book.condition(service);
+    ASSERT_EQ(condition.reports.size(), 1U);
+    EXPECT_EQ(condition.reports[0].error, -1);
+}
+
+TEST_F(RegistrationBookTest, TellsAWithdrawalThatWasRefused) {
+    call(registering("a"));
+    greet();
+    EXPECT_TRUE(call(unregistering("a"), reached, saying(7)));
+    EXPECT_THAT(told(), ElementsAre("-a"));
+}
+
+TEST_F(RegistrationBookTest, EndsAllOfARequesterWithOneMessage) {
+    for (const Kind kind : {REQUEST, ONE_WAY}) {
+        call(registering("a"));
+        call(registering("b"));
+        EXPECT_FALSE(call(unregisteringAll(kind))) << "there is nothing left to tell";
+        EXPECT_EQ(held(), 0U);
+        greet();
+        EXPECT_THAT(told(), IsEmpty());
+    }
+}
+
+TEST_F(RegistrationBookTest, TellsEverythingWhenNobodyKnowsWhetherAllWereEnded) {
+    greet();
+    EXPECT_TRUE(call(unregisteringAll(), brokenOff));
+    EXPECT_THAT(told(), ElementsAre("."));
+    book.lost(service);
+    greet();
+    EXPECT_TRUE(call(unregisteringAll(), reached, saying(7)));
+    EXPECT_THAT(told(), ElementsAre("."));
+}
+
+TEST_F(RegistrationBookTest, HasNothingToDoWithOtherMessages) {
+    for (Frame request : {registering("a"), unregistering("a"), unregisteringAll()}) {
+        const std::uint32_t id = request.message_id();
+        for (const std::uint32_t other : {id - 1, id + 1, 0U, 0xFFFFFFFFU}) {
+            request.set_message_id(other);
+            EXPECT_FALSE(call(request, brokenOff)) << other;
+        }
+    }
+    greet();
+    EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(RegistrationBookTest, HasNothingToDoWithWhatNamesNoTypeOrCannotBeRead) {
+    auto typeless = about<ConfigIF::RegisterClientCallbackReq>("a");
+    typeless.clear_type();
+    auto alsoTypeless = about<ConfigIF::UnregisterClientCallbackReq>("a");
+    alsoTypeless.clear_type();
+    EXPECT_FALSE(call(frameOf(typeless)));
+    EXPECT_FALSE(call(frameOf(alsoTypeless)));
+    call(registering("a"));
+    for (Frame garbled : {registering("b"), unregistering("a"), unregisteringAll()}) {
+        garbled.set_payload(garbled.payload() + "\xFF");
+        call(garbled);
+    }
+    EXPECT_EQ(held(), 1U);
+    greet();
+    EXPECT_THAT(told(), IsEmpty());
+}
+
+TEST_F(RegistrationBookTest, SaysWhenRefusedOnesAreTriedAgain) {
+    greet();
+    EXPECT_EQ(book.nextTry(service).time(), Deadline::never().time());
+    call(registering("a"), reached, saying(7));
+    EXPECT_NE(book.nextTry(service).time(), Deadline::never().time());
+    EXPECT_EQ(book.nextTry("Other").time(), Deadline::never().time());
+}
+
+}  // namespace
