@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 #include <mutex>
 #include <vector>
 
@@ -154,6 +155,47 @@ TEST_F(DeliveryConnection, ThatLastedIsMadeAnewAfterTheFirstPause) {
         other.await(ANSWER, turn);
     }
     EXPECT_EQ(peer.connections(DELIVERY), 3U);
+}
+
+TEST_F(DeliveryConnection, ThatBeganBeforeTheClientGotAnotherPointIsMadeAnew) {
+    std::promise<ScriptedPeer::Connection*> promised;
+    std::atomic<int> hellos{0};
+    peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        if (frame.hello().purpose() == DELIVERY && ++hellos == 1) {
+            promised.set_value(&connection);
+        } else {
+            peer.welcome(connection);
+        }
+    });
+    UnixTransport transport(options(2s));
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    ScriptedPeer::Connection* const waiting = promised.get_future().get();
+    peer.setPoint(7, 40);
+    ASSERT_EQ(read(transport), TRANSPORT_OK) << "it waits for the deliveries for some time only";
+    peer.setPoint(7, 41);
+    peer.welcome(*waiting);
+    const std::vector<Hello> said = peer.awaitHellos(DELIVERY, 2);
+    ASSERT_THAT(said, SizeIs(2)) << "the service began at a place that is not the client's";
+    EXPECT_FALSE(said[0].has_timeline());
+    EXPECT_EQ(said[1].timeline(), 7U);
+    EXPECT_EQ(said[1].delivered(), 40U);
+}
+
+TEST_F(DeliveryConnection, IsGivenUpWhenAnAnswerCannotBeWrittenInTime) {
+    std::promise<void> done;
+    peer.onHello([&, mayGoOn = done.get_future().share()](ScriptedPeer::Connection& connection, const Frame& frame) {
+        peer.welcome(connection);
+        if (frame.hello().purpose() != DELIVERY || peer.connections(DELIVERY) > 1) return;
+        connection.send(ask(1));
+        mayGoOn.wait();  // and reads nothing
+    });
+    Handler wordy([](const MSG_Message* message) { answerAsk(message, std::string(std::size_t{8} << 20U, 'x')); });
+    UnixTransport transport(options(100ms));
+    wordy.addTo(transport, validate);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    EXPECT_THAT(peer.awaitHellos(DELIVERY, 2), SizeIs(2));
+    done.set_value();
+    transport.end();
 }
 
 TEST_F(DeliveryConnection, SaysOncePerReasonWhyItIsClosed) {

@@ -176,6 +176,67 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
     transport.end();
 }
 
+TEST_F(NestedRequest, LosesNoNotificationWhenTooManyBytesArriveMeanwhile) {
+    const auto sized = [](std::uint64_t sequence) { return notification(std::string(240, 'x'), sequence); };
+    ScriptedPeer other(directory.path() + "/Other");
+    TransportOptions small = options();
+    small.frameLimit = 4 * sized(1).payload().size();
+    peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+        const auto delivery = peer.awaitDelivery();
+        for (std::uint64_t sequence = 2; sequence <= 5; ++sequence) delivery->send(sized(sequence));
+        delivery->send(ask(1));
+        EXPECT_THAT(peer.await(ANSWER, 1), SizeIs(1)) << "as many bytes may wait as a frame may have";
+        delivery->send(sized(6));
+        // With the second of these turns the sixth has been read.
+        for (std::size_t turn = 1; turn <= 2; ++turn) {
+            other.awaitDelivery()->send(ask(turn));
+            other.await(ANSWER, turn);
+        }
+        ScriptedPeer::answer(connection, frame);
+    });
+    UnixTransport transport(small);
+    Handler consumer([&](const MSG_Message* message) {
+        if (valueOf(message) == "first") {
+            EXPECT_EQ(read(transport), TRANSPORT_OK);
+        }
+    });
+    consumer.addTo(transport, changed);
+    transport.addRemoteEndpoint("Other", -1);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(notification("first", 1));
+    ASSERT_NE(peer.awaitDelivery(2), nullptr) << "the queue had no bound";
+    EXPECT_EQ(peer.awaitHellos(DELIVERY, 2).at(1).delivered(), 5U);
+    transport.end();
+}
+
+TEST_F(NestedRequest, NestsOnlySoDeep) {
+    constexpr std::size_t deepest = 16;
+    // Each request is answered once the ask that comes with it is.
+    peer.onRequest([this](ScriptedPeer::Connection& connection, const Frame& frame) {
+        const std::size_t depth = peer.received(REQUEST).size();
+        peer.awaitDelivery()->send(ask(depth + 1));
+        peer.await(ANSWER, deepest + 1 - depth);
+        ScriptedPeer::answer(connection, frame);
+    });
+    UnixTransport transport(options());
+    Handler provider([&](const MSG_Message* message) {
+        EXPECT_EQ(read(transport), TRANSPORT_OK);
+        answerAsk(message, "fine");
+    });
+    provider.addTo(transport, validate);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(ask(1));
+    const std::vector<Frame> answers = peer.await(ANSWER, deepest + 1);
+    ASSERT_THAT(answers, SizeIs(deepest + 1));
+    EXPECT_EQ(answers[0].correlation(), deepest + 1);
+    EXPECT_EQ(answers[0].answer_size(), 0) << "it came one too deep";
+    for (std::size_t i = 1; i <= deepest; ++i) {
+        EXPECT_EQ(answers[i].correlation(), deepest + 1 - i);
+        EXPECT_EQ(answers[i].answer_size(), 1);
+    }
+    transport.end();
+}
+
 TEST_F(NestedRequest, EndsAtItsDeadline) {
     peer.onRequest(nullptr);
     UnixTransport transport(options(1s));
