@@ -84,8 +84,8 @@ TEST_F(RuntimeDirectory, IsRefusedAsASymbolicLink) {
     const TemporaryDirectory elsewhere;
     ASSERT_EQ(symlink(elsewhere.path().c_str(), defaultRuntimeDirectory().c_str()), 0);
     const std::string reason = prepareRuntimeDirectory(defaultRuntimeDirectory());
-    EXPECT_EQ(reason, "the runtime directory '" + defaultRuntimeDirectory() +
-                          "' cannot be used: it is a symbolic link");
+    EXPECT_EQ(reason,
+              "the runtime directory '" + defaultRuntimeDirectory() + "' cannot be used: it is a symbolic link");
     EXPECT_EQ(checkPrivateDirectory(defaultRuntimeDirectory()), reason);
 }
 
@@ -123,8 +123,8 @@ TEST_F(RuntimeDirectory, MayBeALinkWhenTheCallerChoseIt) {
 
 TEST_F(RuntimeDirectory, ThatCannotBeCreatedIsNamed) {
     const std::string missing = directory.path() + "/no/such/place";
-    EXPECT_EQ(prepareRuntimeDirectory(missing), "the runtime directory '" + missing +
-                                                    "' cannot be used: " + std::strerror(ENOENT));
+    EXPECT_EQ(prepareRuntimeDirectory(missing),
+              "the runtime directory '" + missing + "' cannot be used: " + std::strerror(ENOENT));
 }
 
 TEST_F(RuntimeDirectory, ThatCannotBeLookedAtIsNamed) {
@@ -139,8 +139,8 @@ TEST_F(RuntimeDirectory, ThatCannotBeLookedAtIsNamed) {
 TEST_F(RuntimeDirectory, MayNotBeAFileAlsoWhenTheCallerChoseIt) {
     const std::string file = directory.path() + "/file";
     std::ofstream{file};
-    EXPECT_EQ(prepareRuntimeDirectory(file), "the runtime directory '" + file +
-                                                 "' cannot be used: it is not a directory");
+    EXPECT_EQ(prepareRuntimeDirectory(file),
+              "the runtime directory '" + file + "' cannot be used: it is not a directory");
 }
 
 TEST_F(RuntimeDirectory, ThatOthersMayReadIsUsed) {

@@ -2,74 +2,18 @@
 #include <gmock/gmock.h>
 
 #include "RegistrationDigest.h"
-#include "RegistrationPage.h"
+#include "RegistrationPageFixture.h"
 
 namespace {
 
 using namespace AppConfigHost;
-using namespace std::chrono_literals;
-using Ending = RegistrationPage::Ending;
+using namespace AppConfigTest;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::UnorderedElementsAre;
 
-struct RegistrationPageTest : testing::Test {
-    RegistrationPageTest() {
-        options.firstRegistrationPause = 1h;
-        options.longestRegistrationPause = 4h;
-    }
-
-    RegistrationPage::Key key(const std::string& name, int type = 3) {
-        return {name, type, page.share("link"), page.share("self")};
-    }
-    /// A request that registers \p name and ends at once.
-    void add(const std::string& name, Ending ending = Ending::done, int error = -16) {
-        page.ended(key(name), page.registering(key(name), 20), true, ending, error);
-    }
-    void remove(const std::string& name, Ending ending = Ending::done) {
-        page.ended(key(name), page.unregistering(key(name)), false, ending, -16);
-    }
-    void greet(bool known) {
-        Welcome welcome;
-        welcome.set_registrations_known(known);
-        page.greeted(welcome);
-    }
-    /// What the next frame tells: "+name", "-name", and "." when that is all.
-    std::vector<std::string> next() {
-        const std::optional<Frame> frame = page.next();
-        if (!frame) return {};
-        m_correlation = frame->correlation();
-        std::vector<std::string> rows;
-        for (const Registration& row : frame->registration()) rows.push_back("+" + row.name());
-        for (const Registration& row : frame->withdrawn()) rows.push_back("-" + row.name());
-        if (frame->complete()) rows.push_back(".");
-        return rows;
-    }
-    /// Answers it; the rows with those indices are refused.
-    bool answer(const std::vector<unsigned>& refused = {}, int error = -16) {
-        Frame frame;
-        frame.set_kind(REGISTERED);
-        frame.set_correlation(m_correlation);
-        for (const unsigned index : refused) {
-            Refusal* refusal = frame.add_refusal();
-            refusal->set_index(index);
-            refusal->set_error(error);
-        }
-        return page.answered(frame);
-    }
-    std::uint64_t confirmed() const {
-        Hello hello;
-        page.describe(hello);
-        return hello.registrations();
-    }
-
-    PbUtility::TransportOptions options;
-    RegistrationPage page{options};
-
-private:
-    std::uint64_t m_correlation = 0;
-};
+using RegistrationPageTest = RegistrationPageFixture;
 
 TEST_F(RegistrationPageTest, DescribesWhatIsConfirmed) {
     add("a");
@@ -303,119 +247,6 @@ TEST_F(RegistrationPageTest, OfOneRequesterEndTogetherAndAreToldAnewWhenNobodyKn
     EXPECT_THAT(next(), ElementsAre("+b", "."));
 }
 
-TEST_F(RegistrationPageTest, RefusedRowsAreTriedAgainAfterAPauseThatGrows) {
-    options.firstRegistrationPause = 1ms;
-    options.longestRegistrationPause = 3ms;
-    RegistrationPage hasty(options);
-    const RegistrationPage::Key a{"a", 3, hasty.share("link"), hasty.share("self")};
-    Welcome welcome;
-    welcome.set_registrations_known(true);
-    hasty.greeted(welcome);
-    hasty.ended(a, hasty.registering(a, 20), true, Ending::refused, -16);
-    std::vector<Deadline::Clock::duration> pauses;
-    auto refusedAt = Deadline::Clock::now();
-    for (int i = 0; i < 4; ++i) {
-        while (!hasty.nextTry().passed()) continue;
-        const std::optional<Frame> frame = hasty.next();
-        ASSERT_TRUE(frame);
-        EXPECT_EQ(hasty.nextTry().time(), Deadline::never().time()) << "it is under way";
-        pauses.push_back(Deadline::Clock::now() - refusedAt);
-        refusedAt = Deadline::Clock::now();
-        Frame refused;
-        refused.set_correlation(frame->correlation());
-        refused.add_refusal()->set_error(-16);
-        ASSERT_TRUE(hasty.answered(refused));
-    }
-    EXPECT_GE(pauses[1], 2ms);
-    EXPECT_GE(pauses[2], 3ms);
-    EXPECT_EQ(hasty.refused(), 1U);
-}
-
-TEST_F(RegistrationPageTest, AServiceThatTakesNothingIsNotAskedForTheRestAtOnce) {
-    options.firstRegistrationPause = 0ms;
-    RegistrationPage eager(options);
-    const auto keyOf = [&](int i) {
-        return RegistrationPage::Key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
-    };
-    Welcome welcome;
-    welcome.set_registrations_known(true);
-    eager.greeted(welcome);
-    for (int i = 0; i < 600; ++i) eager.ended(keyOf(i), eager.registering(keyOf(i), 20), true, Ending::refused, -16);
-    const auto refuseAll = [&] {
-        const std::optional<Frame> frame = eager.next();
-        EXPECT_TRUE(frame);
-        Frame refused;
-        refused.set_correlation(frame->correlation());
-        for (int i = 0; i < frame->registration_size(); ++i) {
-            refused.add_refusal()->set_index(static_cast<std::uint32_t>(i));
-        }
-        EXPECT_TRUE(eager.answered(refused));
-        return frame->registration(0).name();
-    };
-    const std::string begun = refuseAll();
-    EXPECT_NE(eager.nextTry().time(), Deadline::never().time()) << "the others wait with those that were refused";
-    EXPECT_NE(refuseAll(), begun) << "those that have not been tried come first";
-}
-
-TEST_F(RegistrationPageTest, AServiceThatTakesNothingIsNotAskedForTheRestBeforeThePauseIsOver) {
-    options.firstRegistrationPause = 0ms;
-    RegistrationPage eager(options);
-    Welcome welcome;
-    welcome.set_registrations_known(true);
-    eager.greeted(welcome);
-    for (int i = 0; i < 600; ++i) {
-        const RegistrationPage::Key key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
-        eager.ended(key, eager.registering(key, 20), true, Ending::refused, -16);
-    }
-    const auto answerFrame = [&](bool taken) {
-        const std::optional<Frame> frame = eager.next();
-        ASSERT_TRUE(frame);
-        Frame answer;
-        answer.set_correlation(frame->correlation());
-        for (int i = 0; !taken && i < frame->registration_size(); ++i) {
-            answer.add_refusal()->set_index(static_cast<std::uint32_t>(i));
-        }
-        EXPECT_TRUE(eager.answered(answer));
-    };
-    options.firstRegistrationPause = 1h;
-    answerFrame(true);
-    answerFrame(false);
-    EXPECT_FALSE(eager.next());
-    EXPECT_EQ(eager.refused(), 600U - 256);
-}
-
-TEST_F(RegistrationPageTest, ReportsEachRefusalOncePerErrorAndItsEnd) {
-    std::vector<std::string> reports;
-    options.onRegistration = [](const PbUtility::RegistrationReport&) {};
-    const auto take = [&] {
-        std::vector<std::string> taken;
-        for (const auto& report : page.takeReports()) taken.push_back(report.name + " " + std::to_string(report.error));
-        return taken;
-    };
-    add("a", Ending::refused, -16);
-    EXPECT_THAT(take(), ElementsAre("a -16"));
-    EXPECT_EQ(page.refused(), 1U);
-    greet(true);
-    next();
-    answer({0});
-    EXPECT_THAT(take(), IsEmpty());
-    page.lost();
-    greet(true);
-    next();
-    EXPECT_EQ(page.refused(), 1U) << "it is not over while it is tried";
-    answer({0}, -9);
-    EXPECT_THAT(take(), ElementsAre("a -9"));
-    page.lost();
-    greet(true);
-    next();
-    answer();
-    EXPECT_THAT(take(), ElementsAre("a 0"));
-    EXPECT_EQ(page.refused(), 0U);
-    add("b", Ending::refused);
-    remove("b");
-    EXPECT_EQ(page.refused(), 0U) << "nobody waits for it any more";
-}
-
 TEST_F(RegistrationPageTest, AnAnswerThatFitsNoFrameIsNone) {
     EXPECT_FALSE(answer()) << "nothing was told";
     add("a", Ending::unknown);
@@ -427,31 +258,6 @@ TEST_F(RegistrationPageTest, AnAnswerThatFitsNoFrameIsNone) {
     EXPECT_FALSE(page.answered(other));
     EXPECT_TRUE(answer());
     EXPECT_FALSE(answer());
-}
-
-TEST_F(RegistrationPageTest, ThatTheseAreAllIsSaidAgainWhenItIsRefused) {
-    options.firstRegistrationPause = 0ms;
-    RegistrationPage eager(options);
-    Welcome welcome;
-    welcome.set_registrations_known(false);
-    eager.greeted(welcome);
-    std::optional<Frame> frame = eager.next();
-    ASSERT_TRUE(frame && frame->complete());
-    Frame refused;
-    refused.set_correlation(frame->correlation());
-    refused.add_refusal()->set_error(-12);
-    ASSERT_TRUE(eager.answered(refused));
-    frame = eager.next();
-    ASSERT_TRUE(frame && frame->complete());
-}
-
-TEST_F(RegistrationPageTest, ARefusalWithoutAnErrorIsOneAllTheSame) {
-    add("a", Ending::unknown);
-    greet(true);
-    next();
-    answer({0}, 0);
-    EXPECT_EQ(page.refused(), 1U);
-    EXPECT_EQ(confirmed(), 0U);
 }
 
 }  // namespace

@@ -177,8 +177,9 @@ TEST_F(Request, LargerThanAFrameIsNotSent) {
     small.frameLimit = 1000;
     UnixTransport transport(small);
     EXPECT_EQ(read(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
-    EXPECT_EQ(lastTransportFailure(),
-              "ConfigSrvc: the message is too large to be sent (1003 bytes, and a frame of at most 1000 has to hold them)");
+    EXPECT_EQ(
+        lastTransportFailure(),
+        "ConfigSrvc: the message is too large to be sent (1003 bytes, and a frame of at most 1000 has to hold them)");
     EXPECT_EQ(peer.connections(REQUESTS), 0U);
     EXPECT_EQ(write(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
     EXPECT_EQ(read(transport, std::string(900, 'x')), TRANSPORT_OK);

@@ -34,7 +34,8 @@ TEST(SharedTexts, ThatAreHeldOutliveHoweverManyOthersCome) {
         held.push_back(texts.share("held" + std::to_string(i)));
         texts.share("gone" + std::to_string(i));
     }
-    for (int i = 0; i < 1000; ++i) EXPECT_EQ(texts.share("held" + std::to_string(i)), held[static_cast<std::size_t>(i)]);
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_EQ(texts.share("held" + std::to_string(i)), held[static_cast<std::size_t>(i)]);
 }
 
 }  // namespace

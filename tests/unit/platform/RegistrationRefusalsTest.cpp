@@ -1,0 +1,156 @@
+// What becomes of registrations that a service refuses: told again after a pause, and reported.
+#include <gmock/gmock.h>
+
+#include <cstdint>
+
+#include "RegistrationPageFixture.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace AppConfigTest;
+using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using RegistrationRefusals = RegistrationPageFixture;
+
+TEST_F(RegistrationRefusals, RefusedRowsAreTriedAgainAfterAPauseThatGrows) {
+    options.firstRegistrationPause = 1ms;
+    options.longestRegistrationPause = 3ms;
+    RegistrationPage hasty(options);
+    const RegistrationPage::Key a{"a", 3, hasty.share("link"), hasty.share("self")};
+    Welcome welcome;
+    welcome.set_registrations_known(true);
+    hasty.greeted(welcome);
+    hasty.ended(a, hasty.registering(a, 20), true, Ending::refused, -16);
+    std::vector<Deadline::Clock::duration> pauses;
+    auto refusedAt = Deadline::Clock::now();
+    for (int i = 0; i < 4; ++i) {
+        while (!hasty.nextTry().passed()) continue;
+        const std::optional<Frame> frame = hasty.next();
+        ASSERT_TRUE(frame);
+        EXPECT_EQ(hasty.nextTry().time(), Deadline::never().time()) << "it is under way";
+        pauses.push_back(Deadline::Clock::now() - refusedAt);
+        refusedAt = Deadline::Clock::now();
+        Frame refused;
+        refused.set_correlation(frame->correlation());
+        refused.add_refusal()->set_error(-16);
+        ASSERT_TRUE(hasty.answered(refused));
+    }
+    EXPECT_GE(pauses[1], 2ms);
+    EXPECT_GE(pauses[2], 3ms);
+    EXPECT_EQ(hasty.refused(), 1U);
+}
+
+TEST_F(RegistrationRefusals, AServiceThatTakesNothingIsNotAskedForTheRestAtOnce) {
+    options.firstRegistrationPause = 0ms;
+    RegistrationPage eager(options);
+    const auto keyOf = [&](int i) {
+        return RegistrationPage::Key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
+    };
+    Welcome welcome;
+    welcome.set_registrations_known(true);
+    eager.greeted(welcome);
+    for (int i = 0; i < 600; ++i) eager.ended(keyOf(i), eager.registering(keyOf(i), 20), true, Ending::refused, -16);
+    const auto refuseAll = [&] {
+        const std::optional<Frame> frame = eager.next();
+        EXPECT_TRUE(frame);
+        Frame refused;
+        refused.set_correlation(frame->correlation());
+        for (int i = 0; i < frame->registration_size(); ++i) {
+            refused.add_refusal()->set_index(static_cast<std::uint32_t>(i));
+        }
+        EXPECT_TRUE(eager.answered(refused));
+        return frame->registration(0).name();
+    };
+    const std::string begun = refuseAll();
+    EXPECT_NE(eager.nextTry().time(), Deadline::never().time()) << "the others wait with those that were refused";
+    EXPECT_NE(refuseAll(), begun) << "those that have not been tried come first";
+}
+
+TEST_F(RegistrationRefusals, AServiceThatTakesNothingIsNotAskedForTheRestBeforeThePauseIsOver) {
+    options.firstRegistrationPause = 0ms;
+    RegistrationPage eager(options);
+    Welcome welcome;
+    welcome.set_registrations_known(true);
+    eager.greeted(welcome);
+    for (int i = 0; i < 600; ++i) {
+        const RegistrationPage::Key key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
+        eager.ended(key, eager.registering(key, 20), true, Ending::refused, -16);
+    }
+    const auto answerFrame = [&](bool taken) {
+        const std::optional<Frame> frame = eager.next();
+        ASSERT_TRUE(frame);
+        Frame answer;
+        answer.set_correlation(frame->correlation());
+        for (int i = 0; !taken && i < frame->registration_size(); ++i) {
+            answer.add_refusal()->set_index(static_cast<std::uint32_t>(i));
+        }
+        EXPECT_TRUE(eager.answered(answer));
+    };
+    options.firstRegistrationPause = 1h;
+    answerFrame(true);
+    answerFrame(false);
+    EXPECT_FALSE(eager.next());
+    EXPECT_EQ(eager.refused(), 600U - 256);
+}
+
+TEST_F(RegistrationRefusals, ReportsEachRefusalOncePerErrorAndItsEnd) {
+    std::vector<std::string> reports;
+    options.onRegistration = [](const PbUtility::RegistrationReport&) {};
+    const auto take = [&] {
+        std::vector<std::string> taken;
+        for (const auto& report : page.takeReports()) taken.push_back(report.name + " " + std::to_string(report.error));
+        return taken;
+    };
+    add("a", Ending::refused, -16);
+    EXPECT_THAT(take(), ElementsAre("a -16"));
+    EXPECT_EQ(page.refused(), 1U);
+    greet(true);
+    next();
+    answer({0});
+    EXPECT_THAT(take(), IsEmpty());
+    page.lost();
+    greet(true);
+    next();
+    EXPECT_EQ(page.refused(), 1U) << "it is not over while it is tried";
+    answer({0}, -9);
+    EXPECT_THAT(take(), ElementsAre("a -9"));
+    page.lost();
+    greet(true);
+    next();
+    answer();
+    EXPECT_THAT(take(), ElementsAre("a 0"));
+    EXPECT_EQ(page.refused(), 0U);
+    add("b", Ending::refused);
+    remove("b");
+    EXPECT_EQ(page.refused(), 0U) << "nobody waits for it any more";
+}
+
+TEST_F(RegistrationRefusals, ThatTheseAreAllIsSaidAgainWhenItIsRefused) {
+    options.firstRegistrationPause = 0ms;
+    RegistrationPage eager(options);
+    Welcome welcome;
+    welcome.set_registrations_known(false);
+    eager.greeted(welcome);
+    std::optional<Frame> frame = eager.next();
+    ASSERT_TRUE(frame && frame->complete());
+    Frame refused;
+    refused.set_correlation(frame->correlation());
+    refused.add_refusal()->set_error(-12);
+    ASSERT_TRUE(eager.answered(refused));
+    frame = eager.next();
+    ASSERT_TRUE(frame && frame->complete());
+}
+
+TEST_F(RegistrationRefusals, ARefusalWithoutAnErrorIsOneAllTheSame) {
+    add("a", Ending::unknown);
+    greet(true);
+    next();
+    answer({0}, 0);
+    EXPECT_EQ(page.refused(), 1U);
+    EXPECT_EQ(confirmed(), 0U);
+}
+
+}  // namespace
