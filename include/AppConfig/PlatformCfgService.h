@@ -100,9 +100,10 @@ public:
     /// Hands the link its transport (not owned): names the service's endpoint to it and installs the table of incoming
     /// messages. Null, and the transport that the link has already, are ignored. Another transport takes the place of
     /// the present one, whose table stays installed there. A host's transports hand the link's registrations over among
-    /// each other; with others they stay where they were made, and the handlers hear nothing over the new one. Blocks as
-    /// the transport does; while another thread hands over a transport, until that one is installed. When handlers were entered while there was no transport, the
-    /// first one then asks the service on their account, and the call blocks like one request for each of them.
+    /// each other; with others they stay where they were made, and the handlers hear nothing over the new one. Blocks
+    /// as the transport does; while another thread hands over a transport, until that one is installed. When handlers
+    /// were entered while there was no transport, the first one then asks the service on their account, and the call
+    /// blocks like one request for each of them.
     void setPbInterface(PbUtility::PbUtils* pb);
 
     /// Sets the role under which the link speaks from the next request on. A number that is no role speaks as

@@ -48,8 +48,7 @@ Verdict Requests::roomFor(const Client& client, std::size_t more) const {
 }
 
 void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-                     Notifier::Reads reads,
-                     const std::function<void(const std::vector<Wanted>&, bool stored)>& done) {
+                     Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done) {
     Client& client = *m_with.clients.find(call.client);
     for (const Wanted& one : wanted) {
         if (one.verdict.ok()) present(call, one.role);
@@ -89,7 +88,8 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
                 batch.entries.emplace_back(row);
             }
         },
-        [this, key = call.client, staged, withdrawn, stored, reads, wanted = std::move(wanted), done](bool isStored) mutable {
+        [this, key = call.client, staged, withdrawn, stored, reads, wanted = std::move(wanted),
+         done](bool isStored) mutable {
             // The client may have said goodbye meanwhile; the store hears of that next.
             Client* registered = m_with.clients.find(key);
             if (registered != nullptr)
@@ -140,28 +140,30 @@ void Requests::enrol(const Call& call, const AppConfigHost::Frame& frame,
     const auto others = static_cast<std::size_t>(frame.withdrawn_size() + (frame.complete() ? 1 : 0));
     // These may be older than what the client has read since.
     const auto reads = Notifier::Reads::doNotCount;
-    enrol(call, std::move(wanted), withdrawn, reads, [this, call, others, done](const std::vector<Wanted>& all, bool stored) {
-        AppConfigHost::Frame registered;
-        registered.set_kind(AppConfigHost::REGISTERED);
-        registered.set_correlation(call.correlation);
-        const auto refuse = [&registered](std::size_t index, Error error) {
-            AppConfigHost::Refusal* refusal = registered.add_refusal();
-            refusal->set_index(static_cast<std::uint32_t>(index));
-            refusal->set_error(error);
-        };
-        const Wanted* first = nullptr;
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            if (all[i].verdict.ok()) continue;
-            if (first == nullptr) first = &all[i];
-            refuse(i, all[i].verdict.error);
-        }
-        for (std::size_t i = 0; !stored && i < others; ++i) refuse(all.size() + i, CommonIF::ERROR_STORAGE);
-        if (first != nullptr) {
-            logRefusal(call, first->row.name, first->verdict.error,
-                       std::to_string(registered.refusal_size()) + " of " + std::to_string(all.size()) + " at once");
-        }
-        done(registered);
-    });
+    enrol(call, std::move(wanted), withdrawn, reads,
+          [this, call, others, done](const std::vector<Wanted>& all, bool stored) {
+              AppConfigHost::Frame registered;
+              registered.set_kind(AppConfigHost::REGISTERED);
+              registered.set_correlation(call.correlation);
+              const auto refuse = [&registered](std::size_t index, Error error) {
+                  AppConfigHost::Refusal* refusal = registered.add_refusal();
+                  refusal->set_index(static_cast<std::uint32_t>(index));
+                  refusal->set_error(error);
+              };
+              const Wanted* first = nullptr;
+              for (std::size_t i = 0; i < all.size(); ++i) {
+                  if (all[i].verdict.ok()) continue;
+                  if (first == nullptr) first = &all[i];
+                  refuse(i, all[i].verdict.error);
+              }
+              for (std::size_t i = 0; !stored && i < others; ++i) refuse(all.size() + i, CommonIF::ERROR_STORAGE);
+              if (first != nullptr) {
+                  logRefusal(
+                      call, first->row.name, first->verdict.error,
+                      std::to_string(registered.refusal_size()) + " of " + std::to_string(all.size()) + " at once");
+              }
+              done(registered);
+          });
 }
 
 void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request) {

@@ -108,8 +108,7 @@ private:
     };
     Verdict roomFor(const Client& client, std::size_t more) const;
     void enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-               Notifier::Reads reads,
-               const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
+               Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
     void unregister(const std::vector<RegistrationRow>& withdrawn, const std::function<void(const Verdict&)>& done);
     void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;
 

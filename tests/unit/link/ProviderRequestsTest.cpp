@@ -240,11 +240,11 @@ TEST(ProviderRequests, AChangeThatCameWithinTheCallForAnOlderOneIsNotUndoneByIt)
 
         app.transport.deliver(request<ConfigIF::OnChangeReq>());
 
-        EXPECT_EQ(log, (Names{"a change display[1].brightness[2] 70,71 role 2",
-                              "a change display[1].contrast[0] 70,71 role 2",
-                              "b change display[1].contrast[0] 70,71 role 2",
-                              "a change display[1].brightness[2] 80,71 role 2",
-                              "b change display[1].brightness[2] 80,71 role 2"}));
+        EXPECT_EQ(
+            log,
+            (Names{"a change display[1].brightness[2] 70,71 role 2", "a change display[1].contrast[0] 70,71 role 2",
+                   "b change display[1].contrast[0] 70,71 role 2", "a change display[1].brightness[2] 80,71 role 2",
+                   "b change display[1].brightness[2] 80,71 role 2"}));
         done = overtakes = false;
         log.clear();
         app.transport.deliver(request<ConfigIF::OnChangeReq>());
