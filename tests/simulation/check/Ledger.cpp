@@ -78,6 +78,7 @@ std::uint64_t Ledger::began(const Operation& operation, int fromHandler) {
     underway.floor = believe(operation.link, operation.variable).floor;
     underway.removals = believe(operation.link, operation.variable).removals;
     underway.event = m_events;
+    underway.early = !m_reachable[operation.link];
     underway.beganAlone = std::all_of(m_threads.begin(), m_threads.end(),
                                       [](const auto& entry) { return entry.second.dispatches.empty(); });
     if (operation.action == Action::setTransport) setTransport(operation);
@@ -159,7 +160,10 @@ void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {
     const Underway& underway = node.mapped();
     m_book.ground.note(m_life.name, outcome.accepted ? "succeeded" : "ended", quoted(outcome.value));
     if (addsHandler(underway.operation.action)) entered(underway);
-    if (underway.operation.action == Action::setTransport) m_reachable[underway.operation.link] = true;
+    if (underway.operation.action == Action::setTransport) {
+        m_reachable[underway.operation.link] = true;
+        bindEarly(underway.operation.link);
+    }
     if (m_quiet && underway.fromHandler < 0) return judgeQuiet(underway.operation, outcome);
     learned(underway, outcome);
     removed(underway, outcome);

@@ -137,6 +137,7 @@ private:
         int removals = 0;              ///< see Belief
         std::uint64_t event = 0;       ///< the last one before it began
         bool beganAlone = false;       ///< nothing was being dispatched
+        bool early = false;            ///< no transport was in place yet
         std::vector<Texts> announced;  ///< values of the variable that were dispatched meanwhile
     };
     struct Request {
@@ -176,6 +177,9 @@ private:
     void judgeWrite(const Underway& underway, const Outcome& outcome);
     void judgeReset(const Underway& underway, const Outcome& outcome);
     void entered(const Underway& underway);
+    bool isSettingTransport(int link) const;
+    void bindEarly(int link);
+    void bind(HandlerRecord& handler);
     void judgeQuiet(const Operation& operation, const Outcome& outcome);
 
     Book& m_book;

@@ -75,7 +75,7 @@ void Ledger::registrationArrives(int service, const std::string& name, int type)
     m_registered[service] = true;
     const News news = newsOf(type);
     for (auto& [number, handler] : m_handlers) {
-        if (handler.phase != HandlerRecord::Phase::registering) continue;
+        if (handler.phase > HandlerRecord::Phase::live) continue;
         if (serviceOf(handler.link) != service || !handler.wants(news)) continue;
         const VariableName& own = nameOfVariable(handler.operation.variable);
         if (name != (handler.operation.wholeNode ? own.node : own.node + "." + own.attribute)) continue;
@@ -132,6 +132,28 @@ void Ledger::entered(const Underway& underway) {
     if (found == m_handlers.end() || found->second.phase != HandlerRecord::Phase::registering) return;
     HandlerRecord& handler = found->second;
     handler.phase = HandlerRecord::Phase::live;
+    // Without a transport nobody is asked to tell it anything; whoever hands one over registers it.
+    const bool kept = underway.early && (!m_reachable[handler.link] || isSettingTransport(handler.link));
+    if (!kept) bind(handler);
+}
+
+bool Ledger::isSettingTransport(int link) const {
+    return std::any_of(m_underway.begin(), m_underway.end(), [&](const auto& entry) {
+        const Operation& operation = entry.second.operation;
+        return operation.action == Action::setTransport && operation.link == link;
+    });
+}
+
+/// A transport has been handed over: those that were entered without one are registered now.
+void Ledger::bindEarly(int link) {
+    if (isSettingTransport(link)) return;
+    for (auto& [number, handler] : m_handlers) {
+        if (handler.phase == HandlerRecord::Phase::live && handler.link == link) bind(handler);
+    }
+}
+
+/// From now on, at the latest, \p handler must be told what changes.
+void Ledger::bind(HandlerRecord& handler) {
     for (const News news : {News::value, News::options, News::levels, News::question, News::change}) {
         if (handler.wants(news)) handler.bounds.emplace(news, m_book.history.now());
     }
