@@ -56,14 +56,14 @@ bool Ledger::isFlagOpen(int link, int variable) const {
 void Ledger::stateReplaced(int service) {
     for (int i = 0; i < static_cast<int>(variables().size()); ++i) believe(service, i).floor = 0;
     for (auto& [number, underway] : m_underway) underway.floor = 0;
-    m_replaced[service] = true;
 }
 
 void Ledger::stateAdopted(int service) {
-    if (!std::exchange(m_replaced[service], false) || m_reached[service]) return;
     for (auto& [number, handler] : m_handlers) {
         if (serviceOf(handler.link) != service) continue;
-        for (auto& [news, bound] : handler.bounds) bound = m_book.history.now();
+        for (auto& [news, bound] : handler.bounds) {
+            if (bound > m_reached[service]) bound = m_book.history.now();
+        }
     }
 }
 
@@ -86,7 +86,8 @@ std::uint64_t Ledger::began(const Operation& operation, int fromHandler) {
         m_book.findings.count(Race::handlerBeforeTransport);
     }
     if (operation.action == Action::forgetAll) m_forgotten[operation.link] = true;
-    if (operation.action == Action::setRole) m_role[operation.link] = operation.number;
+    if (operation.action == Action::setRole) setRole(operation);
+    if (operation.action == Action::writeUnawaited) believe(operation.link, operation.variable).corrected = true;
     removes(operation);
     // Without a transport options cannot be fetched, and are then cached as none.
     if (!m_reachable[operation.link]) believe(operation.link, operation.variable).optionsFailed = true;
@@ -152,6 +153,16 @@ void Ledger::setTransport(const Operation& operation) {
     const int before = m_transport[operation.link];
     if (before >= 0 && before != operation.slot) m_book.findings.count(Race::swapped);
     m_transport[operation.link] = operation.slot;
+}
+
+/// Of two that come at once nobody knows which is the later one.
+void Ledger::setRole(const Operation& operation) {
+    int role = operation.number;
+    for (const auto& [number, other] : m_underway) {
+        const bool same = other.operation.action == Action::setRole && other.operation.link == operation.link;
+        if (same) role = std::min(role, other.operation.number);
+    }
+    m_role[operation.link] = role;
 }
 
 void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {

@@ -70,6 +70,7 @@ public:
         bool optionsFailed = false;
         bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again
         bool optionsKnown = false;  ///< the same for the options
+        bool corrected = false;     ///< a one-way write that is refused brings the present value, which is no news
         int removals = 0;           ///< how often a removal of the record has begun or ended
     };
     const Belief& belief(int link, int variable) const { return m_beliefs[place(link, variable)]; }
@@ -90,11 +91,11 @@ public:
 
     /// The state of \p service is another one: nothing that was acknowledged before holds.
     void stateReplaced(int service);
-    /// The service has begun to serve that other state. A process that never reached the former one believes nothing of
-    /// it, so for its handlers nothing has changed.
+    /// The service has begun to serve that other state. For handlers that were registered out of its reach, and what it
+    /// held then, nothing has changed: nobody in the process has ever learnt of that.
     void stateAdopted(int service);
     /// The process and the service have heard of each other.
-    void reached(int service) { m_reached[service] = true; }
+    void reached(int service) { m_reached[service] = m_book.history.now(); }
     /// The service was asked to register a client of this process.
     void registrationArrives(int service, const std::string& name, int type);
     /// The service has sent news to this process.
@@ -170,6 +171,7 @@ private:
     void learned(const Underway& underway, const Outcome& outcome);
     void announced(const Announcement& what);
     void setTransport(const Operation& operation);
+    void setRole(const Operation& operation);
 
     void judge(const Underway& underway, const Outcome& outcome);
     void judgeRead(const Underway& underway, const Texts& value);
@@ -198,8 +200,7 @@ private:
     int m_lowestRole[links] = {4, 4};
     bool m_moved = false;
     bool m_registered[links] = {false, false};
-    bool m_reached[links] = {false, false};   ///< see stateAdopted()
-    bool m_replaced[links] = {false, false};  ///< the same
+    Moment m_reached[links] = {0, 0};  ///< when last; see stateAdopted()
     bool m_quiet = false;
 };
 

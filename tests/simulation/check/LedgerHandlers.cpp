@@ -89,6 +89,10 @@ void Ledger::newsSent(int service, News news, int variable) {
     for (auto& [number, handler] : m_handlers) {
         if (serviceOf(handler.link) != service || !handler.wants(news) || !handler.covers(variable)) continue;
         if (handler.phase > HandlerRecord::Phase::live || handler.bounds.count(news) == 0) continue;
+        // What it was sent again after a refused write may be lost with a connection, since it had not changed.
+        const bool unchanged = m_book.history.at(service, variable, handler.boundOf(news)).value ==
+                               m_book.history.present(service, variable).value;
+        if (news == News::value && unchanged && believe(handler.link, variable).corrected) continue;
         handler.owed.insert({news, variable});
     }
 }

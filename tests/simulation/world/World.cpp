@@ -84,7 +84,9 @@ void World::startService(ServiceHost& host, std::optional<std::size_t> unchanged
         before.push_back(m_book.history.present(host.number(), i));
     }
     if (host.start()) {
-        for (const auto& ledger : m_ledgers) ledger->stateAdopted(host.number());
+        for (const auto& ledger : m_ledgers) {
+            if (!unchanged) ledger->stateAdopted(host.number());
+        }
         if (unchanged == host.definitionsInUse()) compareWithBefore(host, before);
         return;
     }
