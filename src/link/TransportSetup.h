@@ -30,18 +30,22 @@ public:
     public:
         Installation(TransportSetup& setup, PbUtility::PbUtils* pb) : m_setup(setup) {
             const PlainLock lock(setup.m_mutex);
-            while (setup.m_depth != 0 && setup.m_thread != std::this_thread::get_id())
+            const std::thread::id me = std::this_thread::get_id();
+            while (setup.m_depth != 0 && setup.m_thread.load(std::memory_order_relaxed) != me)
                 setup.m_ended.wait(setup.m_mutex);
-            m_needed = setup.m_transport.load(std::memory_order_relaxed) != pb;
+            m_needed = setup.transport() != pb;
             if (!m_needed) return;
             ++setup.m_depth;
-            setup.m_thread = std::this_thread::get_id();
-            setup.m_transport.store(pb, std::memory_order_release);
+            setup.m_coming.store(pb, std::memory_order_relaxed);
+            setup.m_thread.store(std::this_thread::get_id(), std::memory_order_relaxed);
         }
         ~Installation() {
             if (!m_needed) return;
             const PlainLock lock(m_setup.m_mutex);
-            if (--m_setup.m_depth == 0) m_setup.m_ended.notify_all();
+            if (--m_setup.m_depth != 0) return;
+            m_setup.m_transport.store(m_setup.m_coming.load(std::memory_order_relaxed), std::memory_order_release);
+            m_setup.m_thread.store(std::thread::id(), std::memory_order_relaxed);
+            m_setup.m_ended.notify_all();
         }
         Installation(const Installation&) = delete;
         Installation& operator=(const Installation&) = delete;
@@ -54,8 +58,13 @@ public:
         bool m_needed;
     };
 
-    /// \return the transport that was handed over last; null before.
-    PbUtility::PbUtils* transport() const { return m_transport.load(std::memory_order_acquire); }
+    /// \return the transport that was handed over last; null before. Until one is installed, the thread that does so
+    /// alone gets it: what another one registered over it could be announced before there is a table to take that.
+    PbUtility::PbUtils* transport() const {
+        // Set and cleared by the installing thread itself, so each thread reads here surely whether it is that one.
+        const bool installs = m_thread.load(std::memory_order_relaxed) == std::this_thread::get_id();
+        return installs ? m_coming.load(std::memory_order_relaxed) : m_transport.load(std::memory_order_acquire);
+    }
 
     /// \return whether there is no transport yet; then \p registration is kept.
     bool keep(const Registration& registration) {
@@ -82,8 +91,9 @@ private:
     PlainMutex m_mutex;
     std::condition_variable_any m_ended;
     std::atomic<PbUtility::PbUtils*> m_transport{nullptr};
-    int m_depth APPCONFIG_GUARDED_BY(m_mutex) = 0;  ///< how many installations m_thread is in
-    std::thread::id m_thread APPCONFIG_GUARDED_BY(m_mutex);
+    std::atomic<PbUtility::PbUtils*> m_coming{nullptr};  ///< what m_thread installs
+    std::atomic<std::thread::id> m_thread{};             ///< that installs one; none while nobody does
+    int m_depth APPCONFIG_GUARDED_BY(m_mutex) = 0;       ///< how many installations m_thread is in
     std::vector<Registration> m_kept APPCONFIG_GUARDED_BY(m_mutex);
 };
 

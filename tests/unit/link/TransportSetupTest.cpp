@@ -59,6 +59,30 @@ TEST(TransportSetup, ASecondCallerReturnsOnlyWithTheTableInstalled) {
     EXPECT_EQ(transport.next.handlerTables(), 1);
 }
 
+TEST(TransportSetup, OtherThreadsUseTheFormerOneUntilTheTableIsInstalled) {
+    FakeTransport former;
+    SlowTransport transport;
+    PlatformCfgService link(0, "", "");
+    const auto seenElsewhere = [&link] {
+        std::string seen;
+        std::thread([&] { seen = link.getSelfFQName(); }).join();
+        return seen;
+    };
+    link.setPbInterface(&former);
+    std::string own;
+    std::string others;
+    transport.whileAdding = [&] {
+        own = link.getSelfFQName();
+        others = seenElsewhere();
+    };
+
+    link.setPbInterface(&transport);
+
+    EXPECT_EQ(own, transport.localEndpoint()) << "the installing thread itself has it from the beginning";
+    EXPECT_EQ(others, former.localEndpoint()) << "what another one registers over it could be announced too early";
+    EXPECT_EQ(seenElsewhere(), transport.localEndpoint());
+}
+
 TEST(TransportSetup, OneThatCallsBackWhileItIsToldIsNotWaitedFor) {
     SlowTransport transport;
     PlatformCfgService link(0, "", "");
