@@ -142,7 +142,11 @@ PlatformCfgService* PlatformCfgService::findMatchingCfgService(void* context, co
 }
 
 AppCfgManager* PlatformCfgService::findMatchingCfgManager(void* context) {
-    if (context == getInstance()) return AppCfgManager::getInstance();
+    if (context == getInstance()) {
+        AppCfgManager* const manager = AppCfgManager::getInstance();
+        // The link is replaced before its manager. If it still is the primary one, then so was this its manager.
+        if (context == getInstance()) return manager;
+    }
     if (context == getLocalCfgService()) return AppCfgManager::getLocalCfgManager();
     return nullptr;
 }
