@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -78,16 +79,17 @@ void Delivery::renew(const std::string& endpoint) {
 }
 
 void Delivery::deliverAfter(const std::shared_ptr<HandlerActivity>& other) {
-    if (!other->setWhenEnded(m_wake)) return;
+    const std::optional<HandlerActivity::Run> run = other->setWhenEnded(m_wake);
+    if (!run) return;
     const AppConfig::PlainLock lock(m_mutex);
-    m_before.push_back(other);
+    m_before.emplace_back(other, *run);
     m_mustWait.store(true);
 }
 
 bool Delivery::mayDeliver() {
     if (!m_mustWait.load()) return true;
     const AppConfig::PlainLock lock(m_mutex);
-    const auto hasEnded = [](const auto& activity) { return !activity->isRunning(); };
+    const auto hasEnded = [](const auto& before) { return before.first->hasEnded(before.second); };
     m_before.erase(std::remove_if(m_before.begin(), m_before.end(), hasEnded), m_before.end());
     m_mustWait.store(!m_before.empty());
     return m_before.empty();

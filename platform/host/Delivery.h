@@ -7,6 +7,7 @@
 #include <random>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "AppConfig/PlainMutex.h"
@@ -145,7 +146,8 @@ private:
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
-    std::vector<std::shared_ptr<HandlerActivity>> m_before APPCONFIG_GUARDED_BY(m_mutex);
+    std::vector<std::pair<std::shared_ptr<HandlerActivity>, HandlerActivity::Run>> m_before
+        APPCONFIG_GUARDED_BY(m_mutex);
     std::atomic<bool> m_mustWait{false};  ///< m_before is not empty
     /// Set and cleared by the delivery thread alone, so each thread reads here surely whether it is that one. An id and
     /// no thread_local: several of a simulation's threads may run on one of the system's.

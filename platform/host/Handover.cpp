@@ -35,6 +35,8 @@ void Handover::claim(Member& member, const MSG_Callback* table, const std::set<s
 void Handover::pass(Member& from, Member& to, void* link, const std::string& endpoint) {
     // What runs there may be older than what comes here.
     to.delivery.deliverAfter(from.delivery.activity());
+    // Before the handlers are passed over.
+    from.resume.cede(endpoint);
     // Another link may go on with the former transport. Its registrations cannot be told from this link's, so they stay
     // there as well, and bring this link nothing.
     const bool othersStay = from.handlers.cede(link, endpoint);

@@ -1,6 +1,7 @@
 #include "ResumePoints.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace AppConfigHost {
 
@@ -50,10 +51,31 @@ ResumePoints::State ResumePoints::copyOf(const std::string& endpoint) const {
     return found != m_states.end() ? found->second : State{};
 }
 
+void ResumePoints::cede(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    State& state = m_states[endpoint];
+    if (!state.ceded) state.ceded = state.point.value_or(Point{});
+}
+
+/// Goes back to where the client stood when it ceded the endpoint.
+void ResumePoints::takeBack(State& state) {
+    if (!state.ceded) return;
+    const Point ceded = *std::exchange(state.ceded, std::nullopt);
+    if (!state.point) return;
+    if (state.point->timeline != ceded.timeline) {
+        // No timeline has the number 0, so this belongs to no state.
+        state.point = Point{};
+        return;
+    }
+    state.point->delivered = std::min(state.point->delivered, ceded.delivered);
+    if (state.point->joined) state.point->joined = std::min(*state.point->joined, state.point->delivered);
+}
+
 void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& former) {
     const State theirs = former.copyOf(endpoint);
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
+    takeBack(state);
     if (!theirs.point && !state.point) {
         state.early = true;
     } else if (!state.point) {
@@ -71,8 +93,8 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     if (theirs.point) note(state, theirs.point->timeline, theirs.point->delivered);
     state.crowded = state.crowded || theirs.crowded;
     state.crowdedTold = false;
-    // The present connection was made without knowing this.
-    ++state.connection;
+    // The present connection was made without knowing this, and what it brought may have been passed over.
+    state.countsFrom = ++state.connection + 1;
 }
 
 void ResumePoints::join(State& state, const Welcome& welcome) {
@@ -119,7 +141,7 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
                            std::uint64_t sequence) {
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
-    if (!state.point) return;
+    if (!state.point || connection < state.countsFrom) return;
     Point& point = *state.point;
     // A handler that was still running may end after the next connection was made. What it handled counts, but says
     // nothing about what that connection began with.

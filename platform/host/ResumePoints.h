@@ -31,8 +31,12 @@ public:
     /// before all changes, since it has been waiting for them.
     void registeredInVain(const std::string& endpoint);
 
+    /// From now on, handlers of \p endpoint are passed over, also by what handled() counts.
+    void cede(const std::string& endpoint);
+
     /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
-    /// connection on, this client has known the service for as long as either of the two, and has seen what both have.
+    /// connection on, this client has known the service for as long as either of the two, has seen what both have, and
+    /// stands where it did when it ceded the endpoint, if it had.
     void takeOver(const std::string& endpoint, const ResumePoints& former);
 
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
@@ -64,6 +68,8 @@ private:
     struct State {
         std::optional<Point> point;
         std::vector<Seen> seen;
+        std::optional<Point> ceded;    ///< where the client stood when it first ceded the endpoint
+        std::uint64_t countsFrom = 0;  ///< earlier connections do not move the point
         bool early = false;            ///< something was registered in vain before there was a point
         bool crowded = false;          ///< more timelines were seen than are kept
         bool crowdedTold = false;      ///< the present delivery connection began with that
@@ -74,6 +80,7 @@ private:
 
     static void describe(const State& state, Hello& hello);
     static void join(State& state, const Welcome& welcome);
+    static void takeBack(State& state);
     static void note(State& state, std::uint64_t timeline, std::uint64_t number);
     State copyOf(const std::string& endpoint) const;
     template <typename Predicate>
