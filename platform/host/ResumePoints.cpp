@@ -143,23 +143,23 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
     State& state = m_states[endpoint];
     if (!state.point || connection < state.countsFrom) return;
     Point& point = *state.point;
-    // A handler that was still running may end after the next connection was made. What it handled counts, but says
-    // nothing about what that connection began with.
-    const bool current = connection == state.connection;
-    if (current && !state.pointKnown) {
+    // A handler that was still running may end after the next connection was made. That began where the client stood
+    // before, so it brings this state again; and the service takes each higher point for one that it has sent itself,
+    // and for a proof that whatever it sent before has arrived.
+    if (connection != state.connection) return;
+    if (!state.pointKnown) {
         // The service did not know this client's state and has told all of its own, which is the client's from here on.
         point = {timeline, std::nullopt, sequence};
         forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });
         state.pointKnown = true;
         return;
     }
-    if (!current && point.timeline != timeline) return;
     // A state that is known goes on in another timeline with the same numbers.
     point.timeline = timeline;
     point.delivered = std::max(point.delivered, sequence);
     forgetSeen(state, [&](const Seen& seen) {
         if (seen.number > point.delivered) return false;
-        return seen.timeline == timeline || (current && seen.told && *seen.told >= seen.number);
+        return seen.timeline == timeline || (seen.told && *seen.told >= seen.number);
     });
 }
 

@@ -128,13 +128,13 @@ TEST_F(ResumePointsTest, OfAStateThatWasSetBackCountItsNumbers) {
 TEST_F(ResumePointsTest, OfAnOldConnectionSayNothingOfTheNewOne) {
     join();
     const std::uint64_t old = connected(true);
-    const std::uint64_t now = connected(false, second);
+    const std::uint64_t now = connected(true);
     // The handler of a frame that came before the break ends only now.
     points.handled(service, old, first, 8);
     points.handled(service, old, third, 99);
     connect();
     EXPECT_EQ(hello.timeline(), first);
-    EXPECT_EQ(hello.delivered(), 8U);
+    EXPECT_EQ(hello.delivered(), 5U) << "a higher point would prove that what the service has sent anew has arrived";
     EXPECT_FALSE(points.greetedForDelivery(service, now, welcome(second, 0)));
 }
 
