@@ -61,10 +61,13 @@ void Ledger::stateReplaced(int service) {
 void Ledger::stateAdopted(int service) {
     for (auto& [number, handler] : m_handlers) {
         if (serviceOf(handler.link) != service) continue;
+        // What was sent and has not arrived was that state's.
+        handler.owed.clear();
         for (auto& [news, bound] : handler.bounds) {
-            if (bound > m_reached[service]) bound = m_book.history.now();
+            if (bound > m_reached[service] || !hasArrived(handler, news)) bound = m_book.history.now();
         }
     }
+    m_arrived[service].clear();
 }
 
 std::uint64_t Ledger::began(const Operation& operation, int fromHandler) {

@@ -71,6 +71,7 @@ public:
         bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again
         bool optionsKnown = false;  ///< the same for the options
         bool corrected = false;     ///< a one-way write that is refused brings the present value, which is no news
+        Texts heard;                ///< the value that the process was told or has read last
         int removals = 0;           ///< how often a removal of the record has begun or ended
     };
     const Belief& belief(int link, int variable) const { return m_beliefs[place(link, variable)]; }
@@ -182,6 +183,8 @@ private:
     bool isSettingTransport(int link) const;
     void bindEarly(int link);
     void bind(HandlerRecord& handler);
+    void dropOwed(int service);
+    bool hasArrived(const HandlerRecord& handler, News news) const;
     void judgeQuiet(const Operation& operation, const Outcome& outcome);
 
     Book& m_book;
@@ -201,6 +204,7 @@ private:
     bool m_moved = false;
     bool m_registered[links] = {false, false};
     Moment m_reached[links] = {0, 0};  ///< when last; see stateAdopted()
+    std::set<std::pair<std::string, News>> m_arrived[links];  ///< registrations that its state was asked for
     bool m_quiet = false;
 };
 

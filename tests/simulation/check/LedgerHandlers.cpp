@@ -31,6 +31,12 @@ News newsOf(int type) {
     }
 }
 
+/// \return the name that a handler is registered for at the service.
+std::string registeredName(const HandlerRecord& handler) {
+    const VariableName& own = nameOfVariable(handler.operation.variable);
+    return handler.operation.wholeNode ? own.node : own.node + "." + own.attribute;
+}
+
 const char* nameOf(News news) {
     switch (news) {
         case News::value: return "value";
@@ -74,14 +80,18 @@ Moment HandlerRecord::boundOf(News news) const {
 void Ledger::registrationArrives(int service, const std::string& name, int type) {
     m_registered[service] = true;
     const News news = newsOf(type);
+    m_arrived[service].emplace(name, news);
     for (auto& [number, handler] : m_handlers) {
         if (handler.phase > HandlerRecord::Phase::live) continue;
         if (serviceOf(handler.link) != service || !handler.wants(news)) continue;
-        const VariableName& own = nameOfVariable(handler.operation.variable);
-        if (name != (handler.operation.wholeNode ? own.node : own.node + "." + own.attribute)) continue;
+        if (name != registeredName(handler)) continue;
         // From here on the service tells news, although the handler is not entered before the answer has come.
         handler.bounds.emplace(news, m_book.history.now());
     }
+}
+
+bool Ledger::hasArrived(const HandlerRecord& handler, News news) const {
+    return m_arrived[serviceOf(handler.link)].count({registeredName(handler), news}) != 0;
 }
 
 void Ledger::newsSent(int service, News news, int variable) {
@@ -97,10 +107,24 @@ void Ledger::newsSent(int service, News news, int variable) {
     }
 }
 
+/// What was sent may have been lost. It need not come again where the process knew it before and it has not changed.
+void Ledger::dropOwed(int service) {
+    for (auto& [number, handler] : m_handlers) {
+        for (auto owed = handler.owed.begin(); owed != handler.owed.end();) {
+            const auto& [news, variable] = *owed;
+            const bool isValue = news == News::value || news == News::change;
+            const bool known = serviceOf(handler.link) == service && isValue &&
+                               believe(handler.link, variable).heard == m_book.history.present(service, variable).value;
+            owed = known ? handler.owed.erase(owed) : std::next(owed);
+        }
+    }
+}
+
 void Ledger::deliveryBegins(int service, bool known) {
     if (!known && m_registered[service] && !m_forgotten[service]) {
         m_book.findings.count(Race::unknownRegistrations);
     }
+    dropOwed(service);
     for (const auto& [number, handler] : m_handlers) {
         if (!handler.isProvider || handler.phase != HandlerRecord::Phase::live) continue;
         if (serviceOf(handler.link) != service) continue;
@@ -228,6 +252,7 @@ void Ledger::dispatching(const Announcement& what) {
     thread().dispatches.back().removals = believe(what.link, what.variable).removals;
     const int service = serviceOf(what.link);
     const bool isValue = what.news == News::value || what.news == News::change;
+    if (isValue) believe(what.link, what.variable).heard = what.contents;
     if (isValue &&
         m_book.history.lastOf(service, what.variable, what.contents) < believe(what.link, what.variable).floor) {
         m_book.findings.count(Race::oldAnnouncement);

@@ -116,6 +116,7 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
     // A transport that heals its registrations presents their roles with them.
     for (const AppConfigHost::Registration& row : frame.registration()) {
         present(service, from, AppConfigService::roleFromWire(static_cast<CommonIF::eSecurityRole>(row.role())));
+        if (greeted != nullptr) greeted->registrationArrives(service, row.name(), row.type());
     }
     if (frame.kind() != AppConfigHost::HELLO || from.purpose != AppConfigHost::DELIVERY) return;
     Ledger* const ledger = m_find(from.connection->client);
@@ -196,6 +197,7 @@ void Watch::news(int service, const Session& to, const Frame& frame) {
         variable = indexOf(parsed<ConfigIF::DynamicValidateReq>(frame).inst_value().inst());
     }
     if (kind == News::submit || variable < 0) return;
+    m_book.ground.note(to.connection->client.name, "<- about", display(variable));
     if (kind != News::levels) {
         const char* const what = kind == News::options ? "options in a notification" : "a value unasked";
         hold(service, to, variable, of(service).presented[to.endpoint], what);
