@@ -39,8 +39,11 @@ Adoption Catalogue::adopt(const VariableDefinition& definition) const {
 
     row.hidden = false;
 
-    // A variable that nobody has heard of cannot be news.
-    if (known != nullptr) {
+    if (known == nullptr) {
+        // What a new state begins with is no news. Later on a client may have registered for the name, or know such a
+        // variable from another state.
+        for (bool& changed : result.changed) changed = !m_variables.empty();
+    } else {
         const VariableRow& old = known->row;
         // What comes back may have changed before it went, unnoticed by somebody who was away then.
         result.changed[0] = old.hidden || row.value != old.value;

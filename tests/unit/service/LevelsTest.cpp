@@ -100,6 +100,7 @@ TEST_F(Levels, OfSeveralVariablesAreNumberedInTheOrderOfNames) {
         text += "variable { node: 'n' attribute: 'v" + std::to_string(i * 37 % 40) + "' type: INT }\n";
     bench.reload(text);
     peer.registerFor("n", 7);
+    peer.events();
     ConfigIF::SetAccessLevelsReq request;
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
     for (int i = 39; i >= 0; --i) *request.add_inst() = inst("n.v" + std::to_string(i));

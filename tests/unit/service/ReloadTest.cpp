@@ -53,6 +53,20 @@ TEST(Reload, ANewDefaultChangesVariablesThatHoldTheirDefault) {
     EXPECT_THAT(peer.events(), ElementsAre("value a.b 6"));
 }
 
+TEST(Reload, ANewVariableIsToldToWhoeverRegisteredForItsName) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer peer(bench, "p");
+    // It knows c.d from another state, whose service defined it: only news can correct that.
+    for (const int type : {3, 5, 7}) peer.registerFor("c.d", type);
+    const std::string other = "variable { node: 'c' attribute: 'd' type: INT default_value: '7' option: '7' }";
+    EXPECT_TRUE(bench.reload(number("default_value: '5'") + other));
+    EXPECT_THAT(peer.events(), UnorderedElementsAre("value c.d 7", "options c.d 7", "levels c.d 0 0"));
+    peer.cut();
+    bench.restart(number("default_value: '5'") + other + "variable { node: 'c' attribute: 'e' type: BOOL }");
+    peer.connect();
+    EXPECT_THAT(peer.events(), IsEmpty()) << "nobody registered for c.e";
+}
+
 TEST(Reload, AVariableThatVanishesIsUnknownAndItsValueWaitsForItsReturn) {
     CoreBench bench(number(""));
     Peer peer(bench, "p");
