@@ -98,6 +98,7 @@ std::uint64_t RegistrationPage::registering(const Key& key, int role) {
     // What is queued or under way stays so: whether the request or the frame comes first makes no difference then.
     if (!added && (it.state == State::refused || !it.held)) set(row, State::asking);
     it.held = true;
+    it.retried = false;
     return it.number;
 }
 
@@ -106,6 +107,7 @@ std::uint64_t RegistrationPage::unregistering(const Key& key) {
     set(row, State::asking);
     setError(row, 0, false);
     row->second.held = false;
+    row->second.retried = false;
     return row->second.number = ++m_last;
 }
 

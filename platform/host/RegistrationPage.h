@@ -99,7 +99,7 @@ private:
         std::int32_t role = 0;
         bool held = true;  ///< false: withdrawn, and the service may have it still
         State state = State::asking;
-        bool retried = false;      ///< queued or sent because it had been refused
+        bool retried = false;      ///< queued or sent because it had been refused, and not asked for since
         int error = 0;             ///< of the last refusal; 0 when there was none since it was last taken
         std::uint64_t number = 0;  ///< of the last operation on it; tells whether it changed while it was under way
         std::uint64_t place = 0;   ///< in the queue or among the refused

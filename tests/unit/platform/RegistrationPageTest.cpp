@@ -260,4 +260,123 @@ TEST_F(RegistrationPageTest, AnAnswerThatFitsNoFrameIsNone) {
     EXPECT_FALSE(answer());
 }
 
+TEST_F(RegistrationPageTest, APartThatWouldBecomeTooLongWaitsForTheNextFrame) {
+    add("a", Ending::unknown);
+    add(std::string(100'000, 'n'), Ending::unknown);
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    answer();
+    EXPECT_THAT(next(), SizeIs(1));
+    remove("b", Ending::unknown);
+    remove(std::string(100'000, 'm'), Ending::unknown);
+    answer();
+    EXPECT_THAT(next(), ElementsAre("-b"));
+}
+
+TEST_F(RegistrationPageTest, WithdrawalsArePartedIntoFramesToo) {
+    for (int i = 0; i < 300; ++i) remove("n" + std::to_string(i), Ending::unknown);
+    greet(true);
+    EXPECT_THAT(next(), SizeIs(256));
+    answer();
+    EXPECT_THAT(next(), SizeIs(300 - 256));
+}
+
+TEST_F(RegistrationPageTest, TheLastRoleCounts) {
+    const std::uint64_t number = page.registering(key("a"), 20);
+    page.registering(key("a"), 40);
+    page.ended(key("a"), number, true, Ending::done, 0);
+    greet(true);
+    const std::optional<Frame> frame = page.next();
+    ASSERT_TRUE(frame && frame->registration_size() == 1);
+    EXPECT_EQ(frame->registration(0).role(), 40);
+}
+
+TEST_F(RegistrationPageTest, AWithdrawalHasNoRole) {
+    remove("a", Ending::unknown);
+    greet(true);
+    const std::optional<Frame> frame = page.next();
+    ASSERT_TRUE(frame && frame->withdrawn_size() == 1);
+    EXPECT_FALSE(frame->withdrawn(0).has_role());
+    EXPECT_EQ(frame->kind(), REGISTRATIONS);
+}
+
+TEST_F(RegistrationPageTest, TheEndOfARequestWhoseRowIsGoneIsMadeSureWhereTheServiceMayHoldIt) {
+    greet(true);
+    const std::uint64_t refused = page.registering(key("a"), 20);
+    const std::uint64_t withdrawn = page.unregistering(key("b"));
+    const std::uint64_t unknown = page.registering(key("c"), 20);
+    page.unregisteringAll("self");
+    page.ended(key("a"), refused, true, Ending::refused, -16);
+    page.ended(key("b"), withdrawn, false, Ending::unknown, 0);
+    EXPECT_THAT(next(), IsEmpty());
+    page.ended(key("c"), unknown, true, Ending::unknown, 0);
+    EXPECT_THAT(next(), ElementsAre("-c"));
+}
+
+TEST_F(RegistrationPageTest, ARequestThatEndsAfterAFrameHasToldItsRowSettlesNothing) {
+    for (const Ending ending : {Ending::done, Ending::refused, Ending::unknown}) {
+        const std::uint64_t number = page.registering(key("a"), 20);
+        greet(false);
+        EXPECT_THAT(next(), ElementsAre("+a", "."));
+        page.ended(key("a"), number, true, ending, -16);
+        EXPECT_EQ(confirmed(), 0U);
+        EXPECT_EQ(page.refused(), 0U);
+        EXPECT_THAT(next(), IsEmpty());
+        answer();
+        EXPECT_EQ(confirmed(), 1U);
+        EXPECT_THAT(next(), IsEmpty());
+    }
+}
+
+TEST_F(RegistrationPageTest, WhatIsHeldStaysHeldWhenNobodyAnswersThatItIsRegisteredAgain) {
+    add("a");
+    add("a", Ending::unknown);
+    EXPECT_EQ(confirmed(), 1U);
+    greet(true);
+    EXPECT_THAT(next(), IsEmpty());
+}
+
+TEST_F(RegistrationPageTest, WhatIsUnderWayIsNotToldTwiceWhenEverythingIsTold) {
+    add("a", Ending::unknown);
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    page.tellAll();
+    EXPECT_THAT(next(), IsEmpty());
+    answer();
+    EXPECT_THAT(next(), ElementsAre("."));
+    answer();
+    EXPECT_THAT(next(), IsEmpty());
+}
+
+TEST_F(RegistrationPageTest, WhatWasToBeToldToAFormerServiceIsNotToldToOneThatKnows) {
+    add("a");
+    greet(false);
+    page.lost();
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a")) << "but not that this is all";
+}
+
+TEST_F(RegistrationPageTest, AnAnswerToAFormerFrameIsNone) {
+    add("a", Ending::unknown);
+    greet(true);
+    Frame late;
+    late.set_correlation(page.next()->correlation());
+    page.lost();
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    EXPECT_FALSE(page.answered(late));
+    EXPECT_EQ(confirmed(), 0U);
+    EXPECT_TRUE(answer());
+}
+
+TEST_F(RegistrationPageTest, RowsThatDifferInOnePartAreDifferent) {
+    using Key = RegistrationPage::Key;
+    const Key keys[] = {
+        {"a", 3, page.share("link"), page.share("self")},  {"b", 3, page.share("link"), page.share("self")},
+        {"a", 5, page.share("link"), page.share("self")},  {"a", 3, page.share("other"), page.share("self")},
+        {"a", 3, page.share("link"), page.share("other")}, {"a", 3, page.share("self"), page.share("link")}};
+    for (const Key& one : keys) page.ended(one, page.registering(one, 20), true, Ending::done, 0);
+    EXPECT_EQ(confirmed(), 6U);
+}
+
 }  // namespace

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <cstdint>
+#include <string>
+#include <vector>
 
 #include "RegistrationPageFixture.h"
 
@@ -151,6 +153,151 @@ TEST_F(RegistrationRefusals, ARefusalWithoutAnErrorIsOneAllTheSame) {
     answer({0}, 0);
     EXPECT_EQ(page.refused(), 1U);
     EXPECT_EQ(confirmed(), 0U);
+}
+
+TEST_F(RegistrationRefusals, ALaterOneDoesNotPutOffTheNextTry) {
+    greet(true);
+    add("a", Ending::refused);
+    const auto due = page.nextTry().time();
+    EXPECT_GT(due, Deadline::after(59min).time());
+    EXPECT_LE(due, Deadline::after(1h).time());
+    add("b", Ending::refused);
+    EXPECT_EQ(page.nextTry().time(), due);
+}
+
+TEST_F(RegistrationRefusals, AreNotReportedWhenNobodyObserves) {
+    add("a", Ending::refused);
+    EXPECT_TRUE(page.takeReports().empty());
+    EXPECT_EQ(page.refused(), 1U);
+}
+
+TEST_F(RegistrationRefusals, OfARequestWithoutAnErrorAreReportedAsAGeneralOne) {
+    options.onRegistration = [](const PbUtility::RegistrationReport&) {};
+    page.ended(key("a", 5), page.registering(key("a", 5), 20), true, Ending::refused, 0);
+    const auto reports = page.takeReports();
+    ASSERT_EQ(reports.size(), 1U);
+    EXPECT_EQ(reports[0].name, "a");
+    EXPECT_EQ(reports[0].type, 5);
+    EXPECT_EQ(reports[0].error, -1);
+}
+
+TEST_F(RegistrationRefusals, AreNotTriedAgainWhileTheApplicationAsksItself) {
+    add("a", Ending::refused);
+    const std::uint64_t number = page.registering(key("a"), 20);
+    greet(true);
+    EXPECT_THAT(next(), IsEmpty());
+    page.ended(key("a"), number, true, Ending::done, 0);
+    EXPECT_EQ(page.refused(), 0U);
+    EXPECT_EQ(confirmed(), 1U);
+    EXPECT_THAT(next(), IsEmpty());
+}
+
+TEST_F(RegistrationRefusals, OfAWithdrawalBelongToItsRowAlone) {
+    remove("b", Ending::unknown);
+    add("a", Ending::unknown);
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a", "-b")) << "registrations come first, also in the answer";
+    answer({1});
+    EXPECT_EQ(confirmed(), 1U);
+    EXPECT_EQ(page.refused(), 0U) << "the application does not wait for it";
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("-b"));
+}
+
+TEST_F(RegistrationRefusals, OfThatTheseAreAllLeaveTheRowsTaken) {
+    options.firstRegistrationPause = 0ms;
+    add("a", Ending::unknown);
+    greet(false);
+    EXPECT_THAT(next(), ElementsAre("+a", "."));
+    answer({1});
+    EXPECT_EQ(confirmed(), 1U);
+    EXPECT_THAT(next(), ElementsAre("."));
+    answer();
+    EXPECT_THAT(next(), IsEmpty());
+    EXPECT_EQ(page.nextTry().time(), Deadline::never().time());
+}
+
+TEST_F(RegistrationRefusals, OfAFormerServiceAreNoneOfTheNext) {
+    greet(false);
+    EXPECT_THAT(next(), ElementsAre("."));
+    answer({0});
+    EXPECT_NE(page.nextTry().time(), Deadline::never().time());
+    page.lost();
+    EXPECT_EQ(page.nextTry().time(), Deadline::never().time()) << "there is nobody to try it with";
+    greet(true);
+    EXPECT_EQ(page.nextTry().time(), Deadline::never().time());
+    EXPECT_THAT(next(), IsEmpty());
+    options.firstRegistrationPause = 0ms;
+    greet(true);
+    add("a", Ending::refused);
+    EXPECT_THAT(next(), ElementsAre("+a")) << "that these are all is nothing to be said here";
+}
+
+TEST_F(RegistrationRefusals, MakeTheFirstPauseWithEachServiceAnew) {
+    options.firstRegistrationPause = 0ms;
+    greet(true);
+    options.firstRegistrationPause = 2h;
+    greet(true);
+    add("a", Ending::refused);
+    EXPECT_GT(page.nextTry().time(), Deadline::after(1h).time());
+}
+
+TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilAllIsTaken) {
+    options.firstRegistrationPause = 0ms;
+    greet(true);
+    options.firstRegistrationPause = 2h;
+    add("a", Ending::refused);
+    add("b", Ending::refused);
+    EXPECT_THAT(next(), ElementsAre("+a", "+b"));
+    answer({0});
+    EXPECT_TRUE(page.nextTry().passed());
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    answer();
+    add("c", Ending::refused);
+    EXPECT_GT(page.nextTry().time(), Deadline::after(1h).time());
+}
+
+TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilItIsTakenThatTheseAreAll) {
+    options.firstRegistrationPause = 0ms;
+    greet(false);
+    options.firstRegistrationPause = 2h;
+    EXPECT_THAT(next(), ElementsAre("."));
+    answer({0});
+    EXPECT_TRUE(page.nextTry().passed());
+}
+
+TEST_F(RegistrationRefusals, OfAllByAServiceThatIsMetAnewDoNotSpareItTheRest) {
+    options.firstRegistrationPause = 0ms;
+    greet(true);
+    for (int i = 0; i < 300; ++i) add("n" + std::to_string(i), Ending::refused);
+    std::vector<unsigned> all(256);
+    for (unsigned i = 0; i < all.size(); ++i) all[i] = i;
+    EXPECT_EQ(next().size(), all.size());
+    options.firstRegistrationPause = 1h;
+    answer(all);
+    page.lost();
+    greet(true);
+    EXPECT_EQ(next().size(), all.size());
+    answer(all);
+    EXPECT_EQ(next().size(), 300 - all.size()) << "it has not been asked for these";
+}
+
+TEST_F(RegistrationRefusals, LeaveAloneWhatTheApplicationAskedForMeanwhile) {
+    options.firstRegistrationPause = 0ms;
+    greet(true);
+    for (int i = 0; i < 600; ++i) add("n" + std::to_string(i), Ending::refused);
+    std::vector<unsigned> all(256);
+    for (unsigned i = 0; i < all.size(); ++i) all[i] = i;
+    next();
+    options.firstRegistrationPause = 1h;
+    answer();
+    const std::vector<std::string> rows = next();
+    ASSERT_EQ(rows.size(), all.size());
+    add(rows[7].substr(1));
+    remove(rows[8].substr(1), Ending::unknown);
+    answer(all);
+    EXPECT_THAT(next(), ElementsAre(rows[7], "-" + rows[8].substr(1)))
+        << "nobody knows whether the frame or the request came last";
 }
 
 }  // namespace
