@@ -69,6 +69,23 @@ TEST_F(Points, MoveWithoutAMessage) {
     EXPECT_EQ(helloAgain().delivered(), 7U);
 }
 
+TEST_F(Points, AreNoMessagesForHandlers) {
+    const MSG_Callback table[] = {{[](void* context, const MSG_Message* message) {
+                                       static_cast<Journal*>(context)->add(std::to_string(MSG_GetId(message)));
+                                   },
+                                   &journal, 0, 0xFFFFFFFF, 0},
+                                  {}};
+    UnixTransport transport(options());
+    transport.addHandlers(table);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    const auto connection = peer.awaitDelivery();
+    connection->send(reached(1, 7));
+    connection->send(behind("x", 8));
+    settle(connection);
+    EXPECT_THAT(journal.await(1), ElementsAre(std::to_string(0x1A0143)));
+    transport.end();
+}
+
 TEST_F(Points, MoveIntoAnotherStateOnceThatHasToldAll) {
     peer.setPoint(1, 40);
     UnixTransport transport(options());
