@@ -1,5 +1,6 @@
 // When a transport connects for deliveries, how long it waits in between, and what it says of failures.
 #include <gmock/gmock.h>
+#include <signal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -195,6 +196,27 @@ TEST_F(DeliveryConnection, IsGivenUpWhenAnAnswerCannotBeWrittenInTime) {
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     EXPECT_THAT(peer.awaitHellos(DELIVERY, 2), SizeIs(2));
     done.set_value();
+    transport.end();
+}
+
+TEST_F(DeliveryConnection, IsServedByAThreadThatTakesNoSignals) {
+    sigset_t before;
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &before), 0);
+    ASSERT_EQ(sigismember(&before, SIGUSR1), 0);
+    std::promise<std::pair<int, int>> blocked;
+    Handler handler([&](const MSG_Message*) {
+        sigset_t mask;
+        pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+        blocked.set_value({sigismember(&mask, SIGUSR1), sigismember(&mask, SIGTERM)});
+    });
+    UnixTransport transport(options());
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(notification("x", 1));
+    EXPECT_EQ(blocked.get_future().get(), std::make_pair(1, 1));
+    sigset_t after;
+    ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &after), 0);
+    EXPECT_EQ(sigismember(&after, SIGUSR1), 0) << "the application's own threads take them";
     transport.end();
 }
 

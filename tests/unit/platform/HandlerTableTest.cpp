@@ -191,6 +191,29 @@ TEST_F(Rows, AreAddedOnceByManyThreadsAtATimeWhileMessagesArrive) {
     EXPECT_THAT(from("A"), testing::UnorderedElementsAre("one", "two"));
 }
 
+TEST(HandlerRow, EndsATableWhenAllOfItIsZero) {
+    int context = 0;
+    const MSG_Entry entry = [](void*, const MSG_Message*) {};
+    EXPECT_TRUE(AppConfigHost::isTerminator({nullptr, nullptr, 0, 0, 0}));
+    EXPECT_FALSE(AppConfigHost::isTerminator({entry, nullptr, 0, 0, 0}));
+    EXPECT_FALSE(AppConfigHost::isTerminator({nullptr, &context, 0, 0, 0}));
+    EXPECT_FALSE(AppConfigHost::isTerminator({nullptr, nullptr, 1, 0, 0}));
+    EXPECT_FALSE(AppConfigHost::isTerminator({nullptr, nullptr, 0, 1, 0}));
+    EXPECT_FALSE(AppConfigHost::isTerminator({nullptr, nullptr, 0, 0, 1}));
+}
+
+TEST(HandlerRow, IsTheSameWhateverItsReservedFieldHolds) {
+    int one = 0;
+    int two = 0;
+    const MSG_Entry entry = [](void*, const MSG_Message*) {};
+    const MSG_Callback row{entry, &one, 1, 2, 0};
+    EXPECT_TRUE(AppConfigHost::isSameRow(row, {entry, &one, 1, 2, 7}));
+    EXPECT_FALSE(AppConfigHost::isSameRow(row, {nullptr, &one, 1, 2, 0}));
+    EXPECT_FALSE(AppConfigHost::isSameRow(row, {entry, &two, 1, 2, 0}));
+    EXPECT_FALSE(AppConfigHost::isSameRow(row, {entry, &one, 2, 2, 0}));
+    EXPECT_FALSE(AppConfigHost::isSameRow(row, {entry, &one, 1, 3, 0}));
+}
+
 /// Lets so many threads, which exist at one time and so have different ids, name an endpoint each.
 void nameFromThreads(NamedEndpoints& named, std::size_t count) {
     std::vector<std::thread> threads(count);

@@ -176,37 +176,51 @@ TEST_F(NestedRequest, LosesNoNotificationWhenTooManyArriveMeanwhile) {
     transport.end();
 }
 
-TEST_F(NestedRequest, LosesNoNotificationWhenTooManyBytesArriveMeanwhile) {
-    const auto sized = [](std::uint64_t sequence) { return notification(std::string(240, 'x'), sequence); };
-    ScriptedPeer other(directory.path() + "/Other");
-    TransportOptions small = options();
-    small.frameLimit = 4 * sized(1).payload().size();
-    peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
-        const auto delivery = peer.awaitDelivery();
-        for (std::uint64_t sequence = 2; sequence <= 5; ++sequence) delivery->send(sized(sequence));
-        delivery->send(ask(1));
-        EXPECT_THAT(peer.await(ANSWER, 1), SizeIs(1)) << "as many bytes may wait as a frame may have";
-        delivery->send(sized(6));
-        // With the second of these turns the sixth has been read.
-        for (std::size_t turn = 1; turn <= 2; ++turn) {
-            other.awaitDelivery()->send(ask(turn));
-            other.await(ANSWER, turn);
-        }
-        ScriptedPeer::answer(connection, frame);
-    });
-    UnixTransport transport(small);
-    Handler consumer([&](const MSG_Message* message) {
-        if (valueOf(message) == "first") {
+/// What waits for a handler that waits itself.
+class QueueOfNotifications : public NestedRequest {
+protected:
+    /// \return up to which number the client has handled them when \p fitting notifications of \p text and one more
+    /// have come behind the first.
+    std::uint64_t delivered(std::uint64_t fitting, const std::string& text, const TransportOptions& options) {
+        ScriptedPeer other(directory.path() + "/Other");
+        peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
+            const auto delivery = peer.awaitDelivery();
+            std::uint64_t number = 2;
+            for (; number < 2 + fitting; ++number) delivery->send(notification(text, number));
+            delivery->send(ask(1));
+            EXPECT_THAT(peer.await(ANSWER, 1), SizeIs(1)) << "so many may wait";
+            delivery->send(notification(text, number));
+            // With the second of these turns it has been read.
+            for (std::size_t turn = 1; turn <= 2; ++turn) {
+                other.awaitDelivery()->send(ask(turn));
+                other.await(ANSWER, turn);
+            }
+            ScriptedPeer::answer(connection, frame);
+        });
+        UnixTransport transport(options);
+        Handler consumer([&](const MSG_Message* message) {
+            if (valueOf(message) != "first") return;
             EXPECT_EQ(read(transport), TRANSPORT_OK);
-        }
-    });
-    consumer.addTo(transport, changed);
-    transport.addRemoteEndpoint("Other", -1);
-    transport.addRemoteEndpoint("ConfigSrvc", -1);
-    peer.awaitDelivery()->send(notification("first", 1));
-    ASSERT_NE(peer.awaitDelivery(2), nullptr) << "the queue had no bound";
-    EXPECT_EQ(peer.awaitHellos(DELIVERY, 2).at(1).delivered(), 5U);
-    transport.end();
+        });
+        consumer.addTo(transport, changed);
+        transport.addRemoteEndpoint("Other", -1);
+        transport.addRemoteEndpoint("ConfigSrvc", -1);
+        peer.awaitDelivery()->send(notification("first", 1));
+        const std::vector<Hello> hellos = peer.awaitHellos(DELIVERY, 2);
+        transport.end();
+        return hellos.size() < 2 ? 0 : hellos[1].delivered();
+    }
+};
+
+TEST_F(QueueOfNotifications, HoldsAsManyAsItsLimitSaysAndLosesNone) {
+    EXPECT_EQ(delivered(4096, "", options()), 1U + 4096);
+}
+
+TEST_F(QueueOfNotifications, HoldsAsManyBytesAsAFrameMayHaveAndLosesNone) {
+    const std::string text(240, 'x');
+    TransportOptions small = options();
+    small.frameLimit = 4 * notification(text, 2).payload().size();
+    EXPECT_EQ(delivered(4, text, small), 1U + 4);
 }
 
 TEST_F(NestedRequest, NestsOnlySoDeep) {

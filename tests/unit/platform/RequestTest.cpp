@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "Endpoint.h"
+#include "MSG.h"
 #include "MessageIds.h"
 #include "TransportFixture.h"
 #include "frame.pb.h"
@@ -172,6 +173,21 @@ TEST_F(Request, IsSentOnceWhenItsConnectionBreaks) {
     EXPECT_EQ(peer.await(REQUEST, 1).size(), 1U) << "the service may have acted on it, so it must not be repeated";
 }
 
+TEST_F(Request, ToAServiceThatDropsAConnectionInUseIsToldTheReason) {
+    UnixTransport transport(options());
+    ASSERT_EQ(read(transport), TRANSPORT_OK);
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame&) {
+        Frame frame;
+        frame.set_kind(REFUSED);
+        frame.set_reason(std::string(600, 'r'));
+        connection.send(frame);
+        connection.close();
+    });
+    EXPECT_EQ(read(transport), TRANSPORT_REFUSED);
+    EXPECT_EQ(lastTransportFailure(),
+              "ConfigSrvc: the endpoint refused the connection (" + std::string(512, 'r') + ")");
+}
+
 TEST_F(Request, LargerThanAFrameIsNotSent) {
     TransportOptions small = options();
     small.frameLimit = 1000;
@@ -283,6 +299,18 @@ TEST_F(Request, FailsWhenTheTransportEnds) {
     EXPECT_EQ(read(transport), TRANSPORT_ENDED);
     EXPECT_EQ(write(transport, "x"), TRANSPORT_ENDED);
     EXPECT_EQ(transport.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_ENDED);
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the transport has been ended");
+    const std::string self = transport.localEndpoint();
+    EXPECT_EQ(MSG_BindOwner(
+                  self.c_str(), [](void*, MSG_Address, MSG_Message*) { return 0; }, nullptr),
+              0)
+        << "the messages of a transport that has ended were still carried";
+    transport.end();
+    EXPECT_NE(MSG_BindOwner(
+                  self.c_str(), [](void*, MSG_Address, MSG_Message*) { return 0; }, nullptr),
+              0)
+        << "ending it a second time did something";
+    MSG_UnbindOwner(self.c_str());
 }
 
 TEST_F(Request, ServesSeveralEndpointsIndependently) {
@@ -314,12 +342,39 @@ TEST(OneWay, WaitsOnlySoLongForAServiceThatDoesNotRead) {
     done.set_value();
 }
 
+TEST(TransportOptions, AreTheseUnlessTheApplicationSaysOtherwise) {
+    const TransportOptions options;
+    EXPECT_EQ(options.runtimeDirectory, "");
+    EXPECT_EQ(options.deadline, 5s);
+    EXPECT_EQ(options.frameLimit, std::size_t{16} * 1024 * 1024);
+    EXPECT_EQ(options.idleConnections, 8U);
+    EXPECT_EQ(options.firstPause, 50ms);
+    EXPECT_EQ(options.longestPause, 2s);
+    EXPECT_EQ(options.firstRegistrationPause, 1s);
+    EXPECT_EQ(options.longestRegistrationPause, 1min);
+}
+
 TEST(LocalEndpoint, IsAValidNameAndAnotherOneForEachTransport) {
     UnixTransport first;
     UnixTransport second;
     EXPECT_TRUE(isEndpointName(first.localEndpoint())) << first.localEndpoint();
     EXPECT_NE(first.localEndpoint(), second.localEndpoint());
     EXPECT_THAT(first.localEndpoint(), HasSubstr("-" + std::to_string(getpid()) + "-"));
+}
+
+TEST(LocalEndpoint, TakesOfTheProgramsNameWhatAnEndpointMayHave) {
+    char* const name = program_invocation_short_name;
+    const auto named = [](std::string program) {
+        program_invocation_short_name = program.data();
+        const UnixTransport transport;
+        const std::string& local = transport.localEndpoint();
+        return local.substr(0, local.find("-" + std::to_string(getpid()) + "-"));
+    };
+    EXPECT_EQ(named("my.app v2*"), "my.app_v2_");
+    EXPECT_EQ(named("a/b"), "a_b");
+    EXPECT_EQ(named(""), "program");
+    EXPECT_EQ(named(std::string(65, 'x')), std::string(64, 'x'));
+    program_invocation_short_name = name;
 }
 
 TEST(TransportStatusText, IsThereForEveryNumber) {
