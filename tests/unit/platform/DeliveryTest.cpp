@@ -292,8 +292,8 @@ TEST_F(Delivery, GoesOnAfterAHandlerThatThrows) {
     EXPECT_THAT(journal.await(2), ElementsAre("first", "second"));
     transport.end();
     const std::string complaint = testing::internal::GetCapturedStderr();
-    EXPECT_THAT(complaint, HasSubstr("ConfigIF.ConfigChangedNtfy"));
-    EXPECT_THAT(complaint, HasSubstr("no good"));
+    EXPECT_THAT(complaint, HasSubstr("a handler of ConfigIF.ConfigChangedNtfy threw: no good\n"));
+    EXPECT_THAT(complaint, HasSubstr("threw: something that is no std::exception\n"));
     EXPECT_EQ(peer.connections(AppConfigHost::DELIVERY), 1U);
 }
 

@@ -60,6 +60,19 @@ TEST_F(ReachabilityTest, NeedsNoFurtherAttemptWhileTheConnectionStands) {
     EXPECT_FALSE(reachability.takeNudge("A"));
 }
 
+TEST_F(ReachabilityTest, KnowsAConnectionByTheFirstNumberOfAll) {
+    // 0 is what the system gives to a process that has closed its standard input.
+    const FileDescriptor input(dup(0));
+    ASSERT_EQ(dup2(mine.get(), 0), 0);
+    reachability.attemptEnded("A", 0);
+    EXPECT_EQ(reachability.attemptsToAwait("A", justConnected), 0U);
+    if (input.isOpen()) {
+        EXPECT_EQ(dup2(input.get(), 0), 0);
+    } else {
+        close(0);
+    }
+}
+
 TEST_F(ReachabilityTest, NeedsAnotherAttemptWhereTheEndpointIsThereAndTheConnectionIsNot) {
     reachability.attemptEnded("A", mine.get());
     reachability.lost("A");

@@ -171,6 +171,18 @@ TEST_F(RegistrationRefusals, AreNotReportedWhenNobodyObserves) {
     EXPECT_EQ(page.refused(), 1U);
 }
 
+TEST_F(RegistrationRefusals, OfWhatIsUnregisteredAreOverWithoutAReport) {
+    options.onRegistration = [](const PbUtility::RegistrationReport&) {};
+    add("a", Ending::refused);
+    add("b", Ending::refused);
+    EXPECT_EQ(page.takeReports().size(), 2U);
+    remove("a");
+    EXPECT_EQ(page.refused(), 1U);
+    page.unregisteringAll("self");
+    EXPECT_EQ(page.refused(), 0U);
+    EXPECT_TRUE(page.takeReports().empty());
+}
+
 TEST_F(RegistrationRefusals, OfARequestWithoutAnErrorAreReportedAsAGeneralOne) {
     options.onRegistration = [](const PbUtility::RegistrationReport&) {};
     page.ended(key("a", 5), page.registering(key("a", 5), 20), true, Ending::refused, 0);

@@ -78,7 +78,9 @@ TEST_F(Request, FollowsTheOneWayMessagesOfItsThreadOnTheirConnection) {
     EXPECT_EQ(peer.connections(REQUESTS), 2U) << "another thread took the connection that a request must follow on";
     ASSERT_EQ(read(transport, "mine too"), TRANSPORT_OK);
     EXPECT_EQ(peer.connections(REQUESTS), 2U);
-    EXPECT_EQ(peer.received(ONE_WAY).size(), 1U);
+    const auto messages = peer.received(ONE_WAY);
+    ASSERT_EQ(messages.size(), 1U);
+    EXPECT_FALSE(messages[0].has_correlation()) << "nobody answers it";
 }
 
 TEST_F(Request, WithoutAServiceFailsAtOnceNamingTheEndpoint) {
@@ -89,6 +91,16 @@ TEST_F(Request, WithoutAServiceFailsAtOnceNamingTheEndpoint) {
     EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
     EXPECT_THAT(lastTransportFailure(), HasSubstr("ConfigSrvc"));
     EXPECT_THAT(lastTransportFailure(), HasSubstr("nobody listens"));
+}
+
+TEST_F(Request, WithoutAServiceLeavesNothingInTheResponse) {
+    peer.stop();
+    UnixTransport transport(options());
+    ConfigIF::ReadRsp response;
+    response.add_value("old");
+    EXPECT_EQ(transport.sendWaitResponse(ConfigIF::ReadReq(), &response, "ConfigSrvc"), TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_EQ(response.value_size(), 0);
+    EXPECT_EQ(transport.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_NO_SUCH_ENDPOINT);
 }
 
 TEST_F(Request, WithoutAServiceFailsAtOnceAlsoWhenDeliveriesAreAwaited) {
