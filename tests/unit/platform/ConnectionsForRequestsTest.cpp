@@ -194,7 +194,10 @@ TEST_F(BusyEndpoint, IsLeftWhenTheTransportEnds) {
 TEST_F(BusyEndpoint, IsReachedOnceThereIsRoom) {
     UnixTransport transport(options());
     auto call = std::async(std::launch::async, [&] { return read(transport, "x", "Busy"); });
-    for (std::size_t i = 0; i <= callers.size(); ++i) FileDescriptor(::accept(listener.get(), nullptr, nullptr));
+    for (std::size_t i = 0; i <= callers.size(); ++i) {
+        const FileDescriptor dropped(::accept(listener.get(), nullptr, nullptr));
+        EXPECT_TRUE(dropped.isOpen());
+    }
     EXPECT_EQ(call.get(), TRANSPORT_BROKEN_OFF) << "it was taken and dropped";
 }
 
