@@ -123,13 +123,16 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
     // The service was started again since it accepted this process's write, and this announcement may come from before
     // that or after it: deliveries and answers travel apart. Only the service can tell.
     if (record->accepted && revision.known && !comparable) {
-        record->setValue({});
-        record->lost(Item::value) = true;
+        const bool same = record->present && record->entry.second.getValue() == value;
+        if (!same) {
+            record->setValue({});
+            record->lost(Item::value) = true;
+        }
     } else {
         record->setValue(value);
         record->newest = revision;
-        // Announcements of one variable keep their order, so none that is older than the accepted write comes after it.
-        record->accepted = false;
+        // The accepted write is remembered all the same: a provider's request may bring a newer change while older
+        // notifications still wait, and the record may go before they come.
     }
     touched(cache, var, Item::value, Touch::whole);
     cache.put(record);

@@ -109,8 +109,14 @@ ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInsta
     if (lacksValue(key)) value = cachedOrAsked(key, isDefault);
     const ConfigCache::iterator record = m_cache.getConfigValue(key);
     if (record == m_cache.end()) return ConfigValue();
+    if (record->second.hasValue()) {
+        value = record->second.getValue();
+        isDefault = record->second.isDefault();
+    }
     ConfigAccessLevels levels;
-    if (!record->second.hasAccessLevels()) {
+    if (record->second.hasAccessLevels()) {
+        levels = record->second.accessLevels();
+    } else {
         levels.hasReadRole = levels.hasWriteRole = getAccessLevels(key, &levels.readRole, &levels.writeRole);
     }
     std::vector<std::string> options;
@@ -118,7 +124,7 @@ ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInsta
     if (asksForOptions) getConfigOptions(key, options);
 
     // Looked up again for what was fetched. Should it have become unknown since, or the record have been removed, what
-    // this call was told still holds for its caller.
+    // this call was told or found still holds for its caller.
     const ConfigCache::iterator now = m_cache.getConfigValue(key);
     ConfigValue completed = now == m_cache.end() ? record->second : now->second;
     if (!completed.hasValue() && !value.empty()) {

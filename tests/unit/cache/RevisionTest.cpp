@@ -194,13 +194,25 @@ TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnnouncementWhenNothingWasWritt
     EXPECT_EQ(believed(), "after the restart");
 }
 
-TEST_F(Revisions, OfAnotherTimelineAreTakenOnceTheOwnWriteWasAnnounced) {
+TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteKnownWhenTheySayTheSame) {
     accept("own", revision(8));
-    announce("own", revision(8));
 
-    announce("after the restart", revision(2, nextTimeline));
+    announce("own", revision(2, nextTimeline));
+    EXPECT_EQ(believed(), "own");
 
-    EXPECT_EQ(believed(), "after the restart");
+    announce("another", revision(1, nextTimeline));
+    EXPECT_EQ(believed(), "(unknown)") << "which of the two timelines came first is not known any more than before";
+}
+
+TEST_F(Revisions, KeepWhatIsOlderThanAnAcceptedWriteOutAlsoAfterANewerAnnouncementAndTheRecordWent) {
+    accept("own", revision(8));
+    // Asked as a provider, while notifications wait for a handler.
+    announce("newer", revision(9));
+    cache.setStale(target);
+
+    announce("older", revision(7));
+
+    EXPECT_EQ(believed(), "(unknown)");
 }
 
 TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {

@@ -106,6 +106,26 @@ TEST_F(LateAnswers, TheWholeRecordHasWhatItsOwnReadWasTold) {
     EXPECT_EQ(record.getOptions(), (Vector{"answered", "other"}));
 }
 
+TEST_F(LateAnswers, TheWholeRecordHasTheValueThatItFoundAlsoWhenThatBecomesUnknownMeanwhile) {
+    answerRead({"cached"}, true);
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
+    manager.getConfigVar(target);
+    transport.beforeAnswer([this](const std::string& type) {
+        if (type == "ConfigIF.ReadReq") announce({"announced"});
+        if (type != "ConfigIF.GetAccessLevelsReq") return;
+        manager.removeVars("room");
+        manager.getConfigVar(target);
+    });
+
+    const AppConfig::ConfigValue record = manager.getConfigValue("room.heating", 2, "target", 7);
+
+    EXPECT_EQ(record.getSinglestringValue(), "cached");
+    EXPECT_TRUE(record.isDefault());
+    undisturbed();
+    EXPECT_TRUE(read("cached"));
+    EXPECT_EQ(asked<ConfigIF::ReadReq>(), 1U) << "it is unknown all the same";
+}
+
 TEST_F(LateAnswers, IsDefaultAsksAgainAfterTheValueWasLost) {
     answerRead({"answered"}, true);
     during("ReadReq", [&] { announce({"announced"}); });
