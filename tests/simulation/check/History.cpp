@@ -28,6 +28,14 @@ bool same(const State& a, const State& b) {
 
 }  // namespace
 
+bool same(const State& a, const State& b, News news) {
+    switch (news) {
+        case News::options: return a.options == b.options;
+        case News::levels: return a.read == b.read && a.write == b.write;
+        default: return a.value == b.value;
+    }
+}
+
 History::History(int services, int variables)
     : m_variables(variables),
       m_states(static_cast<std::size_t>(services) * static_cast<std::size_t>(variables), States(1)) {}

@@ -6,6 +6,7 @@
 
 #include "core/Core.h"
 #include "process/Operation.h"
+#include "process/ProcessCode.h"
 
 namespace Simulation {
 
@@ -23,6 +24,9 @@ struct State {
     int read = 0;
     int write = 0;
 };
+
+/// \return whether both are the same as far as \p news tells.
+bool same(const State& a, const State& b, News news);
 
 /// Everything that the services of a simulation have held, as their stores were told. Not thread-safe.
 class History {

@@ -146,6 +146,8 @@ void Ledger::learned(const Underway& underway, const Outcome& outcome) {
                       !outcome.value.front().empty() && outcome.value.front() != "0";
     if (read || (operation.action == Action::write && outcome.accepted)) belief.valueKnown = true;
     if (outcome.hasOptions && !outcome.options.empty()) belief.optionsKnown = true;
+    if (outcome.hasOptions) belief.heard.options = outcome.options;
+    if (outcome.read >= 0) belief.heard.read = outcome.read, belief.heard.write = outcome.write;
 }
 
 void Ledger::setTransport(const Operation& operation) {
@@ -154,8 +156,11 @@ void Ledger::setTransport(const Operation& operation) {
         if (same && other.thread != m_book.ground.thread()) m_book.findings.count(Race::twoSetters);
     }
     const int before = m_transport[operation.link];
-    if (before >= 0 && before != operation.slot) m_book.findings.count(Race::swapped);
     m_transport[operation.link] = operation.slot;
+    if (before < 0 || before == operation.slot) return;
+    m_book.findings.count(Race::swapped);
+    // The new one registers everything anew.
+    dropOwed(operation.link, true);
 }
 
 /// Of two that come at once nobody knows which is the later one.
@@ -194,7 +199,9 @@ void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {
 }
 
 void Ledger::transportMade(int slot, const std::string& endpoint) {
+    const auto lock = m_book.ground.lock();
     m_book.ground.note(m_life.name, "has the transport", std::to_string(slot) + " " + endpoint);
+    m_slots[endpoint] = slot;
 }
 
 void Ledger::requestBegins() {

@@ -38,7 +38,7 @@ struct HandlerRecord {
     Phase phase = Phase::registering;
     std::map<News, Moment> bounds;  ///< by kind: what changed after it must have been told
     std::map<Key, Told> told;
-    std::set<Key> owed;  ///< was sent to the process while the handler stood
+    std::map<Key, bool> owed;  ///< was sent to the process while the handler stood; whether it knew that before
     int running = 0;
     const void* runner = nullptr;  ///< the thread in which it runs
 
@@ -71,7 +71,7 @@ public:
         bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again
         bool optionsKnown = false;  ///< the same for the options
         bool corrected = false;     ///< a one-way write that is refused brings the present value, which is no news
-        Texts heard;                ///< the value that the process was told or has read last
+        State heard;                ///< what the process was told or has read last, of each kind
         int removals = 0;           ///< how often a removal of the record has begun or ended
     };
     const Belief& belief(int link, int variable) const { return m_beliefs[place(link, variable)]; }
@@ -99,8 +99,8 @@ public:
     void reached(int service) { m_reached[service] = m_book.history.now(); }
     /// The service was asked to register a client of this process.
     void registrationArrives(int service, const std::string& name, int type);
-    /// The service has sent news to this process.
-    void newsSent(int service, News news, int variable);
+    /// The service has sent news to the transport \p endpoint of this process.
+    void newsSent(int service, News news, int variable, const std::string& endpoint);
     /// The service welcomes a connection for deliveries. \p known: it knows a registration of that client.
     void deliveryBegins(int service, bool known);
 
@@ -183,7 +183,7 @@ private:
     bool isSettingTransport(int link) const;
     void bindEarly(int link);
     void bind(HandlerRecord& handler);
-    void dropOwed(int service);
+    void dropOwed(int link, bool all);
     bool hasArrived(const HandlerRecord& handler, News news) const;
     void judgeQuiet(const Operation& operation, const Outcome& outcome);
 
@@ -197,13 +197,14 @@ private:
     std::uint64_t m_operations = 0;
     std::uint64_t m_events = 0;  ///< announcements, and whatever else makes a flag or an index doubtful
     bool m_forgotten[links] = {false, false};
+    std::map<std::string, int> m_slots;  ///< of transports, by their endpoints
     int m_transport[links] = {-1, -1};
     bool m_reachable[links] = {false, false};  ///< a transport has been handed over
     int m_role[links] = {1, 1};
     int m_lowestRole[links] = {4, 4};
     bool m_moved = false;
     bool m_registered[links] = {false, false};
-    Moment m_reached[links] = {0, 0};  ///< when last; see stateAdopted()
+    Moment m_reached[links] = {0, 0};                         ///< when last; see stateAdopted()
     std::set<std::pair<std::string, News>> m_arrived[links];  ///< registrations that its state was asked for
     bool m_quiet = false;
 };

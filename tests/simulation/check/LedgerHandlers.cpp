@@ -94,8 +94,11 @@ bool Ledger::hasArrived(const HandlerRecord& handler, News news) const {
     return m_arrived[serviceOf(handler.link)].count({registeredName(handler), news}) != 0;
 }
 
-void Ledger::newsSent(int service, News news, int variable) {
-    if (m_life.ended) return;
+void Ledger::newsSent(int service, News news, int variable, const std::string& endpoint) {
+    const auto slot = m_slots.find(endpoint);
+    // What comes over a transport that was replaced reaches nobody.
+    if (m_life.ended || slot == m_slots.end() || slot->second != m_transport[service]) return;
+    const State& present = m_book.history.present(service, variable);
     for (auto& [number, handler] : m_handlers) {
         if (serviceOf(handler.link) != service || !handler.wants(news) || !handler.covers(variable)) continue;
         if (handler.phase > HandlerRecord::Phase::live || handler.bounds.count(news) == 0) continue;
@@ -103,19 +106,16 @@ void Ledger::newsSent(int service, News news, int variable) {
         const bool unchanged = m_book.history.at(service, variable, handler.boundOf(news)).value ==
                                m_book.history.present(service, variable).value;
         if (news == News::value && unchanged && believe(handler.link, variable).corrected) continue;
-        handler.owed.insert({news, variable});
+        handler.owed.insert({{news, variable}, same(believe(handler.link, variable).heard, present, news)});
     }
 }
 
-/// What was sent may have been lost. It need not come again where the process knew it before and it has not changed.
-void Ledger::dropOwed(int service) {
+/// What was sent may have been lost. Unless \p all goes, what the process did not know before must come again.
+void Ledger::dropOwed(int link, bool all) {
     for (auto& [number, handler] : m_handlers) {
+        if (handler.link != link) continue;
         for (auto owed = handler.owed.begin(); owed != handler.owed.end();) {
-            const auto& [news, variable] = *owed;
-            const bool isValue = news == News::value || news == News::change;
-            const bool known = serviceOf(handler.link) == service && isValue &&
-                               believe(handler.link, variable).heard == m_book.history.present(service, variable).value;
-            owed = known ? handler.owed.erase(owed) : std::next(owed);
+            owed = all || owed->second ? handler.owed.erase(owed) : std::next(owed);
         }
     }
 }
@@ -124,7 +124,7 @@ void Ledger::deliveryBegins(int service, bool known) {
     if (!known && m_registered[service] && !m_forgotten[service]) {
         m_book.findings.count(Race::unknownRegistrations);
     }
-    dropOwed(service);
+    dropOwed(service, false);
     for (const auto& [number, handler] : m_handlers) {
         if (!handler.isProvider || handler.phase != HandlerRecord::Phase::live) continue;
         if (serviceOf(handler.link) != service) continue;
@@ -252,7 +252,10 @@ void Ledger::dispatching(const Announcement& what) {
     thread().dispatches.back().removals = believe(what.link, what.variable).removals;
     const int service = serviceOf(what.link);
     const bool isValue = what.news == News::value || what.news == News::change;
-    if (isValue) believe(what.link, what.variable).heard = what.contents;
+    State& heard = believe(what.link, what.variable).heard;
+    if (isValue) heard.value = what.contents;
+    if (what.news == News::options) heard.options = what.contents;
+    if (what.news == News::levels) heard.read = what.read, heard.write = what.write;
     if (isValue &&
         m_book.history.lastOf(service, what.variable, what.contents) < believe(what.link, what.variable).floor) {
         m_book.findings.count(Race::oldAnnouncement);

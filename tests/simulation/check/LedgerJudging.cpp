@@ -57,7 +57,7 @@ void Ledger::judgeRead(const Underway& underway, const Texts& value) {
                      ", which is older than an own write that was acknowledged; the service holds " +
                      quoted(history.present(service, variable).value));
     }
-    believe(underway.operation.link, variable).heard = value;
+    believe(underway.operation.link, variable).heard.value = value;
     const Moment read = history.lastOf(service, variable, value);
     const bool overtaken =
         std::any_of(underway.announced.begin(), underway.announced.end(),

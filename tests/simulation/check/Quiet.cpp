@@ -14,14 +14,6 @@ std::string levels(int read, int write) {
     return std::to_string(read) + " and " + std::to_string(write);
 }
 
-bool same(const State& a, const State& b, News news) {
-    switch (news) {
-        case News::options: return a.options == b.options;
-        case News::levels: return a.read == b.read && a.write == b.write;
-        default: return a.value == b.value;
-    }
-}
-
 std::string text(const State& state, News news) {
     if (news == News::levels) return "levels " + levels(state.read, state.write);
     return quoted(news == News::options ? state.options : state.value);

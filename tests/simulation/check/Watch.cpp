@@ -203,7 +203,7 @@ void Watch::news(int service, const Session& to, const Frame& frame) {
         hold(service, to, variable, of(service).presented[to.endpoint], what);
     }
     if (kind == News::question) return;
-    if (Ledger* const ledger = m_find(to.connection->client)) ledger->newsSent(service, kind, variable);
+    if (Ledger* const ledger = m_find(to.connection->client)) ledger->newsSent(service, kind, variable, to.endpoint);
 }
 
 void Watch::stored(int service, const AppConfigService::Batch& batch) {
