@@ -36,6 +36,7 @@ struct HandlerRecord {
     int kinds = 0;
     int link = 0;
     Phase phase = Phase::registering;
+    std::set<News> asked;           ///< by kind: its registration has been requested
     std::map<News, Moment> bounds;  ///< by kind: what changed after it must have been told
     std::map<Key, Told> told;
     std::map<Key, bool> owed;  ///< was sent to the process while the handler stood; whether it knew that before
@@ -118,6 +119,7 @@ public:
     void requestBegins() override;
     void requestEnds(int status) override;
     void optionsFailed(int variable) override;
+    void registers(const std::string& name, int type) override;
     void pause(std::chrono::milliseconds time) override;
 
     /// \return whether a request of the calling thread has failed since the last call.

@@ -77,14 +77,30 @@ Moment HandlerRecord::boundOf(News news) const {
     return found == bounds.end() ? std::numeric_limits<Moment>::max() : found->second;
 }
 
+/// A read may register for the same name as a handler that another thread is registering; news that come with that are
+/// not the handler's.
+void Ledger::registers(const std::string& name, int type) {
+    const auto lock = m_book.ground.lock();
+    const News news = newsOf(type);
+    const void* const me = m_book.ground.thread();
+    const auto own = std::find_if(m_underway.rbegin(), m_underway.rend(),
+                                  [me](const auto& entry) { return entry.second.thread == me; });
+    if (own == m_underway.rend()) return;
+    const Underway& underway = own->second;
+    const bool brings = underway.operation.action == Action::setTransport;
+    for (auto& [number, handler] : m_handlers) {
+        const bool isMeant = number == underway.handler || (brings && handler.link == underway.operation.link);
+        if (isMeant && handler.wants(news) && name == registeredName(handler)) handler.asked.insert(news);
+    }
+}
+
 void Ledger::registrationArrives(int service, const std::string& name, int type) {
     m_registered[service] = true;
     const News news = newsOf(type);
     m_arrived[service].emplace(name, news);
     for (auto& [number, handler] : m_handlers) {
-        if (handler.phase > HandlerRecord::Phase::live) continue;
-        if (serviceOf(handler.link) != service || !handler.wants(news)) continue;
-        if (name != registeredName(handler)) continue;
+        if (handler.phase > HandlerRecord::Phase::live || handler.asked.count(news) == 0) continue;
+        if (serviceOf(handler.link) != service || name != registeredName(handler)) continue;
         // From here on the service tells news, although the handler is not entered before the answer has come.
         handler.bounds.emplace(news, m_book.history.now());
     }

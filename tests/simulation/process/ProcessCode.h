@@ -56,6 +56,8 @@ public:
     virtual void requestEnds(int status) = 0;
     /// The options of \p variable could not be fetched.
     virtual void optionsFailed(int variable) = 0;
+    /// The calling thread is about to register for that name and type.
+    virtual void registers(const std::string& name, int type) = 0;
 
     /// Lets the calling thread rest.
     virtual void pause(std::chrono::milliseconds time) = 0;

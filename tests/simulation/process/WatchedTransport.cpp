@@ -47,6 +47,9 @@ WatchedTransport::WatchedTransport(std::unique_ptr<PbUtility::SocketTransport> t
 
 int WatchedTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                        google::protobuf::MessageLite* response, const std::string& endpoint) {
+    if (const auto* const made = dynamic_cast<const ConfigIF::RegisterClientCallbackReq*>(&request)) {
+        m_host.registers(made->var_name(), made->type());
+    }
     m_host.requestBegins();
     const int status = m_transport->sendWaitResponse(request, response, endpoint);
     m_host.requestEnds(status);
