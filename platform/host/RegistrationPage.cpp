@@ -49,6 +49,11 @@ void RegistrationPage::set(Rows::iterator row, State state) {
     }
 }
 
+void RegistrationPage::renumber(Row& row) {
+    row.number = ++m_last;
+    row.retried = false;
+}
+
 void RegistrationPage::confirm(Rows::iterator row) {
     set(row, State::confirmed);
     row->second.retried = false;
@@ -85,20 +90,20 @@ void RegistrationPage::erase(Rows::iterator row) {
 void RegistrationPage::withdraw(const Key& key) {
     const auto row = m_rows.try_emplace(key).first;
     setError(row, 0, false);
-    row->second.held = false;
-    row->second.number = ++m_last;
+    renumber(row->second);
+    // While it is held still, since it may be confirmed and then counts.
     queue(row);
+    row->second.held = false;
 }
 
 std::uint64_t RegistrationPage::registering(const Key& key, int role) {
     const auto [row, added] = m_rows.try_emplace(key);
     Row& it = row->second;
     it.role = role;
-    it.number = ++m_last;
+    renumber(it);
     // What is queued or under way stays so: whether the request or the frame comes first makes no difference then.
     if (!added && (it.state == State::refused || !it.held)) set(row, State::asking);
     it.held = true;
-    it.retried = false;
     return it.number;
 }
 
@@ -107,8 +112,8 @@ std::uint64_t RegistrationPage::unregistering(const Key& key) {
     set(row, State::asking);
     setError(row, 0, false);
     row->second.held = false;
-    row->second.retried = false;
-    return row->second.number = ++m_last;
+    renumber(row->second);
+    return row->second.number;
 }
 
 void RegistrationPage::unregisteringAll(const std::string& requester) {
@@ -131,7 +136,7 @@ void RegistrationPage::adopt(const Key& key, int role) {
     const auto row = m_rows.try_emplace(key).first;
     row->second.role = role;
     row->second.held = true;
-    row->second.number = ++m_last;
+    renumber(row->second);
     queue(row);
 }
 
@@ -156,7 +161,7 @@ void RegistrationPage::ended(const Key& key, std::uint64_t number, bool register
     if (it.number != number) {
         // A frame that is under way may have come before this request; its answer settles nothing then.
         if (it.state == State::sent) {
-            it.number = ++m_last;
+            renumber(it);
         } else {
             queue(row);
         }

@@ -114,6 +114,7 @@ private:
 
     void set(Rows::iterator row, State state);
     void queue(Rows::iterator row) { set(row, State::queued); }
+    void renumber(Row& row);
     void refuse(Rows::iterator row, int error);
     void confirm(Rows::iterator row);
     void erase(Rows::iterator row);

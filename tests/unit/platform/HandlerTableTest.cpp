@@ -8,6 +8,7 @@
 
 #include "HandlerTable.h"
 #include "NamedEndpoints.h"
+#include "StandIn.h"
 
 namespace {
 
@@ -45,9 +46,9 @@ protected:
     }
 
     /// \return which rows a message from \p endpoint reaches.
-    std::vector<std::string> from(const std::string& endpoint, std::uint32_t messageId = id) {
+    std::vector<std::string> from(const std::string& endpoint, std::uint32_t messageId = id, MSG_Address sender = 0) {
         reached.clear();
-        const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> message(MSG_Create(messageId, "", 0, "me", 0),
+        const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> message(MSG_Create(messageId, "", 0, "me", sender),
                                                                            MSG_Destroy);
         EXPECT_TRUE(table.dispatch(endpoint, message.get()));
         return reached;
@@ -156,6 +157,53 @@ TEST_F(Rows, WithoutAnEntryAreLeftOutAndDoNotEndTheTable) {
     const MSG_Callback rows[] = {{nullptr, &one, id, id, 0}, {&Rows::note, &two, id, id, 0}, {}};
     table.add(rows);
     EXPECT_THAT(from("A"), ElementsAre("two"));
+}
+
+TEST_F(Rows, ThatAreCededTakeOnlyWhatAsksForAnAnswerFromThere) {
+    table.nameEndpoint("A");
+    addFor("B", one);
+    EXPECT_FALSE(table.cede(&one, "A")) << "no other row belongs to it";
+    EXPECT_THAT(from("A"), IsEmpty());
+    EXPECT_THAT(from("B"), ElementsAre("one"));
+    EXPECT_THAT(from("A", id, 7), ElementsAre("one"));
+    addFor("A", one);
+    EXPECT_THAT(from("A"), ElementsAre("one")) << "it was added again";
+}
+
+TEST_F(Rows, OfOthersThatStayAreTold) {
+    addFor("A", one);
+    addFor("B", three);
+    EXPECT_FALSE(table.cede(&one, "A"));
+    addFor("A", two);
+    EXPECT_TRUE(table.cede(&one, "A"));
+    EXPECT_FALSE(table.cede(&two, "A")) << "the first has been ceded";
+    EXPECT_THAT(from("A"), IsEmpty());
+    EXPECT_FALSE(table.cede(&one, "C"));
+}
+
+TEST_F(Rows, AreKnownByWhatTheirContextIsPutInFrontOf) {
+    const AppConfigHost::StandIn standIn(&one, &two);
+    addFor("A", one);
+    EXPECT_FALSE(table.cede(&two, "A"));
+    EXPECT_THAT(from("A"), IsEmpty());
+}
+
+TEST(StandIn, LeadsToTheContextAtTheEnd) {
+    using AppConfigHost::StandIn;
+    int first = 0;
+    int second = 0;
+    int third = 0;
+    {
+        const StandIn outer(&first, &second);
+        {
+            const StandIn inner(&second, &third);
+            EXPECT_EQ(StandIn::contextBehind(&first), &third);
+            EXPECT_EQ(StandIn::contextBehind(&third), &third);
+        }
+        EXPECT_EQ(StandIn::contextBehind(&first), &second);
+    }
+    EXPECT_EQ(StandIn::contextBehind(&first), &first);
+    EXPECT_EQ(StandIn::contextBehind(nullptr), nullptr);
 }
 
 TEST_F(Rows, ThatAHandlerAddsTakePartFromTheNextMessageOn) {

@@ -99,6 +99,29 @@ TEST_F(ReachabilityTest, ForgetsWhoWaitedWhenAnAttemptHasEnded) {
     EXPECT_FALSE(reachability.takeNudge("A"));
 }
 
+TEST_F(ReachabilityTest, NeedsAnotherAttemptWhileTheConnectionIsRenewed) {
+    reachability.attemptEnded("A", mine.get());
+    EXPECT_FALSE(reachability.mustRenew("A"));
+    reachability.renew("A");
+    EXPECT_TRUE(reachability.mustRenew("A"));
+    EXPECT_EQ(reachability.attemptsToAwait("A", !justConnected), 2U);
+    reachability.attemptEnded("A", mine.get());
+    EXPECT_FALSE(reachability.haveEnded("A", 2)) << "that attempt was under way before";
+    reachability.renewalBegins("A");
+    EXPECT_FALSE(reachability.mustRenew("A"));
+    EXPECT_EQ(reachability.attemptsToAwait("A", !justConnected), 2U);
+    reachability.attemptEnded("A", mine.get());
+    EXPECT_TRUE(reachability.haveEnded("A", 2));
+    EXPECT_EQ(reachability.attemptsToAwait("A", !justConnected), 0U);
+}
+
+TEST_F(ReachabilityTest, RenewsNoConnectionToAnEndpointThatWasNotAdded) {
+    reachability.renew("B");
+    EXPECT_FALSE(reachability.mustRenew("B"));
+    EXPECT_TRUE(reachability.add("B"));
+    EXPECT_FALSE(reachability.mustRenew("B"));
+}
+
 TEST_F(ReachabilityTest, LetsGoWhoWaitsWhenTheAttemptHasEnded) {
     auto waiting = std::async(std::launch::async, [this] { reachability.await("A", 1, Deadline::after(1h)); });
     reachability.attemptEnded("A", -1);

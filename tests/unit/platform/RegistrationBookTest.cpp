@@ -223,4 +223,116 @@ TEST_F(RegistrationBookTest, SaysWhenRefusedOnesAreTriedAgain) {
     EXPECT_EQ(book.nextTry("Other").time(), Deadline::never().time());
 }
 
+struct CededRegistrations : RegistrationBookTest {
+    /// Gives up what is registered here. \return the names.
+    std::vector<std::string> cede() {
+        std::vector<std::string> names;
+        for (const RegistrationPage::Held& row : book.cede(service)) names.push_back(row.key.name);
+        return names;
+    }
+    bool isLate(const Frame& request) { return RegistrationBook::Call(book, service, request).isLate(); }
+    void answerAll() {
+        Frame answer;
+        answer.set_correlation(++m_frames);
+        EXPECT_TRUE(book.answered(service, answer));
+    }
+
+private:
+    std::uint64_t m_frames = 0;
+};
+
+TEST_F(CededRegistrations, AreAllThatAreHeldWithTheirRoles) {
+    call(registering("a"));
+    call(registering("b"), brokenOff);
+    call(registering("c"), reached, saying(7));
+    call(registering("d"));
+    call(unregistering("d"), brokenOff);
+    EXPECT_EQ(book.held(service).size(), 3U);
+    const std::vector<RegistrationPage::Held> rows = book.held(service);
+    EXPECT_EQ(rows[0].key.name, "a");
+    EXPECT_EQ(rows[0].role, CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_FALSE(isLate(registering("e"))) << "nothing has been ceded yet";
+    EXPECT_THAT(cede(), ElementsAre("a", "b", "c", "e"));
+    EXPECT_TRUE(isLate(registering("f")));
+    book.reopen(service);
+    EXPECT_FALSE(isLate(registering("f")));
+    EXPECT_FALSE(book.cede("Other").size());
+}
+
+TEST_F(CededRegistrations, AreWithdrawnUnlessTheEndpointWasReopened) {
+    call(registering("a"));
+    call(registering("b"), reached, saying(7));
+    greet();
+    book.withdrawCeded(service);
+    EXPECT_EQ(held(), 1U) << "nothing was ceded";
+    cede();
+    book.reopen(service);
+    book.withdrawCeded(service);
+    EXPECT_EQ(held(), 1U);
+    cede();
+    book.withdrawCeded(service);
+    EXPECT_EQ(held(), 0U);
+    EXPECT_EQ(book.condition(service).refused, 0U) << "nobody waits for it here any more";
+    EXPECT_FALSE(book.isSettled(service));
+    EXPECT_THAT(told(), ElementsAre("-a", "-b"));
+    EXPECT_FALSE(book.isSettled(service));
+    answerAll();
+    EXPECT_TRUE(book.isSettled(service));
+}
+
+TEST_F(CededRegistrations, AreToldByWhoAdoptsThemUnderItsOwnName) {
+    call(registering("a"));
+    RegistrationBook other{options};
+    Welcome welcome;
+    welcome.set_registrations_known(true);
+    other.greeted(service, welcome);
+    other.adopt(service, book.held(service), "elf", "ender");
+    const std::optional<Frame> frame = other.next(service);
+    ASSERT_TRUE(frame && frame->registration_size() == 1);
+    EXPECT_EQ(frame->registration(0).requester(), "sender");
+    EXPECT_EQ(frame->registration(0).name(), "a");
+    EXPECT_EQ(frame->registration(0).role(), CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_EQ(frame->registration(0).type(), ConfigIF::CALLBACK_CONFIG_CHANGED);
+    EXPECT_EQ(frame->registration(0).callback(), "link");
+}
+
+TEST_F(CededRegistrations, KeepARequesterThatIsNotNamedAfterTheFormer) {
+    call(registering("a"));
+    for (const char* from : {"lf-", "sel", "a longer name than self"}) {
+        RegistrationBook other{options};
+        Welcome welcome;
+        welcome.set_registrations_known(true);
+        other.greeted(service, welcome);
+        other.adopt(service, book.held(service), from, "new");
+        EXPECT_EQ(other.next(service)->registration(0).requester(), "self") << from;
+    }
+}
+
+TEST_F(CededRegistrations, AreWithdrawnThereWhenALateCallEndsThem) {
+    call(registering("a"));
+    call(registering("b"));
+    RegistrationBook other{options};
+    other.adopt(service, book.held(service), "lf", "nder");
+    const auto names = [&] {
+        std::vector<std::string> result;
+        for (const RegistrationPage::Held& row : other.held(service)) result.push_back(row.key.name);
+        return result;
+    };
+    const Frame one = unregistering("a");
+    RegistrationBook::Call(book, service, one).repeatEnd(other, "lf", "nder");
+    EXPECT_THAT(names(), ElementsAre("b"));
+    const Frame another = registering("b");
+    RegistrationBook::Call(book, service, another).repeatEnd(other, "lf", "nder");
+    EXPECT_THAT(names(), ElementsAre("b")) << "it ends nothing";
+    Frame unreadable = unregisteringAll();
+    unreadable.set_payload(unreadable.payload() + "\xFF");
+    RegistrationBook::Call(book, service, unreadable).repeatEnd(other, "lf", "nder");
+    EXPECT_THAT(names(), ElementsAre("b"));
+    const Frame all = unregisteringAll();
+    RegistrationBook::Call(book, service, all).repeatEnd(other, "another", "name");
+    EXPECT_THAT(names(), ElementsAre("b")) << "that is another requester";
+    RegistrationBook::Call(book, service, all).repeatEnd(other, "lf", "nder");
+    EXPECT_THAT(names(), IsEmpty());
+}
+
 }  // namespace

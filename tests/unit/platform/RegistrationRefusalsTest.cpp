@@ -294,17 +294,37 @@ TEST_F(RegistrationRefusals, OfAllByAServiceThatIsMetAnewDoNotSpareItTheRest) {
     EXPECT_EQ(next().size(), 300 - all.size()) << "it has not been asked for these";
 }
 
-TEST_F(RegistrationRefusals, LeaveAloneWhatTheApplicationAskedForMeanwhile) {
-    options.firstRegistrationPause = 0ms;
-    greet(true);
-    for (int i = 0; i < 600; ++i) add("n" + std::to_string(i), Ending::refused);
-    std::vector<unsigned> all(256);
-    for (unsigned i = 0; i < all.size(); ++i) all[i] = i;
-    next();
-    options.firstRegistrationPause = 1h;
+/// A frame of rows that had been refused is under way, and will be refused as a whole.
+struct RefusedFrame : RegistrationRefusals {
+    RefusedFrame() {
+        options.firstRegistrationPause = 0ms;
+        greet(true);
+        for (int i = 0; i < 600; ++i) add("n" + std::to_string(i), Ending::refused);
+        next();
+        options.firstRegistrationPause = 1h;
+        answer();
+        rows = next();
+        for (unsigned i = 0; i < rows.size(); ++i) all.push_back(i);
+    }
+    std::vector<std::string> rows;
+    std::vector<unsigned> all;
+};
+
+TEST_F(RefusedFrame, LeavesAloneWhatIsWithdrawnMeanwhile) {
+    page.withdrawAll();
+    answer(all);
+    EXPECT_EQ(next().size(), 256U);
     answer();
-    const std::vector<std::string> rows = next();
-    ASSERT_EQ(rows.size(), all.size());
+    EXPECT_EQ(next().size(), 256U);
+}
+
+TEST_F(RefusedFrame, LeavesAloneWhatIsTakenOverMeanwhile) {
+    page.adopt(key(rows[7].substr(1)), 20);
+    answer(all);
+    EXPECT_THAT(next(), ElementsAre(rows[7]));
+}
+
+TEST_F(RefusedFrame, LeavesAloneWhatTheApplicationAskedForMeanwhile) {
     add(rows[7].substr(1));
     remove(rows[8].substr(1), Ending::unknown);
     answer(all);

@@ -364,6 +364,8 @@ TEST(TransportOptions, AreTheseUnlessTheApplicationSaysOtherwise) {
     EXPECT_EQ(options.longestPause, 2s);
     EXPECT_EQ(options.firstRegistrationPause, 1s);
     EXPECT_EQ(options.longestRegistrationPause, 1min);
+    EXPECT_EQ(RegistrationReport().type, 0);
+    EXPECT_EQ(RegistrationReport().error, 0);
 }
 
 TEST(LocalEndpoint, IsAValidNameAndAnotherOneForEachTransport) {

@@ -197,6 +197,120 @@ TEST_F(ResumePointsTest, ForgetWhatWasSeenOfALostStateOnceTheOtherHasToldAll) {
     EXPECT_THAT(seen(), IsEmpty());
 }
 
+struct TakenOver : ResumePointsTest {
+    void takeOver() {
+        points.takeOver(service, former);
+        connect();
+    }
+    ResumePoints former;
+};
+
+TEST_F(TakenOver, BeginBeforeAllChangesWhereNeitherHasEverReachedAService) {
+    takeOver();
+    EXPECT_TRUE(hello.has_joined());
+    EXPECT_EQ(hello.joined(), 0U);
+    EXPECT_FALSE(hello.has_timeline());
+}
+
+TEST_F(TakenOver, AreThoseOfTheFormerWhereThereWereNone) {
+    former.greetedForRequests(service, welcome(first, 5));
+    former.saw(service, second, 3);
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_EQ(hello.joined(), 5U);
+    EXPECT_EQ(hello.delivered(), 5U);
+    EXPECT_THAT(seen(), ElementsAre(at(second, 3)));
+}
+
+TEST_F(TakenOver, BeginBeforeAllChangesWhereSomethingWasRegisteredInVain) {
+    points.registeredInVain(service);
+    former.greetedForRequests(service, welcome(first, 5));
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_EQ(hello.joined(), 0U);
+    EXPECT_EQ(hello.delivered(), 0U);
+    EXPECT_THAT(seen(), ElementsAre(at(first, 5)));
+}
+
+TEST_F(TakenOver, BeginBeforeAllChangesWhereTheFormerHasNeverReachedAService) {
+    join();
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_EQ(hello.joined(), 0U);
+    EXPECT_EQ(hello.delivered(), 5U);
+}
+
+TEST_F(TakenOver, BeginWhereTheEarlierOfBothJoined) {
+    points.greetedForRequests(service, welcome(first, 7));
+    former.greetedForRequests(service, welcome(first, 5));
+    takeOver();
+    EXPECT_EQ(hello.joined(), 5U);
+    EXPECT_EQ(hello.delivered(), 7U);
+    EXPECT_THAT(seen(), IsEmpty()) << "the point covers what the former had handled";
+    ResumePoints later;
+    later.greetedForRequests(service, welcome(first, 9));
+    points.takeOver(service, later);
+    connect();
+    EXPECT_EQ(hello.joined(), 5U);
+    EXPECT_EQ(hello.delivered(), 7U);
+    EXPECT_THAT(seen(), ElementsAre(at(first, 9)));
+}
+
+TEST_F(TakenOver, JoinedNowhereWhereTheTwoKnewDifferentStates) {
+    join();
+    former.greetedForRequests(service, welcome(second, 5));
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_FALSE(hello.has_joined());
+    EXPECT_THAT(seen(), ElementsAre(at(second, 5)));
+}
+
+TEST_F(TakenOver, JoinedNowhereWhereOneOfThemCameFromAnotherState) {
+    const auto comeFromAnotherState = [](ResumePoints& some) {
+        some.greetedForRequests(service, welcome(first, 5));
+        Hello said;
+        const std::uint64_t connection = some.describeForDelivery(service, said);
+        EXPECT_TRUE(some.greetedForDelivery(service, connection, welcome(second, 3, false)));
+        some.handled(service, connection, second, 3);
+    };
+    comeFromAnotherState(former);
+    points.greetedForRequests(service, welcome(second, 2));
+    takeOver();
+    EXPECT_FALSE(hello.has_joined());
+    EXPECT_EQ(hello.timeline(), second);
+    ResumePoints mine;
+    comeFromAnotherState(mine);
+    ResumePoints plain;
+    plain.greetedForRequests(service, welcome(second, 2));
+    mine.takeOver(service, plain);
+    mine.takeOver(service, ResumePoints());
+    Hello said;
+    mine.describe(service, said);
+    EXPECT_FALSE(said.has_joined());
+    EXPECT_EQ(said.delivered(), 3U);
+}
+
+TEST_F(TakenOver, AreNoneOfAConnectionThatWasMadeBefore) {
+    join();
+    const std::uint64_t before = connect();
+    former.greetedForRequests(service, welcome(first, 5));
+    points.takeOver(service, former);
+    EXPECT_FALSE(points.greetedForDelivery(service, before, welcome(first, 5)));
+}
+
+TEST_F(TakenOver, AreNoStatesWhereTheFormerHadSeenTooMany) {
+    join();
+    for (std::uint64_t timeline = 100; timeline <= 100 + ResumePoints::mostSeen; ++timeline) {
+        former.saw(service, timeline, 1);
+    }
+    takeOver();
+    ASSERT_EQ(seen().size(), ResumePoints::mostSeen + 1);
+    EXPECT_EQ(seen().back(), at(0, 0));
+    points.takeOver(service, ResumePoints());
+    connect();
+    EXPECT_EQ(seen().back(), at(0, 0));
+}
+
 TEST_F(ResumePointsTest, SayThatNoStateIsTheirsWhenTooManyWereSeen) {
     join();
     for (std::uint64_t timeline = 100; timeline <= 100 + ResumePoints::mostSeen; ++timeline) {

@@ -126,6 +126,7 @@ void ScriptedPeer::serve(const std::shared_ptr<Connection>& connection) {
                 const std::lock_guard lock(m_mutex);
                 if (frame.kind() == HELLO) react = m_onHello;
                 if (frame.kind() == REQUEST) react = m_onRequest;
+                if (frame.kind() == REGISTRATIONS) react = m_onRegistrations;
             }
             if (frame.kind() == HELLO) connection->m_hello = frame.hello();
             record(frame);
@@ -154,6 +155,11 @@ void ScriptedPeer::onHello(OnFrame function) {
 void ScriptedPeer::onRequest(OnFrame function) {
     const std::lock_guard lock(m_mutex);
     m_onRequest = std::move(function);
+}
+
+void ScriptedPeer::onRegistrations(OnFrame function) {
+    const std::lock_guard lock(m_mutex);
+    m_onRegistrations = std::move(function);
 }
 
 void ScriptedPeer::setPoint(std::uint64_t timeline, std::uint64_t changes, bool known) {
