@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <map>
 #include <set>
 #include <string>
@@ -96,6 +97,8 @@ public:
     /// The service has begun to serve that other state. For handlers that were registered out of its reach, and what it
     /// held then, nothing has changed: nobody in the process has ever learnt of that.
     void stateAdopted(int service);
+    /// The process has spoken to the service under that role, perhaps not the one that was set last.
+    void spoke(int service, int role) { m_lowestRole[service] = std::min(m_lowestRole[service], role); }
     /// The process and the service have heard of each other.
     void reached(int service) { m_reached[service] = m_book.history.now(); }
     /// The service was asked to register a client of this process.

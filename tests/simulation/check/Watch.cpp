@@ -132,6 +132,7 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
 void Watch::present(int service, const Session& from, int role) {
     int& presented = of(service).presented[from.endpoint];
     presented = std::max(presented, role);
+    if (Ledger* const ledger = m_find(from.connection->client)) ledger->spoke(service, role);
 }
 
 void Watch::request(int service, const Session& from, const Frame& frame) {
