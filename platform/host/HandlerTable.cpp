@@ -29,7 +29,7 @@ bool isSameRow(const MSG_Callback& one, const MSG_Callback& other) {
 }
 
 std::set<std::string> HandlerTable::add(const MSG_Callback* table) {
-    const std::set<std::string> endpoints = m_named.take();
+    std::set<std::string> endpoints = m_named.take();
     const AppConfig::PlainLock lock(m_mutex);
     auto next = std::make_shared<Rows>(*m_rows);
     for (; !isTerminator(*table); ++table) {

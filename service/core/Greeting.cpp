@@ -127,7 +127,8 @@ void Core::deliverOn(ConnectionId id, Client& client, const Standing& standing) 
 }
 
 void Core::registrations(ConnectionId id, Connection& connection, const Frame& frame) {
-    const auto rows = static_cast<std::size_t>(frame.registration_size() + frame.withdrawn_size());
+    const auto rows =
+        static_cast<std::size_t>(frame.registration_size()) + static_cast<std::size_t>(frame.withdrawn_size());
     if (rows > mostRegistrationsAtOnce) {
         return reject(id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows",
                       m_now);

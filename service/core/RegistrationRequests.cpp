@@ -137,7 +137,7 @@ void Requests::enrol(const Call& call, const AppConfigHost::Frame& frame,
         });
     }
     // Behind the registrations come what is to be withdrawn and, at the end, whatever else is left of the client.
-    const auto others = static_cast<std::size_t>(frame.withdrawn_size() + (frame.complete() ? 1 : 0));
+    const auto others = static_cast<std::size_t>(frame.withdrawn_size()) + (frame.complete() ? 1U : 0U);
     // These may be older than what the client has read since.
     const auto reads = Notifier::Reads::doNotCount;
     enrol(call, std::move(wanted), withdrawn, reads,
