@@ -223,6 +223,7 @@ TEST_F(LateAnswers, TheDefaultIndexOfLostOptionsIsAskedForAndNotMadeUp) {
         manager.updateConfigVarOptions("room.heating", 2, "target", 7, {"19", "21"});
     });
     options();
+    EXPECT_EQ(asked<ConfigIF::GetAttributeOptionsReq>(), 3U) << "however often it is overtaken, it ends";
     undisturbed();
     unsigned int index = 99;
 
@@ -269,6 +270,22 @@ TEST_F(LateAnswers, LevelsThatAreOvertakenAreAskedForAgain) {
     EXPECT_EQ(readRole, AppConfig::SECURITY_ROLE_2);
     EXPECT_EQ(writeRole, AppConfig::SECURITY_ROLE_4);
     EXPECT_EQ(asked<ConfigIF::GetAccessLevelsReq>(), 2U);
+}
+
+TEST_F(LateAnswers, LevelsThatAreAlwaysOvertakenEndAndAreGivenToTheirCaller) {
+    answerRead({"19"});
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_30);
+    during("GetAccessLevelsReq", [&] {
+        AppConfig::ConfigAccessLevels announced;
+        announced.hasReadRole = true;
+        manager.updateConfigVarAccessLevels("room.heating", 2, "target", 7, announced);
+    });
+    AppConfig::SecurityRole writeRole{};
+
+    EXPECT_TRUE(manager.getAccessLevels(target, nullptr, &writeRole));
+
+    EXPECT_EQ(writeRole, AppConfig::SECURITY_ROLE_3);
+    EXPECT_EQ(asked<ConfigIF::GetAccessLevelsReq>(), 3U);
 }
 
 TEST_F(LateAnswers, LevelsAreGivenToTheirCallerWhenAskingAgainFails) {

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
+#include <string>
+#include <type_traits>
+
 #include "AppConfig/ProtobufMessageHelper.h"
 #include "protocol/CarriesUnknown.h"
 
@@ -55,6 +59,24 @@ TEST(CarriesUnknown, FieldsOfANewerDefinitionDoNotCount) {
     EXPECT_FALSE(carriesUnknown(reply, error));
     EXPECT_TRUE(carriesUnknown(reply, 14));
     EXPECT_TRUE(carriesUnknown(reply, 15));
+}
+
+/// Takes out again what stands last. The full runtime leaves it where it was in memory, behind what counts.
+template <typename Fields>
+void takeOutLast(Fields& fields) {
+    if constexpr (std::is_same_v<Fields, std::string>) {
+        fields.resize(fields.size() - varintField(15, 1).size());
+    } else {
+        fields.DeleteSubrange(fields.field_count() - 1, 1);
+    }
+}
+
+TEST(CarriesUnknown, WhatLiesBehindTheLastFieldIsNotRead) {
+    auto reply = parsed<ConfigIF::ReadRsp>(varintField(14, 1) + varintField(15, 1));
+    takeOutLast(*reply.mutable_unknown_fields());
+
+    EXPECT_FALSE(carriesUnknown(reply, 15));
+    EXPECT_TRUE(carriesUnknown(reply, 14));
 }
 
 TEST(CarriesUnknown, AnUnknownNumberAmongFieldsOfANewerDefinitionIsFound) {
