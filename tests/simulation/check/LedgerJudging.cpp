@@ -110,23 +110,29 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
     const auto differs = [&](const std::string& what, const std::string& read, const std::string& held) {
         complain(Check::unread, variable, what + " is read as " + read + "; the service holds " + held);
     };
+    // What was cached before a role or a level fell stays readable, and nobody tells the process that it has changed.
+    const bool isFresh = mayKnow(link, state);
     if (operation.action == Action::readRecord) {
-        if (outcome.value != state.value) differs("the value", quoted(outcome.value), quoted(state.value));
+        if (outcome.value != state.value && (isFresh || isFailedRead(outcome.value)))
+            differs("the value", quoted(outcome.value), quoted(state.value));
         if (outcome.read != state.read)
             differs("the read level", std::to_string(outcome.read), std::to_string(state.read));
         if (outcome.write != state.write) {
             differs("the write level", std::to_string(outcome.write), std::to_string(state.write));
         }
-        const bool excused = believe(link, variable).optionsFailed && outcome.options.empty();
+        const bool excused =
+            (believe(link, variable).optionsFailed && outcome.options.empty()) || (!isFresh && outcome.hasOptions);
         if (!excused && (!outcome.hasOptions || outcome.options != state.options)) {
             differs("the options", quoted(outcome.options), quoted(state.options));
         }
-    } else if (operation.action == Action::readIsDefault && !isFlagOpen(link, variable)) {
+    } else if (operation.action == Action::readIsDefault && isFresh && !isFlagOpen(link, variable)) {
         if (outcome.flag != state.isDefault)
             differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
     } else if (operation.action == Action::readDefaultIndex) {
         const Belief& belief = believe(link, variable);
-        if (belief.indexOpen != 0 || belief.optionsFailed || !outcome.accepted || outcome.index == state.index) return;
+        if (!isFresh || belief.indexOpen != 0 || belief.optionsFailed || !outcome.accepted ||
+            outcome.index == state.index)
+            return;
         differs("the default index", std::to_string(outcome.index), std::to_string(state.index));
     }
 }
