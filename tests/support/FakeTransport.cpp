@@ -76,6 +76,11 @@ int FakeTransport::handlerTables() const {
     return m_tables;
 }
 
+MSG_Callback FakeTransport::terminator() const {
+    const std::lock_guard<std::mutex> lock(m_mutex);
+    return m_terminator;
+}
+
 std::vector<FakeTransport::Answer> FakeTransport::answers() const {
     const std::lock_guard<std::mutex> lock(m_mutex);
     return m_answers;
@@ -135,6 +140,7 @@ int FakeTransport::addHandlers(const MSG_Callback* table) {
     const std::lock_guard<std::mutex> lock(m_mutex);
     ++m_tables;
     for (; table->entry != nullptr; ++table) m_rows.push_back(*table);
+    m_terminator = *table;
     return 0;
 }
 

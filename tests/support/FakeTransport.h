@@ -64,6 +64,7 @@ public:
     std::vector<std::pair<std::string, int>> remoteEndpoints() const;
     std::vector<MSG_Callback> handlerRows() const;  ///< of all tables, without their terminators
     int handlerTables() const;
+    MSG_Callback terminator() const;  ///< what the last table ended with
 
     // ---- what arrives
 
@@ -105,6 +106,7 @@ private:
     std::vector<MSG_Callback> m_rows;
     std::vector<Answer> m_answers;
     int m_tables = 0;
+    MSG_Callback m_terminator{};
 };
 
 }  // namespace Support

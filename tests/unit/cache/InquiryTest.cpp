@@ -327,6 +327,14 @@ TEST_F(AnInquiry, LeavesLevelsUnknownOfWhichOneWasAnnouncedMeanwhile) {
     cache.updateAccessLevels(target, announced);
 
     EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_NONE, AppConfig::SECURITY_ROLE_3)), Outcome::unknown);
+
+    Inquiry another(cache, otherNode, Item::levels);
+    ConfigAccessLevels readRole;
+    readRole.readRole = AppConfig::SECURITY_ROLE_3;
+    readRole.hasReadRole = true;
+    cache.updateAccessLevels(otherNode, readRole);
+
+    EXPECT_EQ(another.levelsRead(levels(AppConfig::SECURITY_ROLE_3, AppConfig::SECURITY_ROLE_NONE)), Outcome::unknown);
 }
 
 TEST_F(AnInquiry, StoresLevelsThatWereAnnouncedLikeThat) {

@@ -19,6 +19,18 @@ protected:
         transport.answerWith(reply);
     }
 
+    /// Refuses two variables, of which the request has named one at most.
+    void refuseSetTwice(CommonIF::eErrorType first, CommonIF::eErrorType second) {
+        ConfigIF::SetAccessLevelsRsp reply;
+        for (const CommonIF::eErrorType reason : {first, second}) {
+            ConfigIF::AccessLevelErr* const entry = reply.add_access_error();
+            entry->set_error(reason);
+            entry->mutable_inst()->add_node()->set_name("display");
+            entry->mutable_inst()->add_node()->set_name("brightness");
+        }
+        transport.answerWith(reply);
+    }
+
     /// Level 0 means that the request carries none.
     void expectLevels(int readLevel, int writeLevel) const {
         EXPECT_EQ(lastSet().has_read_level() ? lastSet().read_level() : 0, readLevel);
@@ -55,6 +67,14 @@ TEST_F(Access, LevelsAreAskedForOnce) {
     EXPECT_EQ(read, SECURITY_ROLE_3);
     EXPECT_EQ(write, SECURITY_ROLE_4);
     EXPECT_TRUE(transport.records().empty());
+}
+
+TEST_F(Access, TheFirstOfSeveralErrorsIsTold) {
+    refuseSetTwice(CommonIF::ERROR_ACCESS_DENIED, CommonIF::ERROR_MALFORMED_NAME);
+
+    EXPECT_FALSE(manager.setAccessLevels(brightness, &read, nullptr, error));
+
+    EXPECT_EQ(error, CFG_ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Access, EitherPointerMayBeNull) {

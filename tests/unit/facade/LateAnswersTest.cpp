@@ -83,7 +83,7 @@ TEST_F(LateAnswers, TheWholeRecordIsReadAgainAfterItsValueWasLost) {
 }
 
 TEST_F(LateAnswers, TheWholeRecordHasWhatItsOwnReadWasTold) {
-    answerRead({"answered"});
+    answerRead({"answered"}, true);
     answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
     answerOptions({"answered", "other"}, 0);
     transport.beforeAnswer([this](const std::string& type) {
@@ -100,6 +100,7 @@ TEST_F(LateAnswers, TheWholeRecordHasWhatItsOwnReadWasTold) {
     const AppConfig::ConfigValue record = manager.getConfigValue("room.heating", 2, "target", 7);
 
     EXPECT_EQ(record.getSinglestringValue(), "answered");
+    EXPECT_TRUE(record.isDefault());
     EXPECT_EQ(record.readRole(), AppConfig::SECURITY_ROLE_1);
     EXPECT_EQ(record.writeRole(), AppConfig::SECURITY_ROLE_2);
     EXPECT_TRUE(record.hasAccessLevels());

@@ -30,6 +30,41 @@ TEST(ConfigChanged, UpdatesTheCacheAndCallsTheHandlersInOrder) {
     });
 }
 
+template <typename Message>
+Message numbered(Message message, int change) {
+    message.mutable_revision()->set_timeline(11);
+    message.mutable_revision()->set_change(static_cast<std::uint64_t>(change));
+    return message;
+}
+
+TEST(ConfigChanged, ThatIsOlderThanTheOwnWriteIsNotTaken) {
+    inFreshProcess([] {
+        Application app;
+        app.transport.answerWith(numbered(ConfigIF::WriteRsp(), 5));
+        ConfigResult result;
+        ASSERT_TRUE(app.manager->setConfigVar(key, List{"own"}, &result));
+
+        app.transport.deliver(numbered(changed(steps, {"older"}), 4));
+        EXPECT_EQ(app.cached(key), List{"own"});
+        app.transport.deliver(numbered(changed(steps, {"newer"}), 6));
+        EXPECT_EQ(app.cached(key), List{"newer"});
+    });
+}
+
+TEST(ConfigChanged, WithHalfARevisionIsTakenAsOneWithout) {
+    inFreshProcess([] {
+        Application app;
+        app.transport.answerWith(numbered(ConfigIF::WriteRsp(), 5));
+        ConfigResult result;
+        ASSERT_TRUE(app.manager->setConfigVar(key, List{"own"}, &result));
+
+        ConfigIF::ConfigChangedNtfy half = numbered(changed(steps, {"without a timeline"}), 4);
+        half.mutable_revision()->clear_timeline();
+        app.transport.deliver(half);
+        EXPECT_EQ(app.cached(key), List{"without a timeline"});
+    });
+}
+
 TEST(ConfigChanged, UpdatesTheCacheWithoutAnyHandler) {
     inFreshProcess([] {
         Application app;

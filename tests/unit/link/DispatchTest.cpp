@@ -33,6 +33,19 @@ TEST(Dispatch, AMessageThatDoesNotParseIsReportedAndCallsNobody) {
     });
 }
 
+TEST(Dispatch, TheTableEndsWithARowOfZeros) {
+    inFreshProcess([] {
+        Application app;
+
+        const MSG_Callback last = app.transport.terminator();
+        EXPECT_EQ(last.entry, nullptr);
+        EXPECT_EQ(last.context, nullptr);
+        EXPECT_EQ(last.firstId, 0U);
+        EXPECT_EQ(last.lastId, 0U);
+        EXPECT_EQ(last.reserved, 0U);
+    });
+}
+
 TEST(Dispatch, AnEmptyMessageParsesAndIsDropped) {
     inFreshProcess([] {
         Application app;

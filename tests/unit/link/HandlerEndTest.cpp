@@ -111,6 +111,23 @@ TEST(HandlerEnd, AHandlerThatLosesAnotherRegistrationStaysInTheRound) {
     });
 }
 
+TEST(HandlerEnd, AProviderStaysInTheRoundWhenAnotherHandlerLeaves) {
+    inFreshProcess([] {
+        Application app;
+        int calls = 0;
+        Provider leaving([] {});
+        Provider second([&] { ++calls; });
+        Provider first([&] { unregisterHandler("audio", &leaving); });
+        registerHandler("display", "brightness", &first);
+        registerHandler("display", "brightness", &second);
+        registerHandler("audio", &leaving);
+
+        app.transport.deliver(question<ConfigIF::OnChangeReq>({"70"}));
+
+        EXPECT_EQ(calls, 1);
+    });
+}
+
 TEST(HandlerEnd, AHandlerThatIsRegisteredInTheRoundHearsOfTheNextMessage) {
     inFreshProcess([] {
         Application app;
