@@ -7,7 +7,8 @@ namespace AppConfigService {
 std::size_t Backlog::Hash::operator()(const Due& due) const {
     const std::size_t variable = std::hash<const void*>()(due.variable);
     const std::size_t callback = std::hash<const void*>()(due.callback.get());
-    return ((variable * 31 + callback) * 31 + static_cast<std::size_t>(due.topic)) * 31 + due.event;
+    const std::size_t event = std::hash<std::uint64_t>()(due.event);
+    return ((variable * 31 + callback) * 31 + static_cast<std::size_t>(due.topic)) * 31 + event;
 }
 
 bool Backlog::Same::operator()(const Due& a, const Due& b) const {
