@@ -49,24 +49,30 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     to.delivery.renew(endpoint);
 }
 
+Handover::Member* Handover::successorOf(Member& member, const std::string& endpoint) const {
+    const auto found = m_successors.find({&member, endpoint});
+    return found != m_successors.end() ? found->second : nullptr;
+}
+
 void Handover::forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late) {
     const AppConfig::PlainLock lock(m_mutex);
     Member* holder = &member;
     // Each transport was ceded after the one before it, so this ends at the one that was set last.
-    for (auto next = m_successors.find({holder, endpoint}); next != m_successors.end();
-         next = m_successors.find({holder, endpoint})) {
-        holder = next->second;
-    }
+    while (Member* const next = successorOf(*holder, endpoint)) holder = next;
     if (holder == &member) return;
-    holder->book.adopt(endpoint, member.book.cede(endpoint), member.localEndpoint, holder->localEndpoint);
-    late.repeatEnd(holder->book, member.localEndpoint, holder->localEndpoint);
+    // From the call itself: what it entered in the former book may have been withdrawn with all the rest there.
+    late.repeat(holder->book, member.localEndpoint, holder->localEndpoint);
     holder->delivery.registrationsChanged();
 }
 
 void Handover::settled(const RegistrationBook& book, const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     for (const auto& [former, successor] : m_successors) {
-        if (&successor->book != &book || former.second != endpoint) continue;
+        if (former.second != endpoint) continue;
+        // Also those from further back, over which a thread may have registered late.
+        Member* place = successor;
+        while (place != nullptr && &place->book != &book) place = successorOf(*place, endpoint);
+        if (place == nullptr) continue;
         former.first->book.withdrawCeded(endpoint);
         former.first->delivery.registrationsChanged();
     }
@@ -78,8 +84,12 @@ void Handover::leave(Member& member) {
         holder = holder->second == &member ? m_holders.erase(holder) : std::next(holder);
     }
     for (auto entry = m_successors.begin(); entry != m_successors.end();) {
-        const bool concerned = entry->first.first == &member || entry->second == &member;
-        entry = concerned ? m_successors.erase(entry) : std::next(entry);
+        // Those before it have its successor from now on, if it has one.
+        if (entry->second == &member) entry->second = successorOf(member, entry->first.second);
+        entry = entry->second == nullptr ? m_successors.erase(entry) : std::next(entry);
+    }
+    for (auto entry = m_successors.begin(); entry != m_successors.end();) {
+        entry = entry->first.first == &member ? m_successors.erase(entry) : std::next(entry);
     }
 }
 

@@ -56,6 +56,8 @@ public:
     void leave(Member& member) APPCONFIG_EXCLUDES(m_mutex);
 
 private:
+    /// \return the one that took the place of \p member at \p endpoint; null when none did.
+    Member* successorOf(Member& member, const std::string& endpoint) const APPCONFIG_REQUIRES(m_mutex);
     void pass(Member& from, Member& to, void* link, const std::string& endpoint) APPCONFIG_REQUIRES(m_mutex);
 
     AppConfig::PlainMutex m_mutex;

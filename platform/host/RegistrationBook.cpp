@@ -61,7 +61,8 @@ RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint
         ConfigIF::RegisterClientCallbackReq message;
         if (!message.ParsePartialFromString(request.payload()) || !message.has_type()) return;
         m_key = keyOf(page, message);
-        m_number = page.registering(m_key, message.role());
+        m_role = message.role();
+        m_number = page.registering(m_key, m_role);
     } else if (id == unregisterId) {
         ConfigIF::UnregisterClientCallbackReq message;
         if (!message.ParsePartialFromString(request.payload()) || !message.has_type()) return;
@@ -94,12 +95,15 @@ bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
     return true;
 }
 
-void RegistrationBook::Call::repeatEnd(RegistrationBook& other, const std::string& from, const std::string& to) const {
+void RegistrationBook::Call::repeat(RegistrationBook& other, const std::string& from, const std::string& to) const {
     const AppConfig::PlainLock lock(other.m_mutex);
     RegistrationPage& page = other.page(m_endpoint);
-    if (m_request.message_id() == unregisterId && m_number != 0) {
+    const std::uint32_t id = m_request.message_id();
+    if (id == registerId && m_number != 0) {
+        page.adopt(renamed(page, m_key, from, to), m_role);
+    } else if (id == unregisterId && m_number != 0) {
         page.withdraw(renamed(page, m_key, from, to));
-    } else if (m_request.message_id() == unregisterAllId) {
+    } else if (id == unregisterAllId) {
         ConfigIF::UnregisterAllClientCallbacksReq message;
         if (!message.ParsePartialFromString(m_request.payload())) return;
         page.withdrawAll(renamed(message.client_name(), from, to));

@@ -33,8 +33,9 @@ public:
         /// \return whether the endpoint had been ceded before, so that another transport has to be told.
         bool isLate() const { return m_isLate; }
 
-        /// Withdraws from \p other what this call has unregistered, if it has.
-        void repeatEnd(RegistrationBook& other, const std::string& from, const std::string& to) const;
+        /// Enters in \p other what this call has registered, or withdraws from it what this has unregistered. \p from
+        /// and \p to are the local endpoints of the two transports.
+        void repeat(RegistrationBook& other, const std::string& from, const std::string& to) const;
 
         /// The request has ended with \p outcome; \p reply is the frame that answered it, if one did.
         /// \return whether the delivery thread may have something to do now.
@@ -46,6 +47,7 @@ public:
         const Frame& m_request;
         std::uint64_t m_number = 0;
         RegistrationPage::Key m_key;
+        std::int32_t m_role = 0;
         bool m_isLate = false;
     };
 

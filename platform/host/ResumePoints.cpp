@@ -36,7 +36,8 @@ std::uint64_t ResumePoints::describeForDelivery(const std::string& endpoint, Hel
     state.crowdedTold = state.crowded;
     state.hadPoint = state.point.has_value();
     state.pointKnown = false;
-    return ++state.connection;
+    hello.set_connection(++state.connection);
+    return state.connection;
 }
 
 void ResumePoints::registeredInVain(const std::string& endpoint) {

@@ -45,6 +45,7 @@ struct Client {
 
     std::set<ConnectionId> connections;    ///< all of them
     std::optional<ConnectionId> delivery;  ///< the one that takes notifications and questions
+    std::uint64_t deliveryNumber = 0;      ///< which of the client's own that is, or was; 0 when it does not say
     std::optional<Time> deliveryLost;      ///< when the last one of these was lost; set while there is none
     std::optional<Time> goneSince;         ///< set while it has no connection
     bool leaving = false;                  ///< it said goodbye, and is forgotten with its last connection

@@ -26,8 +26,14 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool inte
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
     const Client* known = m_clients.find(key);
+    const bool delivers = frame.hello().purpose() == AppConfigHost::DELIVERY;
+    // Points prove what was sent over connections before, so one that the client has given up must not come in between.
+    if (delivers && known != nullptr && frame.hello().has_connection() &&
+        frame.hello().connection() < known->deliveryNumber) {
+        return "the client has a newer connection for deliveries";
+    }
     // A delivery connection takes the place of the one before, so it needs no limit.
-    const bool limited = !internal && frame.hello().purpose() != AppConfigHost::DELIVERY;
+    const bool limited = !internal && !delivers;
     if (limited && known != nullptr &&
         known->connections.size() >= mostConnectionsOfOne + (known->delivery ? 1U : 0U)) {
         return "the client has " + std::to_string(mostConnectionsOfOne) + " connections for requests already";
@@ -68,6 +74,7 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     welcome(id, client, frame.hello(), standing);
     if (connection.purpose == AppConfigHost::DELIVERY) {
         client.leaving = false;
+        client.deliveryNumber = frame.hello().connection();
         deliverOn(id, client, standing);
     }
 }

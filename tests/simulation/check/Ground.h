@@ -21,6 +21,8 @@ public:
     virtual void pause(std::chrono::milliseconds time) = 0;
     /// An event for people and for the digest.
     virtual void note(std::string_view who, std::string_view what, std::string_view text) = 0;
+    /// \return whether people read the events, so that it is worth while to compose texts for them.
+    virtual bool isPrinted() const = 0;
     /// \return held as long as one event is judged; without threads, nothing.
     virtual std::unique_lock<std::recursive_mutex> lock() = 0;
 };

@@ -66,15 +66,30 @@ std::string_view label(const char* way, const Frame& frame) {
     return text;
 }
 
-constexpr const char* upwards = "-> ";
-constexpr const char* downwards = "<- ";
-
 template <typename Message>
 Message parsed(const Frame& frame) {
     Message message;
     message.ParseFromString(frame.payload());
     return message;
 }
+
+/// \return for people, what \p frame, which came from or goes to \p endpoint, is about.
+std::string explained(const Frame& frame, const std::string& endpoint) {
+    std::string text(ConfigIF::messageName(frame.message_id()));
+    const auto add = [&text](const char* sign, const std::string& name, int type, int role) {
+        text += ' ' + (sign + name) + " of type " + std::to_string(type) + " role " + std::to_string(role);
+    };
+    if (text == "ConfigIF.RegisterClientCallbackReq") {
+        const auto message = parsed<ConfigIF::RegisterClientCallbackReq>(frame);
+        add("+", message.var_name(), message.type(), message.role());
+    }
+    for (const AppConfigHost::Registration& row : frame.registration()) add("+", row.name(), row.type(), row.role());
+    for (const AppConfigHost::Registration& row : frame.withdrawn()) add("-", row.name(), row.type(), row.role());
+    return text + " of " + endpoint;
+}
+
+constexpr const char* upwards = "-> ";
+constexpr const char* downwards = "<- ";
 
 }  // namespace
 
@@ -105,11 +120,17 @@ void Watch::hold(int service, const Session& to, int variable, int role, const c
                                          std::to_string(level));
 }
 
+void Watch::note(std::string_view what, const Session& session, const Frame& frame) {
+    const std::string& who = session.connection->client.name;
+    if (m_book.ground.isPrinted()) return m_book.ground.note(who, what, explained(frame, session.endpoint));
+    m_book.ground.note(who, what, ConfigIF::messageName(frame.message_id()));
+}
+
 void Watch::received(int service, const Session& from, const Frame& frame) {
     // Nothing but HELLO comes from a client that has not read the WELCOME.
     Ledger* const greeted = frame.kind() == AppConfigHost::HELLO ? nullptr : m_find(from.connection->client);
     if (greeted != nullptr) greeted->reached(service);
-    m_book.ground.note(from.connection->client.name, label(upwards, frame), ConfigIF::messageName(frame.message_id()));
+    note(label(upwards, frame), from, frame);
     if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
         return request(service, from, frame);
     }
@@ -159,7 +180,7 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
 }
 
 void Watch::sent(int service, const Session& to, const Frame& frame) {
-    m_book.ground.note(to.connection->client.name, label(downwards, frame), ConfigIF::messageName(frame.message_id()));
+    note(label(downwards, frame), to, frame);
     if (frame.kind() == AppConfigHost::REPLY) return reply(service, to, frame);
     if (frame.kind() == AppConfigHost::NOTIFICATION || frame.kind() == AppConfigHost::ASK) news(service, to, frame);
 }

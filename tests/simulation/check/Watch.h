@@ -38,6 +38,7 @@ private:
     };
 
     Service& of(int service) { return m_services[static_cast<std::size_t>(service)]; }
+    void note(std::string_view what, const Session& session, const AppConfigHost::Frame& frame);
     void present(int service, const Session& from, int role);
     void request(int service, const Session& from, const AppConfigHost::Frame& frame);
     void reply(int service, const Session& to, const AppConfigHost::Frame& frame);

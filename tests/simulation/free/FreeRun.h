@@ -47,6 +47,7 @@ private:
     const void* thread() const override;
     void pause(std::chrono::milliseconds time) override;
     void note(std::string_view who, std::string_view what, std::string_view text) override;
+    bool isPrinted() const override { return false; }
     std::unique_lock<std::recursive_mutex> lock() override { return std::unique_lock<std::recursive_mutex>(m_mutex); }
 
     void makeServices();

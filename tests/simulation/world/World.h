@@ -48,6 +48,7 @@ private:
     const void* thread() const override { return m_scheduler.current(); }
     void pause(std::chrono::milliseconds time) override;
     void note(std::string_view who, std::string_view what, std::string_view text) override;
+    bool isPrinted() const override { return m_trace.isPrinted(); }
     std::unique_lock<std::recursive_mutex> lock() override { return {}; }
 
     void makeServices();

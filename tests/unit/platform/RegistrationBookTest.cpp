@@ -308,6 +308,23 @@ TEST_F(CededRegistrations, KeepARequesterThatIsNotNamedAfterTheFormer) {
     }
 }
 
+TEST_F(CededRegistrations, AreJoinedByALateOneAlthoughAllWereWithdrawnMeanwhile) {
+    cede();
+    const Frame late = registering("a");
+    RegistrationBook::Call call(book, service, late);
+    EXPECT_TRUE(call.isLate());
+    book.withdrawCeded(service);
+    call.end(reached, saying(0));
+    RegistrationBook other{options};
+    call.repeat(other, "elf", "ender");
+    const std::vector<RegistrationPage::Held> rows = other.held(service);
+    ASSERT_EQ(rows.size(), 1U);
+    EXPECT_EQ(rows[0].key.name, "a");
+    EXPECT_EQ(*rows[0].key.requester, "sender");
+    EXPECT_EQ(rows[0].role, CommonIF::SECURITY_ROLE_WIRE_20);
+    EXPECT_THAT(book.held(service), IsEmpty());
+}
+
 TEST_F(CededRegistrations, AreWithdrawnThereWhenALateCallEndsThem) {
     call(registering("a"));
     call(registering("b"));
@@ -319,19 +336,16 @@ TEST_F(CededRegistrations, AreWithdrawnThereWhenALateCallEndsThem) {
         return result;
     };
     const Frame one = unregistering("a");
-    RegistrationBook::Call(book, service, one).repeatEnd(other, "lf", "nder");
+    RegistrationBook::Call(book, service, one).repeat(other, "lf", "nder");
     EXPECT_THAT(names(), ElementsAre("b"));
-    const Frame another = registering("b");
-    RegistrationBook::Call(book, service, another).repeatEnd(other, "lf", "nder");
-    EXPECT_THAT(names(), ElementsAre("b")) << "it ends nothing";
     Frame unreadable = unregisteringAll();
     unreadable.set_payload(unreadable.payload() + "\xFF");
-    RegistrationBook::Call(book, service, unreadable).repeatEnd(other, "lf", "nder");
+    RegistrationBook::Call(book, service, unreadable).repeat(other, "lf", "nder");
     EXPECT_THAT(names(), ElementsAre("b"));
     const Frame all = unregisteringAll();
-    RegistrationBook::Call(book, service, all).repeatEnd(other, "another", "name");
+    RegistrationBook::Call(book, service, all).repeat(other, "another", "name");
     EXPECT_THAT(names(), ElementsAre("b")) << "that is another requester";
-    RegistrationBook::Call(book, service, all).repeatEnd(other, "lf", "nder");
+    RegistrationBook::Call(book, service, all).repeat(other, "lf", "nder");
     EXPECT_THAT(names(), IsEmpty());
 }
 

@@ -82,6 +82,30 @@ TEST(Connections, ANewDeliveryConnectionTakesThePlaceOfTheOld) {
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
 }
 
+/// A delivery connection that says which of its client's it is.
+Frame numbered(std::uint64_t number) {
+    Frame frame = hello("p", AppConfigHost::DELIVERY);
+    frame.mutable_hello()->set_connection(number);
+    return frame;
+}
+
+TEST(Connections, ADeliveryConnectionThatIsReadTooLateTakesNobodysPlace) {
+    CoreBench bench;
+    const ConnectionId second = bench.open(ownUid, numbered(2));
+    bench.take(second);
+    const ConnectionId first = bench.open(ownUid, numbered(1));
+    EXPECT_THAT(bench.take(first)->reason(), HasSubstr("newer connection"));
+    EXPECT_TRUE(bench.isClosed(first));
+    EXPECT_FALSE(bench.isClosed(second));
+
+    bench.drop(second);
+    const ConnectionId late = bench.open(ownUid, numbered(1));
+    EXPECT_TRUE(bench.isClosed(late)) << "also when the newer one is gone";
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, numbered(3))));
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigHost::DELIVERY)))) << "it does not say";
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p")))) << "requests have no order";
+}
+
 TEST(Connections, AReplacedDeliveryConnectionAnswersNoMore) {
     CoreBench bench;
     Peer provider(bench, "p");
