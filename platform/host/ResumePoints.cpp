@@ -151,6 +151,8 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
     if (!state.pointKnown) {
         // The service did not know this client's state and has told all of its own, which is the client's from here on.
         point = {timeline, std::nullopt, sequence};
+        // The same timeline may go on with other changes: a copy of the state was put in that lacks the newest.
+        if (state.ceded) state.ceded = Point{};
         forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });
         state.pointKnown = true;
         return;

@@ -84,7 +84,7 @@ ConfigValue ConfigCache::updateOptions(ConfigVar var, std::vector<std::string> o
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->setOptions(options);
-    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::part);
+    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::options);
     return put(record);
 }
 
@@ -92,7 +92,7 @@ ConfigValue ConfigCache::updateOptionDefaultIndex(ConfigVar var, unsigned int in
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->entry.second.defaultIndex(index);
-    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::part);
+    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::index);
     return put(record);
 }
 

@@ -19,7 +19,9 @@ Inquiry::~Inquiry() {
 
 void Inquiry::touched(ConfigCache& cache, const ConfigVar& var, Item item, Touch how) {
     for (Inquiry* inquiry : cache.m_inquiries) {
-        if (inquiry->m_item == item && inquiry->m_var == var) inquiry->m_touch = std::max(inquiry->m_touch, how);
+        if (inquiry->m_item != item || !(inquiry->m_var == var)) continue;
+        inquiry->m_touch = std::max(inquiry->m_touch, how);
+        inquiry->m_indexTouched = inquiry->m_indexTouched || how != Touch::options;
     }
 }
 
@@ -90,6 +92,17 @@ Inquiry::Outcome Inquiry::levelsRead(const ConfigAccessLevels& levels) {
     record->entry.second.accessLevels(levels);
     record->lost(Item::levels) = false;
     return store(record);
+}
+
+Inquiry::Outcome Inquiry::indexWritten(unsigned int defaultIndex) {
+    const PlainLock lock(m_cache.m_mutex);
+    const auto record = m_cache.editable(m_var);
+    // An announcement of the options, which may well be the own one, says nothing of the index.
+    if (m_indexTouched && record->entry.second.defaultIndex() != defaultIndex) return lose(record);
+    record->entry.second.defaultIndex(defaultIndex);
+    touched(m_cache, m_var, m_item, Touch::index);
+    m_cache.put(record);
+    return Outcome::stored;
 }
 
 Inquiry::Outcome Inquiry::store(const std::shared_ptr<ConfigCache::Record>& record) {

@@ -60,6 +60,9 @@ public:
     Outcome optionsRead(const std::vector<std::string>& options, unsigned int defaultIndex);
     Outcome levelsRead(const ConfigAccessLevels& levels);
 
+    /// The service accepted options with this index of the default one. The options themselves come as an announcement.
+    Outcome indexWritten(unsigned int defaultIndex);
+
     /// The service announced a value. It is stored unless it is older than what the cache knows. Nobody waits for it,
     /// so it is no inquiry's answer.
     static void announced(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
@@ -75,8 +78,9 @@ private:
     /// What others did to the item since this inquiry began.
     enum class Touch {
         none,
-        whole,  ///< all of it was stored, so that it can be compared with the answer
-        part,   ///< a part of it was: options without the index of the default one, or the index alone
+        whole,     ///< all of it was stored, so that it can be compared with the answer
+        options,  ///< options were stored without the index of the default one
+        index,    ///< the index alone
     };
 
     /// Tells the requests under way that something other than their answers has touched \p item of \p var.
@@ -89,7 +93,9 @@ private:
     ConfigCache& m_cache;
     const ConfigVar m_var;
     const Item m_item;
-    Touch m_touch = Touch::none;  ///< guarded by the cache's mutex
+    // Guarded by the cache's mutex.
+    Touch m_touch = Touch::none;
+    bool m_indexTouched = false;
 };
 
 }  // namespace AppConfig

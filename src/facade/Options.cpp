@@ -92,9 +92,9 @@ bool AppCfgManager::setConfigOptions(const std::string& node, int nodeInstance, 
                                      unsigned int defaultIndex) {
     const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
     const std::list<std::string> list(options.begin(), options.end());
+    Inquiry inquiry(m_cache, var, Inquiry::Item::options);
     if (!m_service->setConfigOptions(var, list, &defaultIndex)) return false;
-    // Only the index: the options themselves come back as a notification.
-    m_cache.updateOptionDefaultIndex(var, defaultIndex);
+    inquiry.indexWritten(defaultIndex);
     return true;
 }
 

@@ -83,6 +83,13 @@ std::string explained(const Frame& frame, const std::string& endpoint) {
         const auto message = parsed<ConfigIF::RegisterClientCallbackReq>(frame);
         add("+", message.var_name(), message.type(), message.role());
     }
+    if (frame.has_hello() && frame.hello().has_timeline()) {
+        text += "at " + std::to_string(frame.hello().delivered()) + " since " +
+                (frame.hello().has_joined() ? std::to_string(frame.hello().joined()) : "another state");
+        for (const AppConfigHost::Point& seen : frame.hello().seen()) text += ", saw " + std::to_string(seen.number());
+    }
+    if (frame.has_welcome()) text += frame.welcome().point_known() ? "known" : "not known";
+    if (frame.has_sequence()) text += " up to " + std::to_string(frame.sequence());
     for (const AppConfigHost::Registration& row : frame.registration()) add("+", row.name(), row.type(), row.role());
     for (const AppConfigHost::Registration& row : frame.withdrawn()) add("-", row.name(), row.type(), row.role());
     return text + " of " + endpoint;

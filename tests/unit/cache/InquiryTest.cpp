@@ -261,6 +261,42 @@ TEST_F(AnInquiry, DoesNotUndoANewerIndexWithTheSameOptions) {
     EXPECT_EQ(record().defaultIndex(), 1U);
 }
 
+TEST_F(AnInquiry, StoresAnIndexThatWasSetWithTheOptionsThatWereAnnounced) {
+    cache.updateOptions(target, {"19"});
+    Inquiry inquiry(cache, target, Item::options);
+    cache.updateOptions(target, {"19", "21"});
+    EXPECT_EQ(inquiry.indexWritten(1), Outcome::stored);
+    EXPECT_EQ(record().defaultIndex(), 1U);
+    EXPECT_EQ(record().getOptions(), (Vector{"19", "21"}));
+}
+
+TEST_F(AnInquiry, LeavesOptionsUnknownWhoseIndexWasAnsweredWhileItWasSet) {
+    Inquiry inquiry(cache, target, Item::options);
+    Inquiry(cache, target, Item::options).optionsRead({"19", "21", "23"}, 2);
+    EXPECT_EQ(inquiry.indexWritten(1), Outcome::unknown);
+    EXPECT_FALSE(record().hasOptions());
+    EXPECT_TRUE(hasLost(Item::options));
+}
+
+TEST_F(AnInquiry, LeavesOptionsUnknownWhoseIndexWasSetTwiceAtOnce) {
+    Inquiry first(cache, target, Item::options);
+    Inquiry second(cache, target, Item::options);
+    Inquiry reading(cache, target, Item::options);
+    EXPECT_EQ(second.indexWritten(2), Outcome::stored);
+    cache.updateOptions(target, {"19", "21", "23"});
+    EXPECT_EQ(first.indexWritten(1), Outcome::unknown);
+    EXPECT_TRUE(hasLost(Item::options));
+    EXPECT_EQ(reading.optionsRead({"19", "21", "23"}, 0), Outcome::unknown);
+}
+
+TEST_F(AnInquiry, StoresAnIndexThatOthersStoredToo) {
+    Inquiry inquiry(cache, target, Item::options);
+    Inquiry other(cache, otherNode, Item::options);
+    cache.updateOptionDefaultIndex(target, 1);
+    EXPECT_EQ(inquiry.indexWritten(1), Outcome::stored);
+    EXPECT_EQ(other.indexWritten(2), Outcome::stored) << "that is another variable";
+}
+
 TEST_F(AnInquiry, StoresOptionsThatAnotherAnswerBroughtToo) {
     Inquiry inquiry(cache, target, Item::options);
     Inquiry(cache, target, Item::options).optionsRead({"19", "21"}, 1);

@@ -250,6 +250,23 @@ TEST_F(LateAnswers, AnIndexThatWasSetMeanwhileIsNotUndoneByTheSameOptions) {
     EXPECT_EQ(index, 1U);
 }
 
+TEST_F(LateAnswers, AnIndexThatWasReadWhileAnotherWasSetIsAskedForAgain) {
+    answerRead({"21"});
+    answerOptions({"19", "21"}, 0);
+    transport.beforeAnswer([this](const std::string& type) {
+        if (type != "ConfigIF.SetAttributeOptionsReq") return;
+        transport.beforeAnswer({});
+        std::vector<std::string> options;
+        manager.getConfigOptions("room", 2, "target", 7, options);
+    });
+    ASSERT_TRUE(manager.setConfigOptions("room", 2, "target", 7, {"19", "21"}, 1));
+
+    answerOptions({"19", "21", "23"}, 2);
+    unsigned int index = 7;
+    EXPECT_TRUE(manager.getConfigOptionDefaultIndex("room", 2, "target", 7, index));
+    EXPECT_EQ(index, 2U);
+}
+
 TEST_F(LateAnswers, LevelsThatAreOvertakenAreAskedForAgain) {
     answerRead({"19"});
     answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_30);

@@ -290,6 +290,39 @@ TEST_F(TakenOver, JoinedNowhereWhereOneOfThemCameFromAnotherState) {
     EXPECT_EQ(said.delivered(), 3U);
 }
 
+TEST_F(TakenOver, StandWhereTheyDidWhenTheyFirstCededTheEndpoint) {
+    join();
+    const std::uint64_t connection = connected(true);
+    points.cede(service);
+    points.handled(service, connection, first, 8);
+    points.cede(service);
+    former.greetedForRequests(service, welcome(first, 4));
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_EQ(hello.delivered(), 5U) << "what came since was passed over";
+    EXPECT_EQ(hello.joined(), 4U);
+}
+
+TEST_F(TakenOver, BelongToNoStateWhereAnotherWasToldSinceTheyCededTheEndpoint) {
+    join();
+    const std::uint64_t connection = connected(false, second);
+    points.cede(service);
+    points.handled(service, connection, second, 3);
+    takeOver();
+    EXPECT_TRUE(hello.has_timeline());
+    EXPECT_EQ(hello.timeline(), 0U) << "no timeline has that number";
+}
+
+TEST_F(TakenOver, BelongToNoStateWhereAnOlderCopyOfItWasToldSinceTheyCededTheEndpoint) {
+    join();
+    const std::uint64_t connection = connected(false, first);
+    points.cede(service);
+    points.handled(service, connection, first, 3);
+    takeOver();
+    EXPECT_TRUE(hello.has_timeline());
+    EXPECT_EQ(hello.timeline(), 0U) << "its numbers go on as another's do";
+}
+
 TEST_F(TakenOver, AreNoneOfAConnectionThatWasMadeBefore) {
     join();
     const std::uint64_t before = connect();
