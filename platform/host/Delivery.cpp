@@ -158,7 +158,12 @@ bool Delivery::turn(int fd, short events, Deadline deadline) {
         auto& [remote, stream] = watched[i];
         // Handling one connection may have replaced another.
         if (remote->stream != stream) continue;
-        if (fds[first + i].revents != 0) readFrom(*remote);
+        if (fds[first + i].revents != 0) {
+            readFrom(*remote);
+        } else if (remote->registrations.isOverdue()) {
+            // Only where nothing waits to be read: a handler may have taken longer than the answer.
+            lose(*remote, {TRANSPORT_TIMED_OUT, {}});
+        }
         if (remote->stream == stream && remote->phase == Phase::greeting && remote->greetingEnds.passed()) {
             lose(*remote, {TRANSPORT_TIMED_OUT, {}});
         }

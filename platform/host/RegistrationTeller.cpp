@@ -16,7 +16,6 @@ void RegistrationTeller::lost() {
 }
 
 Outcome RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
-    if (m_answerDue.passed()) return {TRANSPORT_TIMED_OUT, {}};
     const std::optional<Frame> frame = m_book.next(m_endpoint);
     if (!frame) return {};
     m_answerDue = Deadline::after(m_options.deadline);

@@ -24,9 +24,11 @@ public:
     /// The connection is gone.
     void lost();
 
-    /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be, or
-    /// when the last one was not answered in time.
+    /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be.
     Outcome tell(FrameStream& stream, Waiter& waiter);
+
+    /// \return whether the frame that was sent last should have been answered by now.
+    bool isOverdue() const { return m_answerDue.passed(); }
 
     /// \return when tell() has something to do, other than what requests and answers bring.
     Deadline due() const { return m_answerDue.orEarlier(m_book.nextTry(m_endpoint)); }

@@ -168,7 +168,8 @@ TEST_F(DeliveryConnection, ThatBeganBeforeTheClientGotAnotherPointIsMadeAnew) {
             peer.welcome(connection);
         }
     });
-    UnixTransport transport(options(2s));
+    // The read takes half of that, and the connection must last until after it.
+    UnixTransport transport(options(5s));
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     ScriptedPeer::Connection* const waiting = promised.get_future().get();
     peer.setPoint(7, 40);

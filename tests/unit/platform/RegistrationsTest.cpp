@@ -3,6 +3,8 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
+#include <thread>
 
 #include "Handlers.h"
 #include "RegistrationDigest.h"
@@ -261,6 +263,33 @@ TEST_F(Registrations, ThatAServiceDoesNotAnswerInTimeEndTheConnection) {
     peer.hangUp();
     EXPECT_NE(peer.awaitDelivery(3), nullptr) << "it is given up and made anew";
     EXPECT_THAT(told(2), ElementsAre("display"));
+}
+
+TEST_F(Registrations, AreAnsweredInTimeWhereAHandlerTakesLongerToReadTheAnswer) {
+    constexpr auto deadline = 200ms;
+    std::promise<void> entered;
+    std::promise<void> answered;
+    Handler slow([&](const MSG_Message*) {
+        entered.set_value();
+        answered.get_future().wait();
+        std::this_thread::sleep_for(deadline);
+    });
+    UnixTransport transport(options(deadline));
+    slow.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    registerFor(transport, "display");
+    peer.onRegistrations([&](ScriptedPeer::Connection& connection, const Frame& told) {
+        connection.send(notification("x", 1));
+        entered.get_future().wait();
+        answerTold(connection, told);
+        answered.set_value();
+    });
+    peer.setRegistrationsKnown(false);
+    peer.hangUp();
+    peer.await(REGISTRATIONS, 1);
+    settle(2);
+    EXPECT_EQ(peer.connections(DELIVERY), 2U) << "it was not given up";
+    transport.end();
 }
 
 TEST_F(Registrations, AreNotAnsweredByAServiceThatWasNotTold) {
