@@ -78,7 +78,7 @@ private:
     /// What others did to the item since this inquiry began.
     enum class Touch {
         none,
-        whole,     ///< all of it was stored, so that it can be compared with the answer
+        whole,    ///< all of it was stored, so that it can be compared with the answer
         options,  ///< options were stored without the index of the default one
         index,    ///< the index alone
     };

@@ -1,28 +1,33 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <thread>
 
 #include "AppConfig/ConfigVar.h"
 #include "AppConfig/PlainMutex.h"
 #include "AppConfig/ThreadAnnotations.h"
+#include "model/Revision.h"
 
 namespace AppConfig {
 
-/// The changes that providers are being asked to apply, so that an older value never follows a newer one: while a
-/// provider waits for a reply of its own, the next change of the same variable may be dispatched within its call, and
-/// brings every provider up to date. Thread-safe.
+/// The changes that providers are asked to apply, so that an older value never follows a newer one. While a provider
+/// waits for a reply of its own, the next change of the same variable may be dispatched within its call, and brings
+/// every provider up to date. And a transport whose place another one took may dispatch what it was asked before, after
+/// the other one has dispatched what is newer. Thread-safe.
 class ChangesUnderWay {
 public:
     /// One change, from before its first provider is called to the return of the last.
     class [[nodiscard]] Change {
     public:
-        Change(ChangesUnderWay& changes, const ConfigVar& var) : m_changes(changes), m_row(changes.begin(var)) {}
+        Change(ChangesUnderWay& changes, const ConfigVar& var, const Revision& revision)
+            : m_changes(changes), m_row(changes.begin(var, revision)) {}
         ~Change() { m_changes.end(m_row); }
         Change(const Change&) = delete;
         Change& operator=(const Change&) = delete;
 
-        /// \return whether a newer change of the variable was dispatched within this one.
+        /// \return whether a newer change of the variable was dispatched: within this one, or elsewhere as far as
+        /// revisions tell.
         bool isOvertaken() const { return m_changes.isOvertaken(m_row); }
 
     private:
@@ -30,6 +35,7 @@ public:
         struct Row {
             ConfigVar var;
             std::thread::id thread;
+            Revision revision;
             bool overtaken;
         };
         ChangesUnderWay& m_changes;
@@ -37,12 +43,16 @@ public:
     };
 
 private:
-    std::list<Change::Row>::iterator begin(const ConfigVar& var) {
+    std::list<Change::Row>::iterator begin(const ConfigVar& var, const Revision& revision) {
         const PlainLock lock(m_mutex);
         const std::thread::id me = std::this_thread::get_id();
-        // What another thread dispatches has no order with this one.
+        // What another thread dispatches has no order with this one but that of the revisions.
         for (Change::Row& row : m_rows) row.overtaken = row.overtaken || (row.thread == me && row.var == var);
-        return m_rows.insert(m_rows.end(), {var, me, false});
+        if (revision.known) {
+            Revision& newest = m_newest[var];
+            if (!revision.isOlderThan(newest)) newest = revision;
+        }
+        return m_rows.insert(m_rows.end(), {var, me, revision, false});
     }
 
     void end(std::list<Change::Row>::iterator row) {
@@ -52,11 +62,14 @@ private:
 
     bool isOvertaken(std::list<Change::Row>::iterator row) {
         const PlainLock lock(m_mutex);
-        return row->overtaken;
+        if (row->overtaken) return true;
+        const auto newest = m_newest.find(row->var);
+        return newest != m_newest.end() && row->revision.isOlderThan(newest->second);
     }
 
     PlainMutex m_mutex;
     std::list<Change::Row> m_rows APPCONFIG_GUARDED_BY(m_mutex);
+    std::map<ConfigVar, Revision> m_newest APPCONFIG_GUARDED_BY(m_mutex);  ///< of each variable, once one was numbered
 };
 
 }  // namespace AppConfig

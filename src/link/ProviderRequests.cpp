@@ -45,14 +45,16 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
     if (link == nullptr || manager == nullptr) {
         result.addResultMessage("Not interested");
     } else if (read(req.inst_value(), var, value, result)) {
-        manager->takeAnnounced(var.key(), value, revisionOf(req));
-        const ChangesUnderWay::Change change(link->m_state->changes, var.key());
+        const Revision revision = revisionOf(req);
+        manager->takeAnnounced(var.key(), value, revision);
+        const ChangesUnderWay::Change change(link->m_state->changes, var.key(), revision);
         link->callProviders(var, [&](ProviderConfigHandler& provider) {
+            // What has been overtaken is over: every provider has the newer value already, or is about to get it.
+            if (change.isOvertaken()) return false;
             provider.onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
                               enumTranslate(req.role()), result);
-            // Every provider takes the change on board, whatever another one says; failures stand in the result. Only
-            // what has been overtaken meanwhile is over: the others have the newer value already.
-            return !change.isOvertaken();
+            // Every provider takes the change on board, whatever another one says; failures stand in the result.
+            return true;
         });
     }
     return msgUtil_buildMsgWithHeader(ProtobufMessageHelper::getOnChangeResponse(result), msg, nullptr);

@@ -1,3 +1,5 @@
+#include <thread>
+
 #include "ProviderFixture.h"
 
 using Support::inFreshProcess;
@@ -57,6 +59,65 @@ TEST(OnChange, WithoutAProviderTheCacheIsUpdatedAndTheAnswerIsFine) {
         EXPECT_FALSE(result.result_flag());
         EXPECT_TRUE(messagesOf(result).empty());
         expectEchoed(result);
+    });
+}
+
+TEST(OnChange, ThatIsOlderThanOneThatWasHandedOnReachesNoProvider) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider provider(log, "a");
+        app.link->registerHandler("display", "", &provider);
+        const auto numbered = [](const Steps& path, std::uint64_t timeline, std::uint64_t change) {
+            auto req = request<ConfigIF::OnChangeReq>(path);
+            req.mutable_revision()->set_timeline(timeline);
+            req.mutable_revision()->set_change(change);
+            return req;
+        };
+        app.transport.deliver(numbered(steps, 11, 5));
+        ASSERT_EQ(log.size(), 1U);
+        app.transport.deliver(numbered(steps, 11, 4));
+        EXPECT_EQ(log.size(), 1U);
+        EXPECT_EQ(lastAnswer<ConfigIF::OnChangeRsp>(app).error(), CommonIF::ERROR_NONE);
+        app.transport.deliver(numbered(steps, 11, 5));
+        EXPECT_EQ(log.size(), 2U) << "the same one, asked for again after a break";
+        app.transport.deliver(numbered({{"cfg", 3}, {"Display", 1}, {"Brightness", 3}}, 11, 4));
+        EXPECT_EQ(log.size(), 3U) << "another variable";
+        app.transport.deliver(numbered(steps, 12, 1));
+        EXPECT_EQ(log.size(), 4U) << "the service numbers anew";
+        app.transport.deliver(request<ConfigIF::OnChangeReq>());
+        EXPECT_EQ(log.size(), 5U) << "without a number nothing is known";
+        app.transport.deliver(numbered(steps, 12, 1));
+        EXPECT_EQ(log.size(), 6U);
+    });
+}
+
+TEST(OnChange, ThatIsOvertakenByANewerOneIsOverForTheOtherProviders) {
+    inFreshProcess([] {
+        Application app;
+        Names log;
+        Provider first(log, "a");
+        Provider second(log, "b");
+        app.link->registerHandler("display", "", &first);
+        app.link->registerHandler("display", "", &second);
+        const auto change = [](std::uint64_t number) {
+            auto req = request<ConfigIF::OnChangeReq>();
+            req.mutable_revision()->set_timeline(11);
+            req.mutable_revision()->set_change(number);
+            return req;
+        };
+        bool begun = false;
+        const auto another = [&] {
+            if (std::exchange(begun, true)) return;
+            // On another thread, as over a transport that took the place of this one.
+            std::thread([&] { app.transport.deliver(change(6)); }).join();
+        };
+        first.action = another;
+        second.action = another;
+
+        app.transport.deliver(change(5));
+
+        EXPECT_EQ(log.size(), 3U) << "the older one reached one provider, the newer one both";
     });
 }
 
