@@ -74,6 +74,12 @@ RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint
     }
 }
 
+void RegistrationBook::Call::leaves() {
+    if (!mayConcern(m_request.message_id())) return;
+    const AppConfig::PlainLock lock(m_book.m_mutex);
+    m_descriptions = m_book.page(m_endpoint).descriptions();
+}
+
 bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
     const std::uint32_t id = m_request.message_id();
     if (!mayConcern(id)) return false;
@@ -90,6 +96,12 @@ bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
     auto ending = RegistrationPage::Ending::unknown;
     if (outcome.ok() && m_request.kind() == REQUEST) {
         ending = error == 0 ? RegistrationPage::Ending::done : RegistrationPage::Ending::refused;
+    }
+    // A service that was told meanwhile what is confirmed has not heard of this one, and it may be another than the one
+    // that answered.
+    const bool isOfTheLast = page.descriptions() == m_descriptions;
+    if (id == registerId && ending == RegistrationPage::Ending::done && !isOfTheLast) {
+        ending = RegistrationPage::Ending::unknown;
     }
     page.ended(m_key, m_number, id == registerId, ending, error);
     return true;

@@ -33,6 +33,9 @@ public:
         /// \return whether the endpoint had been ceded before, so that another transport has to be told.
         bool isLate() const { return m_isLate; }
 
+        /// The request is about to be sent to the service that is connected now.
+        void leaves();
+
         /// Enters in \p other what this call has registered, or withdraws from it what this has unregistered. \p from
         /// and \p to are the local endpoints of the two transports.
         void repeat(RegistrationBook& other, const std::string& from, const std::string& to) const;
@@ -48,6 +51,7 @@ public:
         std::uint64_t m_number = 0;
         RegistrationPage::Key m_key;
         std::int32_t m_role = 0;
+        std::uint64_t m_descriptions = 0;
         bool m_isLate = false;
     };
 

@@ -184,7 +184,8 @@ void RegistrationPage::tellAll() {
     m_complete = true;
 }
 
-void RegistrationPage::describe(Hello& hello) const {
+void RegistrationPage::describe(Hello& hello) {
+    ++m_descriptions;
     hello.set_registrations(m_confirmed);
     hello.set_registrations_digest(m_digest);
 }

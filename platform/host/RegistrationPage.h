@@ -63,7 +63,9 @@ public:
     void tellAll();
 
     // The delivery connection.
-    void describe(Hello& hello) const;
+    void describe(Hello& hello);
+    /// \return how often that was done.
+    std::uint64_t descriptions() const { return m_descriptions; }
     void greeted(const Welcome& welcome);
     void lost();
 
@@ -129,6 +131,7 @@ private:
     Places m_queue;
     Places m_refused;
     std::uint64_t m_last = 0;  ///< number of the last operation, and the last place
+    std::uint64_t m_descriptions = 0;
     std::uint64_t m_confirmed = 0;
     std::uint64_t m_digest = 0;  ///< of the confirmed ones
     std::size_t m_troubled = 0;  ///< rows that have an error

@@ -164,7 +164,8 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
 
     RegistrationBook::Call registration(*m_book, endpoint, frame);
     Frame reply;
-    outcome = converse(frame, endpoint, deadline, reply, response);
+    outcome = converse(
+        frame, endpoint, deadline, [&registration] { registration.leaves(); }, reply, response);
     if (registration.end(outcome, reply)) {
         if (!outcome.ok()) m_resume->registeredInVain(endpoint);
         m_delivery->registrationsChanged();
@@ -173,7 +174,8 @@ Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, 
     return outcome;
 }
 
-Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Deadline deadline, Frame& reply,
+Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Deadline deadline,
+                                  const std::function<void()>& leaves, Frame& reply,
                                   google::protobuf::MessageLite* response) {
     const bool awaitReply = frame.kind() == REQUEST;
     Outcome outcome;
@@ -190,6 +192,7 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
         }
         if (awaitReply) frame.set_correlation(++connection->lastCorrelation);
         std::size_t taken = 0;
+        leaves();
         outcome = connection->stream.write(encodeFrame(frame), deadline, waiter, &taken);
         // The service ended after the connection had been looked at, and before it got anything: not this call's fault.
         if (outcome.status == TRANSPORT_BROKEN_OFF && taken == 0 && !fresh) continue;

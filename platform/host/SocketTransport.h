@@ -1,5 +1,6 @@
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 
@@ -103,10 +104,11 @@ private:
                                     google::protobuf::MessageLite* response, const std::string& endpoint,
                                     bool awaitReply);
 
-    /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it.
+    /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it. \p leaves is called
+    /// before each attempt to send it.
     AppConfigHost::Outcome converse(AppConfigHost::Frame& frame, const std::string& endpoint,
-                                    AppConfigHost::Deadline deadline, AppConfigHost::Frame& reply,
-                                    google::protobuf::MessageLite* response);
+                                    AppConfigHost::Deadline deadline, const std::function<void()>& leaves,
+                                    AppConfigHost::Frame& reply, google::protobuf::MessageLite* response);
 
     const TransportOptions m_options;
     const std::string m_localEndpoint;

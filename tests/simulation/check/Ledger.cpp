@@ -64,6 +64,10 @@ void Ledger::stateAdopted(int service) {
         // What was sent and has not arrived was that state's.
         handler.owed.clear();
         for (auto& [news, bound] : handler.bounds) {
+            for (int i = 0; i < static_cast<int>(variables().size()); ++i) {
+                const State& then = m_book.history.at(service, i, bound);
+                if (!same(then, believe(handler.link, i).heard, news)) handler.unlearnt.insert({news, i});
+            }
             if (bound > m_reached[service] || !hasArrived(handler, news)) bound = m_book.history.now();
         }
     }

@@ -40,6 +40,7 @@ struct HandlerRecord {
     std::set<News> asked;           ///< by kind: its registration has been requested
     std::map<News, Moment> bounds;  ///< by kind: what changed after it must have been told
     std::map<Key, Told> told;
+    std::set<Key> unlearnt;    ///< at its bound held what nobody in the process had heard before the state was set back
     std::map<Key, bool> owed;  ///< was sent to the process while the handler stood; whether it knew that before
     int running = 0;
     const void* runner = nullptr;  ///< the thread in which it runs

@@ -94,7 +94,8 @@ void Quiet::handler(const Ledger& ledger, const HandlerRecord& handler, int vari
     if (told == handler.told.end()) {
         const bool owed = handler.owed.count({news, variable}) != 0;
         const State& bound = m_book.history.at(service, variable, handler.boundOf(news));
-        if (!owed && (!bound.defined || same(bound, state, news))) return;
+        if (!owed && (!bound.defined || same(bound, state, news) || handler.unlearnt.count({news, variable}) != 0))
+            return;
         return complain(check, ledger, variable,
                         who + (owed ? " was never told what was sent for it" : " was never told of a change") +
                             holds(service, text(state, news)));

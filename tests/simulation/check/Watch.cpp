@@ -88,6 +88,10 @@ std::string explained(const Frame& frame, const std::string& endpoint) {
                 (frame.hello().has_joined() ? std::to_string(frame.hello().joined()) : "another state");
         for (const AppConfigHost::Point& seen : frame.hello().seen()) text += ", saw " + std::to_string(seen.number());
     }
+    if (frame.has_hello() && frame.hello().has_registrations()) {
+        text += " for delivery " + std::to_string(frame.hello().connection()) + " with " +
+                std::to_string(frame.hello().registrations()) + " registrations";
+    }
     if (frame.has_welcome()) text += frame.welcome().point_known() ? "known" : "not known";
     if (frame.has_sequence()) text += " up to " + std::to_string(frame.sequence());
     for (const AppConfigHost::Registration& row : frame.registration()) add("+", row.name(), row.type(), row.role());

@@ -70,6 +70,7 @@ struct RegistrationBookTest : testing::Test {
     bool call(const Frame& request, const Outcome& outcome = reached, const Frame& reply = saying(0),
               const std::string& endpoint = service) {
         RegistrationBook::Call call(book, endpoint, request);
+        call.leaves();
         return call.end(outcome, reply);
     }
     std::uint64_t held(const std::string& endpoint = service) {
@@ -184,6 +185,22 @@ TEST_F(RegistrationBookTest, TellsEverythingWhenNobodyKnowsWhetherAllWereEnded) 
     greet();
     EXPECT_TRUE(call(unregisteringAll(), reached, saying(7)));
     EXPECT_THAT(told(), ElementsAre("."));
+}
+
+TEST_F(RegistrationBookTest, TellsAgainWhatAFormerServiceAnswered) {
+    const Frame request = registering("a");
+    RegistrationBook::Call asking(book, service, request);
+    EXPECT_EQ(held(), 0U) << "the HELLO before it";
+    asking.leaves();
+    EXPECT_EQ(held(), 0U) << "another HELLO, perhaps to a service that has never heard of it";
+    const Frame second = registering("b");
+    RegistrationBook::Call late(book, service, second);
+    late.leaves();
+    greet();
+    EXPECT_TRUE(asking.end(reached, saying(0)));
+    EXPECT_TRUE(late.end(reached, saying(0)));
+    EXPECT_EQ(held(), 1U);
+    EXPECT_THAT(told(), ElementsAre("+a"));
 }
 
 TEST_F(RegistrationBookTest, HasNothingToDoWithOtherMessages) {

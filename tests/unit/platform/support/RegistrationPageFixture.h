@@ -57,7 +57,7 @@ struct RegistrationPageFixture : testing::Test {
         }
         return page.answered(frame);
     }
-    std::uint64_t confirmed() const {
+    std::uint64_t confirmed() {
         AppConfigHost::Hello hello;
         page.describe(hello);
         return hello.registrations();
