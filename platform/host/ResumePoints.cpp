@@ -85,7 +85,11 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
         if (state.early && state.point->joined) *state.point = {state.point->timeline, 0, 0};
     } else if (!theirs.point) {
         if (state.point->joined) state.point->joined = 0;
-    } else if (theirs.point->timeline != state.point->timeline || !theirs.point->joined) {
+    } else if (!theirs.point->joined) {
+        // Their handlers, which are this client's now, may still hold what another state brought, and what that was has
+        // been forgotten there. No timeline has the number 0, so this belongs to no state.
+        state.point = Point{};
+    } else if (theirs.point->timeline != state.point->timeline) {
         state.point->joined.reset();
     } else if (state.point->joined) {
         state.point->joined = std::min(*state.point->joined, *theirs.point->joined);

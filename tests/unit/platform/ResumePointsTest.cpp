@@ -202,6 +202,13 @@ struct TakenOver : ResumePointsTest {
         points.takeOver(service, former);
         connect();
     }
+    static void comeFromAnotherState(ResumePoints& some) {
+        some.greetedForRequests(service, welcome(first, 5));
+        Hello said;
+        const std::uint64_t connection = some.describeForDelivery(service, said);
+        EXPECT_TRUE(some.greetedForDelivery(service, connection, welcome(second, 3, false)));
+        some.handled(service, connection, second, 3);
+    }
     ResumePoints former;
 };
 
@@ -265,19 +272,16 @@ TEST_F(TakenOver, JoinedNowhereWhereTheTwoKnewDifferentStates) {
     EXPECT_THAT(seen(), ElementsAre(at(second, 5)));
 }
 
-TEST_F(TakenOver, JoinedNowhereWhereOneOfThemCameFromAnotherState) {
-    const auto comeFromAnotherState = [](ResumePoints& some) {
-        some.greetedForRequests(service, welcome(first, 5));
-        Hello said;
-        const std::uint64_t connection = some.describeForDelivery(service, said);
-        EXPECT_TRUE(some.greetedForDelivery(service, connection, welcome(second, 3, false)));
-        some.handled(service, connection, second, 3);
-    };
+TEST_F(TakenOver, BelongToNoStateWhereTheFormerCameFromAnotherOne) {
     comeFromAnotherState(former);
     points.greetedForRequests(service, welcome(second, 2));
     takeOver();
     EXPECT_FALSE(hello.has_joined());
-    EXPECT_EQ(hello.timeline(), second);
+    EXPECT_TRUE(hello.has_timeline());
+    EXPECT_EQ(hello.timeline(), 0U) << "what its handlers hold may be of either";
+}
+
+TEST_F(TakenOver, JoinedNowhereWhereTheyCameFromAnotherState) {
     ResumePoints mine;
     comeFromAnotherState(mine);
     ResumePoints plain;
