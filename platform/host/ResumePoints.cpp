@@ -85,15 +85,15 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
         if (state.early && state.point->joined) *state.point = {state.point->timeline, 0, 0};
     } else if (!theirs.point) {
         if (state.point->joined) state.point->joined = 0;
-    } else if (!theirs.point->joined) {
-        // Their handlers, which are this client's now, may still hold what another state brought, and what that was has
-        // been forgotten there. No timeline has the number 0, so this belongs to no state.
+    } else if (theirs.foreign) {
+        // Their handlers are this client's now. No timeline has the number 0, so this belongs to no state.
         state.point = Point{};
-    } else if (theirs.point->timeline != state.point->timeline) {
+    } else if (theirs.point->timeline != state.point->timeline || !theirs.point->joined) {
         state.point->joined.reset();
     } else if (state.point->joined) {
         state.point->joined = std::min(*state.point->joined, *theirs.point->joined);
     }
+    state.foreign = state.foreign || theirs.foreign;
     for (const Seen& seen : theirs.seen) note(state, seen.timeline, seen.number);
     if (theirs.point) note(state, theirs.point->timeline, theirs.point->delivered);
     state.crowded = state.crowded || theirs.crowded;
@@ -155,6 +155,7 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
     if (!state.pointKnown) {
         // The service did not know this client's state and has told all of its own, which is the client's from here on.
         point = {timeline, std::nullopt, sequence};
+        state.foreign = true;
         // The same timeline may go on with other changes: a copy of the state was put in that lacks the newest.
         if (state.ceded) state.ceded = Point{};
         forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });

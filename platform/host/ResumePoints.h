@@ -70,6 +70,7 @@ private:
         std::vector<Seen> seen;
         std::optional<Point> ceded;    ///< where the client stood when it first ceded the endpoint
         std::uint64_t countsFrom = 0;  ///< earlier connections do not move the point
+        bool foreign = false;          ///< its handlers may hold what a state brought that the point has left since
         bool early = false;            ///< something was registered in vain before there was a point
         bool crowded = false;          ///< more timelines were seen than are kept
         bool crowdedTold = false;      ///< the present delivery connection began with that

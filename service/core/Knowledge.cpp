@@ -42,7 +42,9 @@ bool Knowledge::mayHaveLost(const Variable& variable, Topic topic) const {
 }
 
 void Knowledge::noteRead(const Variable& variable, Topic topic) {
-    m_entries[&variable][indexOf(topic)].read = newestOf(variable, topic);
+    ChangeNumber& read = m_entries[&variable][indexOf(topic)].read;
+    // The oldest: of two answers that are under way at once, the client may take that one last.
+    read = std::min(read, newestOf(variable, topic));
 }
 
 void Knowledge::noteSent(const Variable& variable, Topic topic, ChangeNumber provenBy) {

@@ -19,7 +19,7 @@ public:
     /// \return the number of the newest change that the client was sent; nothing when it was sent none.
     std::optional<ChangeNumber> of(const Variable& variable, Topic topic) const;
 
-    /// \return the number of the newest change that the client has read; nothing when it has read none.
+    /// \return the number of the oldest change that the client has read; nothing when it has read none.
     std::optional<ChangeNumber> readOf(const Variable& variable, Topic topic) const;
 
     /// \return whether what was sent last may have been lost with a connection, and nothing was sent since.

@@ -35,6 +35,7 @@ bool ConfigCache::remove(Records::iterator& at) {
         const auto left = std::make_shared<Record>(record->entry.first);
         left->present = false;
         left->newest = record->newest;
+        left->doubtful = record->doubtful;
         left->accepted = true;
         at->second = left;
     }

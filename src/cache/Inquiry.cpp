@@ -33,6 +33,7 @@ Inquiry::Outcome Inquiry::read(const std::list<std::string>& value, bool isDefau
     const PlainLock lock(m_cache.m_mutex);
     const auto record = m_cache.editable(m_var);
     if (revision.isOlderThan(record->newest)) return Outcome::superseded;
+    if (revision.isOlderThan(record->doubtful)) return lose(record);
     const bool newer = revision.isComparableWith(record->newest);
     if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
     record->setValue(value);
@@ -51,6 +52,10 @@ Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Rev
         m_cache.m_cache[m_var] = record;
         return Outcome::superseded;
     }
+    if (revision.isOlderThan(record->doubtful)) {
+        record->newest = record->doubtful;
+        return lose(record);
+    }
     const bool newer = revision.isComparableWith(record->newest);
     if (revision.known) record->newest = revision;
     if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
@@ -64,6 +69,7 @@ void Inquiry::reset(const Revision& revision) {
     if (revision.known) {
         const auto record = m_cache.editable(m_var);
         if (!revision.isOlderThan(record->newest)) record->newest = revision;
+        if (revision.isOlderThan(record->doubtful)) record->newest = record->doubtful;
         record->accepted = true;
         m_cache.m_cache[m_var] = record;
     }
@@ -141,6 +147,8 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
             record->setValue({});
             record->lost(Item::value) = true;
         }
+        // An answer of that same start of the service may still come, and be older.
+        if (!revision.isOlderThan(record->doubtful)) record->doubtful = revision;
     } else {
         record->setValue(value);
         record->newest = revision;

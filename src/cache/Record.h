@@ -34,6 +34,7 @@ struct ConfigCache::Record {
     bool hasAnyOption = false;
     std::array<bool, 3> lostItems{};  ///< by Inquiry::Item; see Inquiry::hasLost()
     Revision newest;                  ///< of all values that were stored, accepted or announced
+    Revision doubtful;                ///< of the last announcement that could not be compared with `newest`
     bool accepted = false;            ///< an awaited write or reset of this process is no newer than `newest`
 };
 

@@ -18,6 +18,7 @@ const ConfigVar target(0, "room.heating", 2, "target", 7);
 
 constexpr std::uint64_t thisTimeline = 0xA1;
 constexpr std::uint64_t nextTimeline = 0xB2;
+constexpr std::uint64_t otherTimeline = 0xC3;
 
 Revision revision(std::uint64_t change, std::uint64_t timeline = thisTimeline) {
     Revision result;
@@ -177,7 +178,7 @@ TEST_F(Revisions, AreNotInDoubtAfterAResetThatGaveNone) {
 
 TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnswer) {
     accept("own", revision(8));
-    announce("in between", revision(100, nextTimeline));
+    announce("in between", revision(100, otherTimeline));
     Inquiry inquiry(cache, target, Item::value);
 
     EXPECT_EQ(inquiry.read({"set back"}, false, revision(2, nextTimeline)), Outcome::stored);
@@ -213,6 +214,34 @@ TEST_F(Revisions, KeepWhatIsOlderThanAnAcceptedWriteOutAlsoAfterANewerAnnounceme
     announce("older", revision(7));
 
     EXPECT_EQ(believed(), "(unknown)");
+}
+
+TEST_F(Revisions, OfAnotherTimelineKeepOlderAnswersOfItOut) {
+    accept("before the restart", revision(9));
+    Inquiry first(cache, target, Item::value);
+    Inquiry second(cache, target, Item::value);
+    Inquiry reading(cache, target, Item::value);
+    announce("somebody else's", revision(5, nextTimeline));
+    EXPECT_EQ(reading.read({"older"}, false, revision(2, nextTimeline)), Outcome::unknown);
+    EXPECT_EQ(first.written({"own"}, revision(3, nextTimeline)), Outcome::unknown);
+    EXPECT_EQ(second.written({"own, later"}, revision(4, nextTimeline)), Outcome::superseded);
+    EXPECT_EQ(believed(), "(unknown)");
+    announce("late", revision(4, nextTimeline));
+    EXPECT_EQ(believed(), "(unknown)");
+    announce("somebody else's", revision(5, nextTimeline));
+    EXPECT_EQ(believed(), "somebody else's");
+}
+
+TEST_F(Revisions, OfAnotherTimelineKeepOlderAnswersOfItOutAlsoAfterAResetAndAnOlderAnnouncement) {
+    accept("before the restart", revision(9));
+    Inquiry resetting(cache, target, Item::value);
+    announce("somebody else's", revision(5, nextTimeline));
+    announce("late", revision(4, nextTimeline));
+    cache.removeVars("");
+    resetting.reset(revision(3, nextTimeline));
+    Inquiry writing(cache, target, Item::value);
+    EXPECT_EQ(writing.written({"own"}, revision(4, nextTimeline)), Outcome::superseded);
+    EXPECT_EQ(writing.written({"own"}, revision(6, nextTimeline)), Outcome::stored);
 }
 
 TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {

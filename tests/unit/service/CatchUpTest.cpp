@@ -127,6 +127,15 @@ TEST_F(CatchUp, WhatAProviderHasReadOrWasToldItKnows) {
     EXPECT_THAT(applied(), ElementsAre("display.panel.name x"));
 }
 
+TEST_F(CatchUp, OfTwoAnswersTheOlderCountsSinceItMayBeTheOneThatIsTakenLast) {
+    Peer reader(bench, "reader");
+    reader.read("display.brightness");
+    writer.write("display.brightness", {"3"});
+    reader.read("display.brightness");
+    reader.registerFor("display.brightness", 3);
+    EXPECT_THAT(reader.events(), ElementsAre("value display.brightness 3"));
+}
+
 TEST_F(CatchUp, AProviderOfAnotherStateAppliesAlsoWhatItsProcessWasToldOrHasReadOfIt) {
     provider.registerFor("display", onChange);
     provider.cut();
