@@ -73,6 +73,7 @@ public:
         bool optionsFailed = false;
         bool valueKnown = false;    ///< the record had a value: only a race can make it unknown again
         bool optionsKnown = false;  ///< the same for the options
+        bool bare = false;          ///< an announcement of options or levels may have made a record without a value
         bool corrected = false;     ///< a one-way write that is refused brings the present value, which is no news
         State heard;                ///< what the process was told or has read last, of each kind
         int removals = 0;           ///< how often a removal of the record has begun or ended
@@ -191,7 +192,7 @@ private:
     void bind(HandlerRecord& handler);
     void dropOwed(int link, bool all);
     bool hasArrived(const HandlerRecord& handler, News news) const;
-    void judgeQuiet(const Operation& operation, const Outcome& outcome);
+    void judgeQuiet(const Underway& underway, const Outcome& outcome);
 
     Book& m_book;
     Life m_life;

@@ -269,6 +269,7 @@ void Ledger::dispatching(const Announcement& what) {
     const int service = serviceOf(what.link);
     const bool isValue = what.news == News::value || what.news == News::change;
     State& heard = believe(what.link, what.variable).heard;
+    if (!isValue && what.news != News::question) believe(what.link, what.variable).bare = true;
     if (isValue) heard.value = what.contents;
     if (what.news == News::options) heard.options = what.contents;
     if (what.news == News::levels) heard.read = what.read, heard.write = what.write;

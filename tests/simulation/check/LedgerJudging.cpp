@@ -101,10 +101,17 @@ void Ledger::judgeReset(const Underway& underway, const Outcome& outcome) {
 }
 
 /// Nothing changes any more: what may be read must be there, and be what the service holds.
-void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
+void Ledger::judgeQuiet(const Underway& underway, const Outcome& outcome) {
+    const Operation& operation = underway.operation;
     const int link = operation.link;
     const int variable = operation.variable;
     const State& state = m_book.history.present(serviceOf(link), variable);
+    const State& before = m_book.history.at(serviceOf(link), variable, underway.begun);
+    // A handler that has something to write yet does so when it is called for what the reads bring.
+    for (const News news : {News::value, News::options, News::levels}) {
+        if (!same(before, state, news)) return;
+    }
+    const bool bare = believe(link, variable).bare && !believe(link, variable).valueKnown;
     const int role = std::min(m_role[link], m_book.lowestCap(serviceOf(link), m_life.uid));
     if (!state.defined || state.read > role || m_forgotten[link]) return;
     const auto differs = [&](const std::string& what, const std::string& read, const std::string& held) {
@@ -113,7 +120,8 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
     // What was cached before a role or a level fell stays readable, and nobody tells the process that it has changed.
     const bool isFresh = mayKnow(link, state);
     if (operation.action == Action::readRecord) {
-        if (outcome.value != state.value && (isFresh || isFailedRead(outcome.value)))
+        const bool none = isFailedRead(outcome.value);
+        if (outcome.value != state.value && (none ? !bare : isFresh))
             differs("the value", quoted(outcome.value), quoted(state.value));
         if (outcome.read != state.read)
             differs("the read level", std::to_string(outcome.read), std::to_string(state.read));
@@ -125,7 +133,7 @@ void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
         if (!excused && (!outcome.hasOptions || outcome.options != state.options)) {
             differs("the options", quoted(outcome.options), quoted(state.options));
         }
-    } else if (operation.action == Action::readIsDefault && isFresh && !isFlagOpen(link, variable)) {
+    } else if (operation.action == Action::readIsDefault && isFresh && !bare && !isFlagOpen(link, variable)) {
         if (outcome.flag != state.isDefault)
             differs("the default flag", outcome.flag ? "set" : "unset", quoted(state.value));
     } else if (operation.action == Action::readDefaultIndex) {
