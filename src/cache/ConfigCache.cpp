@@ -36,6 +36,7 @@ bool ConfigCache::remove(Records::iterator& at) {
         left->present = false;
         left->newest = record->newest;
         left->doubtful = record->doubtful;
+        left->contested = record->contested;
         left->accepted = true;
         at->second = left;
     }

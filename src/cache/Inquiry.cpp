@@ -34,47 +34,62 @@ Inquiry::Outcome Inquiry::read(const std::list<std::string>& value, bool isDefau
     const auto record = m_cache.editable(m_var);
     if (revision.isOlderThan(record->newest)) return Outcome::superseded;
     if (revision.isOlderThan(record->doubtful)) return lose(record);
-    const bool newer = revision.isComparableWith(record->newest);
+    const bool newer = revision.isComparableWith(record->newest) && !record->contested;
     if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
     record->setValue(value);
     record->entry.second.isDefault(isDefault);
     if (revision.known) record->newest = revision;
+    record->contested = record->contested && m_overtaken;
     return store(record);
 }
 
 Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Revision& revision) {
     const PlainLock lock(m_cache.m_mutex);
     const auto record = m_cache.editable(m_var);
-    record->accepted = record->accepted || revision.known;
     if (revision.isOlderThan(record->newest)) {
         // Somebody's later write was announced already. That the own one was accepted is to be remembered all the same,
         // but no record is made for it.
+        record->accepted = true;
         m_cache.m_cache[m_var] = record;
         return Outcome::superseded;
     }
-    if (revision.isOlderThan(record->doubtful)) {
-        record->newest = record->doubtful;
-        return lose(record);
-    }
-    const bool newer = revision.isComparableWith(record->newest);
-    if (revision.known) record->newest = revision;
-    if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
+    const bool overtaken = revision.isOlderThan(record->doubtful);
+    const bool comparable = revision.isComparableWith(record->newest);
+    accept(*record, revision);
+    const bool newer = comparable && !record->contested;
+    const bool same = record->present && record->entry.second.getValue() == value;
+    if (overtaken || (!newer && !mayStore(same))) return lose(record);
     record->setValue(value);
     return store(record);
 }
 
 void Inquiry::reset(const Revision& revision) {
     const PlainLock lock(m_cache.m_mutex);
-    touched(m_cache, m_var, Item::value, Touch::whole);
     if (revision.known) {
         const auto record = m_cache.editable(m_var);
-        if (!revision.isOlderThan(record->newest)) record->newest = revision;
-        if (revision.isOlderThan(record->doubtful)) record->newest = record->doubtful;
-        record->accepted = true;
+        accept(*record, revision);
         m_cache.m_cache[m_var] = record;
     }
+    touched(m_cache, m_var, Item::value, Touch::whole);
     auto found = m_cache.m_cache.find(m_var);
     if (found != m_cache.m_cache.end()) m_cache.remove(found);
+}
+
+/// The service accepted a change of this process.
+void Inquiry::accept(ConfigCache::Record& record, const Revision& revision) {
+    if (!revision.known) return;
+    for (Inquiry* inquiry : m_cache.m_inquiries) {
+        if (inquiry != this && inquiry->m_var == m_var) inquiry->m_overtaken = true;
+    }
+    if (!m_overtaken) {
+        // Whatever was accepted before had been when this one was sent.
+        record.contested = false;
+    } else if (record.accepted && !revision.isComparableWith(record.newest)) {
+        record.contested = true;
+    }
+    if (!revision.isOlderThan(record.newest)) record.newest = revision;
+    if (revision.isOlderThan(record.doubtful)) record.newest = record.doubtful;
+    record.accepted = true;
 }
 
 Inquiry::Outcome Inquiry::optionsRead(const std::vector<std::string>& options, unsigned int defaultIndex) {
@@ -141,7 +156,7 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
     const bool comparable = revision.isComparableWith(record->newest);
     // The service was started again since it accepted this process's write, and this announcement may come from before
     // that or after it: deliveries and answers travel apart. Only the service can tell.
-    if (record->accepted && revision.known && !comparable) {
+    if (record->accepted && revision.known && (!comparable || record->contested)) {
         const bool same = record->present && record->entry.second.getValue() == value;
         if (!same) {
             record->setValue({});

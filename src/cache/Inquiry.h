@@ -87,6 +87,7 @@ private:
     static void touched(ConfigCache& cache, const ConfigVar& var, Item item, Touch how)
         APPCONFIG_REQUIRES(cache.m_mutex);
     bool mayStore(bool same) const;
+    void accept(ConfigCache::Record& record, const Revision& revision) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome store(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome lose(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
 
@@ -96,6 +97,7 @@ private:
     // Guarded by the cache's mutex.
     Touch m_touch = Touch::none;
     bool m_indexTouched = false;
+    bool m_overtaken = false;  ///< the service has accepted another change of this process
 };
 
 }  // namespace AppConfig

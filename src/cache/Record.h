@@ -34,8 +34,11 @@ struct ConfigCache::Record {
     bool hasAnyOption = false;
     std::array<bool, 3> lostItems{};  ///< by Inquiry::Item; see Inquiry::hasLost()
     Revision newest;                  ///< of all values that were stored, accepted or announced
-    Revision doubtful;                ///< of the last announcement that could not be compared with `newest`
-    bool accepted = false;            ///< an awaited write or reset of this process is no newer than `newest`
+    /// Two starts of the service have accepted a write or reset of this process, and nobody can tell which was the
+    /// later one: nothing that is announced can be compared, until an answer says what holds.
+    bool contested = false;
+    Revision doubtful;      ///< of the last announcement that could not be compared with `newest`
+    bool accepted = false;  ///< an awaited write or reset of this process is no newer than `newest`
 };
 
 }  // namespace AppConfig

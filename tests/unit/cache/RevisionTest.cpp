@@ -244,6 +244,34 @@ TEST_F(Revisions, OfAnotherTimelineKeepOlderAnswersOfItOutAlsoAfterAResetAndAnOl
     EXPECT_EQ(writing.written({"own"}, revision(6, nextTimeline)), Outcome::stored);
 }
 
+TEST_F(Revisions, OfTwoTimelinesThatAcceptedAtOnceAreInDoubtUntilAnAnswerComes) {
+    Inquiry resetting(cache, target, Item::value);
+    accept("own", revision(3, nextTimeline));
+    resetting.reset(revision(9));
+    announce("from before the restart", revision(9));
+    EXPECT_EQ(believed(), "(unknown)");
+    announce("from after it", revision(4, nextTimeline));
+    EXPECT_EQ(believed(), "(unknown)");
+    Inquiry(cache, target, Item::value).read({"what holds"}, false, revision(5, nextTimeline));
+    EXPECT_EQ(believed(), "what holds");
+    announce("the next", revision(6, nextTimeline));
+    EXPECT_EQ(believed(), "the next");
+}
+
+TEST_F(Revisions, OfTwoTimelinesThatAcceptedAtOnceStayInDoubtForAnAnswerThatWasAskedForBefore) {
+    Inquiry writing(cache, target, Item::value);
+    Inquiry reading(cache, target, Item::value);
+    accept("own", revision(3, nextTimeline));
+    EXPECT_EQ(writing.written({"late"}, revision(9)), Outcome::unknown);
+    EXPECT_EQ(reading.read({"late"}, false, revision(9)), Outcome::unknown);
+    cache.removeVars("");
+    announce("from before the restart", revision(10));
+    EXPECT_EQ(believed(), "(unknown)") << "also when the record went";
+    accept("later", revision(4, nextTimeline));
+    announce("the next", revision(6, nextTimeline));
+    EXPECT_EQ(believed(), "the next") << "that was sent when both were known";
+}
+
 TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {
     Inquiry inquiry(cache, target, Item::value);
     announce("announced", revision(8));
