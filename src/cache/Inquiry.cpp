@@ -34,7 +34,7 @@ Inquiry::Outcome Inquiry::read(const std::list<std::string>& value, bool isDefau
     const auto record = m_cache.editable(m_var);
     if (revision.isOlderThan(record->newest)) return Outcome::superseded;
     if (revision.isOlderThan(record->doubtful)) return lose(record);
-    const bool newer = revision.isComparableWith(record->newest) && !record->contested;
+    const bool newer = revision.isComparableWith(record->newest) && !record->contested && !m_doubted;
     if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
     record->setValue(value);
     record->entry.second.isDefault(isDefault);
@@ -56,7 +56,7 @@ Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Rev
     const bool overtaken = revision.isOlderThan(record->doubtful);
     const bool comparable = revision.isComparableWith(record->newest);
     accept(*record, revision);
-    const bool newer = comparable && !record->contested;
+    const bool newer = comparable && !record->contested && !m_doubted;
     const bool same = record->present && record->entry.second.getValue() == value;
     if (overtaken || (!newer && !mayStore(same))) return lose(record);
     record->setValue(value);
@@ -161,6 +161,9 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
         if (!same) {
             record->setValue({});
             record->lost(Item::value) = true;
+        }
+        for (Inquiry* inquiry : cache.m_inquiries) {
+            if (inquiry->m_var == var) inquiry->m_doubted = true;
         }
         // An answer of that same start of the service may still come, and be older.
         if (!revision.isOlderThan(record->doubtful)) record->doubtful = revision;

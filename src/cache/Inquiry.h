@@ -97,6 +97,7 @@ private:
     // Guarded by the cache's mutex.
     Touch m_touch = Touch::none;
     bool m_indexTouched = false;
+    bool m_doubted = false;    ///< something was announced that could not be compared with what was known
     bool m_overtaken = false;  ///< the service has accepted another change of this process
 };
 

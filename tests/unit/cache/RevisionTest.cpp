@@ -272,6 +272,17 @@ TEST_F(Revisions, OfTwoTimelinesThatAcceptedAtOnceStayInDoubtForAnAnswerThatWasA
     EXPECT_EQ(believed(), "the next") << "that was sent when both were known";
 }
 
+TEST_F(Revisions, OfTheFormerTimelineMakeALateAnswerUnknownThatAnAnnouncementOfTheNextOvertook) {
+    accept("own", revision(9));
+    Inquiry reading(cache, target, Item::value);
+    Inquiry writing(cache, target, Item::value);
+    announce("after the restart", revision(2, nextTimeline));
+    EXPECT_EQ(reading.read({"own"}, false, revision(9)), Outcome::unknown);
+    EXPECT_EQ(writing.written({"own, later"}, revision(10)), Outcome::unknown);
+    EXPECT_EQ(believed(), "(unknown)");
+    EXPECT_EQ(Inquiry(cache, target, Item::value).read({"now"}, false, revision(3, nextTimeline)), Outcome::stored);
+}
+
 TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {
     Inquiry inquiry(cache, target, Item::value);
     announce("announced", revision(8));
