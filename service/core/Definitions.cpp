@@ -86,8 +86,9 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
         for (const Adoption& adoption : adoptions) {
             if (!adoption.changed[index]) continue;
             Variable& variable = *m_catalogue.find(adoption.row.name);
-            m_notifier.announce(variable, kind, adoption.row.changes[index]);
+            // Providers first: the announcement carries the point behind which nothing of this is repeated.
             if (announce && kind == ChangeKind::value) m_notifier.inform(variable);
+            m_notifier.announce(variable, kind, adoption.row.changes[index]);
         }
     }
     m_changes.withdraw(roles.fallen);

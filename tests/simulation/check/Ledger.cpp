@@ -188,7 +188,7 @@ void Ledger::ended(std::uint64_t operation, const Outcome& outcome) {
         m_reachable[underway.operation.link] = true;
         bindEarly(underway.operation.link);
     }
-    if (m_quiet && underway.fromHandler < 0) return judgeQuiet(underway, outcome);
+    if (m_quiet && underway.fromHandler < 0) return judgeQuiet(underway.operation, outcome);
     learned(underway, outcome);
     removed(underway, outcome);
     if (!m_life.ended && outcome.done) judge(underway, outcome);

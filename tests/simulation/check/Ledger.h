@@ -131,7 +131,10 @@ public:
     bool takeFailure();
 
     /// From now on everything is quiet: an operation is not the script's, and what it reads is what the service holds.
-    void setQuiet() { m_quiet = true; }
+    void setQuiet() {
+        m_quiet = true;
+        m_quietSince = m_book.history.now();
+    }
 
 private:
     static constexpr int links = 2;
@@ -152,11 +155,13 @@ private:
     struct Request {
         Time begun{};
         Time stopped{};
-        Time elsewhere{};  ///< spent in handlers that were called meanwhile
+        Time elsewhere{};  ///< spent with handlers that were called meanwhile, and waiting to call them
     };
     struct Dispatch {
         Announcement what;
         std::set<int> called;
+        Time begun{};
+        Time inHandlers{};
         int removals = 0;  ///< see Belief
     };
     struct Thread {
@@ -192,7 +197,7 @@ private:
     void bind(HandlerRecord& handler);
     void dropOwed(int link, bool all);
     bool hasArrived(const HandlerRecord& handler, News news) const;
-    void judgeQuiet(const Underway& underway, const Outcome& outcome);
+    void judgeQuiet(const Operation& operation, const Outcome& outcome);
 
     Book& m_book;
     Life m_life;
@@ -214,6 +219,7 @@ private:
     Moment m_reached[links] = {0, 0};                         ///< when last; see stateAdopted()
     std::set<std::pair<std::string, News>> m_arrived[links];  ///< registrations that its state was asked for
     bool m_quiet = false;
+    Moment m_quietSince = 0;
 };
 
 }  // namespace Simulation

@@ -248,6 +248,7 @@ void Ledger::handlerReturned(int handler) {
     for (Request& request : here.requests) {
         if (request.begun <= begun) request.elsewhere += m_book.ground.now() - begun;
     }
+    if (!here.dispatches.empty()) here.dispatches.back().inHandlers += m_book.ground.now() - begun;
 }
 
 void Ledger::announced(const Announcement& what) {
@@ -261,7 +262,7 @@ void Ledger::dispatching(const Announcement& what) {
     const auto lock = m_book.ground.lock();
     m_book.ground.note(m_life.name, "is told",
                        std::string(nameOf(what.news)) + " of " + display(what.variable) + " " + quoted(what.contents));
-    thread().dispatches.push_back({what, {}, 0});
+    thread().dispatches.push_back({what, {}, m_book.ground.now(), {}, 0});
     announced(what);
     if (what.link < m_services) reached(serviceOf(what.link));
     if (what.variable < 0 || what.link >= m_services) return;
@@ -292,7 +293,11 @@ void Ledger::dispatching(const Announcement& what) {
 
 void Ledger::dispatched(const Announcement& what) {
     const auto lock = m_book.ground.lock();
-    const int removals = thread().dispatches.back().removals;
+    const Dispatch& last = thread().dispatches.back();
+    const int removals = last.removals;
+    // It waits for registrations that are under way in other threads, and these for their requests.
+    const Time waited = m_book.ground.now() - last.begun - last.inHandlers;
+    for (Request& request : thread().requests) request.elsewhere += waited;
     thread().dispatches.pop_back();
     announced(what);
     if (what.variable < 0 || what.link >= m_services) return;

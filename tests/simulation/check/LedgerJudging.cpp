@@ -101,12 +101,11 @@ void Ledger::judgeReset(const Underway& underway, const Outcome& outcome) {
 }
 
 /// Nothing changes any more: what may be read must be there, and be what the service holds.
-void Ledger::judgeQuiet(const Underway& underway, const Outcome& outcome) {
-    const Operation& operation = underway.operation;
+void Ledger::judgeQuiet(const Operation& operation, const Outcome& outcome) {
     const int link = operation.link;
     const int variable = operation.variable;
     const State& state = m_book.history.present(serviceOf(link), variable);
-    const State& before = m_book.history.at(serviceOf(link), variable, underway.begun);
+    const State& before = m_book.history.at(serviceOf(link), variable, m_quietSince);
     // A handler that has something to write yet does so when it is called for what the reads bring.
     for (const News news : {News::value, News::options, News::levels}) {
         if (!same(before, state, news)) return;

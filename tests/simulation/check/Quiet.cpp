@@ -92,10 +92,12 @@ void Quiet::handler(const Ledger& ledger, const HandlerRecord& handler, int vari
     const std::string who = "handler " + std::to_string(handler.number);
     const auto told = handler.told.find({news, variable});
     if (told == handler.told.end()) {
-        const bool owed = handler.owed.count({news, variable}) != 0;
         const State& bound = m_book.history.at(service, variable, handler.boundOf(news));
-        if (!owed && (!bound.defined || same(bound, state, news) || handler.unlearnt.count({news, variable}) != 0))
-            return;
+        const bool unchanged = bound.defined && same(bound, state, news);
+        // What was sent although nothing had changed is owed to nobody who has heard it in another way.
+        const bool heard = unchanged && same(ledger.belief(handler.link, variable).heard, state, news);
+        const bool owed = handler.owed.count({news, variable}) != 0 && !heard;
+        if (!owed && (!bound.defined || unchanged || handler.unlearnt.count({news, variable}) != 0)) return;
         return complain(check, ledger, variable,
                         who + (owed ? " was never told what was sent for it" : " was never told of a change") +
                             holds(service, text(state, news)));

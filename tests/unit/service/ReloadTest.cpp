@@ -53,6 +53,22 @@ TEST(Reload, ANewDefaultChangesVariablesThatHoldTheirDefault) {
     EXPECT_THAT(peer.events(), ElementsAre("value a.b 6"));
 }
 
+TEST(Reload, NoPointCoversANewDefaultBeforeItsProviderIsAskedToApplyIt) {
+    CoreBench bench(number("default_value: '5'"));
+    Peer provider(bench, "p");
+    for (const int type : {1, 3}) provider.registerFor("a", type);
+    provider.events();
+    EXPECT_TRUE(bench.reload(number("default_value: '6'")));
+    bool asked = false;
+    for (const Frame& frame : bench.takeAll(provider.delivery)) {
+        asked = asked || frame.kind() == AppConfigHost::ASK;
+        if (frame.sequence() == bench.core->changes()) {
+            EXPECT_TRUE(asked) << "a break behind it would lose the question";
+        }
+    }
+    EXPECT_TRUE(asked);
+}
+
 TEST(Reload, ANewVariableIsToldToWhoeverRegisteredForItsName) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
