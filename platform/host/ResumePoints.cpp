@@ -63,8 +63,9 @@ void ResumePoints::takeBack(State& state) {
     if (!state.ceded) return;
     const Point ceded = *std::exchange(state.ceded, std::nullopt);
     if (!state.point) return;
-    if (state.point->timeline != ceded.timeline) {
-        // No timeline has the number 0, so this belongs to no state.
+    // Another state came meanwhile, or there was no point yet. A state that is known goes on in another timeline with the
+    // same numbers.
+    if (ceded.timeline == 0) {
         state.point = Point{};
         return;
     }
@@ -88,9 +89,11 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     } else if (theirs.foreign) {
         // Their handlers are this client's now. No timeline has the number 0, so this belongs to no state.
         state.point = Point{};
-    } else if (theirs.point->timeline != state.point->timeline || !theirs.point->joined) {
+    } else if (!theirs.point->joined) {
         state.point->joined.reset();
     } else if (state.point->joined) {
+        // The timelines may differ, since a service draws one when it first stores something. That both points belong to
+        // one state the service finds out itself: it is told of both.
         state.point->joined = std::min(*state.point->joined, *theirs.point->joined);
     }
     state.foreign = state.foreign || theirs.foreign;
