@@ -63,8 +63,8 @@ void ResumePoints::takeBack(State& state) {
     if (!state.ceded) return;
     const Point ceded = *std::exchange(state.ceded, std::nullopt);
     if (!state.point) return;
-    // Another state came meanwhile, or there was no point yet. A state that is known goes on in another timeline with the
-    // same numbers.
+    // Another state came meanwhile, or there was no point yet. A state that is known goes on in another timeline with
+    // the same numbers.
     if (ceded.timeline == 0) {
         state.point = Point{};
         return;
@@ -92,8 +92,8 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     } else if (!theirs.point->joined) {
         state.point->joined.reset();
     } else if (state.point->joined) {
-        // The timelines may differ, since a service draws one when it first stores something. That both points belong to
-        // one state the service finds out itself: it is told of both.
+        // The timelines may differ, since a service draws one when it first stores something. That both points belong
+        // to one state the service finds out itself: it is told of both.
         state.point->joined = std::min(*state.point->joined, *theirs.point->joined);
     }
     state.foreign = state.foreign || theirs.foreign;
