@@ -154,19 +154,17 @@ bool Delivery::turn(int fd, short events, Deadline deadline) {
     if (poll(fds.data(), fds.size(), until.pollTimeout()) < 0) return false;
     if (fds[0].revents != 0) m_wake->clear();
 
+    // Before any handler runs, and only where nothing waits to be read: a handler may take longer than an answer.
+    for (std::size_t i = 0; i < watched.size(); ++i) {
+        auto& [remote, stream] = watched[i];
+        const bool late =
+            remote->phase == Phase::greeting ? remote->greetingEnds.passed() : remote->registrations.isOverdue();
+        if (late && remote->stream == stream && fds[first + i].revents == 0) lose(*remote, {TRANSPORT_TIMED_OUT, {}});
+    }
     for (std::size_t i = 0; i < watched.size(); ++i) {
         auto& [remote, stream] = watched[i];
         // Handling one connection may have replaced another.
-        if (remote->stream != stream) continue;
-        if (fds[first + i].revents != 0) {
-            readFrom(*remote);
-        } else if (remote->registrations.isOverdue()) {
-            // Only where nothing waits to be read: a handler may have taken longer than the answer.
-            lose(*remote, {TRANSPORT_TIMED_OUT, {}});
-        }
-        if (remote->stream == stream && remote->phase == Phase::greeting && remote->greetingEnds.passed()) {
-            lose(*remote, {TRANSPORT_TIMED_OUT, {}});
-        }
+        if (remote->stream == stream && fds[first + i].revents != 0) readFrom(*remote);
     }
     if (m_depth == 0) deliverQueued();
     return fds[2].revents != 0;

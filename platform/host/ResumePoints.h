@@ -36,7 +36,8 @@ public:
 
     /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
     /// connection on, this client has known the service for as long as either of the two, has seen what both have, and
-    /// stands where it did when it ceded the endpoint, if it had.
+    /// stands where it did when it ceded the endpoint, if it had. Where the handlers may hold what another state
+    /// brought, it stands in no state, and is told everything.
     void takeOver(const std::string& endpoint, const ResumePoints& former);
 
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
@@ -68,7 +69,7 @@ private:
     struct State {
         std::optional<Point> point;
         std::vector<Seen> seen;
-        std::optional<Point> ceded;    ///< where the client stood when it first ceded the endpoint
+        std::optional<Point> ceded;    ///< where it stood when it first ceded the endpoint, if that state lasts
         std::uint64_t countsFrom = 0;  ///< earlier connections do not move the point
         bool foreign = false;          ///< its handlers may hold what a state brought that the point has left since
         bool early = false;            ///< something was registered in vain before there was a point

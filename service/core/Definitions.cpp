@@ -87,8 +87,9 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
             if (!adoption.changed[index]) continue;
             Variable& variable = *m_catalogue.find(adoption.row.name);
             // Providers first: the announcement carries the point behind which nothing of this is repeated.
-            if (announce && kind == ChangeKind::value) m_notifier.inform(variable);
-            m_notifier.announce(variable, kind, adoption.row.changes[index]);
+            std::vector<ClientKey> asked;
+            if (announce && kind == ChangeKind::value) asked = m_notifier.inform(variable);
+            m_notifier.announce(variable, kind, adoption.row.changes[index], asked);
         }
     }
     m_changes.withdraw(roles.fallen);

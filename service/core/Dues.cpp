@@ -143,13 +143,15 @@ void Notifier::addRevealed(const Variable& variable, std::vector<Client*>& conce
     }
 }
 
-void Notifier::inform(const Variable& variable) {
+std::vector<ClientKey> Notifier::inform(const Variable& variable) {
+    std::vector<ClientKey> asked;
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_ON_CHANGE)) {
         Client* client = m_with.clients.find(*target.client);
         if (client == nullptr || !client->delivery || !mayKnow(*client, variable, Topic::apply)) continue;
         client->applies.add({&variable, Topic::apply, nullptr});
-        goOn(*client);
+        asked.push_back(client->key);
     }
+    return asked;
 }
 
 void Notifier::correct(Client& client, const Variable& variable) {

@@ -28,8 +28,9 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool inte
     const Client* known = m_clients.find(key);
     const bool delivers = frame.hello().purpose() == AppConfigHost::DELIVERY;
     // Points prove what was sent over connections before, so one that the client has given up must not come in between.
-    if (delivers && known != nullptr && frame.hello().has_connection() &&
-        frame.hello().connection() < known->deliveryNumber) {
+    const std::uint64_t number = frame.hello().connection();
+    if (delivers && known != nullptr && frame.hello().has_connection() && number < known->deliveryNumber &&
+        known->deliveryNumber - number <= mostLateConnections) {
         return "the client has a newer connection for deliveries";
     }
     // A delivery connection takes the place of the one before, so it needs no limit.

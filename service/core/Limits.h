@@ -9,6 +9,10 @@
 /// What bounds the service, and what whoever starts it may choose. Plain values; any thread.
 namespace AppConfigService {
 
+/// A delivery connection that is so far behind its client's last one, or less, was given up before that was made. What
+/// is further behind was not numbered by the same transport.
+inline constexpr std::uint64_t mostLateConnections = 64;
+
 // Caps on whatever a peer decides. docs/service.md lists them for people.
 inline constexpr std::size_t longestElement = std::size_t{1} << 20;  ///< bytes of a value, all its elements together
 inline constexpr std::size_t mostElements = 4096;                    ///< elements of a list

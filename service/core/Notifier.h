@@ -69,9 +69,9 @@ public:
     /// \p client has handled everything up to the mark \p mark.
     void handled(Client& client, std::uint64_t mark);
 
-    /// Asks every connected provider of \p variable to apply its value, without anybody waiting: it changed by no
-    /// client's will.
-    void inform(const Variable& variable);
+    /// Every connected provider of \p variable is due to be asked to apply its value, without anybody waiting: it
+    /// changed by no client's will. \return whom announce() is to be told of; it asks them.
+    std::vector<ClientKey> inform(const Variable& variable);
 
     /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
     static void noteAsked(Client& client, const Variable& variable) { noteSent(client, variable, Topic::apply); }

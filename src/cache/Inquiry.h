@@ -19,7 +19,8 @@ namespace AppConfig {
 /// things decide what becomes of the answer:
 ///
 /// - Values carry a revision where the service numbers its changes. Of two that can be compared the newer one stays,
-///   and that settles it.
+///   and that settles it, unless something came in between that cannot be compared: each start of a service numbers
+///   anew.
 /// - Otherwise an answer counts when nobody has touched the item since the inquiry began, or when what stands there now
 ///   says the same.
 /// - Else nobody can tell which is newer. The item becomes unknown, and whoever needs it next asks the service, which
@@ -63,8 +64,8 @@ public:
     /// The service accepted options with this index of the default one. The options themselves come as an announcement.
     Outcome indexWritten(unsigned int defaultIndex);
 
-    /// The service announced a value. It is stored unless it is older than what the cache knows. Nobody waits for it,
-    /// so it is no inquiry's answer.
+    /// The service announced a value. It is stored unless it is older than what the cache knows; where it cannot be
+    /// compared with an accepted write, the value becomes unknown. Nobody waits for it, so it is no inquiry's answer.
     static void announced(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
                           const Revision& revision);
 

@@ -11,12 +11,16 @@
 
 namespace AppConfig {
 
-/// The changes that providers are asked to apply, so that an older value never follows a newer one. While a provider
+/// The changes that providers are asked to apply, so that an older value does not follow a newer one. While a provider
 /// waits for a reply of its own, the next change of the same variable may be dispatched within its call, and brings
 /// every provider up to date. And a transport whose place another one took may dispatch what it was asked before, after
-/// the other one has dispatched what is newer. Thread-safe.
+/// the other one has dispatched what is newer. What two starts of the service number cannot be compared and has no
+/// order here; nor have a call that begins just now and one that another thread makes at the same moment. Thread-safe.
 class ChangesUnderWay {
 public:
+    /// Of how many variables the newest number is remembered; beyond that it begins anew.
+    static constexpr std::size_t mostRemembered = 65536;
+
     /// One change, from before its first provider is called to the return of the last.
     class [[nodiscard]] Change {
     public:
@@ -47,8 +51,12 @@ private:
         const PlainLock lock(m_mutex);
         const std::thread::id me = std::this_thread::get_id();
         // What another thread dispatches has no order with this one but that of the revisions.
-        for (Change::Row& row : m_rows) row.overtaken = row.overtaken || (row.thread == me && row.var == var);
+        for (Change::Row& row : m_rows) {
+            const bool within = row.thread == me && row.var == var && !revision.isOlderThan(row.revision);
+            row.overtaken = row.overtaken || within;
+        }
         if (revision.known) {
+            if (m_newest.size() >= mostRemembered && m_newest.count(var) == 0) m_newest.clear();
             Revision& newest = m_newest[var];
             if (!revision.isOlderThan(newest)) newest = revision;
         }

@@ -49,7 +49,7 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
         manager->takeAnnounced(var.key(), value, revision);
         const ChangesUnderWay::Change change(link->m_state->changes, var.key(), revision);
         link->callProviders(var, [&](ProviderConfigHandler& provider) {
-            // What has been overtaken is over: every provider has the newer value already, or is about to get it.
+            // What has been overtaken is over: the newer change goes to every provider itself.
             if (change.isOvertaken()) return false;
             provider.onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
                               enumTranslate(req.role()), result);

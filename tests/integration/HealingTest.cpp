@@ -30,6 +30,14 @@ protected:
         }
     }
 
+    /// What the service logs arrives here some time after it has acted.
+    void awaitLogged(const std::string& text) {
+        const auto end = std::chrono::steady_clock::now() + patience;
+        while (service.process().errors().find(text) == std::string::npos) {
+            ASSERT_LT(std::chrono::steady_clock::now(), end) << "it was never logged: " << service.process().errors();
+        }
+    }
+
     ServiceProcess service;
 };
 
@@ -159,7 +167,7 @@ TEST_F(Healing, OnceHealedNothingIsToldAnew) {
     service.keepState(false);
     service.start();
     awaitRegistrations(4);
-    EXPECT_NE(service.process().errors().find("the client tells them anew"), std::string::npos);
+    awaitLogged("the client tells them anew");
     // That it holds them all, the client has been told before it is asked for this.
     set("8");
     client.waitForEvent({{"event", "apply"}, {"value", {"8"}}});

@@ -37,6 +37,7 @@ TEST(Dispatch, TheTableEndsWithARowOfZeros) {
     inFreshProcess([] {
         Application app;
 
+        ASSERT_EQ(app.transport.handlerTables(), 1);
         const MSG_Callback last = app.transport.terminator();
         EXPECT_EQ(last.entry, nullptr);
         EXPECT_EQ(last.context, nullptr);

@@ -266,30 +266,40 @@ TEST_F(Registrations, ThatAServiceDoesNotAnswerInTimeEndTheConnection) {
 }
 
 TEST_F(Registrations, AreAnsweredInTimeWhereAHandlerTakesLongerToReadTheAnswer) {
-    constexpr auto deadline = 200ms;
-    std::promise<void> entered;
-    std::promise<void> answered;
-    Handler slow([&](const MSG_Message*) {
-        entered.set_value();
-        answered.get_future().wait();
-        std::this_thread::sleep_for(deadline);
-    });
-    UnixTransport transport(options(deadline));
-    slow.addTo(transport, changed);
-    transport.addRemoteEndpoint("ConfigSrvc", -1);
-    registerFor(transport, "display");
-    peer.onRegistrations([&](ScriptedPeer::Connection& connection, const Frame& told) {
-        connection.send(notification("x", 1));
-        entered.get_future().wait();
-        answerTold(connection, told);
-        answered.set_value();
-    });
-    peer.setRegistrationsKnown(false);
-    peer.hangUp();
-    peer.await(REGISTRATIONS, 1);
-    settle(2);
-    EXPECT_EQ(peer.connections(DELIVERY), 2U) << "it was not given up";
-    transport.end();
+    ScriptedPeer another{directory.path() + "/Another"};
+    for (const bool ofTheSame : {true, false}) {
+        constexpr auto deadline = 500ms;
+        std::promise<void> entered;
+        std::promise<void> answered;
+        Handler slow([&](const MSG_Message*) {
+            entered.set_value();
+            answered.get_future().wait();
+            std::this_thread::sleep_for(deadline);  // it is the time that a slow handler takes
+        });
+        peer.setRegistrationsKnown(true);
+        const std::size_t before = peer.connections(DELIVERY);
+        UnixTransport transport(options(deadline));
+        slow.addTo(transport, changed);
+        transport.addRemoteEndpoint("Another", -1);  // first, so that it is read first
+        transport.addRemoteEndpoint("ConfigSrvc", -1);
+        registerFor(transport, "display");
+        const auto other = another.awaitDelivery(ofTheSame ? 1 : 2);
+        std::promise<void> done;
+        peer.onRegistrations([&](ScriptedPeer::Connection& connection, const Frame& told) {
+            (ofTheSame ? connection : *other).send(notification("x", 1));
+            entered.get_future().wait();
+            answerTold(connection, told);
+            answered.set_value();
+            done.set_value();
+        });
+        peer.setRegistrationsKnown(false);
+        peer.hangUp();
+        done.get_future().wait();
+        settle(before + 2);
+        EXPECT_EQ(peer.connections(DELIVERY), before + 2) << "it was not given up";
+        peer.onRegistrations({});
+        transport.end();
+    }
 }
 
 TEST_F(Registrations, AreNotAnsweredByAServiceThatWasNotTold) {

@@ -106,6 +106,19 @@ TEST(Connections, ADeliveryConnectionThatIsReadTooLateTakesNobodysPlace) {
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p")))) << "requests have no order";
 }
 
+TEST(Connections, ADeliveryConnectionWithANumberThatNoTransportReachesKeepsTheClientOutForAMomentOnly) {
+    CoreBench bench;
+    const ConnectionId liar = bench.open(ownUid, numbered(~std::uint64_t{0}));
+    EXPECT_FALSE(bench.isClosed(liar));
+    const ConnectionId own = bench.open(ownUid, numbered(7));
+    EXPECT_FALSE(bench.isClosed(own));
+    EXPECT_TRUE(bench.isClosed(liar));
+    EXPECT_TRUE(bench.isClosed(bench.open(ownUid, numbered(6))));
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, numbered(7 + AppConfigService::mostLateConnections + 1))));
+    EXPECT_TRUE(bench.isClosed(bench.open(ownUid, numbered(8)))) << "that far behind is refused";
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, numbered(7)))) << "and no further";
+}
+
 TEST(Connections, AReplacedDeliveryConnectionAnswersNoMore) {
     CoreBench bench;
     Peer provider(bench, "p");
