@@ -66,10 +66,15 @@ void Ledger::judgeRead(const Underway& underway, const Texts& value) {
 }
 
 void Ledger::judgeFlag(const Underway& underway, bool value) {
-    // False may be a failure.
-    if (!value || m_forgotten[underway.operation.link]) return;
+    if (m_forgotten[underway.operation.link]) return;
     const int variable = underway.operation.variable;
-    if (m_book.history.held(serviceOf(underway.operation.link), variable, {"true"}, underway.floor)) return;
+    const Texts text{value ? "true" : "false"};
+    if (m_book.history.held(serviceOf(underway.operation.link), variable, text, underway.floor)) {
+        believe(underway.operation.link, variable).heard.value = text;
+        return;
+    }
+    // False may be a failure.
+    if (!value) return;
     complain(Check::ownWrite, variable, "a read gave true, which is older than an own write that was acknowledged");
 }
 
