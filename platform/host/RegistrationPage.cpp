@@ -173,7 +173,9 @@ void RegistrationPage::ended(const Key& key, std::uint64_t number, bool register
         return queue(row);
     }
     if (ending == Ending::refused) return refuse(row, error != 0 ? error : generalError);
-    if (ending == Ending::done) return confirm(row);
+    // The service has answered as to one that registers now, who knows what it has read. Handlers of the attempts that
+    // failed have been waiting since before, so a frame says it once more.
+    if (ending == Ending::done && it.error == 0) return confirm(row);
     if (it.state == State::asking) queue(row);
 }
 

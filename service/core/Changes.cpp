@@ -281,7 +281,7 @@ void Changes::stored(const OperationPtr& operation) {
         announce(operation);
     };
     for (Client* client : clients) {
-        Notifier::noteAsked(*client, variable);
+        m_with.notifier.noteAsked(*client, variable);
         operation->asked.push_back(client->key);
     }
     operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,

@@ -24,11 +24,11 @@ std::optional<ChangeNumber> Notifier::toldOf(const Client& client, const Variabl
 
 std::optional<ChangeNumber> Notifier::toldOrReadOf(const Client& client, const Variable& variable, Topic topic) {
     const Knowledge& knowledge = client.knowledge;
-    // Nothing is less than any number. Who knew a value before it became a provider need not be asked to apply it.
-    std::optional<ChangeNumber> known = std::max(toldOf(client, variable, topic), knowledge.readOf(variable, topic));
-    if (topic != Topic::apply) return known;
-    known = std::max(known, knowledge.of(variable, Topic::value));
-    return std::max(known, knowledge.readOf(variable, Topic::value));
+    // Nothing is less than any number. Who read a value before it became a provider need not be asked to apply it. Who
+    // was only notified of it has to be: the notification may wait in the client until the provider is there, and then
+    // it is for consumers alone.
+    const Topic read = topic == Topic::apply ? Topic::value : topic;
+    return std::max(toldOf(client, variable, topic), knowledge.readOf(variable, read));
 }
 
 std::optional<ChangeNumber> Notifier::knownOf(const Client& client, const Registration& registration,

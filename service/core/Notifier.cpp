@@ -145,9 +145,10 @@ void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNum
     goOn(*client);
 }
 
-void Notifier::noteSent(Client& client, const Variable& variable, Topic topic) {
+void Notifier::noteSent(Client& client, const Variable& variable, Topic topic) const {
     // Whatever point is sent from here on is higher than those before, so the next one proves that this has arrived.
-    client.knowledge.noteSent(variable, topic, client.lastPoint ? *client.lastPoint + 1 : 0);
+    // A client that came from another state may yet go back to a point of this one, which lies before what it is sent.
+    client.knowledge.noteSent(variable, topic, client.lastPoint ? *client.lastPoint + 1 : sequence());
 }
 
 void Notifier::setPoint(Client& client, Frame& frame) const {

@@ -74,7 +74,7 @@ public:
     std::vector<ClientKey> inform(const Variable& variable);
 
     /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
-    static void noteAsked(Client& client, const Variable& variable) { noteSent(client, variable, Topic::apply); }
+    void noteAsked(Client& client, const Variable& variable) const { noteSent(client, variable, Topic::apply); }
 
     /// Sends \p client the value of \p variable, because it may believe in another one.
     void correct(Client& client, const Variable& variable);
@@ -101,7 +101,7 @@ private:
     void addRevealed(const Variable& variable, std::vector<Client*>& concerned);
 
     // What is sent: Notifier.cpp.
-    static void noteSent(Client& client, const Variable& variable, Topic topic);
+    void noteSent(Client& client, const Variable& variable, Topic topic) const;
     bool isWanted(const Client& client, const Backlog::Due& due) const;
     bool lookAgain(Client& client);
     void tell(Client& client, const Backlog::Due& due);

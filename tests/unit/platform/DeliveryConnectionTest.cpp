@@ -181,6 +181,9 @@ TEST_F(DeliveryConnection, ThatBeganBeforeTheClientGotAnotherPointIsMadeAnew) {
     EXPECT_FALSE(said[0].has_timeline());
     EXPECT_EQ(said[1].timeline(), 7U);
     EXPECT_EQ(said[1].delivered(), 40U);
+    // What a HELLO sets off may still be running.
+    transport.end();
+    peer.stop();
 }
 
 TEST_F(DeliveryConnection, IsGivenUpWhenAnAnswerCannotBeWrittenInTime) {

@@ -198,7 +198,20 @@ TEST_F(RegistrationRefusals, AreNotTriedAgainWhileTheApplicationAsksItself) {
     const std::uint64_t number = page.registering(key("a"), 20);
     greet(true);
     EXPECT_THAT(next(), IsEmpty());
+    page.ended(key("a"), number, true, Ending::refused, 5);
+    EXPECT_THAT(next(), IsEmpty());
+    EXPECT_EQ(page.refused(), 1U);
+}
+
+TEST_F(RegistrationRefusals, AreOverOnlyWithAFrameSinceARequestSpeaksForNoHandlerThatWasThereBefore) {
+    add("a", Ending::refused);
+    greet(true);
+    EXPECT_THAT(next(), ElementsAre("+a"));
+    answer({0});
+    const std::uint64_t number = page.registering(key("a"), 20);
     page.ended(key("a"), number, true, Ending::done, 0);
+    EXPECT_THAT(next(), ElementsAre("+a")) << "at once";
+    answer();
     EXPECT_EQ(page.refused(), 0U);
     EXPECT_EQ(confirmed(), 1U);
     EXPECT_THAT(next(), IsEmpty());

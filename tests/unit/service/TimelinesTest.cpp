@@ -12,6 +12,7 @@ using AppConfigService::MemoryStore;
 using AppConfigService::mostTimelines;
 using AppConfigService::Timeline;
 using AppConfigService::Timelines;
+using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 using ::testing::UnorderedElementsAre;
@@ -126,6 +127,26 @@ TEST_F(State, ThatIsEmptyTellsEverythingThatTheClientReaches) {
     peer.connect();
     EXPECT_TRUE(peer.welcome.point_known());
     EXPECT_THAT(peer.events(), IsEmpty());
+}
+
+TEST_F(State, IsToldAnewToAClientThatFallsBackToAPointOfItAfterItCameFromAnother) {
+    peer.registerFor("display", 3);
+    peer.events();
+    const std::uint64_t before = peer.delivered;
+    writer.write("display.brightness", {"80"});
+    peer.events();
+    const MemoryStore copy = bench.store;
+    writer.write("display.on", {"false"});
+    peer.events();
+    replace(copy);
+    peer.connect();
+    ASSERT_FALSE(peer.welcome.point_known()) << "and everything is sent, but the connection breaks before it is read";
+    peer.cut();
+    // As a transport does that has its endpoint back from another one.
+    peer.delivered = before;
+    peer.connect();
+    ASSERT_TRUE(peer.welcome.point_known());
+    EXPECT_THAT(peer.events(), Contains("value display.brightness 80"));
 }
 
 TEST_F(State, ThatIsAnOlderCopyIsNotTheClientsAlthoughItsNumbersHaveGrownPastTheClients) {
