@@ -185,11 +185,13 @@ Deadline Delivery::doWhatIsDue() {
         if (m_reachability.mustRenew(remote.endpoint)) {
             if (remote.phase != Phase::paused) lose(remote, {TRANSPORT_BROKEN_OFF, {}});
             m_reachability.renewalBegins(remote.endpoint);
+            remote.renewing = true;
             remote.nextAttempt = now();
         }
         tellRegistrations(remote);
-        // What has come before the connection was lost must be delivered before its resume point is told.
-        if (remote.phase == Phase::paused && remote.queued == 0) {
+        // What has come before the connection was lost must be delivered before its resume point is told. Nothing of
+        // that moves a point that was taken over, and it may wait for a handler over there that makes a request here.
+        if (remote.phase == Phase::paused && (remote.queued == 0 || remote.renewing)) {
             if (m_reachability.takeNudge(remote.endpoint) || remote.nextAttempt.passed()) attempt(remote);
             if (remote.phase == Phase::paused) next = next.orEarlier(remote.nextAttempt);
         }
@@ -289,6 +291,7 @@ void Delivery::welcomed(Remote& remote, const Welcome& welcome) {
         return;
     }
     remote.phase = Phase::up;
+    remote.renewing = false;
     remote.registrations.greeted(welcome);
     remote.steady = Deadline::after(m_options.longestPause);
     m_reachability.attemptEnded(remote.endpoint, remote.stream->fd());

@@ -97,6 +97,7 @@ private:
         Deadline steady = Deadline::never();  ///< from then on the connection counts as one that lasts
         std::chrono::milliseconds pause{};
         std::size_t queued = 0;
+        bool renewing = false;  ///< its point was taken over from another transport, and the service was not told yet
         std::string reported;
     };
 

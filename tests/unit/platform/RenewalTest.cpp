@@ -1,0 +1,80 @@
+// A connection for deliveries that is given up for another, because its client stands elsewhere now.
+#include <fcntl.h>
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <memory>
+
+#include "Connector.h"
+#include "Delivery.h"
+#include "HandlerTable.h"
+#include "Handlers.h"
+#include "RegistrationBook.h"
+#include "ResumePoints.h"
+#include "TransportFixture.h"
+
+namespace {
+
+using namespace AppConfigHost;
+using namespace AppConfigTest;
+using testing::ElementsAre;
+using testing::SizeIs;
+
+class PeerConnector final : public Connector {
+public:
+    explicit PeerConnector(ScriptedPeer& peer) : m_peer(peer) {}
+    Outcome check(const std::string&) const override { return {}; }
+    Outcome connect(const std::string& endpoint, Deadline, Waiter&, FileDescriptor& socket) override {
+        socket = FileDescriptor(m_peer.connect(endpoint));
+        fcntl(socket.get(), F_SETFL, O_NONBLOCK);
+        return {};
+    }
+
+private:
+    ScriptedPeer& m_peer;
+};
+
+TEST(Renewal, DoesNotWaitForWhatWaitsItselfForAHandlerOfAnotherTransport) {
+    Journal heard;
+    const std::uint32_t id = ConfigIF::messageId(changed);
+    const MSG_Entry hear = [](void* context, const MSG_Message* message) {
+        static_cast<Journal*>(context)->add(valueOf(message));
+    };
+    const MSG_Callback table[] = {{hear, &heard, id, id, 0}, {nullptr, nullptr, 0, 0, 0}};
+    ScriptedPeer peer;
+    PeerConnector connector(peer);
+    const PbUtility::TransportOptions options;
+    const std::string name = "client";
+    ResumePoints resume;
+    RegistrationBook book(options);
+    HandlerTable handlers;
+    EventFlag ended;
+    Delivery delivery(connector, resume, book, handlers, options, name, ended);
+    handlers.nameEndpoint("ConfigSrvc");
+    handlers.add(table);
+    const auto elsewhere = std::make_shared<HandlerActivity>();
+    elsewhere->began();
+    delivery.deliverAfter(elsewhere);
+
+    ASSERT_TRUE(delivery.add("ConfigSrvc").ok());
+    const auto first = peer.awaitDelivery(1);
+    ASSERT_NE(first, nullptr);
+    first->send(notification("one", 1));
+    first->send(ask(7));
+    ASSERT_THAT(peer.await(ANSWER, 1), SizeIs(1)) << "the notification before it has been read and waits";
+    delivery.renew("ConfigSrvc");
+
+    const auto second = peer.awaitDelivery(2);
+    ASSERT_NE(second, nullptr) << "the handler there may wait for what is asked for here";
+    second->send(notification("two", 2));
+    second->send(ask(8));
+    ASSERT_THAT(peer.await(ANSWER, 2), SizeIs(2));
+    EXPECT_THAT(heard.await(0), testing::IsEmpty());
+    elsewhere->ended();
+    EXPECT_THAT(heard.await(2), ElementsAre("one", "two"));
+    ended.set();
+    delivery.end();
+    peer.stop();
+}
+
+}  // namespace
