@@ -288,17 +288,30 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         VariableRow row = variable->row;
         if (request.has_read_level()) row.readLevel = roleFromWire(request.read_level());
         if (request.has_write_level()) row.writeLevel = roleFromWire(request.write_level());
-        row.ownReadLevel = row.readLevel != variable->definition->readLevel;
-        row.ownWriteLevel = row.writeLevel != variable->definition->writeLevel;
         const bool changed = row.readLevel != variable->row.readLevel || row.writeLevel != variable->row.writeLevel;
         if (changed) (*rows)[row.name] = {variable, row};
     }
     if (rows->empty()) return reply(call, *response);
 
     const auto stage = [rows](Batch& batch) {
+        // Settling the levels has set writes going that waited for others. They are in this batch, so they count.
+        std::map<ConfigVar, VariableRow> staged;
+        for (const StoredChange& entry : batch.entries) {
+            const auto* row = std::get_if<VariableRow>(&entry);
+            if (row != nullptr) staged[row->name] = *row;
+        }
         for (auto& [name, change] : *rows) {
-            change.second.changes[2] = Journal::nextChange(batch);
-            batch.entries.emplace_back(change.second);
+            auto& [variable, row] = change;
+            const auto newer = staged.find(name);
+            if (newer != staged.end()) {
+                newer->second.readLevel = row.readLevel;
+                newer->second.writeLevel = row.writeLevel;
+                row = std::move(newer->second);
+            }
+            row.ownReadLevel = row.readLevel != variable->definition->readLevel;
+            row.ownWriteLevel = row.writeLevel != variable->definition->writeLevel;
+            row.changes[2] = Journal::nextChange(batch);
+            batch.entries.emplace_back(row);
         }
     };
     m_with.journal.add(stage, [this, call, request, rows, response](bool stored) {

@@ -50,6 +50,27 @@ TEST_F(Levels, AreNotSetAboveTheOwnRole) {
     EXPECT_EQ(peer.setLevels("display.mode", 2, 2, 2), CommonIF::ERROR_NONE);
 }
 
+TEST_F(Levels, ThatAreSetAlongWithAWriteThatWaitedLeaveItsValue) {
+    const auto one = peer.open();
+    const auto two = peer.open();
+    const auto three = peer.open();
+    ConfigIF::SetAccessLevelsReq levels;
+    levels.set_role(CommonIF::SECURITY_ROLE_WIRE_30);
+    levels.set_write_level(CommonIF::SECURITY_ROLE_WIRE_30);
+    *levels.add_inst() = inst("display.brightness");
+    // The second write waits for the first, which is stored before the levels are.
+    bench.core->receive(one, peer.frame(writeRequest("display.brightness", {"11"})), bench.now);
+    bench.core->receive(two, peer.frame(writeRequest("display.brightness", {"12"})), bench.now);
+    bench.core->receive(three, peer.frame(levels), bench.now);
+    bench.settle();
+    EXPECT_EQ(peer.replyTo<ConfigIF::WriteRsp>(two)->result().error(), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.read("display.brightness").value(0), "12");
+    bench.restart();
+    Peer later(bench, "later");
+    EXPECT_EQ(later.read("display.brightness").value(0), "12");
+    EXPECT_EQ(later.write("display.brightness", {"13"}, 2).error(), CommonIF::ERROR_ACCESS_DENIED);
+}
+
 TEST_F(Levels, ReplyListsOnlyWhatWasRefused) {
     ConfigIF::SetAccessLevelsReq request;
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
