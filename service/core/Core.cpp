@@ -250,7 +250,35 @@ void Core::tick(Time now) {
         reject(m_silent.begin()->first,
                "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds", now);
     }
-    for (const ClientKey& key : m_clients.overdue(now, m_options.grace)) forget(key, "stayed away too long");
+    forgetOverdue();
+}
+
+void Core::forgetOverdue() {
+    const char* const why = "stayed away too long";
+    bool adds = false;
+    for (const ClientKey& key : m_clients.overdue(m_now, m_options.grace)) {
+        const Client& client = *m_clients.find(key);
+        if (!client.hasRow()) {
+            forget(key, why);
+            continue;
+        }
+        adds = true;
+        // Not before the store has: the next start would bring its registrations back, and take the client, which may
+        // have come again and been told nothing, for one that has had them all along.
+        m_journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
+                      [this, key, why](bool stored) {
+                          Client* overdue = m_clients.find(key);
+                          if (overdue == nullptr) return;
+                          if (!stored) {
+                              overdue->goneSince = m_now;
+                              return;
+                          }
+                          overdue->stored = false;
+                          forget(key, why);
+                      });
+    }
+    // At once, since it could come back in between.
+    if (adds) store();
 }
 
 std::optional<Time> Core::nextDeadline() const {

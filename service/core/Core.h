@@ -117,6 +117,7 @@ private:
     /// By value: the client may be forgotten on the way.
     void farewell(ConnectionId delivery, ClientKey key);
     void forget(const ClientKey& key, const char* why);
+    void forgetOverdue();
     void drop(ConnectionId id);
     void store();
     bool adoptAll(const Definitions& definitions, std::string& error, bool announce);

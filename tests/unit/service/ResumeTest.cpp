@@ -301,6 +301,32 @@ TEST(Resume, RegistrationsThatAreRepeatedWithoutADeliveryConnectionBringEachVari
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
 }
 
+TEST(Resume, IsNotOverAsLongAsThatCannotBeStored) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    Peer writer(bench, "w");
+    peer.registerFor("display", 3);
+    peer.cut();
+    bench.core->disconnectClient("p", bench.now);
+    writer.write("display.brightness", {"1"});
+    bench.store.failWith("disk full");
+    bench.pass(301s);
+    EXPECT_FALSE(bench.logged("stayed away")) << "the store would bring its registrations back";
+    peer.connect();
+    EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1"));
+    peer.cut();
+    bench.core->disconnectClient("p", bench.now);
+    bench.store.failWith("");
+    bench.pass(299s);
+    EXPECT_FALSE(bench.logged("p is forgotten"));
+    bench.pass(1s);
+    EXPECT_TRUE(bench.logged("p is forgotten"));
+    bench.restart();
+    peer.connect();
+    peer.write("display.brightness", {"2"});
+    EXPECT_THAT(peer.events(), IsEmpty());
+}
+
 TEST(Resume, IsOverAfterTheGraceTime) {
     CoreBench bench;
     Peer peer(bench, "p");
