@@ -89,7 +89,10 @@ void Ledger::registers(const std::string& name, int type) {
     const Underway& underway = own->second;
     const bool brings = underway.operation.action == Action::setTransport;
     for (auto& [number, handler] : m_handlers) {
-        const bool isMeant = number == underway.handler || (brings && handler.link == underway.operation.link);
+        // Whoever hands over a transport registers what is entered, and not what another thread is registering.
+        const bool isEntered = handler.phase == HandlerRecord::Phase::live;
+        const bool isBrought = brings && isEntered && handler.link == underway.operation.link;
+        const bool isMeant = number == underway.handler || isBrought;
         if (isMeant && handler.wants(news) && name == registeredName(handler)) handler.asked.insert(news);
     }
 }
