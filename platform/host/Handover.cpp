@@ -59,7 +59,8 @@ void Handover::forward(Member& member, const std::string& endpoint, const Regist
     Member* holder = &member;
     // Each transport was ceded after the one before it, so this ends at the one that was set last.
     while (Member* const next = successorOf(*holder, endpoint)) holder = next;
-    if (holder == &member) return;
+    // Nobody has the place, or this one has it again.
+    if (holder == &member && member.book.isCeded(endpoint)) return;
     // From the call itself: what it entered in the former book may have been withdrawn with all the rest there.
     late.repeat(holder->book, member.localEndpoint, holder->localEndpoint);
     holder->delivery.registrationsChanged();

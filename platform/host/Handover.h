@@ -44,7 +44,7 @@ public:
         APPCONFIG_EXCLUDES(m_mutex);
 
     /// Passes on what a thread registered or unregistered over \p member although that had ceded \p endpoint: the
-    /// thread had looked up the link's transport before.
+    /// thread had looked up the link's transport before. The place may be the member's own again.
     void forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late)
         APPCONFIG_EXCLUDES(m_mutex);
 

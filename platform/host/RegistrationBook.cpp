@@ -143,6 +143,11 @@ void RegistrationBook::reopen(const std::string& endpoint) {
     m_ceded.erase(endpoint);
 }
 
+bool RegistrationBook::isCeded(const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    return m_ceded.count(endpoint) != 0;
+}
+
 void RegistrationBook::adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows,
                              const std::string& from, const std::string& to) {
     const AppConfig::PlainLock lock(m_mutex);

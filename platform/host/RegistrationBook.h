@@ -63,6 +63,7 @@ public:
     /// Withdraws that, unless the endpoint was reopened.
     void withdrawCeded(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     void reopen(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    bool isCeded(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     void adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows, const std::string& from,
                const std::string& to) APPCONFIG_EXCLUDES(m_mutex);
 

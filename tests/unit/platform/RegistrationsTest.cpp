@@ -8,7 +8,7 @@
 
 #include "Handlers.h"
 #include "RegistrationDigest.h"
-#include "TransportFixture.h"
+#include "RegistrationsFixture.h"
 
 namespace {
 
@@ -24,85 +24,7 @@ using testing::SizeIs;
 constexpr int none = 0;
 constexpr int limit = -16;
 
-class Registrations : public TransportFixture {
-protected:
-    Registrations() {
-        peer.setRegistrationsKnown(true);
-        answerWith(none);
-    }
-
-    /// How the service answers requests that register or unregister from now on.
-    void answerWith(int error) {
-        peer.onRequest([error](ScriptedPeer::Connection& connection, const Frame& request) {
-            ConfigIF::RegisterClientCallbackRsp response;
-            response.set_error(static_cast<CommonIF::eErrorType>(error));
-            Frame reply;
-            reply.set_kind(REPLY);
-            reply.set_correlation(request.correlation());
-            reply.set_status(OK);
-            reply.set_message_id(request.message_id() + 1);
-            response.SerializeToString(reply.mutable_payload());
-            connection.send(reply);
-        });
-    }
-    static int registerFor(PbUtils& transport, const std::string& name, int type = 3) {
-        ConfigIF::RegisterClientCallbackReq request;
-        request.set_client_name("self");
-        request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
-        request.set_var_name(name);
-        request.set_type(static_cast<ConfigIF::CallbackType>(type));
-        request.set_callback_name("link");
-        ConfigIF::RegisterClientCallbackRsp response;
-        return transport.sendWaitResponse(request, &response, "ConfigSrvc");
-    }
-    static int unregister(PbUtils& transport, const std::string& name) {
-        ConfigIF::UnregisterClientCallbackReq request;
-        request.set_client_name("self");
-        request.set_var_name(name);
-        request.set_type(ConfigIF::CALLBACK_CONFIG_CHANGED);
-        request.set_callback_name("link");
-        ConfigIF::UnregisterClientCallbackRsp response;
-        return transport.sendWaitResponse(request, &response, "ConfigSrvc");
-    }
-    static void answerTold(ScriptedPeer::Connection& connection, const Frame& told,
-                           const std::vector<int>& refused = {}) {
-        Frame answer;
-        answer.set_kind(REGISTERED);
-        answer.set_correlation(told.correlation());
-        for (const int index : refused) {
-            Refusal* refusal = answer.add_refusal();
-            refusal->set_index(static_cast<std::uint32_t>(index));
-            refusal->set_error(limit);
-        }
-        connection.send(answer);
-    }
-    /// \return the names that the \p count-th REGISTRATIONS frame told.
-    std::vector<std::string> told(std::size_t count) {
-        const std::vector<Frame> frames = peer.await(REGISTRATIONS, count);
-        std::vector<std::string> names;
-        if (frames.size() < count) return names;
-        for (const Registration& row : frames[count - 1].registration()) names.push_back(row.name());
-        for (const Registration& row : frames[count - 1].withdrawn()) names.push_back("-" + row.name());
-        return names;
-    }
-    /// Makes something happen behind whatever the delivery thread had to do at once.
-    void settle(std::size_t delivery = 1) {
-        const std::size_t before = peer.received(ANSWER).size();
-        peer.awaitDelivery(delivery)->send(ask(1));
-        peer.await(ANSWER, before + 1);
-    }
-    TransportOptions observed() {
-        TransportOptions result = options();
-        result.firstRegistrationPause = 5ms;
-        result.onRegistration = [this](const RegistrationReport& report) {
-            journal.add(report.endpoint + " " + report.name + " " + std::to_string(report.type) + " " +
-                        std::to_string(report.error));
-        };
-        return result;
-    }
-
-    Journal journal;
-};
+using Registrations = RegistrationsFixture;
 
 TEST_F(Registrations, AreDescribedWhenTheConnectionIsMadeAnew) {
     UnixTransport transport(options());
