@@ -69,8 +69,11 @@ void ResumePoints::takeBack(State& state) {
         state.point = Point{};
         return;
     }
+    // What it was asked on the way it has seen, also where it goes back behind that.
+    const Point reached = *state.point;
     state.point->delivered = std::min(state.point->delivered, ceded.delivered);
     if (state.point->joined) state.point->joined = std::min(*state.point->joined, state.point->delivered);
+    note(state, reached.timeline, reached.delivered);
 }
 
 void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& former) {

@@ -305,6 +305,7 @@ TEST_F(TakenOver, StandWhereTheyDidWhenTheyFirstCededTheEndpoint) {
     EXPECT_EQ(hello.timeline(), first);
     EXPECT_EQ(hello.delivered(), 5U) << "what came since was passed over";
     EXPECT_EQ(hello.joined(), 4U);
+    EXPECT_THAT(seen(), ElementsAre(at(first, 8))) << "but for questions, which may have told of it";
 }
 
 TEST_F(TakenOver, BelongToNoStateWhereAnotherWasToldSinceTheyCededTheEndpoint) {
