@@ -50,6 +50,10 @@ int errorIn(const Frame& reply) {
 
 }  // namespace
 
+bool RegistrationBook::concerns(const Frame& request) {
+    return mayConcern(request.message_id());
+}
+
 RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint, const Frame& request)
     : m_book(book), m_endpoint(endpoint), m_request(request) {
     const std::uint32_t id = request.message_id();

@@ -22,6 +22,9 @@ public:
     /// \p options is not owned and outlives this object.
     explicit RegistrationBook(const PbUtility::TransportOptions& options) : m_options(options) {}
 
+    /// \return whether \p request may change registrations.
+    static bool concerns(const Frame& request);
+
     /// One request that changes registrations, from before it is sent until it has ended. Does nothing at all for any
     /// other request.
     class Call {

@@ -130,16 +130,27 @@ void SocketTransport::end() {
 int SocketTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                       google::protobuf::MessageLite* response, const std::string& endpoint) {
     const CallCounter::Call call(*m_calls);
-    const Outcome outcome =
-        call.isAllowed() ? exchange(request, response, endpoint, true) : Outcome{TRANSPORT_ENDED, {}};
+    const Outcome outcome = call.isAllowed() ? exchange(request, response, endpoint, true) : passOn(request, endpoint);
     if (!outcome.ok() && response != nullptr) response->Clear();
     return finish(endpoint, outcome);
 }
 
 int SocketTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void*) {
     const CallCounter::Call call(*m_calls);
-    return finish(endpoint,
-                  call.isAllowed() ? exchange(message, nullptr, endpoint, false) : Outcome{TRANSPORT_ENDED, {}});
+    return finish(endpoint, call.isAllowed() ? exchange(message, nullptr, endpoint, false) : passOn(message, endpoint));
+}
+
+Outcome SocketTransport::passOn(const google::protobuf::MessageLite& message, const std::string& endpoint) {
+    const Outcome outcome{TRANSPORT_ENDED, {}};
+    Frame frame;
+    frame.set_kind(ONE_WAY);
+    frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
+    if (!RegistrationBook::concerns(frame)) return outcome;
+    message.SerializePartialToString(frame.mutable_payload());
+    RegistrationBook::Call registration(*m_book, endpoint, frame);
+    registration.end(outcome, Frame());
+    if (registration.isLate()) Handover::ofProcess().forward(*m_member, endpoint, registration);
+    return outcome;
 }
 
 Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,

@@ -103,7 +103,9 @@ private:
     AppConfigHost::Outcome exchange(const google::protobuf::MessageLite& message,
                                     google::protobuf::MessageLite* response, const std::string& endpoint,
                                     bool awaitReply);
-
+    /// The transport has ended, but a thread may have looked it up before its link was handed another: what that
+    /// registers or unregisters is the other's to tell.
+    AppConfigHost::Outcome passOn(const google::protobuf::MessageLite& message, const std::string& endpoint);
     /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it. \p leaves is called
     /// before each attempt to send it.
     AppConfigHost::Outcome converse(AppConfigHost::Frame& frame, const std::string& endpoint,

@@ -13,7 +13,24 @@ using namespace AppConfigHost;
 using namespace AppConfigTest;
 using namespace PbUtility;
 
-using Handover = RegistrationsFixture;
+class Handover : public RegistrationsFixture {
+protected:
+    /// \return whether one of the frames that come from here on says of \p name that it is registered, or withdrawn.
+    bool says(const std::string& name, bool registered) {
+        for (;; ++m_seen) {
+            const std::vector<Frame> frames = peer.await(REGISTRATIONS, m_seen + 1);
+            if (frames.size() <= m_seen) return false;
+            for (const Registration& row : registered ? frames[m_seen].registration() : frames[m_seen].withdrawn()) {
+                if (row.name() == name) return true;
+            }
+        }
+    }
+
+    Handler handler{[](const MSG_Message*) {}};
+
+private:
+    std::size_t m_seen = 0;
+};
 
 TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasItAgain) {
     std::promise<void> arrived;
@@ -26,7 +43,6 @@ TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasIt
         });
     UnixTransport a(options());
     UnixTransport b(options());
-    Handler handler([](const MSG_Message*) {});
     a.addRemoteEndpoint("ConfigSrvc", -1);
     b.addRemoteEndpoint("ConfigSrvc", -1);
     handler.addTo(a, changed);
@@ -39,17 +55,6 @@ TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasIt
         answerRegistration(connection, request, 0);
     });
     std::thread registering([&] { EXPECT_EQ(registerFor(a, "late"), TRANSPORT_OK); });
-    std::size_t seen = 0;
-    /// Whether one of the frames that come from here on says of \p name that it is registered, or withdrawn.
-    const auto says = [&](const std::string& name, bool registered) {
-        for (;; ++seen) {
-            const std::vector<Frame> frames = peer.await(REGISTRATIONS, seen + 1);
-            if (frames.size() <= seen) return false;
-            for (const Registration& row : registered ? frames[seen].registration() : frames[seen].withdrawn()) {
-                if (row.name() == name) return true;
-            }
-        }
-    };
     ASSERT_TRUE(says("late", false)) << "with all that was ceded";
     a.addRemoteEndpoint("ConfigSrvc", -1);
     handler.addTo(a, changed);
@@ -58,6 +63,25 @@ TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasIt
     EXPECT_TRUE(says("late", true));
     a.end();
     b.end();
+    peer.stop();
+}
+
+TEST_F(Handover, PassesOnWhatAThreadRegistersOverATransportThatHasLostItsPlaceAndHasEnded) {
+    peer.onRegistrations(
+        [](ScriptedPeer::Connection& connection, const Frame& frame) { answerTold(connection, frame); });
+    UnixTransport a(options());
+    UnixTransport b(options());
+    a.addRemoteEndpoint("ConfigSrvc", -1);
+    b.addRemoteEndpoint("ConfigSrvc", -1);
+    handler.addTo(a, changed);
+    handler.addTo(b, changed);
+    a.end();
+    EXPECT_EQ(registerFor(a, "late"), TRANSPORT_ENDED);
+    EXPECT_TRUE(says("late", true));
+    EXPECT_EQ(unregister(a, "late"), TRANSPORT_ENDED);
+    EXPECT_TRUE(says("late", false));
+    b.end();
+    EXPECT_EQ(registerFor(b, "later"), TRANSPORT_ENDED) << "nobody has its place";
     peer.stop();
 }
 
