@@ -14,8 +14,9 @@ namespace AppConfig {
 /// The changes that providers are asked to apply, so that an older value does not follow a newer one. While a provider
 /// waits for a reply of its own, the next change of the same variable may be dispatched within its call, and brings
 /// every provider up to date. And a transport whose place another one took may dispatch what it was asked before, after
-/// the other one has dispatched what is newer. What two starts of the service number cannot be compared and has no
-/// order here; nor have a call that begins just now and one that another thread makes at the same moment. Thread-safe.
+/// the other one has dispatched what is newer. What two starts of the service number cannot be compared: of such calls
+/// on two threads the one that began later is the newer one. A call that begins just now and one that another thread
+/// makes at the same moment have no order. Thread-safe.
 class ChangesUnderWay {
 public:
     /// Of how many variables the newest number is remembered; beyond that it begins anew.
@@ -50,10 +51,12 @@ private:
     std::list<Change::Row>::iterator begin(const ConfigVar& var, const Revision& revision) {
         const PlainLock lock(m_mutex);
         const std::thread::id me = std::this_thread::get_id();
-        // What another thread dispatches has no order with this one but that of the revisions.
         for (Change::Row& row : m_rows) {
-            const bool within = row.thread == me && row.var == var && !revision.isOlderThan(row.revision);
-            row.overtaken = row.overtaken || within;
+            if (!(row.var == var)) continue;
+            const bool within = row.thread == me && !revision.isOlderThan(row.revision);
+            // Another thread dispatches for a transport whose place was taken. The service has started anew since.
+            const bool restarted = row.thread != me && row.revision.isOfAnotherTimelineThan(revision);
+            row.overtaken = row.overtaken || within || restarted;
         }
         if (revision.known) {
             if (m_newest.size() >= mostRemembered && m_newest.count(var) == 0) m_newest.clear();

@@ -12,6 +12,10 @@ struct Revision {
 
     /// \return whether the two can be put in an order.
     bool isComparableWith(const Revision& other) const { return known && other.known && timeline == other.timeline; }
+    /// \return whether both are numbered, by services that do not count on from each other.
+    bool isOfAnotherTimelineThan(const Revision& other) const {
+        return known && other.known && timeline != other.timeline;
+    }
     /// \return whether this one is older for certain.
     bool isOlderThan(const Revision& other) const { return isComparableWith(other) && change < other.change; }
 };

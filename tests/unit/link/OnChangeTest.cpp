@@ -93,32 +93,35 @@ TEST(OnChange, ThatIsOlderThanOneThatWasHandedOnReachesNoProvider) {
 }
 
 TEST(OnChange, ThatIsOvertakenByANewerOneIsOverForTheOtherProviders) {
-    inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider first(log, "a");
-        Provider second(log, "b");
-        app.link->registerHandler("display", "", &first);
-        app.link->registerHandler("display", "", &second);
-        const auto change = [](std::uint64_t number) {
-            auto req = request<ConfigIF::OnChangeReq>();
-            req.mutable_revision()->set_timeline(11);
-            req.mutable_revision()->set_change(number);
-            return req;
-        };
-        bool begun = false;
-        const auto another = [&] {
-            if (std::exchange(begun, true)) return;
-            // On another thread, as over a transport that took the place of this one.
-            std::thread([&] { app.transport.deliver(change(6)); }).join();
-        };
-        first.action = another;
-        second.action = another;
+    const auto change = [](std::uint64_t timeline, std::uint64_t number) {
+        auto req = request<ConfigIF::OnChangeReq>();
+        req.mutable_revision()->set_timeline(timeline);
+        req.mutable_revision()->set_change(number);
+        return req;
+    };
+    // What another start of the service numbers cannot be compared: the one that began later is the newer one.
+    for (const auto& newer : {change(11, 6), change(12, 1)}) {
+        inFreshProcess([&] {
+            Application app;
+            Names log;
+            Provider first(log, "a");
+            Provider second(log, "b");
+            app.link->registerHandler("display", "", &first);
+            app.link->registerHandler("display", "", &second);
+            bool begun = false;
+            const auto another = [&] {
+                if (std::exchange(begun, true)) return;
+                // On another thread, as over a transport that took the place of this one.
+                std::thread([&] { app.transport.deliver(newer); }).join();
+            };
+            first.action = another;
+            second.action = another;
 
-        app.transport.deliver(change(5));
+            app.transport.deliver(change(11, 5));
 
-        EXPECT_EQ(log.size(), 3U) << "the older one reached one provider, the newer one both";
-    });
+            EXPECT_EQ(log.size(), 3U) << "the older one reached one provider, the newer one both";
+        });
+    }
 }
 
 TEST(OnChange, IsNotFilteredByClientName) {
