@@ -26,7 +26,11 @@ public:
 
     /// To be called once. Blocks until everything is checked.
     void run();
-    const Findings& findings() const { return m_book.findings; }
+    /// A copy: delivery threads go on.
+    Findings findings() {
+        const auto held = lock();
+        return m_book.findings;
+    }
 
     /// Connects to the service of that name.
     int connect(const std::string& endpoint) override;

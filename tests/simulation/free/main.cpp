@@ -22,12 +22,12 @@ int runOne(std::uint64_t seed) {
     // Never destroyed: delivery threads go on to the end.
     FreeRun& run = *new FreeRun(script, images);
     run.run();
-    for (const Finding& finding : run.findings().all()) {
+    const Findings findings = run.findings();
+    for (const Finding& finding : findings.all()) {
         std::fprintf(stderr, "seed %" PRIu64 ": %s: %s\n", seed, nameOf(finding.check), finding.sentence.c_str());
     }
-    std::fprintf(stderr, "seed %" PRIu64 ": %d operations, %d faults\n", seed, run.findings().operations,
-                 run.findings().faults);
-    return run.findings().all().empty() ? 0 : 1;
+    std::fprintf(stderr, "seed %" PRIu64 ": %d operations, %d faults\n", seed, findings.operations, findings.faults);
+    return findings.all().empty() ? 0 : 1;
 }
 
 }  // namespace
