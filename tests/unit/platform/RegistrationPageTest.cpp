@@ -237,6 +237,19 @@ TEST_F(RegistrationPageTest, AllThatAConnectionSwallowedIsToldAgain) {
     EXPECT_THAT(next(), ElementsAre("+a"));
 }
 
+TEST_F(RegistrationPageTest, WhatIsAskedForWhenAConnectionIsLostIsLeftToItsRequest) {
+    add("a");
+    greet(true);
+    remove("a", Ending::unknown);
+    EXPECT_THAT(next(), ElementsAre("-a"));
+    const std::uint64_t registering = page.registering(key("a"), 20);
+    page.lost();
+    greet(true);
+    EXPECT_THAT(next(), IsEmpty());
+    page.ended(key("a"), registering, true, Ending::done, 0);
+    EXPECT_EQ(confirmed(), 1U);
+}
+
 TEST_F(RegistrationPageTest, OfOneRequesterEndTogetherAndAreToldAnewWhenNobodyKnows) {
     add("a");
     page.registering({"b", 3, page.share("link"), page.share("another")}, 20);
