@@ -168,6 +168,7 @@ TEST_F(Fault, OfOneTypeAfterAnotherStrikesBeforeALaterOneOfAnyType) {
 
 TEST_F(Fault, PassesTheRestOn) {
     EXPECT_EQ(fault.addHandlers(nullptr), TRANSPORT_BAD_ARGUMENT);
+    EXPECT_EQ(lastTransportFailure(), "addHandlers: an argument is missing (no table)");
     EXPECT_EQ(fault.addRemoteEndpoint("../x", -1), TRANSPORT_BAD_ENDPOINT);
     EXPECT_EQ(fault.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
     EXPECT_NE(peer.awaitDelivery(), nullptr);
