@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include <future>
+#include <string>
 
 #include "Handlers.h"
 #include "TransportFixture.h"
@@ -153,6 +154,41 @@ TEST_F(Points, WaitWithNotificationsForAHandlerThatWaitsItself) {
     peer.awaitDelivery()->send(behind("first", 1));
     EXPECT_THAT(journal.await(2), ElementsAre("first", "second"));
     EXPECT_THAT(peer.await(HANDLED, 1), SizeIs(1));
+    transport.end();
+}
+
+TEST_F(Points, AndNotificationsThatComeByTheThousandAtOnceAreHandledAsTheyAreRead) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    Handler slow([&](const MSG_Message* message) {
+        if (valueOf(message) != "first") return;
+        entered.set_value();
+        mayLeave.get_future().wait();
+    });
+    // More than may wait for a handler, and few enough bytes to be read at once.
+    const auto many = [](Frame frame, Kind kind) {
+        frame.set_kind(kind);
+        std::string bytes;
+        for (int i = 0; i < 5000; ++i) bytes += encodeFrame(frame);
+        EXPECT_LE(bytes.size(), std::size_t{64} * 1024);
+        return bytes;
+    };
+    Frame empty;
+    const std::string points = many(empty, REACHED);
+    empty.set_message_id(ConfigIF::messageId(changed));
+    const std::string notifications = many(empty, NOTIFICATION);
+    UnixTransport transport(options());
+    slow.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    const auto connection = peer.awaitDelivery();
+    connection->send(notification("first", 1));
+    entered.get_future().wait();
+    connection->sendBytes(points);
+    mayLeave.set_value();
+    settle(connection);
+    connection->sendBytes(notifications);
+    settle(connection);
+    EXPECT_EQ(peer.connections(AppConfigHost::DELIVERY), 1U);
     transport.end();
 }
 
