@@ -2,7 +2,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 
-#include <atomic>
+#include <chrono>
 #include <memory>
 
 #include "Connector.h"
@@ -43,7 +43,8 @@ TEST(Renewal, DoesNotWaitForWhatWaitsItselfForAHandlerOfAnotherTransport) {
     const MSG_Callback table[] = {{hear, &heard, id, id, 0}, {nullptr, nullptr, 0, 0, 0}};
     ScriptedPeer peer;
     PeerConnector connector(peer);
-    const PbUtility::TransportOptions options;
+    PbUtility::TransportOptions options;
+    options.firstPause = options.longestPause = std::chrono::hours(1);  // a renewal waits for no pause
     const std::string name = "client";
     ResumePoints resume;
     RegistrationBook book(options);

@@ -183,6 +183,16 @@ TEST_F(ResumePointsTest, KeepWhatWasSeenOfTheNewTimelineUntilItIsCovered) {
     EXPECT_THAT(seen(), ElementsAre(at(second, 9)));
 }
 
+TEST_F(ResumePointsTest, KeepWhatWasSeenOfAnotherTimelineSinceTheConnectionBegan) {
+    join();
+    points.saw(service, second, 6);
+    const std::uint64_t connection = connected(true);
+    points.saw(service, second, 7);
+    points.handled(service, connection, first, 8);
+    connect();
+    EXPECT_THAT(seen(), ElementsAre(at(second, 7))) << "the service was told of 6 alone";
+}
+
 TEST_F(ResumePointsTest, ForgetWhatWasSeenOfALostStateOnceTheOtherHasToldAll) {
     join();
     points.saw(service, first, 900);
