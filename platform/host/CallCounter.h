@@ -15,9 +15,7 @@ public:
     class [[nodiscard]] Call {
     public:
         explicit Call(CallCounter& counter) : m_counter(counter), m_allowed(counter.enter()) {}
-        ~Call() {
-            if (m_allowed) m_counter.leave();
-        }
+        ~Call() { m_counter.leave(m_allowed); }
         Call(const Call&) = delete;
         Call& operator=(const Call&) = delete;
 
@@ -37,23 +35,28 @@ public:
         return first;
     }
 
-    /// Blocks until no call is under way. Only after close().
+    /// Blocks until no call is under way that was let in. Only after close().
     void awaitNone() {
         const AppConfig::PlainLock lock(m_mutex);
         while (m_calls != 0) m_left.wait(m_mutex);
     }
 
+    /// Blocks until none is under way at all: what is not let in may have something to pass on. Only after close().
+    void awaitRefused() {
+        const AppConfig::PlainLock lock(m_mutex);
+        while (m_calls + m_refused != 0) m_left.wait(m_mutex);
+    }
+
 private:
     bool enter() {
         const AppConfig::PlainLock lock(m_mutex);
-        if (m_closed) return false;
-        ++m_calls;
-        return true;
+        ++(m_closed ? m_refused : m_calls);
+        return !m_closed;
     }
 
-    void leave() {
+    void leave(bool allowed) {
         const AppConfig::PlainLock lock(m_mutex);
-        --m_calls;
+        --(allowed ? m_calls : m_refused);
         if (m_calls == 0 && m_closed) m_left.notify_all();
     }
 
@@ -61,6 +64,7 @@ private:
     std::condition_variable_any m_left;
     bool m_closed APPCONFIG_GUARDED_BY(m_mutex) = false;
     std::size_t m_calls APPCONFIG_GUARDED_BY(m_mutex) = 0;
+    std::size_t m_refused APPCONFIG_GUARDED_BY(m_mutex) = 0;
 };
 
 }  // namespace AppConfigHost

@@ -43,10 +43,12 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     const auto rows = othersStay ? from.book.held(endpoint) : from.book.cede(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
     if (rows.empty()) return;
-    to.book.adopt(endpoint, rows, from.localEndpoint, to.localEndpoint);
     // Between the last news there and the first ones here may lie some that nobody delivers.
     to.resume.takeOver(endpoint, from.resume);
     to.delivery.renew(endpoint);
+    // Only now: told over the connection that is given up, they would bring questions that nobody answers.
+    to.book.adopt(endpoint, rows, from.localEndpoint, to.localEndpoint);
+    to.delivery.registrationsChanged();
 }
 
 Handover::Member* Handover::successorOf(Member& member, const std::string& endpoint) const {

@@ -33,7 +33,7 @@ public:
         /// this object.
         Call(RegistrationBook& book, const std::string& endpoint, const Frame& request);
 
-        /// \return whether the endpoint had been ceded before, so that another transport has to be told.
+        /// \return whether the endpoint had been ceded before, so that whoever has the place now has to be told.
         bool isLate() const { return m_isLate; }
 
         /// The request is about to be sent to the service that is connected now.

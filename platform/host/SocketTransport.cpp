@@ -116,6 +116,7 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
 
 SocketTransport::~SocketTransport() {
     end();
+    m_calls->awaitRefused();
     Handover::ofProcess().leave(*m_member);
 }
 

@@ -229,13 +229,18 @@ void Changes::decided(const OperationPtr& operation) {
 }
 
 void Changes::store(const OperationPtr& operation) {
-    m_with.journal.add([operation](Batch& batch) { stage(*operation, batch); },
-                       [this, operation](bool isStored) {
-                           if (isStored) return stored(operation);
-                           conclude(operation,
-                                    {CommonIF::ERROR_STORAGE,
-                                     operation->variable->display + ": the service could not store the change"});
-                       });
+    m_with.journal.add(
+        [this, operation](Batch& batch) {
+            // Levels that were set in the batch before this one count already.
+            operation->result.verdict = admit(*operation);
+            if (operation->result.verdict.ok()) stage(*operation, batch);
+        },
+        [this, operation](bool isStored) {
+            if (!operation->result.verdict.ok()) return conclude(operation, operation->result.verdict);
+            if (isStored) return stored(operation);
+            conclude(operation, {CommonIF::ERROR_STORAGE,
+                                 operation->variable->display + ": the service could not store the change"});
+        });
 }
 
 void Changes::stage(Operation& operation, Batch& batch) {

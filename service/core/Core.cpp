@@ -270,7 +270,9 @@ void Core::forgetOverdue() {
                           Client* overdue = m_clients.find(key);
                           if (overdue == nullptr) return;
                           if (!stored) {
-                              overdue->goneSince = m_now;
+                              // Not at once, however short the grace time is: the disk is in trouble.
+                              overdue->goneSince =
+                                  m_now + std::max(std::chrono::milliseconds(0), forgettingPause - m_options.grace);
                               return;
                           }
                           overdue->stored = false;

@@ -42,7 +42,8 @@ std::string Journal::flush() {
     }
 
     std::string error;
-    const bool stored = store(batch, error);
+    // Entries that were refused meanwhile have added nothing.
+    const bool stored = batch.entries.empty() || store(batch, error);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (stored) m_settled = reached[i];
         entries[i].done(stored);

@@ -209,7 +209,11 @@ void Requests::unregisterAll(const Call& call, const ConfigIF::UnregisterAllClie
 
 void Requests::unregister(const std::vector<RegistrationRow>& withdrawn,
                           const std::function<void(const Verdict&)>& done) {
-    if (withdrawn.empty()) return done({});
+    const bool held = std::any_of(withdrawn.begin(), withdrawn.end(), [this](const RegistrationRow& row) {
+        return m_with.registrations.find(row) != nullptr;
+    });
+    // What is pending may be the registration.
+    if (!held && !m_with.journal.pending()) return done({});
     m_with.journal.add(
         [withdrawn](Batch& batch) {
             for (const RegistrationRow& row : withdrawn) batch.entries.emplace_back(RegistrationRemoved{row});

@@ -270,21 +270,28 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         refuseLevels(request, {CommonIF::ERROR_LIMIT, {}}, *response);
         return reply(call, *response);
     }
-    // Levels decide over what may follow in the same turn, so they are settled at once, against settled levels.
-    flush();
-    // In the order of names: numbers are drawn in it.
-    auto rows = std::make_shared<std::map<ConfigVar, std::pair<Variable*, VariableRow>>>();
+    std::vector<Variable*> allowed;
     for (const ConfigIF::Inst& inst : request.inst()) {
         Variable* variable = nullptr;
         Verdict verdict = lookUp(inst, variable);
         if (verdict.ok()) verdict = levelsAllowed(request, *variable, role);
-        if (!verdict.ok()) {
-            ConfigIF::AccessLevelErr* entry = response->add_access_error();
-            *entry->mutable_inst() = inst;
-            entry->set_error(verdict.error);
-            logRefusal(call, inst, verdict);
+        if (verdict.ok()) {
+            allowed.push_back(variable);
             continue;
         }
+        ConfigIF::AccessLevelErr* entry = response->add_access_error();
+        *entry->mutable_inst() = inst;
+        entry->set_error(verdict.error);
+        logRefusal(call, inst, verdict);
+    }
+    // Whoever may set nothing has nothing stored.
+    if (allowed.empty()) return reply(call, *response);
+
+    // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
+    flush();
+    // In the order of names: numbers are drawn in it.
+    auto rows = std::make_shared<std::map<ConfigVar, std::pair<Variable*, VariableRow>>>();
+    for (Variable* variable : allowed) {
         VariableRow row = variable->row;
         if (request.has_read_level()) row.readLevel = roleFromWire(request.read_level());
         if (request.has_write_level()) row.writeLevel = roleFromWire(request.write_level());

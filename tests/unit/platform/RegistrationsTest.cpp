@@ -21,7 +21,6 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-constexpr int none = 0;
 constexpr int limit = -16;
 
 using Registrations = RegistrationsFixture;

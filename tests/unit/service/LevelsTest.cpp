@@ -71,6 +71,39 @@ TEST_F(Levels, ThatAreSetAlongWithAWriteThatWaitedLeaveItsValue) {
     EXPECT_EQ(later.write("display.brightness", {"13"}, 2).error(), CommonIF::ERROR_ACCESS_DENIED);
 }
 
+TEST_F(Levels, HoldForAWriteThatWaitedAndIsStoredAfterThem) {
+    std::vector<ConnectionId> writes;
+    for (int i = 0; i < 3; ++i) writes.push_back(peer.open());
+    const auto last = peer.open();
+    ConfigIF::SetAccessLevelsReq levels;
+    levels.set_role(CommonIF::SECURITY_ROLE_WIRE_30);
+    levels.set_write_level(CommonIF::SECURITY_ROLE_WIRE_30);
+    *levels.add_inst() = inst("display.brightness");
+    for (std::size_t i = 0; i < writes.size(); ++i) {
+        const auto write = writeRequest("display.brightness", {std::to_string(11 + i)}, 2);
+        bench.core->receive(writes[i], peer.frame(write), bench.now);
+    }
+    bench.core->receive(last, peer.frame(levels), bench.now);
+    bench.settle();
+    // One is stored before the levels, one along with them, and one would be after them.
+    EXPECT_EQ(peer.replyTo<ConfigIF::WriteRsp>(writes[1])->result().error(), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.replyTo<ConfigIF::WriteRsp>(writes[2])->result().error(), CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(peer.read("display.brightness").value(0), "12");
+}
+
+TEST_F(Levels, ThatMayNotBeSetStoreNothing) {
+    const auto write = peer.open();
+    const auto other = peer.open();
+    bench.core->receive(write, peer.frame(writeRequest("display.brightness", {"11"})), bench.now);
+    ASSERT_TRUE(bench.core->needsFlush());
+    ConfigIF::SetAccessLevelsReq levels;
+    levels.set_role(CommonIF::SECURITY_ROLE_WIRE_10);
+    levels.set_read_level(CommonIF::SECURITY_ROLE_WIRE_40);
+    *levels.add_inst() = inst("display.brightness");
+    bench.core->receive(other, peer.frame(levels), bench.now);
+    EXPECT_TRUE(bench.core->needsFlush()) << "what waits to be stored goes on waiting for others";
+}
+
 TEST_F(Levels, ReplyListsOnlyWhatWasRefused) {
     ConfigIF::SetAccessLevelsReq request;
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);

@@ -327,6 +327,20 @@ TEST(Resume, IsNotOverAsLongAsThatCannotBeStored) {
     EXPECT_THAT(peer.events(), IsEmpty());
 }
 
+TEST(Resume, IsTriedToBeEndedOnceASecondWhileTheStoreFails) {
+    ServiceOptions options = CoreBench::usualOptions();
+    options.grace = std::chrono::milliseconds(0);
+    CoreBench bench(usualDefinitions, options);
+    Peer peer(bench, "p");
+    peer.registerFor("display", 3);
+    bench.store.failWith("disk full");
+    peer.cut();
+    bench.core->disconnectClient("p", bench.now);
+    bench.pass(1ms);
+    ASSERT_TRUE(bench.core->nextDeadline());
+    EXPECT_GE(*bench.core->nextDeadline(), bench.now + 900ms);
+}
+
 TEST(Resume, IsOverAfterTheGraceTime) {
     CoreBench bench;
     Peer peer(bench, "p");
