@@ -291,6 +291,16 @@ TEST_F(TakenOver, BelongToNoStateWhereTheFormerCameFromAnotherOne) {
     EXPECT_EQ(hello.timeline(), 0U) << "what its handlers hold may be of either";
 }
 
+TEST_F(TakenOver, JoinedNowhereWhereTheFormerStandsInNoState) {
+    former.cede(service);
+    former.greetedForRequests(service, welcome(first, 5));
+    former.takeOver(service, ResumePoints());
+    join();
+    takeOver();
+    EXPECT_EQ(hello.timeline(), first);
+    EXPECT_FALSE(hello.has_joined()) << "the service is to tell everything";
+}
+
 TEST_F(TakenOver, JoinedNowhereWhereTheyCameFromAnotherState) {
     ResumePoints mine;
     comeFromAnotherState(mine);
