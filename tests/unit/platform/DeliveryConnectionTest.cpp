@@ -93,6 +93,18 @@ TEST_F(DeliveryConnection, IsTriedAgainAfterAPauseThatIsShortenedByHalfAtMost) {
     EXPECT_THAT(pauses, Each(Ge(4ms)));
 }
 
+TEST_F(DeliveryConnection, IsTriedAgainAfterPausesOfWhichSomeAreShortened) {
+    Absent absent;
+    InProcessTransport transport(absent, pausing(40ms, 40ms));
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    const Deadline patience = Deadline::after(ScriptedPeer::patience);
+    Deadline::Clock::duration shortest = 1h;
+    for (std::size_t attempts = 2; shortest >= 40ms && !patience.passed(); ++attempts) {
+        for (const auto& pause : absent.pauses(attempts)) shortest = std::min(shortest, pause);
+    }
+    EXPECT_LT(shortest, 40ms) << "clients that lose a service together would come back together";
+}
+
 TEST_F(DeliveryConnection, IsGivenUpWhenNoGreetingComesInTime) {
     peer.onHello(nullptr);
     UnixTransport transport(options(20ms));
