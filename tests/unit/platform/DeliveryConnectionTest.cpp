@@ -1,11 +1,14 @@
 // When a transport connects for deliveries, how long it waits in between, and what it says of failures.
 #include <gmock/gmock.h>
 #include <signal.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
+#include <fstream>
 #include <future>
 #include <mutex>
+#include <string>
 #include <vector>
 
 #include "Deadline.h"
@@ -233,6 +236,31 @@ TEST_F(DeliveryConnection, IsServedByAThreadThatTakesNoSignals) {
     sigset_t after;
     ASSERT_EQ(pthread_sigmask(SIG_SETMASK, nullptr, &after), 0);
     EXPECT_EQ(sigismember(&after, SIGUSR1), 0) << "the application's own threads take them";
+    transport.end();
+}
+
+/// \return how often a thread of this process has gone to sleep.
+long sleepsOf(pid_t thread) {
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    for (std::string word; status >> word;) {
+        long count = 0;
+        if (word == "voluntary_ctxt_switches:" && status >> count) return count;
+    }
+    ADD_FAILURE() << "nothing is known of the thread";
+    return 0;
+}
+
+TEST_F(DeliveryConnection, IsServedByAThreadThatSleepsOnceItHasDoneWhatItWasWokenFor) {
+    std::promise<pid_t> promised;
+    Handler handler([&](const MSG_Message*) { promised.set_value(gettid()); });
+    UnixTransport transport(options());
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(notification("x", 1));
+    const pid_t thread = promised.get_future().get();
+    const long before = sleepsOf(thread);
+    for (int turn = 0; turn < 200; ++turn) settle();
+    EXPECT_GT(sleepsOf(thread), before + 20) << "it is busy all the time";
     transport.end();
 }
 
