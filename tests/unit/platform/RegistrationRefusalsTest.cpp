@@ -175,8 +175,11 @@ TEST_F(RegistrationRefusals, OfWhatIsUnregisteredAreOverWithoutAReport) {
     options.onRegistration = [](const PbUtility::RegistrationReport&) {};
     add("a", Ending::refused);
     add("b", Ending::refused);
-    EXPECT_EQ(page.takeReports().size(), 2U);
+    add("c", Ending::refused);
+    EXPECT_EQ(page.takeReports().size(), 3U);
     remove("a");
+    EXPECT_EQ(page.refused(), 2U);
+    page.withdraw(key("c"));
     EXPECT_EQ(page.refused(), 1U);
     page.unregisteringAll("self");
     EXPECT_EQ(page.refused(), 0U);
