@@ -126,13 +126,14 @@ ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInsta
     // Looked up again for what was fetched. Should it have become unknown since, or the record have been removed, what
     // this call was told or found still holds for its caller.
     const ConfigCache::iterator now = m_cache.getConfigValue(key);
-    ConfigValue completed = now == m_cache.end() ? record->second : now->second;
+    const bool holdsWhatWasFound = now != m_cache.end() && (asksForOptions || now->second.hasOptions());
+    ConfigValue completed = holdsWhatWasFound ? now->second : record->second;
     if (!completed.hasValue() && !value.empty()) {
         completed.setValue(value);
         completed.isDefault(isDefault);
     }
     if (!completed.hasAccessLevels()) completed.accessLevels(levels);
-    if (!completed.hasOptions() && asksForOptions) completed.setOptions(options);
+    if (!completed.hasOptions()) completed.setOptions(options);
     return completed;
 }
 

@@ -107,6 +107,40 @@ TEST_F(LateAnswers, TheWholeRecordHasWhatItsOwnReadWasTold) {
     EXPECT_EQ(record.getOptions(), (Vector{"answered", "other"}));
 }
 
+TEST_F(LateAnswers, TheWholeRecordHasTheOptionsThatItFoundAlthoughTheyWereLostSince) {
+    answerRead({"answered"});
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
+    answerOptions({"one", "two"}, 1);
+    ASSERT_EQ(options(), (Vector{"one", "two"}));
+    transport.beforeAnswer([this](const std::string& type) {
+        if (type == "ConfigIF.GetAttributeOptionsReq") {
+            manager.updateConfigVarOptions("room.heating", 2, "target", 7, {"announced"});
+        }
+        if (type != "ConfigIF.GetAccessLevelsReq") return;
+        manager.removeVars("");
+        options();
+    });
+
+    const AppConfig::ConfigValue record = manager.getConfigValue("room.heating", 2, "target", 7);
+
+    EXPECT_EQ(record.getSinglestringValue(), "answered");
+    EXPECT_EQ(record.writeRole(), AppConfig::SECURITY_ROLE_2);
+    EXPECT_TRUE(record.hasOptions());
+    EXPECT_EQ(record.getOptions(), (Vector{"one", "two"}));
+    EXPECT_EQ(record.defaultIndex(), 1U);
+}
+
+TEST_F(LateAnswers, TheWholeRecordHasTheOptionsThatWereAnnouncedAfterItFoundOlderOnes) {
+    answerRead({"answered"});
+    answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
+    answerOptions({"one", "two"}, 1);
+    ASSERT_EQ(options(), (Vector{"one", "two"}));
+    during("GetAccessLevelsReq",
+           [this] { manager.updateConfigVarOptions("room.heating", 2, "target", 7, {"announced"}); });
+
+    EXPECT_EQ(manager.getConfigValue("room.heating", 2, "target", 7).getOptions(), Vector{"announced"});
+}
+
 TEST_F(LateAnswers, TheWholeRecordHasTheValueThatItFoundAlsoWhenThatBecomesUnknownMeanwhile) {
     answerRead({"cached"}, true);
     answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
