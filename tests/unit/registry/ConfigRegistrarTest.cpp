@@ -115,6 +115,15 @@ TEST_F(ConfigRegistrarTest, ANodePrefixWithoutADotBoundaryDoesNotMatch) {
     EXPECT_EQ(registrar.getHandlers("disp.lay", "brightness", changed), Consumers{&a});
 }
 
+TEST_F(ConfigRegistrarTest, ANodeThatDiffersInItsFirstOrLastCharacterDoesNotMatch) {
+    registrar.registerHandler(var("audio", ""), &a, changed);
+
+    EXPECT_TRUE(registrar.getHandlers("rudio.left", "level", changed).empty());
+    EXPECT_TRUE(registrar.getHandlers("audit", "level", changed).empty());
+    EXPECT_TRUE(registrar.getHandlers("audit.left", "level", changed).empty());
+    EXPECT_TRUE(registrar.getHandlers("rudio", "level", changed).empty());
+}
+
 TEST_F(ConfigRegistrarTest, AKeyWithAnAttributeIsNoWildcard) {
     registrar.registerHandler(var("display", "panel"), &a, changed);
 
