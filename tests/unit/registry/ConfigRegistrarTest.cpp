@@ -136,6 +136,8 @@ TEST_F(ConfigRegistrarTest, TheExactTestComparesFullyQualifiedNames) {
 
     EXPECT_EQ(registrar.getHandlers("a.b", "c", changed), Consumers{&a});
     EXPECT_EQ(registrar.getHandlers("a.b.c", "", changed), Consumers{&a});
+    registrar.registerHandler(var("d.e", ""), &b, changed);
+    EXPECT_EQ(registrar.getHandlers("d", "e", changed), Consumers{&b}) << "no wildcard reaches above its node";
 }
 
 TEST_F(ConfigRegistrarTest, AnEmptyNodeCoversOnlyItselfAndWhatBeginsWithADot) {
