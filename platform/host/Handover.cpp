@@ -42,8 +42,8 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     const bool othersStay = from.handlers.cede(link, endpoint);
     const auto rows = othersStay ? from.book.held(endpoint) : from.book.cede(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
-    if (rows.empty()) return;
-    // Between the last news there and the first ones here may lie some that nobody delivers.
+    // Between the last news there and the first ones here may lie some that nobody delivers. Without registrations it
+    // is the same for what a thread has read there, and registers late.
     to.resume.takeOver(endpoint, from.resume);
     to.delivery.renew(endpoint);
     // Only now: told over the connection that is given up, they would bring questions that nobody answers.

@@ -66,6 +66,29 @@ TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasIt
     peer.stop();
 }
 
+TEST_F(Handover, BringsTheFormersPointAlsoWhereNothingIsRegisteredYet) {
+    peer.setPoint(7, 5);
+    UnixTransport a(options());
+    UnixTransport b(options());
+    a.addRemoteEndpoint("ConfigSrvc", -1);
+    handler.addTo(a, changed);
+    ASSERT_EQ(registerFor(a, "read"), TRANSPORT_OK);
+    ASSERT_EQ(unregister(a, "read"), TRANSPORT_OK);
+    peer.setPoint(7, 9);
+    b.addRemoteEndpoint("ConfigSrvc", -1);
+    handler.addTo(b, changed);
+    bool told = false;
+    for (std::size_t count = 1; !told; ++count) {
+        const std::vector<Hello> hellos = peer.awaitHellos(DELIVERY, count);
+        ASSERT_THAT(hellos, testing::SizeIs(testing::Ge(count)));
+        const Hello& hello = hellos[count - 1];
+        told = hello.endpoint() == b.localEndpoint() && hello.has_joined() && hello.joined() == 5;
+    }
+    a.end();
+    b.end();
+    peer.stop();
+}
+
 TEST_F(Handover, PassesOnWhatAThreadRegistersOverATransportThatHasLostItsPlaceAndHasEnded) {
     peer.onRegistrations(
         [](ScriptedPeer::Connection& connection, const Frame& frame) { answerTold(connection, frame); });
