@@ -142,7 +142,7 @@ int SocketTransport::send(const google::protobuf::MessageLite& message, const st
 }
 
 Outcome SocketTransport::passOn(const google::protobuf::MessageLite& message, const std::string& endpoint) {
-    const Outcome outcome{TRANSPORT_ENDED, {}};
+    Outcome outcome{TRANSPORT_ENDED, {}};
     Frame frame;
     frame.set_kind(ONE_WAY);
     frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
