@@ -1,6 +1,5 @@
 // Which connection a request goes over, and what its far end may do.
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -23,7 +22,6 @@ using namespace PbUtility;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::EndsWith;
-using testing::HasSubstr;
 using testing::SizeIs;
 
 /// Connections to a peer that greets, and answers nothing.
@@ -209,21 +207,6 @@ TEST_F(BusyEndpoint, HoldsUpNoDeliveries) {
     transport.addRemoteEndpoint("Busy", -1);
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     EXPECT_NE(peer.awaitDelivery(), nullptr);
-}
-
-using DescriptorLimit = TransportFixture;
-
-TEST_F(DescriptorLimit, IsSaidToBeReachedByTheRequestThatNeedsOneMore) {
-    UnixTransport transport(options());
-    rlimit before{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &before), 0);
-    const rlimit none{0, before.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
-    const int status = read(transport);
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &before), 0);
-    EXPECT_EQ(status, TRANSPORT_OUT_OF_RESOURCES);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("(socket: "));
-    EXPECT_EQ(read(transport), TRANSPORT_OK);
 }
 
 }  // namespace
