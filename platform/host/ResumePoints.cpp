@@ -52,6 +52,10 @@ ResumePoints::State ResumePoints::copyOf(const std::string& endpoint) const {
     return found != m_states.end() ? found->second : State{};
 }
 
+bool ResumePoints::hasPoint(const std::string& endpoint) const {
+    return copyOf(endpoint).point.has_value();
+}
+
 void ResumePoints::cede(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];

@@ -27,6 +27,9 @@ public:
     /// The same for a connection for deliveries. \return the connection's number, for the operations below.
     std::uint64_t describeForDelivery(const std::string& endpoint, Hello& hello);
 
+    /// \return whether the client has ever reached a service at \p endpoint.
+    bool hasPoint(const std::string& endpoint) const;
+
     /// A registration at \p endpoint did not reach the service. If none has ever been reached there, the client begins
     /// before all changes, since it has been waiting for them.
     void registeredInVain(const std::string& endpoint);

@@ -89,6 +89,28 @@ TEST_F(Handover, BringsTheFormersPointAlsoWhereNothingIsRegisteredYet) {
     peer.stop();
 }
 
+TEST_F(Handover, BeginsWithItsOwnGreetingWhereTheFormerHasNeverReachedTheService) {
+    peer.setPoint(7, 9);
+    UnixTransport a(options());
+    UnixTransport b(options());
+    a.addRemoteEndpoint("ConfigSrvc", -1);
+    handler.addTo(a, changed);
+    b.addRemoteEndpoint("ConfigSrvc", -1);
+    handler.addTo(b, changed);
+    ASSERT_EQ(registerFor(b, "first"), TRANSPORT_OK);
+    ASSERT_EQ(unregister(b, "first"), TRANSPORT_OK);
+    for (const auto connection : {REQUESTS, DELIVERY}) {
+        const std::vector<Hello> hellos = peer.awaitHellos(connection, 1);
+        ASSERT_FALSE(hellos.empty());
+        for (const Hello& hello : hellos) {
+            EXPECT_FALSE(hello.has_joined() && hello.joined() == 0) << "it would be told whatever has ever changed";
+        }
+    }
+    a.end();
+    b.end();
+    peer.stop();
+}
+
 TEST_F(Handover, PassesOnWhatAThreadRegistersOverATransportThatHasLostItsPlaceAndHasEnded) {
     peer.onRegistrations(
         [](ScriptedPeer::Connection& connection, const Frame& frame) { answerTold(connection, frame); });
