@@ -8,6 +8,13 @@ namespace {
 
 using namespace ProviderTest;
 
+ConfigIF::OnChangeReq numbered(const Steps& path, std::uint64_t timeline, std::uint64_t change) {
+    auto req = request<ConfigIF::OnChangeReq>(path);
+    req.mutable_revision()->set_timeline(timeline);
+    req.mutable_revision()->set_change(change);
+    return req;
+}
+
 TEST(OnChange, EveryProviderIsCalledAlsoAfterAFailure) {
     inFreshProcess([] {
         Application app;
@@ -68,12 +75,6 @@ TEST(OnChange, ThatIsOlderThanOneThatWasHandedOnReachesNoProvider) {
         Names log;
         Provider provider(log, "a");
         app.link->registerHandler("display", "", &provider);
-        const auto numbered = [](const Steps& path, std::uint64_t timeline, std::uint64_t change) {
-            auto req = request<ConfigIF::OnChangeReq>(path);
-            req.mutable_revision()->set_timeline(timeline);
-            req.mutable_revision()->set_change(change);
-            return req;
-        };
         app.transport.deliver(numbered(steps, 11, 5));
         ASSERT_EQ(log.size(), 1U);
         app.transport.deliver(numbered(steps, 11, 4));
@@ -93,14 +94,8 @@ TEST(OnChange, ThatIsOlderThanOneThatWasHandedOnReachesNoProvider) {
 }
 
 TEST(OnChange, ThatIsOvertakenByANewerOneIsOverForTheOtherProviders) {
-    const auto change = [](std::uint64_t timeline, std::uint64_t number) {
-        auto req = request<ConfigIF::OnChangeReq>();
-        req.mutable_revision()->set_timeline(timeline);
-        req.mutable_revision()->set_change(number);
-        return req;
-    };
     // What another start of the service numbers cannot be compared: the one that began later is the newer one.
-    for (const auto& newer : {change(11, 6), change(12, 1)}) {
+    for (const auto& newer : {numbered(steps, 11, 6), numbered(steps, 12, 1)}) {
         inFreshProcess([&] {
             Application app;
             Names log;
@@ -117,7 +112,7 @@ TEST(OnChange, ThatIsOvertakenByANewerOneIsOverForTheOtherProviders) {
             first.action = another;
             second.action = another;
 
-            app.transport.deliver(change(11, 5));
+            app.transport.deliver(numbered(steps, 11, 5));
 
             EXPECT_EQ(log.size(), 3U) << "the older one reached one provider, the newer one both";
         });

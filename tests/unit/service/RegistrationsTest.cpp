@@ -108,6 +108,17 @@ std::size_t registerMany(Peer& peer, std::size_t count, const std::string& prefi
     return refused;
 }
 
+TEST(Registrations, ThatAreUnknownAreWithdrawnWithoutTheStore) {
+    CoreBench bench;
+    Peer peer(bench, "p");
+    bench.store.failWith("disk full");
+    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_NONE);
+    bench.store.failWith("");
+    peer.registerFor("display", 3);
+    bench.store.failWith("disk full");
+    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_STORAGE);
+}
+
 TEST(Registrations, AreLimitedInNumberPerClient) {
     CoreBench bench;
     Peer peer(bench, "p", otherUid);
