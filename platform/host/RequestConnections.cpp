@@ -11,13 +11,13 @@ RequestConnections::RequestConnections(Connector& connector, ResumePoints& resum
                                        const PbUtility::TransportOptions& options, const std::string& localEndpoint)
     : m_connector(connector), m_resume(resume), m_options(options), m_localEndpoint(localEndpoint) {}
 
-std::unique_ptr<RequestConnection> RequestConnections::takeIdle(const std::string& endpoint) {
+std::unique_ptr<RequestConnection> RequestConnections::takeIdle(const std::string& endpoint, bool mayOvertake) {
     const AppConfig::PlainLock lock(m_mutex);
     Idle& idle = m_idle[endpoint];
     const std::thread::id me = std::this_thread::get_id();
     auto chosen = idle.rend();
     for (auto it = idle.rbegin(); it != idle.rend(); ++it) {
-        if ((*it)->reservedFor == me) {
+        if ((*it)->reservedFor == me && !(mayOvertake && (*it)->mayBeOvertaken)) {
             chosen = it;
             break;
         }
@@ -29,9 +29,9 @@ std::unique_ptr<RequestConnection> RequestConnections::takeIdle(const std::strin
     return connection;
 }
 
-std::unique_ptr<RequestConnection> RequestConnections::borrow(const std::string& endpoint) {
+std::unique_ptr<RequestConnection> RequestConnections::borrow(const std::string& endpoint, bool mayOvertake) {
     for (;;) {
-        std::unique_ptr<RequestConnection> connection = takeIdle(endpoint);
+        std::unique_ptr<RequestConnection> connection = takeIdle(endpoint, mayOvertake);
         // The service may have ended meanwhile, or have said what nobody asked for. Neither may hurt the next request.
         if (connection == nullptr || connection->stream.isQuiet()) return connection;
     }
@@ -44,7 +44,7 @@ Outcome RequestConnections::open(const std::string& endpoint, Deadline deadline,
     if (!outcome.ok()) return outcome;
 
     auto fresh = std::make_unique<RequestConnection>(
-        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, std::thread::id(), 0, 0});
+        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, {}, false, 0, 0});
     Hello hello;
     hello.set_version(frameVersion);
     hello.set_endpoint(m_localEndpoint);

@@ -23,6 +23,7 @@ struct RequestConnection {
     std::uint64_t lastCorrelation = 0;
     /// The thread whose one-way message may not have been handled yet; its next request must follow on this connection.
     std::thread::id reservedFor;
+    bool mayBeOvertaken = false;  ///< registrations need not follow that message
     /// The newest state that came over it, which the resume points know of already.
     std::uint64_t seenTimeline = 0;
     std::uint64_t seenNumber = 0;
@@ -37,8 +38,10 @@ public:
                        const std::string& localEndpoint);
 
     /// \return an idle connection that stands, the one used last first; null when there is none. The calling thread's
-    /// own reserved one comes before all, other threads' never. Does not block.
-    std::unique_ptr<RequestConnection> borrow(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    /// own reserved one comes before all, other threads' never. With \p mayOvertake, no reserved one whose message may
+    /// be overtaken. Does not block.
+    std::unique_ptr<RequestConnection> borrow(const std::string& endpoint, bool mayOvertake = false)
+        APPCONFIG_EXCLUDES(m_mutex);
 
     /// Connects and shakes hands. \p connection is set on success.
     Outcome open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
@@ -54,7 +57,8 @@ public:
 private:
     using Idle = std::vector<std::unique_ptr<RequestConnection>>;  ///< the last is the one used last
 
-    std::unique_ptr<RequestConnection> takeIdle(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    std::unique_ptr<RequestConnection> takeIdle(const std::string& endpoint, bool mayOvertake)
+        APPCONFIG_EXCLUDES(m_mutex);
 
     Connector& m_connector;
     ResumePoints& m_resume;

@@ -190,12 +190,15 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
                                   const std::function<void()>& leaves, Frame& reply,
                                   google::protobuf::MessageLite* response) {
     const bool awaitReply = frame.kind() == REQUEST;
+    // A write may wait until its provider is there, which this process may be about to register. The service tells it
+    // of the write all the same, so nothing is missed by coming first.
+    const bool registers = RegistrationBook::concerns(frame);
     Outcome outcome;
     PlainWaiter plain(m_ended.get());
     Waiter& waiter = m_delivery->isDeliveryThread() ? static_cast<Waiter&>(*m_delivery) : plain;
     m_delivery->awaitConnection(endpoint, false, deadline);
     for (;;) {
-        std::unique_ptr<RequestConnection> connection = m_requests->borrow(endpoint);
+        std::unique_ptr<RequestConnection> connection = m_requests->borrow(endpoint, registers);
         const bool fresh = connection == nullptr;
         if (fresh) {
             outcome = m_requests->open(endpoint, deadline, waiter, connection);
@@ -216,6 +219,7 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
         }
         if (!isReusable(outcome)) return outcome;
         connection->reservedFor = awaitReply ? std::thread::id() : std::this_thread::get_id();
+        connection->mayBeOvertaken = !registers;
         m_requests->giveBack(endpoint, std::move(connection));
         return outcome;
     }

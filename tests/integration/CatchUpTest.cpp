@@ -120,5 +120,17 @@ TEST_F(CatchUp, AProviderThatComesBackInTimeJudgesTheWriteThatWaitedForIt) {
     }
 }
 
+TEST_F(CatchUp, AProcessMayWriteWithoutWaitingBeforeItProvidesTheVariable) {
+    ServiceProcess service(needing, {"--provider-deadline", "20"});
+    service.start();
+    ClientProcess client(service, std::chrono::seconds(20));
+
+    client.perform({{"do", "post"}, {"var", volume}, {"value", {"9"}}});
+    client.perform({{"do", "provide"}, {"var", volume}, {"name", "p"}});
+
+    client.waitForEvent({{"event", "apply"}, {"value", {"9"}}});
+    EXPECT_EQ(service.appcfg({"get", volume}).out, "9\n");
+}
+
 }  // namespace
 }  // namespace AppConfigTest

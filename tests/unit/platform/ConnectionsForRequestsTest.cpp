@@ -42,8 +42,8 @@ protected:
     void giveBack(std::initializer_list<std::size_t> indices) {
         for (const std::size_t index : indices) connections.giveBack("ConfigSrvc", std::move(opened[index]));
     }
-    RequestConnection* borrow() {
-        opened.push_back(connections.borrow("ConfigSrvc"));
+    RequestConnection* borrow(bool mayOvertake = false) {
+        opened.push_back(connections.borrow("ConfigSrvc", mayOvertake));
         return opened.back().get();
     }
 
@@ -81,6 +81,19 @@ TEST_F(ConnectionsForRequests, AreTakenByTheThreadTheyAreReservedForBeforeAllOth
     EXPECT_EQ(borrow(), nullptr);
     done.set_value();
     other.join();
+}
+
+TEST_F(ConnectionsForRequests, AreLeftOutWhereWhatWasSentOverThemMayBeOvertaken) {
+    RequestConnection* const anybodys = open();
+    RequestConnection* const mine = open();
+    mine->reservedFor = std::this_thread::get_id();
+    giveBack({0, 1});
+    EXPECT_EQ(borrow(true), mine);
+    mine->mayBeOvertaken = true;
+    giveBack({2});
+    EXPECT_EQ(borrow(true), anybodys);
+    EXPECT_EQ(borrow(true), nullptr);
+    EXPECT_EQ(borrow(), mine);
 }
 
 TEST_F(ConnectionsForRequests, AreClosedWhenTooManyAreIdleTheLongestIdleFirst) {
