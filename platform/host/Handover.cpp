@@ -58,16 +58,27 @@ Handover::Member* Handover::successorOf(Member& member, const std::string& endpo
     return found != m_successors.end() ? found->second : nullptr;
 }
 
-void Handover::forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late) {
-    const AppConfig::PlainLock lock(m_mutex);
+Handover::Member& Handover::lastAfter(Member& member, const std::string& endpoint) const {
     Member* holder = &member;
     // Each transport was ceded after the one before it, so this ends at the one that was set last.
     while (Member* const next = successorOf(*holder, endpoint)) holder = next;
+    return *holder;
+}
+
+void Handover::sawLate(Member& member, const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
+    const AppConfig::PlainLock lock(m_mutex);
+    Member& holder = lastAfter(member, endpoint);
+    if (&holder != &member) holder.resume.sawElsewhere(endpoint, timeline, number);
+}
+
+void Handover::forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late) {
+    const AppConfig::PlainLock lock(m_mutex);
+    Member& holder = lastAfter(member, endpoint);
     // Nobody has the place, or this one has it again.
-    if (holder == &member && member.book.isCeded(endpoint)) return;
+    if (&holder == &member && member.book.isCeded(endpoint)) return;
     // From the call itself: what it entered in the former book may have been withdrawn with all the rest there.
-    late.repeat(holder->book, member.localEndpoint, holder->localEndpoint);
-    holder->delivery.registrationsChanged();
+    late.repeat(holder.book, member.localEndpoint, holder.localEndpoint);
+    holder.delivery.registrationsChanged();
 }
 
 void Handover::settled(const RegistrationBook& book, const std::string& endpoint) {

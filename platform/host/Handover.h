@@ -48,6 +48,11 @@ public:
     void forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late)
         APPCONFIG_EXCLUDES(m_mutex);
 
+    /// Passes on that the process learns over \p member, which has ceded \p endpoint, of change \p number of \p
+    /// timeline.
+    void sawLate(Member& member, const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)
+        APPCONFIG_EXCLUDES(m_mutex);
+
     /// Everything in \p book that concerns \p endpoint has been told: those whose place its transport took may
     /// withdraw.
     void settled(const RegistrationBook& book, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
@@ -58,6 +63,8 @@ public:
 private:
     /// \return the one that took the place of \p member at \p endpoint; null when none did.
     Member* successorOf(Member& member, const std::string& endpoint) const APPCONFIG_REQUIRES(m_mutex);
+    /// \return the one that has the place now; \p member itself when none took it.
+    Member& lastAfter(Member& member, const std::string& endpoint) const APPCONFIG_REQUIRES(m_mutex);
     void pass(Member& from, Member& to, void* link, const std::string& endpoint) APPCONFIG_REQUIRES(m_mutex);
 
     AppConfig::PlainMutex m_mutex;

@@ -133,6 +133,17 @@ bool ResumePoints::greetedForDelivery(const std::string& endpoint, std::uint64_t
 }
 
 void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
+    {
+        const AppConfig::PlainLock lock(m_mutex);
+        State& state = m_states[endpoint];
+        note(state, timeline, number);
+        if (!state.ceded || !m_passOn) return;
+    }
+    // Its handlers are served by another transport, which is the one that says what they know.
+    m_passOn(endpoint, timeline, number);
+}
+
+void ResumePoints::sawElsewhere(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
     const AppConfig::PlainLock lock(m_mutex);
     note(m_states[endpoint], timeline, number);
 }

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "AppConfig/PlainMutex.h"
@@ -20,6 +22,11 @@ class ResumePoints {
 public:
     /// Of how many timelines the newest seen number is kept. A client that has seen more says that no state is its own.
     static constexpr std::size_t mostSeen = 16;
+
+    /// Takes what the process learns of over an endpoint that was ceded, for whoever has its place. See saw().
+    using PassOn = std::function<void(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)>;
+
+    explicit ResumePoints(PassOn passOn = {}) : m_passOn(std::move(passOn)) {}
 
     /// Sets what a HELLO for requests says of points.
     void describe(const std::string& endpoint, Hello& hello) const;
@@ -53,6 +60,9 @@ public:
 
     /// The process is about to learn of a state as of change \p number of \p timeline. To be called before it does.
     void saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
+
+    /// The same for what was learnt over another transport, and is passed on to nobody.
+    void sawElsewhere(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
 
     /// A frame of \p connection that carries the point \p sequence of \p timeline is handled, and with it whatever the
     /// service had to tell up to there.
@@ -91,6 +101,7 @@ private:
     template <typename Predicate>
     static void forgetSeen(State& state, const Predicate& isCovered);
 
+    const PassOn m_passOn;
     mutable AppConfig::PlainMutex m_mutex;
     std::map<std::string, State> m_states APPCONFIG_GUARDED_BY(m_mutex);
 };

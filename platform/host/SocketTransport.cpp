@@ -103,7 +103,10 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
       m_connector(std::move(connector)),
       m_ended(std::make_unique<EventFlag>()),
       m_calls(std::make_unique<CallCounter>()),
-      m_resume(std::make_unique<ResumePoints>()),
+      m_resume(std::make_unique<ResumePoints>(
+          [this](const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
+              Handover::ofProcess().sawLate(*m_member, endpoint, timeline, number);
+          })),
       m_book(std::make_unique<RegistrationBook>(m_options)),
       m_handlers(std::make_unique<HandlerTable>()),
       m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),

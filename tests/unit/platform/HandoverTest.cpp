@@ -111,6 +111,37 @@ TEST_F(Handover, BeginsWithItsOwnGreetingWhereTheFormerHasNeverReachedTheService
     peer.stop();
 }
 
+TEST_F(Handover, LetsTheNewTransportSayWhatTheFormerIsStillAsked) {
+    UnixTransport a(options());
+    UnixTransport b(options());
+    Handler provider([](const MSG_Message* message) { answerAsk(message, "fine"); });
+    a.addRemoteEndpoint("ConfigSrvc", -1);
+    provider.addTo(a, validate);
+    ASSERT_EQ(registerFor(a, "asked"), TRANSPORT_OK);
+    const auto former = peer.awaitDelivery();
+    b.addRemoteEndpoint("ConfigSrvc", -1);
+    provider.addTo(b, validate);
+    Frame question = ask(1);
+    question.set_timeline(9);
+    question.set_as_of(50);
+    former->send(question);
+    ASSERT_THAT(peer.await(ANSWER, 1), testing::SizeIs(1));
+    peer.hangUp();
+    bool told = false;
+    for (std::size_t count = 1; !told; ++count) {
+        const std::vector<Hello> hellos = peer.awaitHellos(DELIVERY, count);
+        ASSERT_THAT(hellos, testing::SizeIs(testing::Ge(count)));
+        const Hello& hello = hellos[count - 1];
+        for (const auto& point : hello.seen()) {
+            if (hello.endpoint() != b.localEndpoint()) continue;
+            told = told || (point.timeline() == 9 && point.number() == 50);
+        }
+    }
+    a.end();
+    b.end();
+    peer.stop();
+}
+
 TEST_F(Handover, PassesOnWhatAThreadRegistersOverATransportThatHasLostItsPlaceAndHasEnded) {
     peer.onRegistrations(
         [](ScriptedPeer::Connection& connection, const Frame& frame) { answerTold(connection, frame); });
