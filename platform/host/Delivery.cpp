@@ -375,6 +375,9 @@ void Delivery::answer(Remote& remote, const std::shared_ptr<FrameStream>& stream
 }
 
 void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
+    // Nobody waits for the answer. And what another start of the service has asked since, over the transport that took
+    // this one's place, must not be followed by this.
+    if (peerHasGone(stream->fd())) return;
     if (frame.has_as_of()) m_resume.saw(remote.endpoint, frame.timeline(), frame.as_of());
     Frame reply;
     reply.set_kind(ANSWER);

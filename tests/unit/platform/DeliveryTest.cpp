@@ -48,6 +48,33 @@ TEST_F(Delivery, ReachesTheHandlersOfTheMessageInTheirOrderOnOneThread) {
     EXPECT_NE(first, std::this_thread::get_id());
 }
 
+TEST_F(Delivery, BringsNoQuestionOfAServiceThatHasGone) {
+    std::promise<void> entered;
+    std::promise<void> mayLeave;
+    Handler busy([&](const MSG_Message* message) {
+        journal.add(valueOf(message));
+        if (valueOf(message) != "x") return;
+        entered.set_value();
+        mayLeave.get_future().wait();
+    });
+    Handler provider([&](const MSG_Message*) { journal.add("asked"); });
+    UnixTransport transport(options());
+    busy.addTo(transport, changed);
+    provider.addTo(transport, validate);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    const auto first = peer.awaitDelivery();
+    first->send(notification("x", 1));
+    entered.get_future().wait();
+    first->send(ask(1));
+    peer.hangUp();
+    mayLeave.set_value();
+    const auto second = peer.awaitDelivery(2);
+    ASSERT_NE(second, nullptr);
+    second->send(notification("y", 2));
+    EXPECT_THAT(journal.await(2), ElementsAre("x", "y"));
+    transport.end();
+}
+
 TEST_F(Delivery, CallsARowForEveryIdOfItsRange) {
     const MSG_Callback table[] = {{[](void* context, const MSG_Message* message) {
                                        static_cast<Journal*>(context)->add(std::to_string(MSG_GetId(message)));
