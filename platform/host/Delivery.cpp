@@ -189,11 +189,14 @@ Deadline Delivery::doWhatIsDue() {
             remote.nextAttempt = now();
         }
         tellRegistrations(remote);
-        // What has come before the connection was lost must be delivered before its resume point is told. Nothing of
-        // that moves a point that was taken over, and it may wait for a handler over there that makes a request here.
-        if (remote.phase == Phase::paused && (remote.queued == 0 || remote.renewing)) {
-            if (m_reachability.takeNudge(remote.endpoint) || remote.nextAttempt.passed()) attempt(remote);
-            if (remote.phase == Phase::paused) next = next.orEarlier(remote.nextAttempt);
+        if (remote.phase == Phase::paused) {
+            // What has come before the connection was lost is delivered before its resume point is told, or it would
+            // come again. Nothing of that moves a point that was taken over, and it may wait for a handler over there
+            // that makes a request here. And to come again is better than to wait for a handler that waits for this.
+            const bool mayAttempt = remote.queued == 0 || remote.renewing;
+            const bool isDue = mayAttempt && remote.nextAttempt.passed();
+            if (m_reachability.takeNudge(remote.endpoint) || isDue) attempt(remote);
+            if (remote.phase == Phase::paused && mayAttempt) next = next.orEarlier(remote.nextAttempt);
         }
         if (remote.phase == Phase::greeting) next = next.orEarlier(remote.greetingEnds);
         if (remote.phase == Phase::up) next = next.orEarlier(remote.registrations.due());

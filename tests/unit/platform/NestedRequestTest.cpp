@@ -294,6 +294,32 @@ TEST_F(NestedRequest, ReconnectsTheDeliveriesItselfWhenTheServiceCameBackMeanwhi
     transport.end();
 }
 
+TEST_F(NestedRequest, ReconnectsThemAlsoWhileNotificationsWaitForItsHandler) {
+    peer.onRequest([this](ScriptedPeer::Connection& connection, const Frame& frame) {
+        const auto delivery = peer.awaitDelivery();
+        delivery->send(notification("second", 2));
+        delivery->send(ask(1));
+        peer.await(ANSWER, 1);
+        ScriptedPeer::answer(connection, frame);
+    });
+    UnixTransport transport(options());
+    Handler handler([&](const MSG_Message* message) {
+        journal.add(valueOf(message));
+        if (valueOf(message) != "first") return;
+        EXPECT_EQ(read(transport), TRANSPORT_OK);
+        peer.stop();
+        peer.onRequest(&ScriptedPeer::answer);
+        peer.start();
+        journal.add(std::to_string(read(transport)));
+        journal.add(std::to_string(peer.connections(DELIVERY)));
+    });
+    handler.addTo(transport, changed);
+    transport.addRemoteEndpoint("ConfigSrvc", -1);
+    peer.awaitDelivery()->send(notification("first", 1));
+    EXPECT_THAT(journal.await(4), ElementsAre("first", "0", "2", "second"));
+    transport.end();
+}
+
 TEST_F(NestedRequest, MayNameEndpointsAndAddHandlers) {
     ScriptedPeer other(directory.path() + "/Other");
     UnixTransport transport(options());
