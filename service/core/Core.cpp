@@ -205,14 +205,23 @@ void Core::disconnectClient(const std::string& endpoint, Time now) {
 void Core::farewell(ConnectionId delivery, ClientKey key) {
     Client* client = m_clients.find(key);
     if (client == nullptr) return;
-    if (client->stored || client->pendingRegistrations != 0) {
-        m_journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); }, [](bool) {});
-        client->stored = false;
-    }
-    m_registrations.removeClient(key);
+    forgetStored(*client);
     // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
     client->leaving = true;
     drop(delivery);
+}
+
+void Core::forgetStored(Client& client) {
+    m_registrations.removeClient(client.key);
+    if (!client.hasRow()) return;
+    const bool had = std::exchange(client.stored, false);
+    m_journal.add([key = client.key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
+                  [this, key = client.key, had](bool stored) {
+                      // Registrations that were under way have been entered just before, and are not stored any more.
+                      if (stored) m_registrations.removeClient(key);
+                      // It may have come again meanwhile.
+                      if (Client* const again = m_clients.find(key)) again->stored = !stored && had;
+                  });
 }
 
 void Core::forget(const ClientKey& key, const char* why) {
@@ -220,10 +229,7 @@ void Core::forget(const ClientKey& key, const char* why) {
     if (client == nullptr) return;
     m_log(LogLevel::info, "client " + key.endpoint + " is forgotten: it " + why);
     const std::vector<ConnectionId> connections(client->connections.begin(), client->connections.end());
-    if (client->stored || client->pendingRegistrations != 0) {
-        m_journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); }, [](bool) {});
-    }
-    m_registrations.removeClient(key);
+    forgetStored(*client);
     m_clients.erase(key);
     for (const ConnectionId id : connections) {
         m_outbox.close(id);

@@ -116,6 +116,8 @@ private:
     void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
     /// By value: the client may be forgotten on the way.
     void farewell(ConnectionId delivery, ClientKey key);
+    /// Withdraws whatever \p client is registered for, in the store as well.
+    void forgetStored(Client& client);
     void forget(const ClientKey& key, const char* why);
     void forgetOverdue();
     void drop(ConnectionId id);

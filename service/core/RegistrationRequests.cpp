@@ -71,14 +71,14 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
         return done(wanted, true);
     }
 
-    // Its own row comes with the first of its registrations, and by itself when its role rises.
-    const bool first = !client.hasRow();
-    const ClientRow own = client.row();
     client.pendingRegistrations += stored;
     const auto staged = std::make_shared<std::vector<RegistrationRow>>(std::move(rows));
     m_with.journal.add(
-        [this, first, own, staged, withdrawn](Batch& batch) {
-            if (first) batch.entries.emplace_back(own);
+        [this, key = call.client, staged, withdrawn](Batch& batch) {
+            // Its own row comes with the first of its registrations, and by itself when its role rises. Which is the
+            // first shows only now: it may have said goodbye after others that are stored with this.
+            const Client* own = m_with.clients.find(key);
+            if (own != nullptr && !own->stored) batch.entries.emplace_back(own->row());
             for (const RegistrationRow& row : withdrawn) batch.entries.emplace_back(RegistrationRemoved{row});
             // One number for all of them: it parts what the client knew before from what these bring.
             const ChangeNumber number = Journal::nextChange(batch);

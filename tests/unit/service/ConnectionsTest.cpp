@@ -129,37 +129,6 @@ TEST(Connections, AReplacedDeliveryConnectionAnswersNoMore) {
     EXPECT_EQ(writer.replyTo<ConfigIF::WriteRsp>(connection)->result().error(), CommonIF::ERROR_PROVIDER_GONE);
 }
 
-TEST(Connections, GoodbyeForgetsTheClientAtOnceAndForGood) {
-    CoreBench bench;
-    Peer peer(bench, "p");
-    peer.registerFor("display", 3);
-    peer.goodbye();
-    EXPECT_TRUE(bench.isClosed(peer.delivery));
-    bench.restart();
-    peer.connect();
-    peer.write("display.brightness", {"1"});
-    EXPECT_THAT(peer.events(), IsEmpty());
-}
-
-TEST(Connections, WhatWasHandedOverBeforeTheGoodbyeIsServedAfterIt) {
-    CoreBench bench;
-    Peer peer(bench, "p");
-    Peer other(bench, "other");
-    const ConnectionId requests = bench.open(ownUid, hello("p"));
-    peer.goodbye();
-
-    Frame late;
-    late.set_kind(AppConfigHost::ONE_WAY);
-    late.set_message_id(ConfigIF::messageId("ConfigIF.WriteReq"));
-    late.set_payload(writeRequest("display.brightness", {"1"}).SerializeAsString());
-    bench.feed(requests, late);
-
-    EXPECT_THAT(other.read("display.brightness").value(), ElementsAre("1"));
-    EXPECT_FALSE(bench.logged("p is forgotten"));
-    bench.drop(requests);
-    EXPECT_TRUE(bench.logged("p is forgotten: it said goodbye"));
-}
-
 TEST(Connections, TwoUsersMayUseTheSameEndpointName) {
     CoreBench bench;
     Peer one(bench, "p", ownUid);
