@@ -18,7 +18,7 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_journal(store),
       m_messages(m_options, m_journal),
       m_rounds(m_options, outbox),
-      m_roles(m_options, m_clients, m_journal),
+      m_roles(m_options, m_clients, m_journal, m_now),
       m_notifier(
           {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, m_now, m_log}),
       m_changes(
@@ -252,6 +252,7 @@ void Core::tick(Time now) {
     m_now = now;
     m_rounds.expire(now);
     m_changes.expire();
+    m_roles.storeAgain();
     while (!m_silent.empty() && m_silent.begin()->second <= now) {
         reject(m_silent.begin()->first,
                "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds", now);
@@ -278,7 +279,7 @@ void Core::forgetOverdue() {
                           if (!stored) {
                               // Not at once, however short the grace time is: the disk is in trouble.
                               overdue->goneSince =
-                                  m_now + std::max(std::chrono::milliseconds(0), forgettingPause - m_options.grace);
+                                  m_now + std::max(std::chrono::milliseconds(0), storePause - m_options.grace);
                               return;
                           }
                           overdue->stored = false;
@@ -291,7 +292,8 @@ void Core::forgetOverdue() {
 
 std::optional<Time> Core::nextDeadline() const {
     std::optional<Time> next = m_rounds.nextDeadline();
-    for (const std::optional<Time>& other : {m_changes.nextDeadline(), m_clients.nextDue(m_options.grace)}) {
+    for (const std::optional<Time>& other :
+         {m_changes.nextDeadline(), m_roles.nextDeadline(), m_clients.nextDue(m_options.grace)}) {
         if (other && (!next || *other < *next)) next = other;
     }
     if (!m_silent.empty() && (!next || m_silent.begin()->second < *next)) next = m_silent.begin()->second;

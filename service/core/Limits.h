@@ -35,9 +35,8 @@ inline constexpr std::size_t mostWaiting = 256;                       ///< reque
 inline constexpr std::size_t largestListing = std::size_t{8} << 20;   ///< bytes of one answer that lists variables
 inline constexpr std::size_t mostMessages = 64;                       ///< texts that one answer carries
 inline constexpr std::chrono::seconds helloDeadline{10};              ///< from connecting to HELLO
-inline constexpr std::chrono::milliseconds forgettingPause{
-    1000};                             ///< until a client that the store kept is tried again
-inline constexpr int highestRole = 4;  ///< roles and levels run from 0 to this
+inline constexpr std::chrono::milliseconds storePause{1000};  ///< until what the store did not take is tried again
+inline constexpr int highestRole = 4;                         ///< roles and levels run from 0 to this
 
 /// What whoever starts the service may choose.
 struct ServiceOptions {

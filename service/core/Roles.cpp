@@ -52,7 +52,22 @@ void Roles::store(Client& client, bool risen) {
             if (risen) kept->roleSince = Journal::nextChange(batch);
             batch.entries.emplace_back(kept->row());
         },
-        [](bool) {});
+        [this, key = client.key, risen](bool stored) {
+            if (stored) return;
+            m_owed[key] = risen || m_owed[key];
+            m_next = m_now + storePause;
+        });
+}
+
+void Roles::storeAgain() {
+    if (m_next > m_now) return;
+    for (const auto& [key, risen] : std::exchange(m_owed, {})) {
+        if (Client* const client = m_clients.find(key)) store(*client, risen);
+    }
+}
+
+std::optional<Time> Roles::nextDeadline() const {
+    return m_owed.empty() ? std::nullopt : std::optional<Time>(m_next);
 }
 
 }  // namespace AppConfigService

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <vector>
 
 #include "core/Clients.h"
@@ -22,11 +23,11 @@ public:
         std::vector<Client*> fallen;
     };
 
-    Roles(const ServiceOptions& options, const Clients& clients, Journal& journal)
-        : m_options(options), m_clients(clients), m_journal(journal) {}
+    Roles(const ServiceOptions& options, const Clients& clients, Journal& journal, const Time& now)
+        : m_options(options), m_clients(clients), m_journal(journal), m_now(now) {}
 
     /// Takes other limits into use, at once and for all clients, connected or not. Nothing is pending in the journal.
-    /// A failing store does not hold that up.
+    /// A failing store does not hold that up; it is tried again.
     Changed limit(std::map<std::uint32_t, int> limits);
 
     /// \return what \p claimed is worth now to a process of \p client's user.
@@ -35,13 +36,21 @@ public:
     /// \p client claims \p role. \return whether it may now be told more of what it has registered for.
     bool claim(Client& client, int role);
 
+    /// Has the store keep what it did not take before, once it is time for that. A client that does not claim its role
+    /// again after a restart of the service would be told too little for good.
+    void storeAgain();
+    std::optional<Time> nextDeadline() const;
+
 private:
     void store(Client& client, bool risen);
 
     const ServiceOptions& m_options;
     const Clients& m_clients;
     Journal& m_journal;
+    const Time& m_now;
     std::map<std::uint32_t, int> m_limits;
+    std::map<ClientKey, bool> m_owed;  ///< whose row was not stored, and whether its role had risen
+    Time m_next{};                     ///< when that is tried again
 };
 
 }  // namespace AppConfigService

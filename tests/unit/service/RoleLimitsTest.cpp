@@ -204,6 +204,23 @@ TEST_F(RoleLimit, ARoleThatIsClaimedAfterABreakBringsWhatWasHiddenBeforeIt) {
     EXPECT_THAT(late.events(), ::testing::Contains("value system.secret s"));
 }
 
+TEST_F(RoleLimit, ARoleThatTheStoreDidNotTakeIsStoredOnceItCan) {
+    Peer late(bench, "late", otherUid);
+    late.registerFor("system", valueChanged, 1);
+    bench.store.failWith("disk full");
+    late.read("display.on", 3);
+    bench.pass(AppConfigService::storePause);
+    EXPECT_EQ(bench.core->nextDeadline(), bench.now + AppConfigService::storePause);
+    bench.store.failWith("");
+    bench.pass(AppConfigService::storePause);
+    EXPECT_FALSE(bench.core->nextDeadline()) << "once is enough";
+    bench.restart(limitedTo(4));
+    late.connect();
+    late.events();
+    writer.write(secret, {"s"});
+    EXPECT_THAT(late.events(), ElementsAre("value system.secret s"));
+}
+
 TEST_F(RoleLimit, ThatStaysIsNotStoredAnewAtAStart) {
     limit(2);
     const std::uint64_t before = bench.core->changes();
