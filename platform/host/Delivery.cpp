@@ -8,7 +8,6 @@
 #include <system_error>
 #include <utility>
 
-#include "HandlerTable.h"
 #include "Handshake.h"
 #include "MessageIds.h"
 #include "ResumePoints.h"
@@ -28,31 +27,15 @@ Deadline now() {
 
 }  // namespace
 
-/// Application code runs as long as this stands.
-class Delivery::Depth {
-public:
-    explicit Depth(Delivery& delivery) : m_delivery(delivery) {
-        if (m_delivery.m_depth++ == 0) m_delivery.m_activity->began();
-    }
-    ~Depth() {
-        if (--m_delivery.m_depth == 0) m_delivery.m_activity->ended();
-    }
-    Depth(const Depth&) = delete;
-    Depth& operator=(const Depth&) = delete;
-
-private:
-    Delivery& m_delivery;
-};
-
 Delivery::Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
                    const TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended)
     : m_connector(connector),
       m_resume(resume),
       m_book(book),
-      m_handlers(handlers),
       m_options(options),
       m_localEndpoint(localEndpoint),
       m_ended(ended),
+      m_dispatcher(handlers, options, localEndpoint),
       m_random(std::random_device()()) {}
 
 Delivery::~Delivery() = default;
@@ -166,7 +149,7 @@ bool Delivery::turn(int fd, short events, Deadline deadline) {
         // Handling one connection may have replaced another.
         if (remote->stream == stream && fds[first + i].revents != 0) readFrom(*remote);
     }
-    if (m_depth == 0) deliverQueued();
+    if (!m_dispatcher.isRunning()) deliverQueued();
     return fds[2].revents != 0;
 }
 
@@ -237,10 +220,7 @@ void Delivery::tellRegistrations(Remote& remote) {
         const Outcome told = remote.registrations.tell(*stream, waiter);
         if (!told.ok()) lose(remote, told);
     }
-    for (const RegistrationReport& report : remote.registrations.takeReports()) {
-        const Depth depth(*this);
-        m_options.onRegistration(report);
-    }
+    for (const RegistrationReport& report : remote.registrations.takeReports()) m_dispatcher.report(report);
 }
 
 void Delivery::readFrom(Remote& remote) {
@@ -275,7 +255,7 @@ void Delivery::take(Remote& remote, const std::shared_ptr<FrameStream>& stream, 
         }
     } else if (frame.kind() == REACHED) {
         enqueue(remote, frame);
-        if (m_depth == 0) deliverQueued();
+        if (!m_dispatcher.isRunning()) deliverQueued();
     } else if (frame.kind() != NOTIFICATION && frame.kind() != ASK) {
         lose(remote, unexpectedFrame(frame));
     } else if (ConfigIF::messageName(frame.message_id()).empty()) {
@@ -284,7 +264,7 @@ void Delivery::take(Remote& remote, const std::shared_ptr<FrameStream>& stream, 
         ask(remote, stream, frame);
     } else {
         enqueue(remote, frame);
-        if (m_depth == 0) deliverQueued();
+        if (!m_dispatcher.isRunning()) deliverQueued();
     }
 }
 
@@ -298,7 +278,7 @@ void Delivery::welcomed(Remote& remote, const Welcome& welcome) {
     remote.registrations.greeted(welcome);
     remote.steady = Deadline::after(m_options.longestPause);
     m_reachability.attemptEnded(remote.endpoint, remote.stream->fd());
-    observe(remote, true);
+    m_dispatcher.observe(remote.endpoint, true);
 }
 
 void Delivery::lose(Remote& remote, const Outcome& why) {
@@ -314,7 +294,7 @@ void Delivery::lose(Remote& remote, const Outcome& why) {
 
     const bool remarkable = why.status == TRANSPORT_PROTOCOL_ERROR || why.status == TRANSPORT_REFUSED;
     if (remarkable) report(remote, why);
-    if (before == Phase::up) observe(remote, false);
+    if (before == Phase::up) m_dispatcher.observe(remote.endpoint, false);
 }
 
 /// Says once why a connection is closed, and not again with each attempt that ends the same way.
@@ -358,7 +338,7 @@ void Delivery::deliver(const Queued& next) {
     const std::string& endpoint = next.remote->endpoint;
     // Before the handlers: what they have learnt must be known even when the process goes on without the rest.
     if (frame.has_as_of()) m_resume.saw(endpoint, frame.timeline(), frame.as_of());
-    if (frame.kind() == NOTIFICATION) dispatch(endpoint, frame, 0);
+    if (frame.kind() == NOTIFICATION) m_dispatcher.notify(endpoint, frame);
     // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
     if (frame.has_sequence()) m_resume.handled(endpoint, next.connection, frame.timeline(), frame.sequence());
     if (frame.kind() == REACHED && frame.has_correlation()) {
@@ -382,39 +362,7 @@ void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, c
     // this one's place, must not be followed by this.
     if (peerHasGone(stream->fd())) return;
     if (frame.has_as_of()) m_resume.saw(remote.endpoint, frame.timeline(), frame.as_of());
-    Frame reply;
-    reply.set_kind(ANSWER);
-    reply.set_correlation(frame.correlation());
-    if (m_depth < depthLimit) {
-        const MSG_Address address = m_asks.open();
-        const bool calm = dispatch(remote.endpoint, frame, address);
-        // One failure among several handlers must not pass for the others' consent.
-        for (std::string& answer : m_asks.close(address)) {
-            if (calm) reply.add_answer(std::move(answer));
-        }
-    }
-    if (reply.ByteSizeLong() > m_options.frameLimit) {
-        std::fprintf(stderr, "appconfig: the answer to %s is too large to be sent\n", remote.endpoint.c_str());
-        reply.clear_answer();
-    }
-    answer(remote, stream, reply);
-}
-
-bool Delivery::dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender) {
-    const std::string& payload = frame.payload();
-    const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> message(
-        MSG_Create(frame.message_id(), payload.data(), static_cast<std::uint32_t>(payload.size()),
-                   m_localEndpoint.c_str(), sender),
-        MSG_Destroy);
-    if (message == nullptr) return false;
-    const Depth depth(*this);
-    return m_handlers.dispatch(endpoint, message.get());
-}
-
-void Delivery::observe(const Remote& remote, bool connected) {
-    if (!m_options.onConnection) return;
-    const Depth depth(*this);
-    m_options.onConnection(remote.endpoint, connected);
+    answer(remote, stream, m_dispatcher.ask(remote.endpoint, frame));
 }
 
 void Delivery::sayGoodbye() {

@@ -13,10 +13,10 @@
 #include "AppConfig/PlainMutex.h"
 #include "AppConfig/ThreadAnnotations.h"
 #include "Connector.h"
+#include "Dispatcher.h"
 #include "EventFlag.h"
 #include "FrameStream.h"
 #include "HandlerActivity.h"
-#include "OpenAsks.h"
 #include "Reachability.h"
 #include "RegistrationTeller.h"
 #include "TransportOptions.h"
@@ -37,8 +37,6 @@ class Delivery final : public Waiter {
 public:
     /// How many notifications, and how many bytes of them per frame limit, wait for a handler that waits itself.
     static constexpr std::size_t queueLimit = 4096;
-    /// How deep handlers of asks nest; beyond that an ask is answered without a payload.
-    static constexpr int depthLimit = 16;
 
     /// The arguments are not owned and outlive this object.
     Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
@@ -59,7 +57,7 @@ public:
     void deliverAfter(const std::shared_ptr<HandlerActivity>& other) APPCONFIG_EXCLUDES(m_mutex);
 
     /// \return what watches the handlers of this object.
-    const std::shared_ptr<HandlerActivity>& activity() const { return m_activity; }
+    const std::shared_ptr<HandlerActivity>& activity() const { return m_dispatcher.activity(); }
 
     /// \return whether the caller is this object's thread.
     bool isDeliveryThread() const;
@@ -71,7 +69,7 @@ public:
 
     /// Takes an answer to the ask that \p receiver stands for. \return whether one of its handlers is still running.
     /// Any thread.
-    bool answer(MSG_Address receiver, std::string payload) { return m_asks.answer(receiver, std::move(payload)); }
+    bool answer(MSG_Address receiver, std::string payload) { return m_dispatcher.answer(receiver, std::move(payload)); }
 
     /// Says goodbye and returns when the thread has ended. The flag given to the constructor must be set before. Not
     /// from the delivery thread.
@@ -125,25 +123,18 @@ private:
     void deliver(const Queued& next);
     void answer(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
     void ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
-    bool dispatch(const std::string& endpoint, const Frame& frame, MSG_Address sender);
-    void observe(const Remote& remote, bool connected);
     void sayGoodbye();
 
     Connector& m_connector;
     ResumePoints& m_resume;
     RegistrationBook& m_book;
-    const HandlerTable& m_handlers;
     const PbUtility::TransportOptions& m_options;
     const std::string& m_localEndpoint;
     const EventFlag& m_ended;
 
-    class Depth;
-
-    // Each synchronises itself. Shared with the transports that took this one's place, or whose place it takes.
+    // Each synchronises itself. The flag is shared with the transports whose place this one takes.
     const std::shared_ptr<EventFlag> m_wake = std::make_shared<EventFlag>();
-    const std::shared_ptr<HandlerActivity> m_activity = std::make_shared<HandlerActivity>();
     Reachability m_reachability;
-    OpenAsks m_asks;
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
@@ -155,10 +146,10 @@ private:
     std::atomic<std::thread::id> m_threadId{};
 
     // The delivery thread's own.
+    Dispatcher m_dispatcher;
     std::vector<std::unique_ptr<Remote>> m_remotes;
     std::deque<Queued> m_queue;
     std::size_t m_queuedBytes = 0;
-    int m_depth = 0;  ///< how many calls of application code lie below
     std::minstd_rand m_random;
 };
 
