@@ -45,8 +45,11 @@ namespace PbUtility {
 /// one has, for an endpoint of the same name, then the link has moved there: the other one registers for everything
 /// that was registered for here and brings the link the notifications alone from then on, beginning with what changed
 /// since this one first reached the service, as it is then; here everything is withdrawn, unless another link still
-/// uses the endpoint over this transport. This transport may be destroyed after that. Rows without a context stand for
-/// no link.
+/// uses the endpoint over this transport; then what a thread is just registering here for the link that moves does not
+/// follow it. This transport may be destroyed after that. Rows without a context stand for no link.
+///
+/// A thread's request reaches the service after the one-way messages that the thread has sent before. Only what it
+/// registers may overtake its one-way writes: these may wait for a provider that the thread is about to register.
 ///
 /// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
 /// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
