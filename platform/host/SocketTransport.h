@@ -32,6 +32,9 @@ namespace PbUtility {
 /// delivery thread alone, one at a time, except that a handler that makes a request itself may meet, nested in that
 /// call, the handler of a provider request (never of a notification; these wait until it has returned).
 ///
+/// A thread's request reaches the service after the one-way messages that the thread has sent before. Only what it
+/// registers may overtake its one-way writes: these may wait for a provider that the thread is about to register.
+///
 /// From a handler every operation may be called. A handler that throws is reported on standard error, and delivery goes
 /// on with the next message; a provider request is then answered without a payload, which the service counts as an
 /// error.
@@ -47,9 +50,6 @@ namespace PbUtility {
 /// since this one first reached the service, as it is then; here everything is withdrawn, unless another link still
 /// uses the endpoint over this transport; then what a thread is just registering here for the link that moves does not
 /// follow it. This transport may be destroyed after that. Rows without a context stand for no link.
-///
-/// A thread's request reaches the service after the one-way messages that the thread has sent before. Only what it
-/// registers may overtake its one-way writes: these may wait for a provider that the thread is about to register.
 ///
 /// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
 /// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
