@@ -359,8 +359,9 @@ void Delivery::answer(Remote& remote, const std::shared_ptr<FrameStream>& stream
 
 void Delivery::ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
     // Nobody waits for the answer. And what another start of the service has asked since, over the transport that took
-    // this one's place, must not be followed by this.
-    if (peerHasGone(stream->fd())) return;
+    // this one's place, must not be followed by this. Nor may what comes after it be handled: to reach the point behind
+    // it would mean that it was.
+    if (peerHasGone(stream->fd())) return lose(remote, {TRANSPORT_BROKEN_OFF, {}});
     if (frame.has_as_of()) m_resume.saw(remote.endpoint, frame.timeline(), frame.as_of());
     answer(remote, stream, m_dispatcher.ask(remote.endpoint, frame));
 }

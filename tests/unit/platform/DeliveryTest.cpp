@@ -48,7 +48,7 @@ TEST_F(Delivery, ReachesTheHandlersOfTheMessageInTheirOrderOnOneThread) {
     EXPECT_NE(first, std::this_thread::get_id());
 }
 
-TEST_F(Delivery, BringsNoQuestionOfAServiceThatHasGone) {
+TEST_F(Delivery, BringsNoQuestionOfAServiceThatHasGoneAndNothingBehindIt) {
     std::promise<void> entered;
     std::promise<void> mayLeave;
     Handler busy([&](const MSG_Message* message) {
@@ -65,13 +65,16 @@ TEST_F(Delivery, BringsNoQuestionOfAServiceThatHasGone) {
     const auto first = peer.awaitDelivery();
     first->send(notification("x", 1));
     entered.get_future().wait();
+    first->send(notification("handled", 2));
     first->send(ask(1));
+    first->send(notification("asked for by then", 3));
     peer.hangUp();
     mayLeave.set_value();
     const auto second = peer.awaitDelivery(2);
     ASSERT_NE(second, nullptr);
-    second->send(notification("y", 2));
-    EXPECT_THAT(journal.await(2), ElementsAre("x", "y"));
+    EXPECT_EQ(peer.awaitHellos(DELIVERY, 2).at(1).delivered(), 2U) << "so it is asked again";
+    second->send(notification("y", 4));
+    EXPECT_THAT(journal.await(3), ElementsAre("x", "handled", "y"));
     transport.end();
 }
 
