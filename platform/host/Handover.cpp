@@ -42,8 +42,8 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     const bool othersStay = from.handlers.cede(link, endpoint);
     const auto rows = othersStay ? from.book.held(endpoint) : from.book.cede(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
-    // Neither has ever reached the service or waited for it, so this one begins with its own first greeting.
-    if (rows.empty() && !from.resume.hasPoint(endpoint) && !to.resume.hasPoint(endpoint)) return;
+    // Nothing was registered or read there, so this one stands wherever its own greeting has put it, or will.
+    if (rows.empty() && !from.resume.hasPoint(endpoint)) return;
     // Between the last news there and the first ones here may lie some that nobody delivers. Without registrations it
     // is the same for what a thread has read there, and registers late.
     to.resume.takeOver(endpoint, from.resume);

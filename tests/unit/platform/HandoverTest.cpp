@@ -121,6 +121,7 @@ TEST_F(Handover, LetsTheNewTransportSayWhatTheFormerIsStillAsked) {
     const auto former = peer.awaitDelivery();
     b.addRemoteEndpoint("ConfigSrvc", -1);
     provider.addTo(b, validate);
+    ASSERT_EQ(registerFor(b, "connected"), TRANSPORT_OK);
     Frame question = ask(1);
     question.set_timeline(9);
     question.set_as_of(50);
