@@ -34,7 +34,7 @@ const char* nameOf(Race race) {
         case Race::handlerBeforeTransport: return "handler before the transport";
         case Race::deletedInDispatch: return "handler deleted in a dispatch";
         case Race::endedWhileRunning: return "handler ended while it runs";
-        case Race::newsDuringMove: return "message while the primary link moves";
+        case Race::newsDuringMove: return "message over a primary link that is being moved";
         case Race::twoSetters: return "two threads set the transport";
         case Race::swapped: return "transport swapped";
         case Race::newsDuringRegistration: return "news between registration and entry";

@@ -40,7 +40,7 @@ enum class Race : std::uint8_t {
     handlerBeforeTransport,
     deletedInDispatch,       ///< a handler is deleted by another one that was called before it
     endedWhileRunning,       ///< a handler is removed by another thread while it runs
-    newsDuringMove,          ///< a message arrives while the primary link is being moved
+    newsDuringMove,          ///< a message arrives over the new primary link while that is being moved
     twoSetters,              ///< two threads hand a transport over at once
     swapped,                 ///< a link gets another transport
     newsDuringRegistration,  ///< news arrives between a registration and its entry

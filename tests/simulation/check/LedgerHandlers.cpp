@@ -284,7 +284,7 @@ void Ledger::dispatching(const Announcement& what) {
     for (auto& [number, underway] : m_underway) {
         if (underway.thread == m_book.ground.thread()) continue;
         const Operation& operation = underway.operation;
-        if (operation.action == Action::changePrimary) m_book.findings.count(Race::newsDuringMove);
+        if (operation.action == Action::changePrimary && what.link == 1) m_book.findings.count(Race::newsDuringMove);
         if (operation.link != what.link) continue;
         if (isValue && operation.variable == what.variable) underway.announced.push_back(what.contents);
         const auto handler = m_handlers.find(underway.handler);

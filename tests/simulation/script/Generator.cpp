@@ -15,7 +15,8 @@ enum class Shape : std::uint8_t {
     late,      ///< handlers before the transport
     racing,    ///< two threads hand the transport over at once
     swapping,  ///< one transport after the other
-    moving,    ///< the primary link goes to the second service
+    moving,    ///< the primary link goes to the second service after a while
+    moved,     ///< the same, but first of all and in each of its lives
 };
 
 struct Weighted {
@@ -81,7 +82,8 @@ public:
     Script make() {
         frame();
         const int processes = m_random.between(2, 4);
-        for (int i = 0; i < processes; ++i) process(i == 0 && m_random.chance(1, 8), processes);
+        const bool moving = m_random.chance(1, 8);
+        for (int i = 0; i < processes; ++i) process(moving ? movingShape(i) : shape(), processes);
         faults(processes);
         return std::move(m_script);
     }
@@ -201,8 +203,7 @@ private:
         return result;
     }
 
-    Shape shape(bool moving) {
-        if (moving) return Shape::moving;
+    Shape shape() {
         switch (m_random.below(10)) {
             case 0:
             case 1: return Shape::late;
@@ -212,13 +213,18 @@ private:
         }
     }
 
-    void process(bool moving, int processes) {
+    /// Two processes move, so that one changes at the second service what the other is told while it moves.
+    Shape movingShape(int number) {
+        m_script.services = 2;
+        if (number > 1) return shape();
+        return number == 0 && m_random.chance(1, 2) ? Shape::moving : Shape::moved;
+    }
+
+    void process(Shape kind, int processes) {
         ProcessScript result;
-        const Shape kind = shape(moving);
-        if (moving) m_script.services = 2;
         result.uid = m_random.chance(1, 5) ? otherUser : ownUser;
         result.deadline = m_random.chance(1, 4) ? 800 : 5000;
-        const bool deletes = kind != Shape::swapping && kind != Shape::moving;
+        const bool deletes = kind != Shape::swapping && kind != Shape::moving && kind != Shape::moved;
         for (int i = 0; i < consumerSlots; ++i) result.consumers.push_back(plan(false, deletes));
         for (int i = 0; i < providerSlots; ++i) result.providers.push_back(plan(true, deletes));
         const int threads = m_random.chance(1, 4) ? 3 : 2;
@@ -253,11 +259,17 @@ private:
                 }
             }
         }
+        if (kind == Shape::moved) moves(result.setUp, 0, index == 0);
         if (index == 0 || kind == Shape::racing) result.setUp.push_back(transport);
         for (int i = 0; i < operations; ++i) result.operations.push_back(operation(draw(m_random, usual)));
         if (m_random.chance(1, 6)) insert(result.operations, operation(Action::setRole));
         if (kind == Shape::swapping && index == 0) swaps(result.operations);
-        if (kind == Shape::moving) moves(result.operations, index == 0);
+        if (kind == Shape::moved) usesBoth(result.operations, 0);
+        if (kind == Shape::moving) {
+            const std::size_t at = result.operations.size() / 4;
+            moves(result.operations, at, index == 0);
+            usesBoth(result.operations, at + 1);
+        }
         return result;
     }
 
@@ -279,8 +291,8 @@ private:
         }
     }
 
-    void moves(std::vector<Operation>& operations, bool first) {
-        const std::size_t at = operations.size() / 4;
+    /// From \p at on, the first thread moves the primary link, and the others register and read at it meanwhile.
+    void moves(std::vector<Operation>& operations, std::size_t at, bool first) {
         if (first) {
             Operation change;
             change.action = Action::changePrimary;
@@ -293,7 +305,11 @@ private:
                                   operation(i % 2 == 0 ? Action::addConsumerAtLink : Action::readAtLink));
             }
         }
-        for (std::size_t i = at + 1; i < operations.size(); ++i) {
+    }
+
+    /// From \p from on, half of the operations go to the primary link. They do nothing until it has been moved.
+    void usesBoth(std::vector<Operation>& operations, std::size_t from) {
+        for (std::size_t i = from; i < operations.size(); ++i) {
             if (m_random.chance(1, 2)) operations[i].link = 1;
         }
     }
