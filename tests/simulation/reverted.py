@@ -77,7 +77,7 @@ def copy_sources(root, scratch):
         if target.exists() and target.read_bytes() == (root / name).read_bytes():
             continue
         target.parent.mkdir(parents=True, exist_ok=True)
-        shutil.copy2(root / name, target)
+        shutil.copy(root / name, target)
 
 
 def build(scratch):
