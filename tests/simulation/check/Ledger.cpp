@@ -129,6 +129,8 @@ void Ledger::removes(const Operation& operation) {
 /// have come after the removal.
 void Ledger::removed(const Underway& underway, const Outcome& outcome) {
     removes(underway.operation);
+    // A link that is not there yet removes nothing.
+    if (!outcome.done) return;
     if (underway.operation.action == Action::reset && !outcome.accepted) return;
     if (!underway.beganAlone) return;
     eachRemoved(underway.operation, [&](Belief& belief) {
