@@ -8,6 +8,13 @@ bool Variable::isDefault() const {
     return sameMeaning(*definition, row.value, effectiveDefault(*definition, row.options, row.defaultIndex));
 }
 
+PerKind<bool> difference(const VariableRow& former, const VariableRow& next) {
+    // What comes back may have changed before it went, unnoticed by somebody who was away then.
+    if (former.hidden) return {true, true, true};
+    return {next.value != former.value, next.options != former.options || next.defaultIndex != former.defaultIndex,
+            next.readLevel != former.readLevel || next.writeLevel != former.writeLevel};
+}
+
 void Catalogue::restore(const std::vector<VariableRow>& rows) {
     for (const VariableRow& row : rows) insert(row.name).row = row;
 }
@@ -42,16 +49,13 @@ Adoption Catalogue::adopt(const VariableDefinition& definition) const {
     if (known == nullptr) {
         // What a new state begins with is no news. Later on a client may have registered for the name, or know such a
         // variable from another state.
-        for (bool& changed : result.changed) changed = !m_variables.empty();
+        if (!m_variables.empty()) result.changed = {true, true, true};
     } else {
         const VariableRow& old = known->row;
-        // What comes back may have changed before it went, unnoticed by somebody who was away then.
-        result.changed[0] = old.hidden || row.value != old.value;
-        result.changed[1] = old.hidden || row.options != old.options || row.defaultIndex != old.defaultIndex;
-        result.changed[2] = old.hidden || row.readLevel != old.readLevel || row.writeLevel != old.writeLevel;
-        result.stores = result.changed[0] || result.changed[1] || result.changed[2] || row.ownValue != old.ownValue ||
-                        row.ownOptions != old.ownOptions || row.ownReadLevel != old.ownReadLevel ||
-                        row.ownWriteLevel != old.ownWriteLevel;
+        result.changed = difference(old, row);
+        const bool isNews = result.changed.value || result.changed.options || result.changed.levels;
+        result.stores = isNews || row.ownValue != old.ownValue || row.ownOptions != old.ownOptions ||
+                        row.ownReadLevel != old.ownReadLevel || row.ownWriteLevel != old.ownWriteLevel;
     }
     return result;
 }

@@ -22,11 +22,14 @@ struct Variable {
     bool isDefault() const;
 };
 
+/// \return what is different about \p next, and so is to be numbered and told, for somebody who knows \p former.
+PerKind<bool> difference(const VariableRow& former, const VariableRow& next);
+
 /// What a new definition makes of a variable.
 struct Adoption {
-    VariableRow row;     ///< numbers of changes are not counted up yet
-    bool stores = true;  ///< the row is not what the store has
-    bool changed[changeKinds] = {false, false, false};
+    VariableRow row;
+    bool stores = true;     ///< the row is not what the store has
+    PerKind<bool> changed;  ///< what is to be told
     std::string complaint;  ///< why the former value or options had to go; else empty
 };
 

@@ -119,7 +119,6 @@ void Changes::begin(const OperationPtr& operation) {
     if (!verdict.ok()) return conclude(operation, verdict);
     if (operation->kind == ChangeRequest::Kind::options) return store(operation);
     const Variable& variable = *operation->variable;
-    operation->row = variable.row;
     if (operation->proposed == variable.row.value) return conclude(operation, {});
 
     const auto judges = providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
@@ -233,7 +232,9 @@ void Changes::store(const OperationPtr& operation) {
         [this, operation](Batch& batch) {
             // Levels that were set in the batch before this one count already.
             operation->result.verdict = admit(*operation);
-            if (operation->result.verdict.ok()) stage(*operation, batch);
+            if (!operation->result.verdict.ok()) return;
+            operation->transition.emplace(operation->variable->row, next(*operation));
+            operation->transition->stage(batch);
         },
         [this, operation](bool isStored) {
             if (!operation->result.verdict.ok()) return conclude(operation, operation->result.verdict);
@@ -243,38 +244,28 @@ void Changes::store(const OperationPtr& operation) {
         });
 }
 
-void Changes::stage(Operation& operation, Batch& batch) {
+VariableRow Changes::next(const Operation& operation) {
     const VariableDefinition& definition = *operation.variable->definition;
     VariableRow row = operation.variable->row;
     if (operation.kind == ChangeRequest::Kind::options) {
         const std::uint32_t kept = row.defaultIndex < operation.options.size() ? row.defaultIndex : 0;
-        const std::uint32_t index = operation.defaultIndex.value_or(kept);
-        if (operation.options != row.options || index != row.defaultIndex) {
-            operation.optionsNumber = row.changes[1] = Journal::nextChange(batch);
-        }
         row.options = operation.options;
-        row.defaultIndex = index;
-        row.ownOptions = row.options != definition.options || index != definition.defaultIndex;
+        row.defaultIndex = operation.defaultIndex.value_or(kept);
+        row.ownOptions = row.options != definition.options || row.defaultIndex != definition.defaultIndex;
         if (!checkValue(definition, row.options, row.value).ok()) {
-            row.value = effectiveDefault(definition, row.options, index);
+            row.value = effectiveDefault(definition, row.options, row.defaultIndex);
         }
     } else {
         row.value = operation.proposed;
     }
     row.ownValue = row.value != effectiveDefault(definition, row.options, row.defaultIndex);
-    if (row.value != operation.variable->row.value) {
-        operation.valueNumber = row.changes[0] = Journal::nextChange(batch);
-    }
-    batch.entries.emplace_back(row);
-    operation.row = std::move(row);
+    return row;
 }
 
 void Changes::stored(const OperationPtr& operation) {
     Variable& variable = *operation->variable;
-    variable.row = operation->row;
-    if (operation->optionsNumber != 0) m_with.notifier.begin(operation->optionsNumber);
-    if (operation->valueNumber == 0) return announce(operation);
-    m_with.notifier.begin(operation->valueNumber);
+    operation->transition->enter(variable, m_with.notifier);
+    if (!operation->transition->changes(ChangeKind::value)) return announce(operation);
 
     const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
     if (clients.empty()) return announce(operation);
@@ -294,14 +285,8 @@ void Changes::stored(const OperationPtr& operation) {
 }
 
 void Changes::announce(const OperationPtr& operation) {
-    const Variable& variable = *operation->variable;
-    // Options first: whoever hears of a new value finds it among the options that it knows.
-    if (operation->optionsNumber != 0) {
-        m_with.notifier.announce(variable, ChangeKind::options, operation->optionsNumber);
-    }
-    if (operation->valueNumber != 0) {
-        m_with.notifier.announce(variable, ChangeKind::value, operation->valueNumber, operation->asked);
-    }
+    const auto asked = [&operation](const Variable&) { return operation->asked; };
+    Transition::tell({&*operation->transition}, m_with.notifier, asked);
     conclude(operation, {});
 }
 
@@ -321,7 +306,9 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
             m_with.notifier.correct(*client, variable);
         }
     } else {
-        result.revision = m_with.messages.revision(operation->row.changes[0]);
+        // Another value may have come since, of a new definition.
+        const VariableRow& row = operation->transition ? operation->transition->row() : variable.row;
+        result.revision = m_with.messages.revision(row.changes.value);
         m_with.log(LogLevel::debug, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
                                         operation->client.endpoint);
     }

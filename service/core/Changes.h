@@ -16,6 +16,7 @@
 #include "core/Notifier.h"
 #include "core/Roles.h"
 #include "core/Rounds.h"
+#include "core/Transition.h"
 
 namespace AppConfigService {
 
@@ -97,9 +98,7 @@ private:
         std::optional<Time> waitsUntil;  ///< for a provider to come back
         std::vector<ClientKey> asked;    ///< who was asked to apply it
         ChangeResult result;
-        VariableRow row;  ///< what the variable will hold
-        ChangeNumber valueNumber = 0;
-        ChangeNumber optionsNumber = 0;
+        std::optional<Transition> transition;  ///< once it is accepted and about to be stored
     };
     using OperationPtr = std::shared_ptr<Operation>;
 
@@ -123,7 +122,8 @@ private:
     void announce(const OperationPtr& operation);
     void conclude(const OperationPtr& operation, const Verdict& verdict);
 
-    static void stage(Operation& operation, Batch& batch);
+    /// \return what the variable holds when \p operation is done.
+    static VariableRow next(const Operation& operation);
     std::vector<Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
     Messages::Asker askerOf(const Operation& operation) const;
 

@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "core/Core.h"
+#include "core/Transition.h"
 #include "store/TimelineId.h"
 
 // How definitions come into use, at the start and later.
@@ -40,15 +41,13 @@ bool Core::reload(const Definitions& definitions, std::string& error, Time now) 
 
 bool Core::adoptAll(const Definitions& definitions, std::string& error, bool announce) {
     std::vector<Adoption> adoptions;
+    std::vector<Transition> transitions;
     Batch batch;
     batch.changes = m_journal.changes();
     for (const VariableDefinition& definition : definitions.variables) {
-        Adoption adoption = m_catalogue.adopt(definition);
-        for (std::size_t kind = 0; kind < changeKinds; ++kind) {
-            if (adoption.changed[kind]) adoption.row.changes[kind] = Journal::nextChange(batch);
-        }
-        if (adoption.stores) batch.entries.emplace_back(adoption.row);
-        adoptions.push_back(std::move(adoption));
+        adoptions.push_back(m_catalogue.adopt(definition));
+        transitions.emplace_back(adoptions.back().row, adoptions.back().changed);
+        if (adoptions.back().stores) transitions.back().stage(batch);
     }
     std::set<const Variable*> defined;
     for (const VariableDefinition& definition : definitions.variables)
@@ -65,13 +64,12 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     // Before anybody is told of anything, and before the rest, which the roles decide over.
     const Roles::Changed roles = m_roles.limit(definitions.roleLimits);
 
+    std::vector<const Transition*> entered;
     for (std::size_t i = 0; i < adoptions.size(); ++i) {
         Variable& variable = m_catalogue.define(definitions.variables[i]);
         defined.insert(&variable);
-        variable.row = adoptions[i].row;
-        for (std::size_t kind = 0; kind < changeKinds; ++kind) {
-            if (adoptions[i].changed[kind]) m_notifier.begin(variable.row.changes[kind]);
-        }
+        transitions[i].enter(variable, m_notifier);
+        entered.push_back(&transitions[i]);
         if (!adoptions[i].complaint.empty()) {
             const bool hidden = variable.row.readLevel > 0;
             m_log(LogLevel::warning, variable.display + " falls back to its default, its definition forbids the rest" +
@@ -80,18 +78,11 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     }
     m_catalogue.hideUnless(isDefined);
 
-    // Options before values, as everywhere.
-    for (const ChangeKind kind : {ChangeKind::levels, ChangeKind::options, ChangeKind::value}) {
-        const auto index = static_cast<std::size_t>(kind);
-        for (const Adoption& adoption : adoptions) {
-            if (!adoption.changed[index]) continue;
-            Variable& variable = *m_catalogue.find(adoption.row.name);
-            // Providers first: the announcement carries the point behind which nothing of this is repeated.
-            std::vector<ClientKey> asked;
-            if (announce && kind == ChangeKind::value) asked = m_notifier.inform(variable);
-            m_notifier.announce(variable, kind, adoption.row.changes[index], asked);
-        }
-    }
+    // No client wants these values, so nobody waits for the providers, and at a start none is there.
+    const auto asked = [&](const Variable& variable) {
+        return announce ? m_notifier.inform(variable) : std::vector<ClientKey>();
+    };
+    Transition::tell(entered, m_notifier, asked);
     m_changes.withdraw(roles.fallen);
     for (Client* client : roles.risen) m_notifier.catchUp(*client);
     m_changes.providerArrived();

@@ -16,7 +16,7 @@ std::size_t indexOf(Topic topic) {
 }  // namespace
 
 ChangeNumber newestOf(const Variable& variable, Topic topic) {
-    return variable.row.changes[static_cast<std::size_t>(kindOf(topic))];
+    return variable.row.changes[kindOf(topic)];
 }
 
 const Knowledge::Entry* Knowledge::find(const Variable& variable, Topic topic) const {

@@ -62,7 +62,7 @@ Frame Messages::notification(const Variable& variable, Topic topic, const std::s
             message.set_client_name(callback);
             writeName(variable, *message.mutable_inst_value()->mutable_inst());
             for (const std::string& element : row.value) message.mutable_inst_value()->add_value(element);
-            *message.mutable_revision() = revision(row.changes[0]);
+            *message.mutable_revision() = revision(row.changes.value);
             return frame(AppConfigHost::NOTIFICATION, message);
         }
     }
@@ -93,7 +93,7 @@ Frame Messages::validation(const Variable& variable, const Value& proposed, cons
 
 Frame Messages::application(const Variable& variable, const Asker& asker) const {
     auto message = question<ConfigIF::OnChangeReq>(variable, variable.row.value, asker);
-    *message.mutable_revision() = revision(variable.row.changes[0]);
+    *message.mutable_revision() = revision(variable.row.changes.value);
     return frame(AppConfigHost::ASK, message);
 }
 

@@ -140,7 +140,7 @@ void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
     if (verdict.ok()) {
         for (const std::string& element : variable->row.value) response.add_value(element);
         response.set_is_default(variable->isDefault());
-        *response.mutable_revision() = m_with.messages.revision(variable->row.changes[0]);
+        *response.mutable_revision() = m_with.messages.revision(variable->row.changes.value);
         m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::value);
     }
     reply(call, response);
@@ -230,118 +230,6 @@ void Requests::getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOpt
         for (const std::string& option : variable->definition->options) response.add_option(option);
     }
     reply(call, response);
-}
-
-void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& request) {
-    const int role = present(call, request.role());
-    Variable* variable = nullptr;
-    ConfigIF::GetAccessLevelsRsp response;
-    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
-    response.set_error(verdict.error);
-    logRefusal(call, request.inst(), verdict);
-    if (verdict.ok()) {
-        response.set_read_level(roleToWire(variable->row.readLevel));
-        response.set_write_level(roleToWire(variable->row.writeLevel));
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::levels);
-    }
-    reply(call, response);
-}
-
-Verdict Requests::levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) const {
-    if (role < std::max(variable.row.readLevel, variable.row.writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
-    const int readLevel = request.has_read_level() ? roleFromWire(request.read_level()) : 0;
-    const int writeLevel = request.has_write_level() ? roleFromWire(request.write_level()) : 0;
-    if (role < std::max(readLevel, writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
-    return {};
-}
-
-void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request) {
-    const int role = present(call, request.role());
-    auto response = std::make_shared<ConfigIF::SetAccessLevelsRsp>();
-    // A level of a later version must not be taken for the lowest.
-    if (hasUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
-        hasUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
-        logRefusal(call, std::string(), CommonIF::ERROR_INVALID_REQUEST);
-        refuseLevels(request, {CommonIF::ERROR_INVALID_REQUEST, {}}, *response);
-        return reply(call, *response);
-    }
-    if (static_cast<std::size_t>(request.inst_size()) > mostElements) {
-        logRefusal(call, std::string(), CommonIF::ERROR_LIMIT);
-        refuseLevels(request, {CommonIF::ERROR_LIMIT, {}}, *response);
-        return reply(call, *response);
-    }
-    std::vector<Variable*> allowed;
-    for (const ConfigIF::Inst& inst : request.inst()) {
-        Variable* variable = nullptr;
-        Verdict verdict = lookUp(inst, variable);
-        if (verdict.ok()) verdict = levelsAllowed(request, *variable, role);
-        if (verdict.ok()) {
-            allowed.push_back(variable);
-            continue;
-        }
-        ConfigIF::AccessLevelErr* entry = response->add_access_error();
-        *entry->mutable_inst() = inst;
-        entry->set_error(verdict.error);
-        logRefusal(call, inst, verdict);
-    }
-    // Whoever may set nothing has nothing stored.
-    if (allowed.empty()) return reply(call, *response);
-
-    // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
-    flush();
-    // In the order of names: numbers are drawn in it.
-    auto rows = std::make_shared<std::map<ConfigVar, std::pair<Variable*, VariableRow>>>();
-    for (Variable* variable : allowed) {
-        VariableRow row = variable->row;
-        if (request.has_read_level()) row.readLevel = roleFromWire(request.read_level());
-        if (request.has_write_level()) row.writeLevel = roleFromWire(request.write_level());
-        const bool changed = row.readLevel != variable->row.readLevel || row.writeLevel != variable->row.writeLevel;
-        if (changed) (*rows)[row.name] = {variable, row};
-    }
-    if (rows->empty()) return reply(call, *response);
-
-    const auto stage = [rows](Batch& batch) {
-        // Settling the levels has set writes going that waited for others. They are in this batch, so they count.
-        std::map<ConfigVar, VariableRow> staged;
-        for (const StoredChange& entry : batch.entries) {
-            const auto* row = std::get_if<VariableRow>(&entry);
-            if (row != nullptr) staged[row->name] = *row;
-        }
-        for (auto& [name, change] : *rows) {
-            auto& [variable, row] = change;
-            const auto newer = staged.find(name);
-            if (newer != staged.end()) {
-                newer->second.readLevel = row.readLevel;
-                newer->second.writeLevel = row.writeLevel;
-                row = std::move(newer->second);
-            }
-            row.ownReadLevel = row.readLevel != variable->definition->readLevel;
-            row.ownWriteLevel = row.writeLevel != variable->definition->writeLevel;
-            row.changes[2] = Journal::nextChange(batch);
-            batch.entries.emplace_back(row);
-        }
-    };
-    m_with.journal.add(stage, [this, call, request, rows, response](bool stored) {
-        if (!stored) {
-            for (const auto& [name, change] : *rows) logRefusal(call, change.first->display, CommonIF::ERROR_STORAGE);
-            response->clear_access_error();
-            refuseLevels(request, {CommonIF::ERROR_STORAGE, {}}, *response);
-            return reply(call, *response);
-        }
-        for (const auto& [name, change] : *rows) {
-            const auto& [variable, row] = change;
-            variable->row = row;
-            m_with.notifier.begin(row.changes[2]);
-            m_with.log(LogLevel::info, "levels of " + variable->display + " set to " + std::to_string(row.readLevel) +
-                                           " and " + std::to_string(row.writeLevel) + " by " + call.client.endpoint);
-        }
-        for (const auto& [name, change] : *rows) {
-            m_with.notifier.announce(*change.first, ChangeKind::levels, change.second.changes[2]);
-        }
-        m_with.changes.providerArrived();
-        reply(call, *response);
-    });
-    flush();
 }
 
 }  // namespace AppConfigService

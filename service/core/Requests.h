@@ -100,7 +100,9 @@ private:
                                 CommonIF::eSecurityRole role);
     template <typename Response>
     void change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request);
-    Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) const;
+    static Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
+    void storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
+                     const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response);
     struct Wanted {
         RegistrationRow row;
         CommonIF::eSecurityRole role = CommonIF::eSecurityRole_MIN;

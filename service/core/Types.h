@@ -26,9 +26,24 @@ using ChangeNumber = std::uint64_t;
 /// One connection of a client; given by whoever accepts connections, never used twice in one run.
 using ConnectionId = std::uint64_t;
 
-/// What about a variable can change. The numbers index the change numbers that are kept per variable.
-enum class ChangeKind : std::uint8_t { value = 0, options = 1, levels = 2 };
-inline constexpr std::size_t changeKinds = 3;
+/// What about a variable can change.
+enum class ChangeKind : std::uint8_t { value, options, levels };
+
+/// Something that is kept for each kind of change.
+template <typename T>
+struct PerKind {
+    T value{};
+    T options{};
+    T levels{};
+
+    T& operator[](ChangeKind kind) {
+        return kind == ChangeKind::value ? value : kind == ChangeKind::options ? options : levels;
+    }
+    const T& operator[](ChangeKind kind) const { return const_cast<PerKind&>(*this)[kind]; }
+    bool operator==(const PerKind& other) const {
+        return value == other.value && options == other.options && levels == other.levels;
+    }
+};
 
 /// What a client can be kept informed of. The first four are states, of which only the newest counts.
 enum class Topic : std::uint8_t {

@@ -185,9 +185,9 @@ struct SqliteStore::Database {
         s.bind(11, int{row.ownReadLevel});
         s.bind(12, row.writeLevel);
         s.bind(13, int{row.ownWriteLevel});
-        s.bind(14, number(row.changes[0]));
-        s.bind(15, number(row.changes[1]));
-        s.bind(16, number(row.changes[2]));
+        s.bind(14, number(row.changes.value));
+        s.bind(15, number(row.changes.options));
+        s.bind(16, number(row.changes.levels));
         s.bind(17, int{row.hidden});
         run(s);
     }
@@ -275,9 +275,9 @@ struct SqliteStore::Database {
             row.ownReadLevel = variables.getColumn(10).getInt() != 0;
             row.writeLevel = variables.getColumn(11).getInt();
             row.ownWriteLevel = variables.getColumn(12).getInt() != 0;
-            for (int kind = 0; kind < static_cast<int>(changeKinds); ++kind) {
-                row.changes[static_cast<std::size_t>(kind)] = changeNumber(variables.getColumn(13 + kind));
-            }
+            row.changes.value = changeNumber(variables.getColumn(13));
+            row.changes.options = changeNumber(variables.getColumn(14));
+            row.changes.levels = changeNumber(variables.getColumn(15));
             row.hidden = variables.getColumn(16).getInt() != 0;
             state.variables.push_back(std::move(row));
         }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,8 +24,8 @@ struct VariableRow {
     bool ownReadLevel = false;
     int writeLevel = 0;
     bool ownWriteLevel = false;
-    std::array<ChangeNumber, changeKinds> changes{};  ///< number of the last change of each kind; 0: never changed
-    bool hidden = false;                              ///< no definition mentioned it when the row was written
+    PerKind<ChangeNumber> changes;  ///< number of the last change of each kind; 0: never changed
+    bool hidden = false;            ///< no definition mentioned it when the row was written
 };
 
 /// A client that has registrations, with the highest role that it has claimed. What that was worth last is kept beside

@@ -247,7 +247,7 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
     EXPECT_EQ(row.readLevel, 1);
     EXPECT_EQ(row.writeLevel, 2);
     EXPECT_TRUE(row.ownWriteLevel);
-    EXPECT_THAT(row.changes, ElementsAre(40, 41, 42));
+    EXPECT_EQ(row.changes, (AppConfigService::PerKind<ChangeNumber>{40, 41, 42}));
     EXPECT_FALSE(row.hidden);
     ASSERT_EQ(state.clients.size(), 1U);
     EXPECT_EQ(state.clients[0].claimedRole, 3) << "as far as it is known";

@@ -1,0 +1,40 @@
+#include "core/Transition.h"
+
+namespace AppConfigService {
+
+namespace {
+
+/// Numbers are drawn in the order in which they are told.
+constexpr ChangeKind order[] = {ChangeKind::levels, ChangeKind::options, ChangeKind::value};
+
+}  // namespace
+
+void Transition::stage(Batch& batch) {
+    for (const ChangeKind kind : order) {
+        if (m_changed[kind]) m_row.changes[kind] = Journal::nextChange(batch);
+    }
+    batch.entries.emplace_back(m_row);
+}
+
+void Transition::enter(Variable& variable, Notifier& notifier) {
+    m_variable = &variable;
+    variable.row = m_row;
+    for (const ChangeKind kind : order) {
+        if (m_changed[kind]) notifier.begin(m_row.changes[kind]);
+    }
+}
+
+void Transition::tell(const std::vector<const Transition*>& entered, Notifier& notifier, const Asked& asked) {
+    for (const ChangeKind kind : order) {
+        for (const Transition* transition : entered) {
+            if (!transition->m_changed[kind]) continue;
+            const Variable& variable = *transition->m_variable;
+            // Providers first: the announcement carries the point behind which nothing of this is repeated.
+            const bool asks = kind == ChangeKind::value && asked;
+            notifier.announce(variable, kind, transition->m_row.changes[kind],
+                              asks ? asked(variable) : std::vector<ClientKey>{});
+        }
+    }
+}
+
+}  // namespace AppConfigService
