@@ -1,0 +1,112 @@
+// State files that earlier versions of the service wrote, and every later one has to open; see golden/make.sh.
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <map>
+#include <set>
+#include <string>
+
+#include "TemporaryDirectory.h"
+#include "store/SqliteStore.h"
+
+namespace ServiceTest {
+namespace {
+
+using namespace AppConfigService;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+class GoldenState : public ::testing::TestWithParam<int> {
+protected:
+    GoldenState() {
+        std::filesystem::copy_file(std::string(APPCONFIG_GOLDEN_DIR) + "/state-" + std::to_string(GetParam()) + ".db",
+                                   m_file);
+    }
+
+    /// \return what the file holds, as a service that starts finds it.
+    StoredState load() {
+        StoredState state;
+        std::string error;
+        EXPECT_TRUE(SqliteStore(m_file).load(state, error)) << error;
+        return state;
+    }
+
+    const AppConfigTest::TemporaryDirectory m_directory;
+    const std::string m_file = m_directory.path() + "/state.db";
+};
+
+std::map<std::string, VariableRow> byName(const StoredState& state) {
+    std::map<std::string, VariableRow> rows;
+    for (const VariableRow& row : state.variables) {
+        const ConfigVar& name = row.name;
+        rows[name.m_node + std::to_string(name.m_nodeInstance) + name.m_attribute +
+             std::to_string(name.m_attributeInstance)] = row;
+    }
+    return rows;
+}
+
+TEST_P(GoldenState, HoldsEachValueWithItsOptionsAndLevels) {
+    const StoredState state = load();
+    const auto rows = byName(state);
+    ASSERT_EQ(rows.size(), 5U);
+    const VariableRow& text = rows.at("net.wifi1ssid2");
+    EXPECT_THAT(text.value, ElementsAre("Häuschen"));
+    EXPECT_TRUE(text.ownValue);
+    EXPECT_EQ(text.readLevel, 1);
+    EXPECT_FALSE(text.ownReadLevel);
+    EXPECT_THAT(text.options, IsEmpty());
+    EXPECT_THAT(rows.at("net.wifi2ssid0").value, ElementsAre(""));
+    EXPECT_THAT(rows.at("system0servers0").value, ElementsAre("one", "", std::string(300, 'x')));
+    const VariableRow& mode = rows.at("display0mode0");
+    EXPECT_THAT(mode.options, ElementsAre("dawn", "day", "dusk"));
+    EXPECT_EQ(mode.defaultIndex, 2U);
+    EXPECT_TRUE(mode.ownOptions);
+    EXPECT_GT(mode.changes.options, 0U);
+    EXPECT_LE(mode.changes.options, state.changes);
+    const VariableRow& brightness = rows.at("display0brightness0");
+    EXPECT_THAT(brightness.value, ElementsAre("70"));
+    EXPECT_FALSE(brightness.ownValue);
+    EXPECT_EQ(brightness.readLevel, 2);
+    EXPECT_EQ(brightness.writeLevel, 3);
+    EXPECT_TRUE(brightness.ownReadLevel && brightness.ownWriteLevel);
+    EXPECT_GT(brightness.changes.levels, 0U);
+    EXPECT_FALSE(brightness.hidden);
+}
+
+TEST_P(GoldenState, HoldsTheClientThatDidNotSayGoodbyeAndItsRegistrations) {
+    const StoredState state = load();
+    ASSERT_EQ(state.clients.size(), 1U);
+    EXPECT_EQ(state.clients.front().claimedRole, 4);
+    EXPECT_EQ(state.clients.front().role, 4);
+    std::set<std::string> names;
+    for (const RegistrationRow& row : state.registrations) {
+        EXPECT_EQ(row.client, state.clients.front().client);
+        names.insert(row.name);
+    }
+    EXPECT_THAT(names, ElementsAre("display.mode", "net.wifi.ssid"));
+}
+
+TEST_P(GoldenState, GoesOnWhereItEnded) {
+    const StoredState before = load();
+    ASSERT_FALSE(before.timelines.empty());
+    {
+        SqliteStore store(m_file);
+        StoredState state;
+        std::string error;
+        ASSERT_TRUE(store.load(state, error)) << error;
+        VariableRow row = byName(state).at("system0servers0");
+        row.value = {"new", ""};
+        ASSERT_TRUE(store.commit({state.changes + 1, Timeline{7, state.changes}, {row}}, error)) << error;
+    }
+    const StoredState after = load();
+    EXPECT_EQ(after.changes, before.changes + 1);
+    EXPECT_EQ(after.timelines.size(), before.timelines.size() + 1);
+    EXPECT_EQ(after.timelines.front().id, before.timelines.front().id);
+    EXPECT_THAT(byName(after).at("system0servers0").value, ElementsAre("new", ""));
+    EXPECT_THAT(byName(after).at("display0mode0").options, ElementsAre("dawn", "day", "dusk"));
+}
+
+INSTANTIATE_TEST_SUITE_P(OfVersion, GoldenState, ::testing::Values(1, 2, 3), ::testing::PrintToStringParamName());
+
+}  // namespace
+}  // namespace ServiceTest
