@@ -1,9 +1,8 @@
 #include <gmock/gmock.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <fstream>
 
+#include "TemporaryDirectory.h"
 #include "definitions/DefinitionsReader.h"
 
 namespace AppConfigService {
@@ -168,8 +167,8 @@ TEST(DefinitionsReader, ReadsRoleLimitsAndRefusesThoseThatMakeNoSense) {
 }
 
 TEST(DefinitionsReader, ReadsFilesAndSaysWhichCannotBeRead) {
-    std::string directory = "/tmp/definitions-XXXXXX";
-    ASSERT_NE(mkdtemp(directory.data()), nullptr);
+    const AppConfigTest::TemporaryDirectory temporary;
+    const std::string& directory = temporary.path();
     const std::string file = directory + "/fine.textproto";
     std::ofstream(file) << "variable { node: 'a' attribute: 'b' type: INT }\n";
     Definitions definitions;
@@ -182,7 +181,6 @@ TEST(DefinitionsReader, ReadsFilesAndSaysWhichCannotBeRead) {
     EXPECT_FALSE(readDefinitionFiles({directory}, definitions, complaints)) << "a directory is no file";
     std::ofstream(directory + "/empty").flush();
     EXPECT_TRUE(readDefinitionFiles({directory + "/empty"}, definitions, complaints));
-    std::filesystem::remove_all(directory);
 }
 
 }  // namespace

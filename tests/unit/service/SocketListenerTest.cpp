@@ -1,12 +1,12 @@
 #include <gmock/gmock.h>
 #include <signal.h>
-#include <stdlib.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 
+#include "TemporaryDirectory.h"
 #include "server/SocketListener.h"
 
 namespace AppConfigService {
@@ -15,9 +15,6 @@ namespace {
 using ::testing::HasSubstr;
 
 struct Listener : ::testing::Test {
-    Listener() { EXPECT_NE(mkdtemp(directory.data()), nullptr); }
-    ~Listener() override { std::filesystem::remove_all(directory); }
-
     bool connects(const std::string& path) {
         asio::io_context client;
         asio::local::stream_protocol::socket socket(client);
@@ -27,7 +24,8 @@ struct Listener : ::testing::Test {
     }
     static void ignore(asio::local::stream_protocol::socket) {}
 
-    std::string directory = "/tmp/listener-XXXXXX";
+    const AppConfigTest::TemporaryDirectory m_temporary;
+    const std::string& directory = m_temporary.path();
     asio::io_context io;
 };
 

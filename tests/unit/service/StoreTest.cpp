@@ -4,29 +4,19 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 
+#include "TemporaryDirectory.h"
 #include "store/MemoryStore.h"
 #include "store/SqliteStore.h"
 
 namespace AppConfigService {
 namespace {
 
+using AppConfigTest::TemporaryDirectory;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-
-/// Gives each test a directory of its own.
-class Directory {
-public:
-    Directory() { EXPECT_NE(mkdtemp(m_path.data()), nullptr); }
-    ~Directory() { std::filesystem::remove_all(m_path); }
-    std::string file(const std::string& name) const { return m_path + "/" + name; }
-
-private:
-    std::string m_path = "/tmp/store-XXXXXX";
-};
 
 VariableRow variable(const std::string& attribute, const Value& value) {
     VariableRow row;
@@ -73,7 +63,7 @@ protected:
         EXPECT_TRUE(m_store->commit({changes, {}, std::move(entries)}, error)) << error;
     }
 
-    Directory m_directory;
+    TemporaryDirectory m_directory;
     std::unique_ptr<StateStore> m_store;
 };
 
@@ -181,14 +171,14 @@ INSTANTIATE_TEST_SUITE_P(, Store, ::testing::Values(Kind::memory, Kind::sqlite),
                          [](const auto& parameter) { return parameter.param == Kind::memory ? "Memory" : "Sqlite"; });
 
 TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
     StoredState state;
     std::string error;
     ASSERT_TRUE(SqliteStore(file).load(state, error));
     SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
     EXPECT_FALSE(SqliteStore(file).load(state, error));
-    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 3"));
+    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 4"));
     EXPECT_THAT(error, HasSubstr(file));
 }
 
@@ -218,7 +208,7 @@ PRAGMA user_version = 1;
 )";
 
 TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
     SQLite::Database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE).exec(version1);
     std::string error;
@@ -259,7 +249,7 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
 }
 
 TEST(SqliteStore, TakesOverAFileOfVersion2WithItsTimelineAndTheRolesOfClients) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
     StoredState state;
     std::string error;
@@ -285,7 +275,7 @@ TEST(SqliteStore, TakesOverAFileOfVersion2WithItsTimelineAndTheRolesOfClients) {
 }
 
 TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     const std::string file = directory.file("garbage");
     std::ofstream(file) << std::string(5000, 'g');
     StoredState state;
@@ -296,7 +286,7 @@ TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {
 }
 
 TEST(SqliteStore, RefusesAFileThatAnotherServiceHasOpen) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     SqliteStore first(directory.file("state.db"));
     StoredState state;
     std::string error;
@@ -307,7 +297,7 @@ TEST(SqliteStore, RefusesAFileThatAnotherServiceHasOpen) {
 }
 
 TEST(SqliteStore, CommitsNothingBeforeItIsLoaded) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     std::string error;
     EXPECT_FALSE(SqliteStore(directory.file("state.db")).commit({}, error));
     EXPECT_FALSE(error.empty());
@@ -326,7 +316,7 @@ TEST(SqliteStore, CommitsNothingBeforeItIsLoaded) {
 }
 
 TEST(SqliteStore, HoldsEachAcknowledgedBatchAfterItsWriterWasKilled) {
-    const Directory directory;
+    const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
     ChangeNumber acknowledged = 0;
     for (int round = 0; round < 3; ++round) {
