@@ -19,7 +19,7 @@ AttachedTransport& AttachedTransport::instance() {
 }
 
 std::shared_ptr<KitTransport> AttachedTransport::target() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     return m_target;
 }
 
@@ -27,7 +27,7 @@ void AttachedTransport::attach(const std::shared_ptr<KitTransport>& target) {
     std::map<std::string, int> endpoints;
     std::list<Table> tables;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         m_target = target;
         endpoints = m_endpoints;
         tables = m_tables;
@@ -57,7 +57,7 @@ bool AttachedTransport::isPresent(const Table& table) const {
 void AttachedTransport::repeatRegistrations(PbUtility::PbUtils& real) {
     std::list<Registration> registrations;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         registrations = m_registrations;
     }
     for (Registration& registration : registrations) {
@@ -68,7 +68,7 @@ void AttachedTransport::repeatRegistrations(PbUtility::PbUtils& real) {
 }
 
 void AttachedTransport::detach(const std::shared_ptr<KitTransport>& target) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     if (m_target == target) m_target.reset();
 }
 
@@ -76,7 +76,7 @@ int AttachedTransport::sendWaitResponse(const google::protobuf::MessageLite& req
                                         google::protobuf::MessageLite* response, const std::string& endpoint) {
     if (const auto* registration = dynamic_cast<const ConfigIF::RegisterClientCallbackReq*>(&request)) {
         // Whatever comes of it: the library does not ask a second time.
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         m_registrations.push_back({endpoint, *registration});
     }
     const auto kit = target();
@@ -91,7 +91,7 @@ int AttachedTransport::send(const google::protobuf::MessageLite& message, const 
 int AttachedTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
     m_named.add(endpoint);
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         m_endpoints[endpoint] = channel;
     }
     const auto kit = target();
@@ -104,7 +104,7 @@ int AttachedTransport::addHandlers(const MSG_Callback* table) {
     for (; !AppConfigHost::isTerminator(*table); ++table) added.rows.push_back(*table);
     added.rows.push_back({});
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         if (!isPresent(added)) m_tables.push_back(added);
     }
     // Perhaps a kit that is being attached installs it as well; it has the rows once all the same.

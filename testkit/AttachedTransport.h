@@ -3,11 +3,12 @@
 #include <list>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
 #include "KitTransport.h"
 #include "NamedEndpoints.h"
 #include "PbUtils.h"
@@ -53,14 +54,14 @@ private:
     AttachedTransport() = default;
     std::shared_ptr<KitTransport> target() const;
     static int install(const Table& table, KitTransport& target);
-    bool isPresent(const Table& table) const;
+    bool isPresent(const Table& table) const APPCONFIG_REQUIRES(m_mutex);
 
     AppConfigHost::NamedEndpoints m_named;  // synchronises itself
-    mutable std::mutex m_mutex;
-    std::shared_ptr<KitTransport> m_target;
-    std::map<std::string, int> m_endpoints;  // with the channel that was named for each
-    std::list<Table> m_tables;               // each once
-    std::list<Registration> m_registrations;
+    mutable AppConfig::PlainMutex m_mutex;
+    std::shared_ptr<KitTransport> m_target APPCONFIG_GUARDED_BY(m_mutex);
+    std::map<std::string, int> m_endpoints APPCONFIG_GUARDED_BY(m_mutex);  ///< with the channel named for each
+    std::list<Table> m_tables APPCONFIG_GUARDED_BY(m_mutex);               ///< each once
+    std::list<Registration> m_registrations APPCONFIG_GUARDED_BY(m_mutex);
 };
 
 }  // namespace AppConfigTest

@@ -10,7 +10,7 @@ namespace AppConfigTest {
 void KitTransport::remember(const google::protobuf::MessageLite& message, bool awaited) {
     SentRequest request = describe(message);
     request.awaited = awaited;
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     m_requests.push_back(std::move(request));
 }
 
@@ -33,7 +33,7 @@ int KitTransport::addHandlers(const MSG_Callback* table) {
     if (table == nullptr) return m_next.addHandlers(nullptr);
     std::vector<MSG_Callback> wrapped;
     {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         for (; !AppConfigHost::isTerminator(*table); ++table) {
             if (table->entry == nullptr) continue;
             wrapped.push_back({&KitTransport::deliver, &targetOf(*table), table->firstId, table->lastId, 0});
@@ -43,7 +43,7 @@ int KitTransport::addHandlers(const MSG_Callback* table) {
     return m_next.addHandlers(wrapped.data());
 }
 
-/// With m_mutex held. The same object for the same entry and context, whenever it comes: so the transport below sees
+/// The same object for the same entry and context, whenever it comes: so the transport below sees
 /// that it has the row already.
 KitTransport::Target& KitTransport::targetOf(const MSG_Callback& row) {
     for (Target& target : m_targets) {
@@ -58,7 +58,7 @@ void KitTransport::deliver(void* context, const MSG_Message* message) {
         KitTransport* owner;
         ~Notice() {
             // Under the mutex, or a waiter that has just found its condition false misses it.
-            const std::lock_guard<std::mutex> lock(owner->m_mutex);
+            const AppConfig::PlainLock lock(owner->m_mutex);
             owner->m_delivered.notify_all();
         }
     } const notice{target.owner};
@@ -70,12 +70,12 @@ std::string KitTransport::localEndpoint() const {
 }
 
 std::vector<SentRequest> KitTransport::requests() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     return m_requests;
 }
 
 void KitTransport::forgetRequests() {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     m_requests.clear();
 }
 
@@ -84,10 +84,10 @@ bool KitTransport::waitUntil(const std::function<bool()>& condition, std::chrono
     for (;;) {
         // Asked without the mutex: a condition may well ask the kit something.
         if (condition()) return true;
-        std::unique_lock<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         const auto now = std::chrono::steady_clock::now();
         if (now >= end) return false;
-        m_delivered.wait_until(lock, std::min(end, now + std::chrono::milliseconds(10)));
+        m_delivered.wait_until(m_mutex, std::min(end, now + std::chrono::milliseconds(10)));
     }
 }
 

@@ -4,11 +4,12 @@
 #include <condition_variable>
 #include <functional>
 #include <list>
-#include <mutex>
 #include <string>
 #include <vector>
 
+#include "AppConfig/PlainMutex.h"
 #include "AppConfig/TestKit.h"
+#include "AppConfig/ThreadAnnotations.h"
 #include "PbUtils.h"
 #include "StandIn.h"
 
@@ -46,14 +47,14 @@ private:
     };
 
     static void deliver(void* context, const MSG_Message* message);
-    Target& targetOf(const MSG_Callback& row);
+    Target& targetOf(const MSG_Callback& row) APPCONFIG_REQUIRES(m_mutex);
     void remember(const google::protobuf::MessageLite& message, bool awaited);
 
     PbUtility::PbUtils& m_next;
-    mutable std::mutex m_mutex;
-    std::condition_variable m_delivered;
-    std::vector<SentRequest> m_requests;
-    std::list<Target> m_targets;  // addresses are handed to the transport
+    mutable AppConfig::PlainMutex m_mutex;
+    std::condition_variable_any m_delivered;
+    std::vector<SentRequest> m_requests APPCONFIG_GUARDED_BY(m_mutex);
+    std::list<Target> m_targets APPCONFIG_GUARDED_BY(m_mutex);  ///< addresses are handed to the transport
 };
 
 }  // namespace AppConfigTest

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <mutex>
 #include <stdexcept>
 #include <utility>
 
@@ -38,7 +37,7 @@ public:
     explicit Peer(AppConfigService::EmbeddedService& service) : m_service(service) {}
 
     int connect(const std::string& endpoint) override {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         if (!m_cut) return m_service.connect(endpoint);
         errno = ECONNREFUSED;
         return -1;
@@ -48,21 +47,21 @@ public:
     void cut() {
         {
             // Whoever connects at this moment is either refused or among those that are broken off.
-            const std::lock_guard<std::mutex> lock(m_mutex);
+            const AppConfig::PlainLock lock(m_mutex);
             m_cut = true;
         }
         m_service.disconnect();
     }
 
     void mend() {
-        const std::lock_guard<std::mutex> lock(m_mutex);
+        const AppConfig::PlainLock lock(m_mutex);
         m_cut = false;
     }
 
 private:
     AppConfigService::EmbeddedService& m_service;
-    std::mutex m_mutex;
-    bool m_cut = false;  // guarded by m_mutex
+    AppConfig::PlainMutex m_mutex;
+    bool m_cut APPCONFIG_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <cerrno>
 #include <future>
-#include <mutex>
 #include <thread>
 #include <utility>
 
@@ -31,6 +30,34 @@ bool read(const std::string& text, Definitions& definitions, std::string* error)
     if (error != nullptr) *error = joined(complaints);
     return false;
 }
+
+/// Something that one thread waits for and another is to do. If that lets go of it without having done it, because its
+/// service has ended, the waiting is over all the same.
+class Awaited {
+public:
+    Awaited() = default;
+    ~Awaited() {
+        if (!m_done) m_promise.set_value(false);
+    }
+    Awaited(const Awaited&) = delete;
+    Awaited& operator=(const Awaited&) = delete;
+
+    void done() {
+        m_done = true;
+        m_promise.set_value(true);
+    }
+
+    /// Gives up \p awaited and waits. \return whether it was done.
+    static bool await(std::shared_ptr<Awaited> awaited) {
+        std::future<bool> future = awaited->m_promise.get_future();
+        awaited.reset();
+        return future.get();
+    }
+
+private:
+    std::promise<bool> m_promise;
+    bool m_done = false;
+};
 
 }  // namespace
 
@@ -58,7 +85,7 @@ EmbeddedService::~EmbeddedService() {
 }
 
 bool EmbeddedService::start(std::string* error) {
-    const std::lock_guard<std::mutex> lifecycle(m_lifecycle);
+    const AppConfig::PlainLock lifecycle(m_lifecycle);
     if (current()) return true;
     Definitions definitions;
     if (!read(m_definitions, definitions, error)) return false;
@@ -75,7 +102,7 @@ bool EmbeddedService::start(std::string* error) {
 }
 
 void EmbeddedService::stop() {
-    const std::lock_guard<std::mutex> lifecycle(m_lifecycle);
+    const AppConfig::PlainLock lifecycle(m_lifecycle);
     const std::shared_ptr<Running> running = current();
     if (!running) return;
     setCurrent(nullptr);
@@ -129,31 +156,30 @@ bool EmbeddedService::reload(const std::string& text, std::string* error) {
     if (!ran) reason = "the service does not run";
     if (error != nullptr && !reloaded) *error = reason;
     if (!reloaded) return false;
-    const std::lock_guard<std::mutex> lifecycle(m_lifecycle);
+    const AppConfig::PlainLock lifecycle(m_lifecycle);
     m_definitions = text;
     return true;
 }
 
 bool EmbeddedService::call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response) {
-    const std::shared_ptr<Running> running = current();
-    if (!running) return false;
-    const auto reply = std::make_shared<std::promise<AppConfigHost::Frame>>();
-    std::future<AppConfigHost::Frame> future = reply->get_future();
-    asio::post(running->io, [raw = running.get(), reply, id = ConfigIF::messageId(request.GetTypeName()),
-                             payload = request.SerializeAsString()] {
-        raw->server.call(id, payload, [reply](const AppConfigHost::Frame& frame) { reply->set_value(frame); });
-    });
-    // A service that is stopped drops its calls; nobody sets the promise then.
-    while (future.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
-        if (current() != running) return false;
+    const auto reply = std::make_shared<AppConfigHost::Frame>();
+    auto awaited = std::make_shared<Awaited>();
+    // No reference to what runs is kept: with the service go its calls, and with these the waiting.
+    if (const std::shared_ptr<Running> running = current()) {
+        asio::post(running->io, [raw = running.get(), reply, awaited, id = ConfigIF::messageId(request.GetTypeName()),
+                                 payload = request.SerializeAsString()] {
+            raw->server.call(id, payload, [reply, awaited](const AppConfigHost::Frame& frame) {
+                *reply = frame;
+                awaited->done();
+            });
+        });
     }
-    const AppConfigHost::Frame frame = future.get();
-    return frame.status() == AppConfigHost::OK && frame.kind() == AppConfigHost::REPLY &&
-           response.ParseFromString(frame.payload());
+    return Awaited::await(std::move(awaited)) && reply->status() == AppConfigHost::OK &&
+           reply->kind() == AppConfigHost::REPLY && response.ParseFromString(reply->payload());
 }
 
 void EmbeddedService::intercept(Interceptor interceptor) {
-    const std::lock_guard<std::mutex> lifecycle(m_lifecycle);
+    const AppConfig::PlainLock lifecycle(m_lifecycle);
     m_interceptor = std::move(interceptor);
     post([this](Server& server) { server.withCore([this](Core& core) { core.intercept(m_interceptor); }); });
 }
@@ -169,38 +195,24 @@ bool EmbeddedService::onServiceThread(const std::function<void(Core&)>& work) {
 }
 
 bool EmbeddedService::post(const std::function<void(Server&)>& work) {
-    const std::shared_ptr<Running> running = current();
-    if (!running) return false;
-    struct Ticket {
-        std::mutex mutex;
-        bool withdrawn = false;
-    };
-    const auto ticket = std::make_shared<Ticket>();
-    const auto done = std::make_shared<std::promise<void>>();
-    std::future<void> future = done->get_future();
-    asio::post(running->io, [&work, raw = running.get(), ticket, done] {
-        const std::lock_guard<std::mutex> lock(ticket->mutex);
-        if (ticket->withdrawn) return;
-        work(raw->server);
-        done->set_value();
-    });
-    while (future.wait_for(std::chrono::milliseconds(20)) != std::future_status::ready) {
-        if (current() == running) continue;
-        // Stopped: the work either runs to its end or, from here on, never begins.
-        const std::lock_guard<std::mutex> lock(ticket->mutex);
-        ticket->withdrawn = true;
-        return future.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    auto awaited = std::make_shared<Awaited>();
+    if (const std::shared_ptr<Running> running = current()) {
+        // The work is the caller's, who waits until this has run or never will.
+        asio::post(running->io, [&work, raw = running.get(), awaited] {
+            work(raw->server);
+            awaited->done();
+        });
     }
-    return true;
+    return Awaited::await(std::move(awaited));
 }
 
 std::shared_ptr<EmbeddedService::Running> EmbeddedService::current() const {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     return m_running;
 }
 
 void EmbeddedService::setCurrent(std::shared_ptr<Running> running) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     m_running = std::move(running);
 }
 

@@ -4,9 +4,10 @@
 
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
 #include "InProcessTransport.h"
 #include "core/Interception.h"
 #include "core/Limits.h"
@@ -80,12 +81,13 @@ private:
     const ServiceOptions m_options;
     const std::shared_ptr<StateStore> m_store;
 
-    std::mutex m_lifecycle;     ///< held by whoever starts, stops or changes what a start uses; never by the service
-    std::string m_definitions;  ///< guarded by m_lifecycle
-    Interceptor m_interceptor;  ///< guarded by m_lifecycle; the service has a copy
+    /// Held by whoever starts, stops or changes what a start uses; never by the service.
+    AppConfig::PlainMutex m_lifecycle;
+    std::string m_definitions APPCONFIG_GUARDED_BY(m_lifecycle);
+    Interceptor m_interceptor APPCONFIG_GUARDED_BY(m_lifecycle);  ///< the service has a copy
 
-    mutable std::mutex m_mutex;          ///< taken last, for a moment
-    std::shared_ptr<Running> m_running;  ///< guarded by m_mutex
+    mutable AppConfig::PlainMutex m_mutex;  ///< taken last, for a moment
+    std::shared_ptr<Running> m_running APPCONFIG_GUARDED_BY(m_mutex);
 };
 
 }  // namespace AppConfigService

@@ -3,7 +3,7 @@
 namespace AppConfigTool {
 
 void Output::result(const nlohmann::ordered_json& object, const std::string& text) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     if (m_json) {
         // A value's bytes need not be UTF-8, and a result must not be lost over one that is not.
         m_results << object.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace) << std::endl;
@@ -13,7 +13,7 @@ void Output::result(const nlohmann::ordered_json& object, const std::string& tex
 }
 
 void Output::complain(const std::string& text) {
-    const std::lock_guard<std::mutex> lock(m_mutex);
+    const AppConfig::PlainLock lock(m_mutex);
     m_complaints << "appcfg: " << text << std::endl;
 }
 

@@ -1,10 +1,12 @@
 #pragma once
 
 #include <list>
-#include <mutex>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
+
+#include "AppConfig/PlainMutex.h"
+#include "AppConfig/ThreadAnnotations.h"
 
 namespace AppConfigTool {
 
@@ -26,9 +28,9 @@ public:
     bool json() const { return m_json; }
 
 private:
-    std::mutex m_mutex;
-    std::ostream& m_results;
-    std::ostream& m_complaints;
+    AppConfig::PlainMutex m_mutex;
+    std::ostream& m_results APPCONFIG_GUARDED_BY(m_mutex);
+    std::ostream& m_complaints APPCONFIG_GUARDED_BY(m_mutex);
     const bool m_json;
 };
 
