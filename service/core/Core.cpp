@@ -159,15 +159,12 @@ void Core::disconnected(ConnectionId id, Time now) {
     Client* client = m_clients.find(*connection.client);
     if (client == nullptr) return;
     client->connections.erase(id);
-    if (client->connections.empty()) client->goneSince = now;
+    const bool last = client->connections.empty();
+    if (last && client->leaving) return forget(*connection.client, "said goodbye");
+    if (last && connection.internal) return forget(*connection.client, "was internal");
+    if (last) client->goneSince = now;
+    // At the end: whoever waits for its answers goes on in there.
     if (client->delivery == id) loseDelivery(*client);
-    client = m_clients.find(*connection.client);
-    if (client == nullptr) return;
-    if (client->leaving && client->connections.empty()) return forget(*connection.client, "said goodbye");
-    if (connection.internal && m_clients.find(*connection.client) != nullptr &&
-        m_clients.find(*connection.client)->connections.empty()) {
-        forget(*connection.client, "was internal");
-    }
 }
 
 void Core::drained(ConnectionId connection, Time now) {
