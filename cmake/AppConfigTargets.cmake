@@ -15,6 +15,12 @@ function(appconfig_defaults target)
   appconfig_collect_sections(${target})
 endfunction()
 
+# appconfig_quick_build(<target>): for tests. They run for milliseconds and are compiled anew in each configuration, where
+# optimising them takes most of the time.
+function(appconfig_quick_build target)
+  target_compile_options(${target} PRIVATE -O0)
+endfunction()
+
 # appconfig_collect_sections(<target>): on a device, code that nothing calls takes no room, and a symbol that nothing
 # offers stops the link instead of the application's start.
 function(appconfig_collect_sections target)
