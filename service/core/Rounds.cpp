@@ -106,8 +106,9 @@ void Rounds::lost(const ClientKey& client) {
         }
     }
     for (const auto& [id, correlation] : gone) {
-        refuse(m_rounds.at(id), CommonIF::ERROR_PROVIDER_GONE,
-               "provider " + client.endpoint + " went away while it was asked");
+        Round* const round = openWith(id, correlation);
+        if (round == nullptr) continue;
+        refuse(*round, CommonIF::ERROR_PROVIDER_GONE, "provider " + client.endpoint + " went away while it was asked");
         close(id, correlation);
     }
 }
@@ -119,9 +120,10 @@ void Rounds::expire(Time now) {
         for (const auto& question : entry.second.open) late.emplace_back(entry.first, question.first);
     }
     for (const auto& [id, correlation] : late) {
-        Round& round = m_rounds.at(id);
-        refuse(round, CommonIF::ERROR_PROVIDER_TIMEOUT,
-               "provider " + round.open.at(correlation).client.endpoint + " did not answer within " +
+        Round* const round = openWith(id, correlation);
+        if (round == nullptr) continue;
+        refuse(*round, CommonIF::ERROR_PROVIDER_TIMEOUT,
+               "provider " + round->open.at(correlation).client.endpoint + " did not answer within " +
                    std::to_string(m_options.providerDeadline.count()) + " ms");
         close(id, correlation);
     }
@@ -138,6 +140,13 @@ bool Rounds::withdraw(RoundId id, const ClientKey& client) {
     return false;
 }
 
+/// \return the round as long as the question has no answer; else null. What is collected to be ended has to be looked
+/// up one by one: whoever finished() tells goes on with what waited, and that may end any other question.
+Rounds::Round* Rounds::openWith(RoundId id, std::uint64_t correlation) {
+    const auto found = m_rounds.find(id);
+    return found != m_rounds.end() && found->second.open.count(correlation) != 0 ? &found->second : nullptr;
+}
+
 void Rounds::close(RoundId id, std::uint64_t correlation) {
     m_rounds.at(id).outcome.withdrawn = false;
     take(id, correlation);
@@ -149,6 +158,7 @@ void Rounds::take(RoundId id, std::uint64_t correlation) {
     m_roundOf.erase(correlation);
     found->second.open.erase(correlation);
     if (!found->second.open.empty()) return;
+    // Gone before it is told: whoever hears of it may begin the next one, or look whom is still waited for.
     const Round round = std::move(found->second);
     m_rounds.erase(found);
     round.finished(round.outcome);

@@ -73,6 +73,7 @@ private:
 
     void read(Round& round, const ClientKey& client, const std::string& payload);
     void refuse(Round& round, Error error, const std::string& message);
+    Round* openWith(RoundId id, std::uint64_t correlation);
     void close(RoundId id, std::uint64_t correlation);
     void take(RoundId id, std::uint64_t correlation);
 

@@ -1,0 +1,83 @@
+// Questions to providers, apart from what they are asked for.
+#include <gmock/gmock.h>
+
+#include <map>
+#include <string>
+#include <vector>
+
+#include "MessageIds.h"
+#include "configservice.pb.h"
+#include "core/Rounds.h"
+
+namespace AppConfigService {
+namespace {
+
+using ::testing::ElementsAre;
+
+/// Keeps the last question that each connection was sent.
+class Questions : public Outbox {
+public:
+    void send(ConnectionId connection, const AppConfigHost::Frame& frame) override { m_last[connection] = frame; }
+    bool hasRoom(ConnectionId) override { return true; }
+    void idle(ConnectionId) override {}
+    void close(ConnectionId) override {}
+
+    std::uint64_t correlationOf(ConnectionId connection) { return m_last[connection].correlation(); }
+
+private:
+    std::map<ConnectionId, AppConfigHost::Frame> m_last;
+};
+
+struct ProviderRounds : ::testing::Test {
+    ProviderRounds() {
+        one.key = {1, "one"};
+        two.key = {2, "two"};
+        for (Client* client : {&one, &two}) client->delivery = client->key.uid;
+    }
+
+    RoundId ask(const std::string& about, const std::vector<Client*>& clients, std::function<void()> then = {}) {
+        AppConfigHost::Frame question;
+        question.set_message_id(ConfigIF::messageId("ConfigIF.OnChangeReq"));
+        return rounds.start(question, about, clients, 1, now, [this, about, then](const RoundOutcome& outcome) {
+            ended.push_back(about + " " + CommonIF::eErrorType_Name(outcome.verdict.error));
+            if (then) then();
+        });
+    }
+
+    ServiceOptions options;
+    Questions questions;
+    Rounds rounds{options, questions};
+    Time now{std::chrono::hours(1)};
+    Client one;
+    Client two;
+    std::vector<std::string> ended;
+};
+
+TEST_F(ProviderRounds, EndOnceAlsoWhereTheEndOfAnotherEndsThem) {
+    ask("first", {&one}, [this] { rounds.lost(two.key); });
+    ask("second", {&two});
+    ask("third", {&one, &two});
+    rounds.expire(now + options.providerDeadline);
+    EXPECT_THAT(ended,
+                ElementsAre("first ERROR_PROVIDER_TIMEOUT", "second ERROR_PROVIDER_GONE", "third ERROR_PROVIDER_GONE"));
+    EXPECT_FALSE(rounds.nextDeadline());
+}
+
+TEST_F(ProviderRounds, OfALostClientEndOnceAlsoWhereTheEndOfOneEndsTheNext) {
+    ask("first", {&one}, [this] { rounds.expire(now + options.providerDeadline); });
+    ask("second", {&one});
+    rounds.lost(one.key);
+    EXPECT_THAT(ended, ElementsAre("first ERROR_PROVIDER_GONE", "second ERROR_PROVIDER_TIMEOUT"));
+}
+
+TEST_F(ProviderRounds, TakeAnAnswerOnlyFromWhomTheyAsked) {
+    ask("first", {&one});
+    const std::string fine = ConfigIF::OnChangeRsp().SerializePartialAsString();
+    rounds.answer(two.key, questions.correlationOf(1), {fine});
+    EXPECT_THAT(ended, ElementsAre());
+    rounds.answer(one.key, questions.correlationOf(1), {fine});
+    EXPECT_THAT(ended, ElementsAre("first ERROR_NONE"));
+}
+
+}  // namespace
+}  // namespace AppConfigService
