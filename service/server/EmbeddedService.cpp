@@ -95,7 +95,7 @@ bool EmbeddedService::start(std::string* error) {
         if (error != nullptr) *error = reason;
         return false;
     }
-    running->server.withCore([this](Core& core) { core.intercept(m_interceptor); });
+    running->server.withCore([interceptor = m_interceptor](Core& core) { core.intercept(interceptor); });
     running->thread = std::thread([raw = running.get()] { raw->io.run(); });
     setCurrent(std::move(running));
     return true;
@@ -181,7 +181,9 @@ bool EmbeddedService::call(const google::protobuf::MessageLite& request, google:
 void EmbeddedService::intercept(Interceptor interceptor) {
     const AppConfig::PlainLock lifecycle(m_lifecycle);
     m_interceptor = std::move(interceptor);
-    post([this](Server& server) { server.withCore([this](Core& core) { core.intercept(m_interceptor); }); });
+    post([current = m_interceptor](Server& server) {
+        server.withCore([&current](Core& core) { core.intercept(current); });
+    });
 }
 
 void EmbeddedService::disconnect(const std::string& clientEndpoint) {
