@@ -42,11 +42,9 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     const bool othersStay = from.handlers.cede(link, endpoint);
     const auto rows = othersStay ? from.book.held(endpoint) : from.book.cede(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
-    // Nothing was registered or read there, so this one stands wherever its own greeting has put it, or will.
-    if (rows.empty() && !from.resume.hasPoint(endpoint)) return;
     // Between the last news there and the first ones here may lie some that nobody delivers. Without registrations it
     // is the same for what a thread has read there, and registers late.
-    to.resume.takeOver(endpoint, from.resume);
+    if (!to.resume.takeOver(endpoint, from.resume, !rows.empty())) return;
     to.delivery.renew(endpoint);
     // Only now: told over the connection that is given up, they would bring questions that nobody answers.
     to.book.adopt(endpoint, rows, from.localEndpoint, to.localEndpoint);
@@ -69,6 +67,12 @@ void Handover::sawLate(Member& member, const std::string& endpoint, std::uint64_
     const AppConfig::PlainLock lock(m_mutex);
     Member& holder = lastAfter(member, endpoint);
     if (&holder != &member) holder.resume.sawElsewhere(endpoint, timeline, number);
+}
+
+void Handover::joinedLate(Member& member, const std::string& endpoint) {
+    const AppConfig::PlainLock lock(m_mutex);
+    Member& holder = lastAfter(member, endpoint);
+    if (&holder != &member && holder.resume.takeOver(endpoint, member.resume, false)) holder.delivery.renew(endpoint);
 }
 
 void Handover::forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late) {

@@ -53,6 +53,10 @@ public:
     void sawLate(Member& member, const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)
         APPCONFIG_EXCLUDES(m_mutex);
 
+    /// The process reaches the service at \p endpoint for the first time over \p member, which has ceded that: what it
+    /// reads there is kept fresh by whoever has the place.
+    void joinedLate(Member& member, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+
     /// Everything in \p book that concerns \p endpoint has been told: those whose place its transport took may
     /// withdraw.
     void settled(const RegistrationBook& book, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);

@@ -54,6 +54,10 @@ bool RegistrationBook::concerns(const Frame& request) {
     return mayConcern(request.message_id());
 }
 
+bool RegistrationBook::registers(const Frame& request) {
+    return request.kind() == REQUEST && request.message_id() == registerId;
+}
+
 RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint, const Frame& request)
     : m_book(book), m_endpoint(endpoint), m_request(request) {
     const std::uint32_t id = request.message_id();

@@ -24,6 +24,8 @@ public:
 
     /// \return whether \p request may change registrations.
     static bool concerns(const Frame& request);
+    /// \return whether \p request makes a registration, and somebody waits for the answer.
+    static bool registers(const Frame& request);
 
     /// One request that changes registrations, from before it is sent until it has ended. Does nothing at all for any
     /// other request.

@@ -21,12 +21,19 @@ class ResumePoints;
 struct RequestConnection {
     FrameStream stream;
     std::uint64_t lastCorrelation = 0;
-    /// The thread whose one-way message may not have been handled yet; its next request must follow on this connection.
+    /// The thread whose one-way messages may not have been handled yet; its next request must follow on this
+    /// connection.
     std::thread::id reservedFor;
-    bool mayBeOvertaken = false;  ///< registrations need not follow that message
+    bool mayBeOvertaken = false;  ///< but for registrations, since all of these messages are writes
     /// The newest state that came over it, which the resume points know of already.
     std::uint64_t seenTimeline = 0;
     std::uint64_t seenNumber = 0;
+
+    /// The calling thread has sent a one-way message over it.
+    void reserve(bool isWrite) {
+        mayBeOvertaken = isWrite && (reservedFor == std::thread::id() || mayBeOvertaken);
+        reservedFor = std::this_thread::get_id();
+    }
 };
 
 /// The idle request connections of one transport, by endpoint. Thread-safe; the lock is never held across a system call
@@ -38,7 +45,7 @@ public:
                        const std::string& localEndpoint);
 
     /// \return an idle connection that stands, the one used last first; null when there is none. The calling thread's
-    /// own reserved one comes before all, other threads' never. With \p mayOvertake, no reserved one whose message may
+    /// own reserved one comes before all, other threads' never. With \p mayOvertake, no reserved one whose messages may
     /// be overtaken. Does not block.
     std::unique_ptr<RequestConnection> borrow(const std::string& endpoint, bool mayOvertake = false)
         APPCONFIG_EXCLUDES(m_mutex);

@@ -52,10 +52,6 @@ ResumePoints::State ResumePoints::copyOf(const std::string& endpoint) const {
     return found != m_states.end() ? found->second : State{};
 }
 
-bool ResumePoints::hasPoint(const std::string& endpoint) const {
-    return copyOf(endpoint).point.has_value();
-}
-
 void ResumePoints::cede(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
@@ -80,10 +76,15 @@ void ResumePoints::takeBack(State& state) {
     note(state, reached.timeline, reached.delivered);
 }
 
-void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& former) {
+bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& former, bool waits) {
     const State theirs = former.copyOf(endpoint);
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
+    if (!waits && !theirs.point) {
+        // Nor has anything passed this client by since it ceded the endpoint, if it had.
+        state.ceded.reset();
+        return false;
+    }
     takeBack(state);
     if (!theirs.point && !state.point) {
         state.early = true;
@@ -110,26 +111,39 @@ void ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     state.crowdedTold = false;
     // The present connection was made without knowing this, and what it brought may have been passed over.
     state.countsFrom = ++state.connection + 1;
+    return true;
 }
 
-void ResumePoints::join(State& state, const Welcome& welcome) {
+/// \return whether that is to be passed on.
+bool ResumePoints::join(State& state, const Welcome& welcome) {
     state.point = Point{welcome.timeline(), welcome.changes(), welcome.changes()};
+    return state.ceded.has_value();
 }
 
 void ResumePoints::greetedForRequests(const std::string& endpoint, const Welcome& welcome) {
-    const AppConfig::PlainLock lock(m_mutex);
-    State& state = m_states[endpoint];
-    if (!state.point) join(state, welcome);
+    {
+        const AppConfig::PlainLock lock(m_mutex);
+        State& state = m_states[endpoint];
+        if (state.point || !join(state, welcome) || !m_passOn.joined) return;
+    }
+    // A thread that had looked this transport up before is about to read here, from this point on.
+    m_passOn.joined(endpoint);
 }
 
 bool ResumePoints::greetedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome) {
-    const AppConfig::PlainLock lock(m_mutex);
-    State& state = m_states[endpoint];
-    if (connection != state.connection) return false;
-    state.pointKnown = !state.hadPoint || welcome.point_known();
-    if (state.hadPoint) return true;
-    if (!state.point) join(state, welcome);
-    return state.point->timeline == welcome.timeline() && state.point->joined == welcome.changes();
+    bool passOn = false;
+    bool begins = true;
+    {
+        const AppConfig::PlainLock lock(m_mutex);
+        State& state = m_states[endpoint];
+        if (connection != state.connection) return false;
+        state.pointKnown = !state.hadPoint || welcome.point_known();
+        if (state.hadPoint) return true;
+        if (!state.point) passOn = join(state, welcome);
+        begins = state.point->timeline == welcome.timeline() && state.point->joined == welcome.changes();
+    }
+    if (passOn && m_passOn.joined) m_passOn.joined(endpoint);
+    return begins;
 }
 
 void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
@@ -137,10 +151,10 @@ void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std:
         const AppConfig::PlainLock lock(m_mutex);
         State& state = m_states[endpoint];
         note(state, timeline, number);
-        if (!state.ceded || !m_passOn) return;
+        if (!state.ceded || !m_passOn.saw) return;
     }
     // Its handlers are served by another transport, which is the one that says what they know.
-    m_passOn(endpoint, timeline, number);
+    m_passOn.saw(endpoint, timeline, number);
 }
 
 void ResumePoints::sawElsewhere(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {

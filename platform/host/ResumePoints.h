@@ -23,19 +23,22 @@ public:
     /// Of how many timelines the newest seen number is kept. A client that has seen more says that no state is its own.
     static constexpr std::size_t mostSeen = 16;
 
-    /// Takes what the process learns of over an endpoint that was ceded, for whoever has its place. See saw().
-    using PassOn = std::function<void(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)>;
+    /// What whoever has the place of an endpoint that was ceded has to know; see Handover.
+    struct PassOn {
+        /// See saw().
+        std::function<void(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)> saw;
+        /// The client had no point there, and has got one.
+        std::function<void(const std::string& endpoint)> joined;
+    };
 
-    explicit ResumePoints(PassOn passOn = {}) : m_passOn(std::move(passOn)) {}
+    ResumePoints() = default;
+    explicit ResumePoints(PassOn passOn) : m_passOn(std::move(passOn)) {}
 
     /// Sets what a HELLO for requests says of points.
     void describe(const std::string& endpoint, Hello& hello) const;
 
     /// The same for a connection for deliveries. \return the connection's number, for the operations below.
     std::uint64_t describeForDelivery(const std::string& endpoint, Hello& hello);
-
-    /// \return whether the client has ever reached a service at \p endpoint.
-    bool hasPoint(const std::string& endpoint) const;
 
     /// A registration at \p endpoint did not reach the service. If none has ever been reached there, the client begins
     /// before all changes, since it has been waiting for them.
@@ -47,8 +50,10 @@ public:
     /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
     /// connection on, this client has known the service for as long as either of the two, has seen what both have, and
     /// stands where it did when it ceded the endpoint, if it had. Where the handlers may hold what another state
-    /// brought, it stands in no state, and is told everything.
-    void takeOver(const std::string& endpoint, const ResumePoints& former);
+    /// brought, it stands in no state, and is told everything. \p waits: something was registered there, so that the
+    /// client waits for changes although it may have reached no service yet. \return false, with nothing taken over,
+    /// when nothing was registered or read there: then it stands wherever its own greeting has put it, or will.
+    bool takeOver(const std::string& endpoint, const ResumePoints& former, bool waits);
 
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
     void greetedForRequests(const std::string& endpoint, const Welcome& welcome);
@@ -94,7 +99,7 @@ private:
     };
 
     static void describe(const State& state, Hello& hello);
-    static void join(State& state, const Welcome& welcome);
+    static bool join(State& state, const Welcome& welcome);
     static void takeBack(State& state);
     static void note(State& state, std::uint64_t timeline, std::uint64_t number);
     State copyOf(const std::string& endpoint) const;

@@ -103,10 +103,11 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
       m_connector(std::move(connector)),
       m_ended(std::make_unique<EventFlag>()),
       m_calls(std::make_unique<CallCounter>()),
-      m_resume(std::make_unique<ResumePoints>(
+      m_resume(std::make_unique<ResumePoints>(ResumePoints::PassOn{
           [this](const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
               Handover::ofProcess().sawLate(*m_member, endpoint, timeline, number);
-          })),
+          },
+          [this](const std::string& endpoint) { Handover::ofProcess().joinedLate(*m_member, endpoint); }})),
       m_book(std::make_unique<RegistrationBook>(m_options)),
       m_handlers(std::make_unique<HandlerTable>()),
       m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),
@@ -194,14 +195,14 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
                                   google::protobuf::MessageLite* response) {
     const bool awaitReply = frame.kind() == REQUEST;
     // A write may wait until its provider is there, which this process may be about to register. The service tells it
-    // of the write all the same, so nothing is missed by coming first.
-    const bool registers = RegistrationBook::concerns(frame);
+    // of the write all the same, so a registration misses nothing by coming first.
+    const bool mayOvertake = RegistrationBook::registers(frame);
     Outcome outcome;
     PlainWaiter plain(m_ended.get());
     Waiter& waiter = m_delivery->isDeliveryThread() ? static_cast<Waiter&>(*m_delivery) : plain;
     m_delivery->awaitConnection(endpoint, false, deadline);
     for (;;) {
-        std::unique_ptr<RequestConnection> connection = m_requests->borrow(endpoint, registers);
+        std::unique_ptr<RequestConnection> connection = m_requests->borrow(endpoint, mayOvertake);
         const bool fresh = connection == nullptr;
         if (fresh) {
             outcome = m_requests->open(endpoint, deadline, waiter, connection);
@@ -221,8 +222,11 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
             if (outcome.ok()) outcome = readReply(reply, frame.correlation(), response);
         }
         if (!isReusable(outcome)) return outcome;
-        connection->reservedFor = awaitReply ? std::thread::id() : std::this_thread::get_id();
-        connection->mayBeOvertaken = !registers;
+        if (awaitReply) {
+            connection->reservedFor = {};
+        } else {
+            connection->reserve(frame.message_id() == ConfigIF::messageId("ConfigIF.WriteReq"));
+        }
         m_requests->giveBack(endpoint, std::move(connection));
         return outcome;
     }

@@ -32,8 +32,8 @@ namespace PbUtility {
 /// delivery thread alone, one at a time, except that a handler that makes a request itself may meet, nested in that
 /// call, the handler of a provider request (never of a notification; these wait until it has returned).
 ///
-/// A thread's request reaches the service after the one-way messages that the thread has sent before. Only what it
-/// registers may overtake its one-way writes: these may wait for a provider that the thread is about to register.
+/// A thread's request reaches the service after the one-way messages that the thread has sent before. Only an awaited
+/// registration may overtake one-way writes: these may wait for a provider that the thread is about to register.
 ///
 /// From a handler every operation may be called. A handler that throws is reported on standard error, and delivery goes
 /// on with the next message; a provider request is then answered without a payload, which the service counts as an
@@ -48,8 +48,8 @@ namespace PbUtility {
 /// one has, for an endpoint of the same name, then the link has moved there: the other one registers for everything
 /// that was registered for here and brings the link the notifications alone from then on, beginning with what changed
 /// since this one first reached the service, as it is then; here everything is withdrawn, unless another link still
-/// uses the endpoint over this transport; then what a thread is just registering here for the link that moves does not
-/// follow it. This transport may be destroyed after that. Rows without a context stand for no link.
+/// uses the endpoint over this transport; then what a thread is just reading or registering here for the link that
+/// moves does not follow it. This transport may be destroyed after that. Rows without a context stand for no link.
 ///
 /// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
 /// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
@@ -76,7 +76,7 @@ public:
                          const std::string& endpoint) override;
 
     /// Blocks only while the endpoint is slow to take the bytes, up to the deadline of the options. What one thread
-    /// sends is handled before what the same thread asks for afterwards.
+    /// sends is handled before what the same thread asks for afterwards; above is said what may overtake it.
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
 
     /// Starts to connect to \p endpoint for deliveries; does not block. The next request to \p endpoint waits for the

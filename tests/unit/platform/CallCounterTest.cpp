@@ -33,16 +33,23 @@ public:
               m_mayLeave.get_future().wait();
               m_leaves.store(true);
           }) {}
-    ~CallUnderWay() { m_thread.join(); }
+    ~CallUnderWay() {
+        if (!m_released) m_mayLeave.set_value();
+        m_thread.join();
+    }
 
     bool isAllowed() { return m_entered.get_future().get(); }
-    void letLeave() { m_mayLeave.set_value(); }
+    void letLeave() {
+        m_released = true;
+        m_mayLeave.set_value();
+    }
     bool leaves() const { return m_leaves.load(); }
 
 private:
     std::promise<bool> m_entered;
     std::promise<void> m_mayLeave;
     std::atomic<bool> m_leaves{false};
+    bool m_released = false;
     std::thread m_thread;  ///< last, since it uses the others
 };
 
@@ -60,7 +67,7 @@ TEST(CallCounter, AwaitsTheEndOfCallsThatWereLetIn) {
     EXPECT_TRUE(end.get());
 }
 
-TEST(CallCounter, AwaitsTheEndOfThoseThatWereNotOnlyWhereItIsAskedTo) {
+TEST(CallCounter, AwaitsTheEndOfRefusedCallsOnlyWhenAskedTo) {
     CallCounter counter;
     counter.close();
     CallUnderWay call(counter);

@@ -86,14 +86,28 @@ TEST_F(ConnectionsForRequests, AreTakenByTheThreadTheyAreReservedForBeforeAllOth
 TEST_F(ConnectionsForRequests, AreLeftOutWhereWhatWasSentOverThemMayBeOvertaken) {
     RequestConnection* const anybodys = open();
     RequestConnection* const mine = open();
-    mine->reservedFor = std::this_thread::get_id();
+    mine->reserve(false);
     giveBack({0, 1});
     EXPECT_EQ(borrow(true), mine);
-    mine->mayBeOvertaken = true;
+    mine->reservedFor = {};
+    mine->reserve(true);
     giveBack({2});
     EXPECT_EQ(borrow(true), anybodys);
     EXPECT_EQ(borrow(true), nullptr);
     EXPECT_EQ(borrow(), mine);
+}
+
+TEST_F(ConnectionsForRequests, MayBeOvertakenAsLongAsTheyBringNothingButWrites) {
+    RequestConnection* const connection = open();
+    EXPECT_FALSE(connection->mayBeOvertaken);
+    connection->reserve(true);
+    connection->reserve(true);
+    EXPECT_TRUE(connection->mayBeOvertaken);
+    connection->reserve(false);
+    EXPECT_FALSE(connection->mayBeOvertaken);
+    connection->reserve(true);
+    EXPECT_FALSE(connection->mayBeOvertaken) << "what is no write goes before this one";
+    EXPECT_EQ(connection->reservedFor, std::this_thread::get_id());
 }
 
 TEST_F(ConnectionsForRequests, AreClosedWhenTooManyAreIdleTheLongestIdleFirst) {

@@ -209,7 +209,7 @@ TEST_F(ResumePointsTest, ForgetWhatWasSeenOfALostStateOnceTheOtherHasToldAll) {
 
 struct TakenOver : ResumePointsTest {
     void takeOver() {
-        points.takeOver(service, former);
+        EXPECT_TRUE(points.takeOver(service, former, true));
         connect();
     }
     static void comeFromAnotherState(ResumePoints& some) {
@@ -266,7 +266,7 @@ TEST_F(TakenOver, BeginWhereTheEarlierOfBothJoined) {
     EXPECT_THAT(seen(), IsEmpty()) << "the point covers what the former had handled";
     ResumePoints later;
     later.greetedForRequests(service, welcome(first, 9));
-    points.takeOver(service, later);
+    points.takeOver(service, later, true);
     connect();
     EXPECT_EQ(hello.joined(), 5U);
     EXPECT_EQ(hello.delivered(), 7U);
@@ -294,7 +294,7 @@ TEST_F(TakenOver, BelongToNoStateWhereTheFormerCameFromAnotherOne) {
 TEST_F(TakenOver, JoinedNowhereWhereTheFormerStandsInNoState) {
     former.cede(service);
     former.greetedForRequests(service, welcome(first, 5));
-    former.takeOver(service, ResumePoints());
+    former.takeOver(service, ResumePoints(), true);
     join();
     takeOver();
     EXPECT_EQ(hello.timeline(), first);
@@ -306,8 +306,8 @@ TEST_F(TakenOver, JoinedNowhereWhereTheyCameFromAnotherState) {
     comeFromAnotherState(mine);
     ResumePoints plain;
     plain.greetedForRequests(service, welcome(second, 2));
-    mine.takeOver(service, plain);
-    mine.takeOver(service, ResumePoints());
+    mine.takeOver(service, plain, true);
+    mine.takeOver(service, ResumePoints(), true);
     Hello said;
     mine.describe(service, said);
     EXPECT_FALSE(said.has_joined());
@@ -352,7 +352,7 @@ TEST_F(TakenOver, AreNoneOfAConnectionThatWasMadeBefore) {
     join();
     const std::uint64_t before = connect();
     former.greetedForRequests(service, welcome(first, 5));
-    points.takeOver(service, former);
+    points.takeOver(service, former, true);
     EXPECT_FALSE(points.greetedForDelivery(service, before, welcome(first, 5)));
 }
 
@@ -364,7 +364,7 @@ TEST_F(TakenOver, AreNoStatesWhereTheFormerHadSeenTooMany) {
     takeOver();
     ASSERT_EQ(seen().size(), ResumePoints::mostSeen + 1);
     EXPECT_EQ(seen().back(), at(0, 0));
-    points.takeOver(service, ResumePoints());
+    points.takeOver(service, ResumePoints(), true);
     connect();
     EXPECT_EQ(seen().back(), at(0, 0));
 }

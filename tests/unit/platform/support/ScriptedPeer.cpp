@@ -126,6 +126,7 @@ void ScriptedPeer::serve(const std::shared_ptr<Connection>& connection) {
                 const std::lock_guard lock(m_mutex);
                 if (frame.kind() == HELLO) react = m_onHello;
                 if (frame.kind() == REQUEST) react = m_onRequest;
+                if (frame.kind() == ONE_WAY) react = m_onOneWay;
                 if (frame.kind() == REGISTRATIONS) react = m_onRegistrations;
             }
             if (frame.kind() == HELLO) connection->m_hello = frame.hello();
@@ -155,6 +156,11 @@ void ScriptedPeer::onHello(OnFrame function) {
 void ScriptedPeer::onRequest(OnFrame function) {
     const std::lock_guard lock(m_mutex);
     m_onRequest = std::move(function);
+}
+
+void ScriptedPeer::onOneWay(OnFrame function) {
+    const std::lock_guard lock(m_mutex);
+    m_onOneWay = std::move(function);
 }
 
 void ScriptedPeer::onRegistrations(OnFrame function) {

@@ -61,6 +61,8 @@ public:
     void onHello(OnFrame function);
     /// What happens to requests from now on; a null function: nothing.
     void onRequest(OnFrame function);
+    /// The same for one-way messages; nothing unless this is called.
+    void onOneWay(OnFrame function);
     /// What happens to registrations that are told over a delivery connection; nothing unless this is called.
     void onRegistrations(OnFrame function);
     /// What WELCOME says from now on.
@@ -98,6 +100,7 @@ private:
     std::condition_variable m_changed;
     OnFrame m_onHello;
     OnFrame m_onRequest;
+    OnFrame m_onOneWay;
     OnFrame m_onRegistrations;
     std::uint64_t m_timeline = 1;
     std::uint64_t m_changes = 0;
