@@ -5,7 +5,6 @@
 #include <cstdlib>
 #include <vector>
 
-#include "AppConfig/ConfigVar.h"
 #include "state.pb.h"
 #include "store/TimelineId.h"
 
@@ -97,7 +96,10 @@ void takeOverVersion1(SQLite::Database& connection) {
 
 void takeOverVersion3(SQLite::Database& connection) {
     struct Row {
-        ConfigVar name;
+        std::string node;
+        int nodeInstance;
+        std::string attribute;
+        int attributeInstance;
         std::string value;
         std::string options;
     };
@@ -106,23 +108,22 @@ void takeOverVersion3(SQLite::Database& connection) {
     SQLite::Statement all(connection,
                           "SELECT node, node_instance, attribute, attribute_instance, value, options FROM variable");
     while (all.executeStep()) {
-        Row row;
-        row.name.init(0, textIn(all.getColumn("node")), all.getColumn("node_instance"),
-                      textIn(all.getColumn("attribute")), all.getColumn("attribute_instance"));
-        row.value = packTexts(unpackVersion3(all.getColumn("value")));
-        row.options = packTexts(unpackVersion3(all.getColumn("options")));
-        rows.push_back(std::move(row));
+        rows.push_back({textIn(all.getColumn("node")), all.getColumn("node_instance"),
+                        textIn(all.getColumn("attribute")), all.getColumn("attribute_instance"),
+                        packTexts(unpackVersion3(all.getColumn("value"))),
+                        packTexts(unpackVersion3(all.getColumn("options")))});
     }
     SQLite::Statement update(connection,
-                             "UPDATE variable SET value = ?, options = ? WHERE node = ? AND node_instance = ? AND "
-                             "attribute = ? AND attribute_instance = ?");
+                             "UPDATE variable SET value = :value, options = :options WHERE node = :node AND "
+                             "node_instance = :node_instance AND attribute = :attribute AND "
+                             "attribute_instance = :attribute_instance");
     for (const Row& row : rows) {
-        update.bind(1, row.value.data(), static_cast<int>(row.value.size()));
-        update.bind(2, row.options.data(), static_cast<int>(row.options.size()));
-        update.bind(3, row.name.m_node);
-        update.bind(4, row.name.m_nodeInstance);
-        update.bind(5, row.name.m_attribute);
-        update.bind(6, row.name.m_attributeInstance);
+        update.bind(":value", row.value.data(), static_cast<int>(row.value.size()));
+        update.bind(":options", row.options.data(), static_cast<int>(row.options.size()));
+        update.bind(":node", row.node);
+        update.bind(":node_instance", row.nodeInstance);
+        update.bind(":attribute", row.attribute);
+        update.bind(":attribute_instance", row.attributeInstance);
         update.exec();
         update.reset();
     }

@@ -1,4 +1,5 @@
 // State files that earlier versions of the service wrote, and every later one has to open; see golden/make.sh.
+#include <SQLiteCpp/SQLiteCpp.h>
 #include <gmock/gmock.h>
 
 #include <filesystem>
@@ -14,6 +15,7 @@ namespace {
 
 using namespace AppConfigService;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 class GoldenState : public ::testing::TestWithParam<int> {
@@ -104,6 +106,20 @@ TEST_P(GoldenState, GoesOnWhereItEnded) {
     EXPECT_EQ(after.timelines.front().id, before.timelines.front().id);
     EXPECT_THAT(byName(after).at("system0servers0").value, ElementsAre("new", ""));
     EXPECT_THAT(byName(after).at("display0mode0").options, ElementsAre("dawn", "day", "dusk"));
+}
+
+TEST_P(GoldenState, IsTakenOverWholeOrLeftAsItWas) {
+    // Found only after all other steps.
+    SQLite::Database(m_file, SQLite::OPEN_READWRITE)
+        .exec("UPDATE variable SET options = X'00000005' WHERE attribute = 'mode'");
+    StoredState state;
+    std::string error;
+    EXPECT_FALSE(SqliteStore(m_file).load(state, error));
+    EXPECT_THAT(error, HasSubstr("a stored value cannot be read"));
+    SQLite::Database file(m_file, SQLite::OPEN_READWRITE);
+    EXPECT_EQ(file.execAndGet("PRAGMA user_version").getInt(), GetParam());
+    EXPECT_EQ(file.execAndGet("SELECT value FROM variable WHERE attribute = 'mode'").getString().size(), 4U + 3U);
+    EXPECT_EQ(file.tableExists("timeline"), GetParam() != 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(OfVersion, GoldenState, ::testing::Values(1, 2, 3), ::testing::PrintToStringParamName());
