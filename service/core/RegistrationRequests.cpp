@@ -75,8 +75,8 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
     const auto staged = std::make_shared<std::vector<RegistrationRow>>(std::move(rows));
     m_with.journal.add(
         [this, key = call.client, staged, withdrawn](Batch& batch) {
-            // Its own row comes with the first of its registrations, and by itself when its role rises. Which is the
-            // first shows only now: it may have said goodbye after others that are stored with this.
+            // Its own row comes with the first of its registrations, and by itself when its role rises. It is looked at
+            // only now: a goodbye in the same batch may have taken the row away.
             const Client* own = m_with.clients.find(key);
             if (own != nullptr && !own->stored) batch.entries.emplace_back(own->row());
             for (const RegistrationRow& row : withdrawn) batch.entries.emplace_back(RegistrationRemoved{row});

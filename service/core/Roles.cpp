@@ -54,8 +54,9 @@ void Roles::store(Client& client, bool risen) {
         },
         [this, key = client.key, risen](bool stored) {
             if (stored) return;
+            // Not put off by whoever else fails meanwhile.
+            if (m_owed.empty()) m_next = m_now + storePause;
             m_owed[key] = risen || m_owed[key];
-            m_next = m_now + storePause;
         });
 }
 

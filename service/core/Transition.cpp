@@ -4,7 +4,8 @@ namespace AppConfigService {
 
 namespace {
 
-/// Numbers are drawn in the order in which they are told.
+/// The numbers of one variable are drawn in the order in which they are told. With several variables a number may be
+/// told before a lower one; all are open before the first is told, so no point covers what is still to come.
 constexpr ChangeKind order[] = {ChangeKind::levels, ChangeKind::options, ChangeKind::value};
 
 }  // namespace

@@ -9,9 +9,10 @@
 
 namespace AppConfigService {
 
-/// A variable on its way from what it holds to what it is to hold. Whatever changes a variable goes through here: the
-/// numbers of its changes are drawn, the new row takes the former one's place once it is stored, and the news are told,
-/// always in the same order. In this order for each transition: stage(), then either nothing or enter() and tell().
+/// A variable on its way from what it holds to what it is to hold. Whatever changes a value, options or levels goes
+/// through here: the numbers of the changes are drawn, the new row takes the former one's place once it is stored, and
+/// the news is told. In this order for each transition: stage(), unless the store has the row already; then, once it is
+/// stored, enter() and tell().
 class Transition {
 public:
     /// \p next is what the variable is to hold, \p changed what is to be told of it.

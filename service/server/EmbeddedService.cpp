@@ -31,8 +31,8 @@ bool read(const std::string& text, Definitions& definitions, std::string* error)
     return false;
 }
 
-/// Something that one thread waits for and another is to do. If that lets go of it without having done it, because its
-/// service has ended, the waiting is over all the same.
+/// Something that one thread waits for and another is to do. The waiting also ends when the other thread never does it:
+/// with a service that ends goes what was still to be done, and with that its hold on this object.
 class Awaited {
 public:
     Awaited() = default;
