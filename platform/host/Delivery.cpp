@@ -173,9 +173,11 @@ Deadline Delivery::doWhatIsDue() {
         }
         tellRegistrations(remote);
         if (remote.phase == Phase::paused) {
-            // What has come before the connection was lost is delivered before its resume point is told, or it would
-            // come again. Nothing of that moves a point that was taken over, and it may wait for a handler over there
-            // that makes a request here. And to come again is better than to wait for a handler that waits for this.
+            // Notifications of the lost connection are delivered before the next HELLO tells the point, or they would
+            // come again. Two cases do not wait for that. They never move a point that was taken over from another
+            // transport, and may wait for a handler of that one, which may be waiting for this connection. And a
+            // handler whose request needs the connection must not wait for what waits for its own return: then they
+            // come again.
             const bool mayAttempt = remote.queued == 0 || remote.renewing;
             const bool isDue = mayAttempt && remote.nextAttempt.passed();
             if (m_reachability.takeNudge(remote.endpoint) || isDue) attempt(remote);

@@ -43,8 +43,9 @@ public:
     /// Any thread.
     bool answer(MSG_Address receiver, std::string payload) { return m_asks.answer(receiver, std::move(payload)); }
 
-    /// Tells the observers, if there are any.
+    /// Tells the observer of connections, if there is one.
     void observe(const std::string& endpoint, bool connected);
+    /// Tells the observer of registrations. There is one, or nothing would be reported.
     void report(const PbUtility::RegistrationReport& report);
 
 private:
