@@ -65,7 +65,7 @@ Value unpackVersion3(const SQLite::Column& column) {
         std::size_t length = 0;
         for (std::size_t i = 0; i < lengthBytes; ++i) length = length << 8 | *at++;
         left -= lengthBytes;
-        if (length > left) break;
+        if (length > left) throw SQLite::Exception("a stored value cannot be read");
         value.emplace_back(reinterpret_cast<const char*>(at), length);
         at += length;
         left -= length;
