@@ -106,7 +106,7 @@ private:
     template <typename Predicate>
     static void forgetSeen(State& state, const Predicate& isCovered);
 
-    const PassOn m_passOn;
+    const PassOn m_passOn{};
     mutable AppConfig::PlainMutex m_mutex;
     std::map<std::string, State> m_states APPCONFIG_GUARDED_BY(m_mutex);
 };
