@@ -1,43 +1,11 @@
-#include <gtest/gtest.h>
-
-#include "cache/Inquiry.h"
+#include "InquiryFixture.h"
 
 // An answer of the service's reaches the cache some time after it was given; others may have stored something newer, or
 // something older, meanwhile. These tests play a service that does not number its changes; see RevisionTest.cpp.
 
 namespace {
 
-using AppConfig::ConfigAccessLevels;
-using AppConfig::ConfigCache;
-using AppConfig::ConfigValue;
-using AppConfig::Inquiry;
-using AppConfig::Revision;
-using Item = AppConfig::Inquiry::Item;
-using Outcome = AppConfig::Inquiry::Outcome;
-using List = std::list<std::string>;
-using Vector = std::vector<std::string>;
-
-const ConfigVar target(3, "room.heating", 2, "target", 7);
-const ConfigVar otherInstance(3, "room.heating", 2, "target", 8);
-const ConfigVar otherNode(3, "room.cooling", 2, "target", 7);
-const Revision unnumbered;
-
-ConfigAccessLevels levels(AppConfig::SecurityRole read, AppConfig::SecurityRole write) {
-    ConfigAccessLevels result;
-    result.readRole = read;
-    result.writeRole = write;
-    result.hasReadRole = result.hasWriteRole = true;
-    return result;
-}
-
-class InquiryTest : public ::testing::Test {
-protected:
-    ConfigValue record() { return cache.getConfigValue(target)->second; }
-    List value() { return record().getValue(); }
-    bool hasLost(Item item) { return Inquiry::hasLost(cache, target, item); }
-
-    ConfigCache cache;
-};
+using namespace InquiryTests;
 
 using AnInquiry = InquiryTest;
 
@@ -329,84 +297,6 @@ TEST_F(AnInquiry, DoesNotLetOldOptionsBackInAfterARemoval) {
     EXPECT_EQ(inquiry.optionsRead({"19", "21"}, 1), Outcome::unknown);
 
     EXPECT_FALSE(record().hasOptions());
-}
-
-TEST_F(AnInquiry, StoresBothLevels) {
-    Inquiry inquiry(cache, target, Item::levels);
-
-    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_2, AppConfig::SECURITY_ROLE_3)), Outcome::stored);
-
-    EXPECT_EQ(record().readRole(), AppConfig::SECURITY_ROLE_2);
-    EXPECT_EQ(record().writeRole(), AppConfig::SECURITY_ROLE_3);
-}
-
-TEST_F(AnInquiry, LeavesLevelsUnknownWithRolesOfZeroWhenTheyWereAnnouncedMeanwhile) {
-    cache.update(target, {"19"});
-    Inquiry inquiry(cache, target, Item::levels);
-    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
-
-    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_3)), Outcome::unknown);
-
-    EXPECT_FALSE(record().accessLevels().hasReadRole);
-    EXPECT_FALSE(record().accessLevels().hasWriteRole);
-    EXPECT_EQ(record().readRole(), AppConfig::SECURITY_ROLE_NONE);
-    EXPECT_EQ(record().writeRole(), AppConfig::SECURITY_ROLE_NONE);
-    EXPECT_TRUE(hasLost(Item::levels));
-    EXPECT_EQ(value(), List{"19"});
-}
-
-TEST_F(AnInquiry, LeavesLevelsUnknownOfWhichOneWasAnnouncedMeanwhile) {
-    Inquiry inquiry(cache, target, Item::levels);
-    ConfigAccessLevels announced;
-    announced.writeRole = AppConfig::SECURITY_ROLE_3;
-    announced.hasWriteRole = true;
-    cache.updateAccessLevels(target, announced);
-
-    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_NONE, AppConfig::SECURITY_ROLE_3)), Outcome::unknown);
-
-    Inquiry another(cache, otherNode, Item::levels);
-    ConfigAccessLevels readRole;
-    readRole.readRole = AppConfig::SECURITY_ROLE_3;
-    readRole.hasReadRole = true;
-    cache.updateAccessLevels(otherNode, readRole);
-
-    EXPECT_EQ(another.levelsRead(levels(AppConfig::SECURITY_ROLE_3, AppConfig::SECURITY_ROLE_NONE)), Outcome::unknown);
-}
-
-TEST_F(AnInquiry, StoresLevelsThatWereAnnouncedLikeThat) {
-    Inquiry inquiry(cache, target, Item::levels);
-    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
-
-    EXPECT_EQ(inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4)), Outcome::stored);
-
-    EXPECT_TRUE(record().hasAccessLevels());
-}
-
-TEST_F(AnInquiry, KeepsOldLevelsOutWhenTwoLateAnswersFollowEachOther) {
-    Inquiry first(cache, target, Item::levels);
-    Inquiry second(cache, target, Item::levels);
-    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
-    const ConfigAccessLevels old = levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_2);
-    first.levelsRead(old);
-
-    EXPECT_EQ(second.levelsRead(old), Outcome::unknown);
-
-    EXPECT_FALSE(record().hasAccessLevels());
-}
-
-TEST_F(AnInquiry, SeesLostLevelsKnownAgainOnlyWhenBothAreThere) {
-    Inquiry inquiry(cache, target, Item::levels);
-    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_4));
-    inquiry.levelsRead(levels(AppConfig::SECURITY_ROLE_1, AppConfig::SECURITY_ROLE_3));
-    ConfigAccessLevels one;
-    one.readRole = AppConfig::SECURITY_ROLE_2;
-    one.hasReadRole = true;
-    cache.updateAccessLevels(target, one);
-    EXPECT_TRUE(hasLost(Item::levels));
-
-    cache.updateAccessLevels(target, levels(AppConfig::SECURITY_ROLE_2, AppConfig::SECURITY_ROLE_3));
-
-    EXPECT_FALSE(hasLost(Item::levels));
 }
 
 }  // namespace
