@@ -66,7 +66,7 @@ TEST_F(Admin, ListsHiddenVariablesWithoutTheirValue) {
 
 TEST_F(Admin, SubmitsToWhoeverRegisteredForIt) {
     Peer watcher(bench, "w");
-    watcher.registerFor("display", 6);
+    watcher.registerFor("display", submitted);
     EXPECT_EQ(submit("display.mode").error(), CommonIF::ERROR_NONE);
     EXPECT_THAT(watcher.events(), ElementsAre("submit display.mode 1"));
 }
@@ -85,7 +85,7 @@ TEST_F(Admin, RefusesASubmitBelowTheWriteLevelOrOfAnUnknownKind) {
 TEST_F(Admin, CountsMessagesClientsAndRegistrations) {
     peer.read("display.mode");
     peer.read("display.mode");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.write("display.brightness", {"1"});
     Peer silent(bench, "silent", ownUid, false);
     silent.read("display.mode");

@@ -33,7 +33,7 @@ Definitions many(std::size_t count, const std::string& value) {
 /// A client that registered for all of them and is away while they all change.
 struct Flood {
     explicit Flood(std::size_t variables) : count(variables) {
-        peer.registerFor("n", 3);
+        peer.registerFor("n", valueChanged);
         peer.events();
         peer.cut();
         EXPECT_TRUE(define("7"));
@@ -88,7 +88,7 @@ struct SlowClient : ::testing::Test {
 };
 
 TEST_F(SlowClient, IsToldTheNewestStateOnceThereIsRoom) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.crowd(peer.delivery);
     for (int i = 1; i <= 5; ++i) writer.write("display.brightness", {std::to_string(i)});
     writer.write("display.on", {"false"});
@@ -99,20 +99,20 @@ TEST_F(SlowClient, IsToldTheNewestStateOnceThereIsRoom) {
 }
 
 TEST_F(SlowClient, IsNotToldWhatItUnregisteredOrMayNotKnowAnyMore) {
-    peer.registerFor("display.brightness", 3, 1);
-    peer.registerFor("display.on", 3, 1);
+    peer.registerFor("display.brightness", valueChanged, 1);
+    peer.registerFor("display.on", valueChanged, 1);
     bench.crowd(peer.delivery);
     writer.write("display.brightness", {"1"});
     writer.write("display.on", {"false"});
-    peer.unregister("display.brightness", 3);
+    peer.unregister("display.brightness", valueChanged);
     writer.setLevels("display.on", 3, 3);
     bench.drain(peer.delivery);
     EXPECT_THAT(peer.events(), IsEmpty());
 }
 
 TEST_F(SlowClient, IsToldOfASubmitBehindTheStatesThatWait) {
-    peer.registerFor("display", 3);
-    peer.registerFor("display", 6);
+    peer.registerFor("display", valueChanged);
+    peer.registerFor("display", submitted);
     bench.crowd(peer.delivery);
     writer.write("display.brightness", {"1"});
     ConfigAdmin::SubmitReq submit;
@@ -127,7 +127,7 @@ TEST_F(SlowClient, IsToldOfASubmitBehindTheStatesThatWait) {
 }
 
 TEST_F(SlowClient, GetsAPointOnlyOnceNothingWaitsBehindIt) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.events();
     const std::uint64_t before = peer.delivered;
     bench.crowd(peer.delivery);
@@ -143,7 +143,7 @@ TEST_F(SlowClient, GetsAPointOnlyOnceNothingWaitsBehindIt) {
 }
 
 TEST_F(SlowClient, ThatLostItsConnectionIsToldAllOfItAgain) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.crowd(peer.delivery);
     writer.write("display.brightness", {"1"});
     peer.cut();

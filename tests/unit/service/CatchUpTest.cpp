@@ -133,7 +133,7 @@ TEST_F(CatchUp, OfTwoAnswersTheOlderCountsSinceItMayBeTheOneThatIsTakenLast) {
     reader.read("display.brightness");
     writer.write("display.brightness", {"3"});
     reader.read("display.brightness");
-    reader.registerFor("display.brightness", 3);
+    reader.registerFor("display.brightness", valueChanged);
     EXPECT_THAT(reader.events(), ElementsAre("value display.brightness 3"));
 }
 

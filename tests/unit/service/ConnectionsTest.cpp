@@ -75,7 +75,7 @@ TEST(Connections, ANewDeliveryConnectionTakesThePlaceOfTheOld) {
     CoreBench bench;
     Peer peer(bench, "p");
     const ConnectionId old = peer.delivery;
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.connect();
     EXPECT_TRUE(bench.isClosed(old));
     peer.write("display.brightness", {"1"});
@@ -122,7 +122,7 @@ TEST(Connections, ADeliveryConnectionWithANumberThatNoTransportReachesKeepsTheCl
 TEST(Connections, AReplacedDeliveryConnectionAnswersNoMore) {
     CoreBench bench;
     Peer provider(bench, "p");
-    provider.registerFor("display.brightness", 2);
+    provider.registerFor("display.brightness", dynamicValidate);
     Peer writer(bench, "w");
     const ConnectionId connection = writer.post(writeRequest("display.brightness", {"1"}));
     provider.connect();
@@ -134,7 +134,7 @@ TEST(Connections, TwoUsersMayUseTheSameEndpointName) {
     Peer one(bench, "p", ownUid);
     Peer two(bench, "p", otherUid);
     EXPECT_FALSE(bench.isClosed(one.delivery));
-    one.registerFor("display", 3);
+    one.registerFor("display", valueChanged);
     two.write("display.brightness", {"1"});
     EXPECT_THAT(one.events(), ElementsAre("value display.brightness 1"));
     EXPECT_THAT(two.events(), IsEmpty());
@@ -143,7 +143,7 @@ TEST(Connections, TwoUsersMayUseTheSameEndpointName) {
 TEST(Connections, OnlySoManyClientsAreKnownAndThoseThatLeftMakeRoom) {
     CoreBench bench;
     Peer keeper(bench, "keeper");
-    keeper.registerFor("display", 3);
+    keeper.registerFor("display", valueChanged);
     for (std::size_t i = 1; i < AppConfigService::mostClients; ++i) bench.open(ownUid, hello("c" + std::to_string(i)));
     EXPECT_THAT(refusalOf(bench, hello("one-more")), HasSubstr("1024 clients"));
     bench.core->disconnectClient("keeper", bench.now);

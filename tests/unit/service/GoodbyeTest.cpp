@@ -52,7 +52,7 @@ std::vector<std::string> storedRegistrations(CoreBench& bench) {
 TEST(Goodbye, ForgetsTheClientAtOnceAndForGood) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.goodbye();
     EXPECT_TRUE(bench.isClosed(peer.delivery));
     bench.restart();
@@ -84,7 +84,7 @@ TEST(Goodbye, InOneTransactionWithRegistrationsLeavesOnlyThoseThatFollowIt) {
     for (const bool hadRow : {false, true}) {
         CoreBench bench;
         Peer peer(bench, "p");
-        if (hadRow) peer.registerFor("system", 3);
+        if (hadRow) peer.registerFor("system", valueChanged);
         const ConnectionId one = peer.open();
         const ConnectionId two = peer.open();
         registerSoon(bench, peer, one, "display.on");
@@ -126,7 +126,7 @@ TEST(Goodbye, LeavesAClientThatComesAgainInItsTransactionWhatThatRegisters) {
 TEST(Goodbye, ThatTheStoreDidNotTakeIsStoredWithTheLastConnection) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     const ConnectionId requests = peer.open();
     bench.store.failWith("disk full");
     peer.goodbye();

@@ -29,24 +29,24 @@ struct Healing : ::testing::Test {
 };
 
 TEST_F(Healing, TheServiceSaysWhetherItHoldsExactlyWhatTheClientDoes) {
-    peer.registerFor("Display", 3);
-    peer.registerFor("display.on", 5, 2, "other");
+    peer.registerFor("Display", valueChanged);
+    peer.registerFor("display.on", optionsChanged, 2, "other");
     const auto reconnect = [&](const std::vector<Registration>& held) {
         peer.cut();
         peer.held = held;
         peer.connect();
         return peer.welcome.registrations_known();
     };
-    const Registration one = registration("display", 3);
-    const Registration two = registration("display.on", 5, 2, "other");
+    const Registration one = registration("display", valueChanged);
+    const Registration two = registration("display.on", optionsChanged, 2, "other");
     EXPECT_TRUE(reconnect({two, one})) << "the order and the role make no difference";
     EXPECT_FALSE(reconnect({one}));
-    EXPECT_FALSE(reconnect({one, registration("display.on", 5, 2, "another")}));
-    EXPECT_FALSE(reconnect({one, registration("display.on", 7, 2, "other")}));
+    EXPECT_FALSE(reconnect({one, registration("display.on", optionsChanged, 2, "another")}));
+    EXPECT_FALSE(reconnect({one, registration("display.on", levelsChanged, 2, "other")}));
     EXPECT_FALSE(reconnect({one, two, two}));
     bench.restart();
     EXPECT_TRUE(reconnect({one, two}));
-    peer.unregister("display", 3);
+    peer.unregister("display", valueChanged);
     EXPECT_FALSE(reconnect({one, two}));
     EXPECT_TRUE(reconnect({two}));
 }
@@ -65,7 +65,8 @@ TEST_F(Healing, RegistrationsOfOneFrameAreTakenInOneTransactionAndCaughtUpWith) 
     writer.write("display.brightness", {"80"});
     writer.setOptions("display.mode", {"day", "dusk"});
     const std::uint64_t before = bench.core->changes();
-    const Frame registered = peer.tellRegistrations({registration("display", 3), registration("display", 5)});
+    const Frame registered =
+        peer.tellRegistrations({registration("display", valueChanged), registration("display", optionsChanged)});
     EXPECT_THAT(refusals(registered), IsEmpty());
     EXPECT_EQ(bench.core->changes(), before + 1) << "one number for both";
     EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 80", "options display.mode day dusk"));
@@ -78,26 +79,26 @@ TEST_F(Healing, RegistrationsOfOneFrameAreTakenInOneTransactionAndCaughtUpWith) 
 TEST_F(Healing, RegistrationsThatAreToldAnewBringAlsoWhatTheClientHasReadMeanwhile) {
     writer.write("display.brightness", {"80"});
     peer.read("display.brightness");
-    peer.tellRegistrations({registration("display", 3)});
+    peer.tellRegistrations({registration("display", valueChanged)});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80")) << "its handlers may stand since before";
 }
 
 TEST_F(Healing, RegistrationsThatAreThereAlreadyStayAsTheyAreAndWriteNothing) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     writer.write("display.brightness", {"80"});
     peer.events();
     bench.store.failWith("not to be written");
-    EXPECT_THAT(refusals(peer.tellRegistrations({registration("display", 3)})), IsEmpty());
+    EXPECT_THAT(refusals(peer.tellRegistrations({registration("display", valueChanged)})), IsEmpty());
     EXPECT_THAT(peer.events(), IsEmpty());
     EXPECT_EQ(held(), 1U);
 }
 
 TEST_F(Healing, RowsThatAreNoRegistrationsAreRefusedOneByOne) {
-    Registration unknown = registration("display", 3);
+    Registration unknown = registration("display", valueChanged);
     unknown.set_type(99);
-    const Frame registered = peer.tellRegistrations({registration("", 3), registration("display", 3), unknown,
-                                                     registration(std::string(600, 'n'), 3),
-                                                     registration("a", 3, 4, std::string(256, 'c'))});
+    const Frame registered = peer.tellRegistrations(
+        {registration("", valueChanged), registration("display", valueChanged), unknown,
+         registration(std::string(600, 'n'), valueChanged), registration("a", valueChanged, 4, std::string(256, 'c'))});
     EXPECT_THAT(refusals(registered), ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_INVALID_REQUEST}),
                                                   std::make_pair(2U, int{CommonIF::ERROR_INVALID_REQUEST}),
                                                   std::make_pair(3U, int{CommonIF::ERROR_LIMIT}),
@@ -108,9 +109,9 @@ TEST_F(Healing, RowsThatAreNoRegistrationsAreRefusedOneByOne) {
 
 TEST_F(Healing, RowsThatCannotBeStoredAreRefusedAndTakenLater) {
     bench.store.failWith("disk full");
-    const std::vector<Registration> rows{registration("display", 3), registration("displays", 3)};
+    const std::vector<Registration> rows{registration("display", valueChanged), registration("displays", valueChanged)};
     EXPECT_THAT(
-        refusals(peer.tellRegistrations(rows, true, {registration("system", 3)})),
+        refusals(peer.tellRegistrations(rows, true, {registration("system", valueChanged)})),
         ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_STORAGE}), std::make_pair(1U, int{CommonIF::ERROR_STORAGE}),
                     std::make_pair(2U, int{CommonIF::ERROR_STORAGE}), std::make_pair(3U, int{CommonIF::ERROR_STORAGE})))
         << "the registrations, the withdrawal, and that these are all";
@@ -123,19 +124,20 @@ TEST_F(Healing, RowsThatCannotBeStoredAreRefusedAndTakenLater) {
 
 TEST_F(Healing, EachRowCountsWithTheRoleThatItWasMadeWith) {
     writer.write("system.secret", {"s"});
-    peer.tellRegistrations({registration("system.secret", 3, 1)});
+    peer.tellRegistrations({registration("system.secret", valueChanged, 1)});
     EXPECT_THAT(peer.events(), IsEmpty());
-    peer.tellRegistrations({registration("displays", 3, 3)});
+    peer.tellRegistrations({registration("displays", valueChanged, 3)});
     EXPECT_THAT(peer.events(), ElementsAre("value system.secret s"));
     Peer stranger(bench, "s", otherUid);
-    stranger.tellRegistrations({registration("system.secret", 3, 4)});
+    stranger.tellRegistrations({registration("system.secret", valueChanged, 4)});
     EXPECT_THAT(stranger.events(), IsEmpty()) << "its user may not claim that role";
 }
 
 TEST_F(Healing, WithdrawnRowsGo) {
-    peer.registerFor("display", 3);
-    peer.registerFor("displays", 3);
-    EXPECT_THAT(refusals(peer.tellRegistrations({}, false, {registration("display", 3), registration("never", 3)})),
+    peer.registerFor("display", valueChanged);
+    peer.registerFor("displays", valueChanged);
+    EXPECT_THAT(refusals(peer.tellRegistrations(
+                    {}, false, {registration("display", valueChanged), registration("never", valueChanged)})),
                 IsEmpty());
     EXPECT_EQ(held(), 1U);
     writer.write("display.brightness", {"80"});
@@ -143,15 +145,15 @@ TEST_F(Healing, WithdrawnRowsGo) {
 }
 
 TEST_F(Healing, OnceEverythingIsToldTheRestIsWithdrawn) {
-    peer.registerFor("display", 3);
-    peer.registerFor("displays", 3);
-    peer.registerFor("system", 3);
+    peer.registerFor("display", valueChanged);
+    peer.registerFor("displays", valueChanged);
+    peer.registerFor("system", valueChanged);
     peer.cut();
     peer.connect();
-    peer.tellRegistrations({registration("display", 3)});
+    peer.tellRegistrations({registration("display", valueChanged)});
     EXPECT_EQ(held(), 3U) << "there may be more to come";
-    EXPECT_EQ(peer.registerFor("net", 3), CommonIF::ERROR_NONE) << "made by a request meanwhile";
-    peer.tellRegistrations({registration("system", 3)}, true);
+    EXPECT_EQ(peer.registerFor("net", valueChanged), CommonIF::ERROR_NONE) << "made by a request meanwhile";
+    peer.tellRegistrations({registration("system", valueChanged)}, true);
     EXPECT_EQ(held(), 3U);
     writer.write("displays.count", {"5"});
     EXPECT_THAT(peer.events(), IsEmpty());
@@ -160,7 +162,7 @@ TEST_F(Healing, OnceEverythingIsToldTheRestIsWithdrawn) {
 }
 
 TEST_F(Healing, AClientThatHoldsNothingSaysSo) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.cut();
     peer.connect();
     peer.tellRegistrations({}, true);
@@ -168,7 +170,7 @@ TEST_F(Healing, AClientThatHoldsNothingSaysSo) {
 }
 
 TEST_F(Healing, AWithdrawalOfTheSameTurnDoesNotSwallowTheRegistrationBehindIt) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     ConfigIF::UnregisterClientCallbackReq withdrawal;
     withdrawal.set_client_name("self");
     withdrawal.set_var_name("display");
@@ -192,7 +194,8 @@ TEST_F(Healing, AWithdrawalOfTheSameTurnDoesNotSwallowTheRegistrationBehindIt) {
 }
 
 TEST_F(Healing, AFrameWithTooManyRowsIsRefused) {
-    std::vector<Registration> rows(AppConfigService::mostRegistrationsAtOnce + 1, registration("display", 3));
+    std::vector<Registration> rows(AppConfigService::mostRegistrationsAtOnce + 1,
+                                   registration("display", valueChanged));
     Frame frame;
     frame.set_kind(AppConfigHost::REGISTRATIONS);
     for (const Registration& row : rows) *frame.add_registration() = row;
@@ -218,24 +221,24 @@ TEST_F(Healing, WhoeverInterceptsRegistrationsMeansTheseAsWell) {
         return decision;
     });
     EXPECT_THAT(
-        refusals(peer.tellRegistrations({registration("display", 3)}, true)),
+        refusals(peer.tellRegistrations({registration("display", valueChanged)}, true)),
         ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_BUSY}), std::make_pair(1U, int{CommonIF::ERROR_BUSY})));
     decision.action = Interception::Action::disconnect;
     Frame frame;
     frame.set_kind(AppConfigHost::REGISTRATIONS);
-    *frame.add_registration() = registration("display", 3);
+    *frame.add_registration() = registration("display", valueChanged);
     bench.feed(peer.delivery, frame);
     EXPECT_TRUE(bench.isClosed(peer.delivery));
 }
 
 TEST_F(Healing, ARegistrationThatWasStoredJustBeforeACrashBringsWhatItWasToBring) {
     Peer other(bench, "other");
-    peer.registerFor("displays", 3);
+    peer.registerFor("displays", valueChanged);
     writer.write("display.brightness", {"80"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
     // Stored, and answered with the news; the service ends before the client sees any of it.
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     peer.cut();
     bench.restart();
     peer.connect();
@@ -243,8 +246,8 @@ TEST_F(Healing, ARegistrationThatWasStoredJustBeforeACrashBringsWhatItWasToBring
 }
 
 TEST_F(Healing, ARoleThatRoseJustBeforeACrashBringsWhatItRevealed) {
-    peer.registerFor("system.secret", 3, 1);
-    peer.registerFor("displays", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
+    peer.registerFor("displays", valueChanged, 1);
     writer.write("system.secret", {"s"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
@@ -256,8 +259,8 @@ TEST_F(Healing, ARoleThatRoseJustBeforeACrashBringsWhatItRevealed) {
 }
 
 TEST_F(Healing, LevelsThatFellJustBeforeACrashBringWhatTheyRevealed) {
-    peer.registerFor("system.secret", 3, 1);
-    peer.registerFor("displays", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
+    peer.registerFor("displays", valueChanged, 1);
     writer.write("system.secret", {"s"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
@@ -274,21 +277,21 @@ TEST_F(Healing, AClientThatRegisteredBeforeItReachedTheServiceIsToldWhateverWasC
     early.joined = 0;
     early.connect();
     EXPECT_EQ(early.welcome.changes(), 0U);
-    early.tellRegistrations({registration("display", 3)});
+    early.tellRegistrations({registration("display", valueChanged)});
     EXPECT_THAT(early.events(), ElementsAre("value display.brightness 80"));
     EXPECT_EQ(early.delivered, bench.core->changes());
 }
 
 TEST_F(Healing, AForgottenClientIsToldWhatChangedWhileNobodyKnewIt) {
-    peer.registerFor("display", 3);
-    peer.held = {registration("display", 3)};
+    peer.registerFor("display", valueChanged);
+    peer.held = {registration("display", valueChanged)};
     bench.core->disconnectClient("p", bench.now);
     bench.pass(std::chrono::minutes(5));
     ASSERT_TRUE(bench.logged("p is forgotten"));
     writer.write("display.brightness", {"80"});
     peer.connect();
     EXPECT_FALSE(peer.welcome.registrations_known());
-    peer.tellRegistrations({registration("display", 3)}, true);
+    peer.tellRegistrations({registration("display", valueChanged)}, true);
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80"));
     writer.write("display.on", {"false"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));

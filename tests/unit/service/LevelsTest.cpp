@@ -134,8 +134,8 @@ TEST_F(Levels, ThatNobodyKnowsAreRefusedAndNotTakenForTheLowest) {
 }
 
 TEST_F(Levels, ThatChangeAreNotifiedWithBothNumbers) {
-    peer.registerFor("display.mode", 7);
-    peer.registerFor("display.mode", 4);
+    peer.registerFor("display.mode", levelsChanged);
+    peer.registerFor("display.mode", attributeChanged);
     peer.setLevels("display.mode", std::nullopt, 2);
     EXPECT_THAT(peer.events(), ElementsAre("levels display.mode 0 2", "attribute display.mode"));
     peer.setLevels("display.mode", 0, 2);
@@ -153,7 +153,7 @@ TEST_F(Levels, OfSeveralVariablesAreNumberedInTheOrderOfNames) {
     for (int i = 0; i < 40; ++i)
         text += "variable { node: 'n' attribute: 'v" + std::to_string(i * 37 % 40) + "' type: INT }\n";
     bench.reload(text);
-    peer.registerFor("n", 7);
+    peer.registerFor("n", levelsChanged);
     peer.events();
     ConfigIF::SetAccessLevelsReq request;
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);

@@ -39,7 +39,7 @@ TEST_F(ServiceLog, HasOneLineForEachRefusedRead) {
 
 TEST_F(ServiceLog, HasNoRefusalForWhatIsServed) {
     peer.read("display.brightness");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     about<ConfigIF::GetAccessLevelsReq>(inst("display.brightness"));
     EXPECT_THAT(bench.log, Each(Not(HasSubstr("refused"))));
 }
@@ -81,10 +81,10 @@ TEST_F(ServiceLog, HasOneLineForEachSubmitAndForEachRefusedOne) {
 }
 
 TEST_F(ServiceLog, HasOneLineForEachRefusedRegistration) {
-    peer.registerFor("", 3);
+    peer.registerFor("", valueChanged);
     EXPECT_THAT(bench.log, ElementsAre("ConfigIF.RegisterClientCallbackReq by p refused: ERROR_INVALID_REQUEST"));
     bench.log.clear();
-    peer.registerFor("display", 3, 4, std::string(256, 'c'));
+    peer.registerFor("display", valueChanged, 4, std::string(256, 'c'));
     EXPECT_THAT(bench.log, ElementsAre("ConfigIF.RegisterClientCallbackReq about display by p refused: ERROR_LIMIT"));
 }
 

@@ -13,8 +13,8 @@ TEST(Notifications, ReachTheNameItselfAndWhateverLiesBelowIt) {
     Peer exact(bench, "exact");
     Peer node(bench, "node");
     Peer writer(bench, "writer");
-    exact.registerFor("display.brightness", 3);
-    node.registerFor("Display", 3);
+    exact.registerFor("display.brightness", valueChanged);
+    node.registerFor("Display", valueChanged);
     writer.write("display.brightness", {"1"});
     writer.write("display.panel.name", {"x"});
     writer.write("displays.count", {"5"});
@@ -25,7 +25,7 @@ TEST(Notifications, ReachTheNameItselfAndWhateverLiesBelowIt) {
 TEST(Notifications, InstancesDoNotNarrowARegistration) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("net.wifi.ssid", 3);
+    peer.registerFor("net.wifi.ssid", valueChanged);
     peer.write("net.wifi[1].ssid", {"home"});
     EXPECT_THAT(peer.events(), ElementsAre("value net.wifi[1].ssid home"));
 }
@@ -33,9 +33,9 @@ TEST(Notifications, InstancesDoNotNarrowARegistration) {
 TEST(Notifications, ComeOncePerCallbackNameAndNotPerRegistration) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
-    peer.registerFor("display.brightness", 3);
-    peer.registerFor("display.brightness", 3, 4, "second link");
+    peer.registerFor("display", valueChanged);
+    peer.registerFor("display.brightness", valueChanged);
+    peer.registerFor("display.brightness", valueChanged, 4, "second link");
     peer.write("display.brightness", {"1"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 1", "value display.brightness 1"));
 }
@@ -43,7 +43,7 @@ TEST(Notifications, ComeOncePerCallbackNameAndNotPerRegistration) {
 TEST(Notifications, CarryTheCallbackNameOfTheRegistration) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3, 4, "my link");
+    peer.registerFor("display", valueChanged, 4, "my link");
     peer.write("display.brightness", {"1"});
     const auto frame = peer.notification();
     ConfigIF::ConfigChangedNtfy message;
@@ -56,7 +56,7 @@ TEST(Notifications, OfANamespaceCarryItAndMarkWhatIsScoped) {
     options.namespaceNumber = 3;
     CoreBench bench(usualDefinitions, options);
     Peer peer(bench, "p");
-    peer.registerFor("system", 3);
+    peer.registerFor("system", valueChanged);
     peer.write("system.label", {"x"});
     peer.write("system.secret", {"y"});
     for (const bool scoped : {false, true}) {
@@ -73,7 +73,7 @@ TEST(Notifications, OfValuesAndOptionsGoOnlyToRolesThatMayReadThem) {
     CoreBench bench;
     Peer low(bench, "low");
     Peer high(bench, "high");
-    for (const int type : {3, 5, 7}) {
+    for (const int type : {valueChanged, optionsChanged, levelsChanged}) {
         low.registerFor("system.secret", type, 1);
         high.registerFor("system.secret", type, 3);
     }
@@ -89,7 +89,7 @@ TEST(Notifications, OfValuesAndOptionsGoOnlyToRolesThatMayReadThem) {
 TEST(Notifications, BringWhatWasHiddenOnceItMayBeRead) {
     CoreBench bench;
     Peer low(bench, "low");
-    low.registerFor("system.secret", 3, 1);
+    low.registerFor("system.secret", valueChanged, 1);
     Peer writer(bench, "w");
     writer.write("system.secret", {"s"});
     writer.setLevels("system.secret", 1, std::nullopt);
@@ -108,7 +108,7 @@ TEST(Notifications, OfAChangeBetweenReadAndRegistrationComeAtOnce) {
     Peer writer(bench, "w");
     peer.read("display.brightness");
     writer.write("display.brightness", {"80"});
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80"));
 }
 
@@ -118,7 +118,7 @@ TEST(Notifications, OfWhatTheClientHasReadAlreadyDoNotCome) {
     Peer writer(bench, "w");
     writer.write("display.brightness", {"80"});
     peer.read("display.brightness");
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     EXPECT_THAT(peer.events(), IsEmpty());
 }
 
@@ -127,7 +127,7 @@ TEST(Notifications, OfWhatChangedBeforeTheClientJoinedDoNotCome) {
     Peer writer(bench, "w");
     writer.write("display.brightness", {"80"});
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     EXPECT_THAT(peer.events(), IsEmpty());
     writer.write("display.on", {"false"});
     Peer late(bench, "late");
@@ -141,20 +141,20 @@ TEST(Notifications, OfChangedOptionsAndLevelsBeforeTheRegistrationComeAtOnce) {
     Peer writer(bench, "w");
     writer.setOptions("display.mode", {"day", "dawn"});
     writer.setLevels("display.mode", std::nullopt, 2);
-    peer.registerFor("display.mode", 3);
+    peer.registerFor("display.mode", valueChanged);
     EXPECT_THAT(peer.events(), IsEmpty());
-    peer.registerFor("display.mode", 5);
+    peer.registerFor("display.mode", optionsChanged);
     EXPECT_THAT(peer.events(), ElementsAre("options display.mode day dawn"));
-    peer.registerFor("display.mode", 7);
+    peer.registerFor("display.mode", levelsChanged);
     EXPECT_THAT(peer.events(), ElementsAre("levels display.mode 0 2"));
 }
 
 TEST(Notifications, EndWithTheRegistration) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
-    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_NONE);
-    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_NONE);
+    peer.registerFor("display", valueChanged);
+    EXPECT_EQ(peer.unregister("display", valueChanged), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.unregister("display", valueChanged), CommonIF::ERROR_NONE);
     peer.write("display.brightness", {"1"});
     EXPECT_THAT(peer.events(), IsEmpty());
 }
@@ -162,7 +162,7 @@ TEST(Notifications, EndWithTheRegistration) {
 TEST(Notifications, OfOneLinkEndWithAllItsRegistrationsAndThoseOfAnotherStay) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     ConfigIF::RegisterClientCallbackReq other;
     other.set_client_name("another self");
     other.set_var_name("display");
@@ -183,9 +183,9 @@ TEST(Notifications, OfOneLinkEndWithAllItsRegistrationsAndThoseOfAnotherStay) {
 TEST(Notifications, AreRefusedToRegistrationsThatSayTooLittleOrTooMuch) {
     CoreBench bench;
     Peer peer(bench, "p");
-    EXPECT_EQ(peer.registerFor("", 3), CommonIF::ERROR_INVALID_REQUEST);
-    EXPECT_EQ(peer.registerFor(std::string(600, 'a'), 3), CommonIF::ERROR_LIMIT);
-    EXPECT_EQ(peer.registerFor("a", 3, 4, std::string(256, 'c')), CommonIF::ERROR_LIMIT);
+    EXPECT_EQ(peer.registerFor("", valueChanged), CommonIF::ERROR_INVALID_REQUEST);
+    EXPECT_EQ(peer.registerFor(std::string(600, 'a'), valueChanged), CommonIF::ERROR_LIMIT);
+    EXPECT_EQ(peer.registerFor("a", valueChanged, 4, std::string(256, 'c')), CommonIF::ERROR_LIMIT);
     ConfigIF::RegisterClientCallbackReq request;
     request.set_var_name("display");
     const ConnectionId connection = peer.post("ConfigIF.RegisterClientCallbackReq",
@@ -198,7 +198,7 @@ TEST(Notifications, AreNotAcknowledgedWhenTheRegistrationCannotBeStored) {
     CoreBench bench;
     Peer peer(bench, "p");
     bench.store.failWith("disk full");
-    EXPECT_EQ(peer.registerFor("display", 3), CommonIF::ERROR_STORAGE);
+    EXPECT_EQ(peer.registerFor("display", valueChanged), CommonIF::ERROR_STORAGE);
     EXPECT_EQ(peer.write("display.brightness", {"1"}).error(), CommonIF::ERROR_STORAGE);
     bench.store.failWith("");
     peer.write("display.brightness", {"1"});

@@ -71,9 +71,9 @@ TEST_F(Options, NeedTheReadLevelToBeRead) {
 
 TEST_F(Options, ThatForbidThePresentValueBringTheDefaultWhereTheyAllowIt) {
     peer.write("display.mode", {"night"});
-    watcher.registerFor("display.mode", 3);
-    watcher.registerFor("display.mode", 5);
-    watcher.registerFor("display.mode", 4);
+    watcher.registerFor("display.mode", valueChanged);
+    watcher.registerFor("display.mode", optionsChanged);
+    watcher.registerFor("display.mode", attributeChanged);
     watcher.events();
     EXPECT_EQ(peer.setOptions("display.mode", {"auto", "day"}), CommonIF::ERROR_NONE);
     EXPECT_THAT(watcher.events(),
@@ -82,14 +82,14 @@ TEST_F(Options, ThatForbidThePresentValueBringTheDefaultWhereTheyAllowIt) {
 }
 
 TEST_F(Options, ThatForbidValueAndDefaultBringTheOptionAtTheDefaultIndex) {
-    watcher.registerFor("display.brightness", 3);
+    watcher.registerFor("display.brightness", valueChanged);
     EXPECT_EQ(peer.setOptions("display.brightness", {"10", "20", "30"}, 1), CommonIF::ERROR_NONE);
     EXPECT_THAT(watcher.events(), ElementsAre("value display.brightness 20"));
     EXPECT_TRUE(peer.read("display.brightness").is_default());
 }
 
 TEST_F(Options, ThatAllowThePresentValueLeaveItAlone) {
-    watcher.registerFor("display.brightness", 3);
+    watcher.registerFor("display.brightness", valueChanged);
     peer.setOptions("display.brightness", {"10", "20"}, 1);
     watcher.events();
     EXPECT_EQ(peer.setOptions("display.brightness", {"20", "70"}), CommonIF::ERROR_NONE);
@@ -105,7 +105,7 @@ TEST_F(Options, ThatAreTakenAwayAllowAnythingAgain) {
 }
 
 TEST_F(Options, ThatAreEqualNotifyNobody) {
-    watcher.registerFor("display.mode", 5);
+    watcher.registerFor("display.mode", optionsChanged);
     EXPECT_EQ(peer.setOptions("display.mode", {"day", "night", "auto"}), CommonIF::ERROR_NONE);
     EXPECT_THAT(watcher.events(), IsEmpty());
 }
@@ -118,8 +118,8 @@ TEST_F(Options, RestrictEachElementOfAList) {
 
 TEST_F(Options, ThatMakeTheValueFallBackTellItsProvider) {
     Peer provider(bench, "provider");
-    provider.registerFor("display.mode", 1);
-    provider.registerFor("display.mode", 2);
+    provider.registerFor("display.mode", onChange);
+    provider.registerFor("display.mode", dynamicValidate);
     ConfigIF::SetAttributeOptionsReq request;
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_50);
     *request.mutable_inst() = inst("display.mode");

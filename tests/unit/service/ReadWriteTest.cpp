@@ -213,7 +213,7 @@ TEST(Service, ValidationChangesNothing) {
 TEST(Service, AWriteThatCannotBeStoredIsRefusedAndChangesNothing) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.store.failWith("disk full");
     const ConfigIF::ReturnMessage result = peer.write("display.brightness", {"80"});
     EXPECT_EQ(result.error(), CommonIF::ERROR_STORAGE);
@@ -270,8 +270,8 @@ TEST(Service, ARefusedWriteThatNobodyAwaitsSendsTheWriterTheCurrentValue) {
     CoreBench bench;
     Peer writer(bench, "w");
     Peer other(bench, "o");
-    writer.registerFor("display.brightness", 3);
-    other.registerFor("display.brightness", 3);
+    writer.registerFor("display.brightness", valueChanged);
+    other.registerFor("display.brightness", valueChanged);
     writer.tell(writeRequest("display.brightness", {"101"}));
     EXPECT_THAT(writer.events(), ElementsAre("value display.brightness 70"));
     EXPECT_THAT(other.events(), IsEmpty());
@@ -282,7 +282,7 @@ TEST(Service, ARefusedWriteThatNobodyAwaitsSendsTheWriterTheCurrentValue) {
 TEST(Service, ARefusedWriteDoesNotTellTheWriterAValueThatItMayNotRead) {
     CoreBench bench;
     Peer writer(bench, "w");
-    writer.registerFor("system.secret", 3, 2);
+    writer.registerFor("system.secret", valueChanged, 2);
     writer.tell(writeRequest("system.secret", {"x"}, 2));
     EXPECT_THAT(writer.events(), IsEmpty());
 }

@@ -21,7 +21,8 @@ const ClientKey one{1000, "one"};
 const ClientKey two{1000, "two"};
 const ClientKey other{2000, "one"};
 
-RegistrationRow row(const ClientKey& client, const std::string& name, const std::string& callback = "c", int type = 3) {
+RegistrationRow row(const ClientKey& client, const std::string& name, const std::string& callback = "c",
+                    int type = valueChanged) {
     return {client, "self", name, type, callback, 0};
 }
 
@@ -100,7 +101,7 @@ std::size_t registerMany(Peer& peer, std::size_t count, const std::string& prefi
     std::size_t refused = 0;
     std::vector<AppConfigHost::Registration> rows;
     for (std::size_t i = 0; i < count; ++i) {
-        rows.push_back(registration(prefix + std::to_string(i), 3));
+        rows.push_back(registration(prefix + std::to_string(i), valueChanged));
         if (rows.size() < mostRegistrationsAtOnce && i + 1 < count) continue;
         refused += static_cast<std::size_t>(peer.tellRegistrations(rows).refusal_size());
         rows.clear();
@@ -112,22 +113,22 @@ TEST(Registrations, ThatAreUnknownAreWithdrawnWithoutTheStore) {
     CoreBench bench;
     Peer peer(bench, "p");
     bench.store.failWith("disk full");
-    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.unregister("display", valueChanged), CommonIF::ERROR_NONE);
     bench.store.failWith("");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.store.failWith("disk full");
-    EXPECT_EQ(peer.unregister("display", 3), CommonIF::ERROR_STORAGE);
+    EXPECT_EQ(peer.unregister("display", valueChanged), CommonIF::ERROR_STORAGE);
 }
 
 TEST(Registrations, AreLimitedInNumberPerClient) {
     CoreBench bench;
     Peer peer(bench, "p", otherUid);
     EXPECT_EQ(registerMany(peer, mostRegistrations - 1, "n"), 0U);
-    EXPECT_EQ(peer.registerFor("last", 3), CommonIF::ERROR_NONE);
-    EXPECT_EQ(peer.registerFor("one.more", 3), CommonIF::ERROR_LIMIT);
-    EXPECT_EQ(peer.registerFor("n0", 3), CommonIF::ERROR_NONE) << "that one it has already";
+    EXPECT_EQ(peer.registerFor("last", valueChanged), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.registerFor("one.more", valueChanged), CommonIF::ERROR_LIMIT);
+    EXPECT_EQ(peer.registerFor("n0", valueChanged), CommonIF::ERROR_NONE) << "that one it has already";
     EXPECT_EQ(registerMany(peer, 3, "further"), 3U);
-    EXPECT_EQ(peer.unregister("last", 3), CommonIF::ERROR_NONE);
+    EXPECT_EQ(peer.unregister("last", valueChanged), CommonIF::ERROR_NONE);
     EXPECT_EQ(registerMany(peer, 3, "further"), 2U);
 }
 

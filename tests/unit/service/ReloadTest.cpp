@@ -16,7 +16,7 @@ std::string number(const std::string& more) {
 TEST(Reload, AValueThatANewDefinitionForbidsFallsBackToTheDefaultLoggedAndNotified) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
-    peer.registerFor("a", 3);
+    peer.registerFor("a", valueChanged);
     peer.write("a.b", {"50"});
     peer.events();
     EXPECT_TRUE(bench.reload(number("default_value: '5' maximum: 10")));
@@ -37,7 +37,7 @@ TEST(Reload, TheForbiddenValueOfAHiddenVariableIsNotLogged) {
 TEST(Reload, AValueThatIsStillAllowedStays) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
-    peer.registerFor("a", 3);
+    peer.registerFor("a", valueChanged);
     peer.write("a.b", {"50"});
     peer.events();
     EXPECT_TRUE(bench.reload(number("default_value: '6'")));
@@ -48,7 +48,7 @@ TEST(Reload, AValueThatIsStillAllowedStays) {
 TEST(Reload, ANewDefaultChangesVariablesThatHoldTheirDefault) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
-    peer.registerFor("a", 3);
+    peer.registerFor("a", valueChanged);
     EXPECT_TRUE(bench.reload(number("default_value: '6'")));
     EXPECT_THAT(peer.events(), ElementsAre("value a.b 6"));
 }
@@ -57,8 +57,8 @@ TEST(Reload, NoPointCoversANewDefaultBeforeItsProviderIsAskedToApplyIt) {
     for (const bool consumes : {false, true}) {
         CoreBench bench(number("default_value: '5'"));
         Peer provider(bench, "p");
-        provider.registerFor("a", 1);
-        if (consumes) provider.registerFor("a", 3);
+        provider.registerFor("a", onChange);
+        if (consumes) provider.registerFor("a", valueChanged);
         provider.events();
         EXPECT_TRUE(bench.reload(number("default_value: '6'")));
         bool asked = false;
@@ -78,7 +78,7 @@ TEST(Reload, ANewVariableIsToldToWhoeverRegisteredForItsName) {
     CoreBench bench(number("default_value: '5'"));
     Peer peer(bench, "p");
     // It knows c.d from another state, whose service defined it: only news can correct that.
-    for (const int type : {3, 5, 7}) peer.registerFor("c.d", type);
+    for (const int type : {valueChanged, optionsChanged, levelsChanged}) peer.registerFor("c.d", type);
     const std::string other = "variable { node: 'c' attribute: 'd' type: INT default_value: '7' option: '7' }";
     EXPECT_TRUE(bench.reload(number("default_value: '5'") + other));
     EXPECT_THAT(peer.events(), UnorderedElementsAre("value c.d 7", "options c.d 7", "levels c.d 0 0"));
@@ -106,8 +106,8 @@ TEST(Reload, RunTimeOptionsAndLevelsStayWhereTheyAreStillValid) {
     Peer peer(bench, "p");
     peer.setOptions("a.b", {"0", "7"});
     peer.setLevels("a.b", 1, 2);
-    peer.registerFor("a", 5);
-    peer.registerFor("a", 7);
+    peer.registerFor("a", optionsChanged);
+    peer.registerFor("a", levelsChanged);
     peer.events();
     EXPECT_TRUE(bench.reload(number("maximum: 8 read_level: 4")));
     EXPECT_THAT(peer.events(), IsEmpty());
@@ -121,7 +121,7 @@ TEST(Reload, RunTimeOptionsAndLevelsStayWhereTheyAreStillValid) {
 TEST(Reload, LevelsOfTheDefinitionApplyAndAreNotified) {
     CoreBench bench(number(""));
     Peer peer(bench, "p");
-    peer.registerFor("a", 7);
+    peer.registerFor("a", levelsChanged);
     EXPECT_TRUE(bench.reload(number("write_level: 3")));
     EXPECT_THAT(peer.events(), ElementsAre("levels a.b 0 3"));
     EXPECT_EQ(peer.write("a.b", {"3"}, 2).error(), CommonIF::ERROR_ACCESS_DENIED);
@@ -130,8 +130,8 @@ TEST(Reload, LevelsOfTheDefinitionApplyAndAreNotified) {
 TEST(Reload, TellsTheProviderWithoutWaitingForIt) {
     CoreBench bench(number("default_value: '5'"));
     Peer provider(bench, "provider");
-    provider.registerFor("a.b", 1);
-    provider.registerFor("a.b", 3);
+    provider.registerFor("a.b", onChange);
+    provider.registerFor("a.b", valueChanged);
     EXPECT_TRUE(bench.reload(number("default_value: '6'")));
     EXPECT_THAT(provider.events(), ElementsAre("value a.b 6"));
     EXPECT_TRUE(provider.question());
@@ -145,7 +145,7 @@ TEST(Reload, WhileProvidersThinkRefusesAValueThatTheNewDefinitionForbids) {
     CoreBench bench(number("default_value: '5'"));
     Peer provider(bench, "provider");
     Peer writer(bench, "w");
-    provider.registerFor("a.b", 2);
+    provider.registerFor("a.b", dynamicValidate);
     const ConnectionId connection = writer.post(writeRequest("a.b", {"50"}));
     const auto question = provider.question();
     ASSERT_TRUE(question);
@@ -160,7 +160,7 @@ TEST(Reload, WhileProvidersThinkRefusesTheWritesToAVariableThatVanishes) {
     CoreBench bench(number("default_value: '5'"));
     Peer provider(bench, "provider");
     Peer writer(bench, "w");
-    provider.registerFor("a.b", 2);
+    provider.registerFor("a.b", dynamicValidate);
     const ConnectionId asked = writer.post(writeRequest("a.b", {"50"}));
     const ConnectionId waiting = writer.post(writeRequest("a.b", {"60"}));
     const auto question = provider.question();
@@ -196,8 +196,8 @@ TEST(Reload, WhileAValueIsTakenOnBoardEndsItsWriteEvenIfTheVariableVanishes) {
     CoreBench bench(number("default_value: '5'"));
     Peer provider(bench, "provider");
     Peer writer(bench, "w");
-    provider.registerFor("a.b", 1);
-    writer.registerFor("a", 3);
+    provider.registerFor("a.b", onChange);
+    writer.registerFor("a", valueChanged);
     const ConnectionId connection = writer.post(writeRequest("a.b", {"50"}));
     const auto question = provider.question();
     ASSERT_TRUE(question);

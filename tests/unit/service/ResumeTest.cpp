@@ -51,7 +51,7 @@ TEST(Resume, BringsWhatWasReadDuringTheBreakSinceHandlersHaveNotHeardOfIt) {
 TEST(Resume, BringsAgainWhatWasSentAndNotDelivered) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.write("display.brightness", {"1"});
     peer.cut();  // before anything was taken
     peer.connect();
@@ -61,7 +61,7 @@ TEST(Resume, BringsAgainWhatWasSentAndNotDelivered) {
 TEST(Resume, CountsAsDeliveredOnlyWhatCameWhole) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.cut();
     peer.write("display.brightness", {"1"});
     peer.write("display.on", {"false"});
@@ -76,8 +76,8 @@ TEST(Resume, SequenceStaysBehindAChangeThatProvidersAreStillTakingOnBoard) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer provider(bench, "provider");
-    peer.registerFor("display", 3);
-    provider.registerFor("display.brightness", 1);
+    peer.registerFor("display", valueChanged);
+    provider.registerFor("display.brightness", onChange);
     peer.post(writeRequest("display.brightness", {"1"}));
     peer.write("display.on", {"false"});
     const std::uint64_t last = bench.core->changes();
@@ -95,7 +95,7 @@ TEST(Resume, WorksAcrossARestartOfTheService) {
     {
         Peer peer(bench, "p");
         Peer writer(bench, "w");
-        peer.registerFor("display", 3);
+        peer.registerFor("display", valueChanged);
         writer.write("display.on", {"false"});
         EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));
         peer.cut();
@@ -111,7 +111,7 @@ TEST(Resume, WorksAcrossARestartOfTheService) {
 TEST(Resume, BringsDefaultsThatChangedWhileTheServiceWasDown) {
     CoreBench bench("variable { node: 'a' attribute: 'b' type: INT default_value: '1' }");
     Peer peer(bench, "p");
-    peer.registerFor("a", 3);
+    peer.registerFor("a", valueChanged);
     bench.restart("variable { node: 'a' attribute: 'b' type: INT default_value: '2' }");
     peer.connect();
     EXPECT_THAT(peer.events(), ElementsAre("value a.b 2"));
@@ -120,7 +120,7 @@ TEST(Resume, BringsDefaultsThatChangedWhileTheServiceWasDown) {
 TEST(Resume, BringsEverythingThatItReachesWhenTheNumbersBelongToAnotherState) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.write("display.brightness", {"1"});
     peer.events();
     peer.cut();
@@ -134,7 +134,7 @@ TEST(Resume, BringsEverythingThatItReachesWhenTheNumbersBelongToAnotherState) {
 TEST(Resume, NumbersBeyondTheStatesCountAsThoseOfAnother) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.write("display.brightness", {"1"});
     peer.events();
     peer.cut();
@@ -150,11 +150,11 @@ TEST(Resume, BringsWhatARegistrationMadeDuringTheBreakHadMissed) {
     Peer writer(bench, "w");
     peer.read("display.brightness");
     writer.write("display.brightness", {"9"});
-    peer.registerFor("displays", 3);
+    peer.registerFor("displays", valueChanged);
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
     peer.cut();
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     peer.connect();
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
 }
@@ -163,11 +163,11 @@ TEST(Resume, BringsAgainAnOldChangeThatARegistrationBroughtAndABreakSwallowed) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("displays", 3);
+    peer.registerFor("displays", valueChanged);
     writer.write("display.brightness", {"9"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     peer.cut();
     peer.connect();
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
@@ -178,7 +178,7 @@ TEST(Resume, BringsAgainAnOldChangeUntilALaterPointProvesThatItCame) {
     Peer peer(bench, "p");
     Peer writer(bench, "w");
     writer.write("display.brightness", {"9"});
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     for (int i = 0; i < 3; ++i) {
         peer.cut();
         peer.connect();
@@ -195,8 +195,8 @@ TEST(Resume, BringsAgainAValueThatLowerLevelsRevealedAndABreakSwallowed) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("system.secret", 3, 1);
-    peer.registerFor("displays", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
+    peer.registerFor("displays", valueChanged, 1);
     writer.write("system.secret", {"s"});
     writer.setLevels("system.secret", 1, 4);
     writer.write("displays.count", {"4"});
@@ -215,7 +215,7 @@ TEST(Resume, BringsAgainAValueThatLowerLevelsRevealedAndABreakSwallowed) {
 TEST(Resume, BringsAgainACorrectionThatABreakSwallowed) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.write("display.brightness", {"9"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
     peer.tell(writeRequest("display.brightness", {"101"}));
@@ -228,8 +228,8 @@ TEST(Resume, BringsWhatLowerLevelsRevealedDuringTheBreak) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("system.secret", 3, 1);
-    peer.registerFor("displays", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
+    peer.registerFor("displays", valueChanged, 1);
     writer.write("system.secret", {"s"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
@@ -243,8 +243,8 @@ TEST(Resume, BringsWhatAHigherRoleRevealedDuringTheBreak) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("system.secret", 3, 1);
-    peer.registerFor("displays", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
+    peer.registerFor("displays", valueChanged, 1);
     writer.write("system.secret", {"s"});
     writer.write("displays.count", {"4"});
     EXPECT_THAT(peer.events(), ElementsAre("value displays.count 4"));
@@ -258,7 +258,7 @@ TEST(Resume, ACorrectionThatCannotBeShownNowIsNotForgotten) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("display", 3, 1);
+    peer.registerFor("display", valueChanged, 1);
     peer.tell(writeRequest("display.brightness", {"101"}, 1));
     peer.cut();
     writer.setLevels("display.brightness", 2, 2);
@@ -272,8 +272,8 @@ TEST(Resume, SequenceStaysBehindAChangeThatSharesATransactionAndIsNotNotifiedYet
     CoreBench bench;
     Peer peer(bench, "p");
     Peer provider(bench, "provider");
-    peer.registerFor("display", 3);
-    provider.registerFor("display.on", 1);
+    peer.registerFor("display", valueChanged);
+    provider.registerFor("display.on", onChange);
     const ConnectionId first = peer.open();
     const ConnectionId second = peer.open();
     bench.core->receive(first, peer.frame(writeRequest("display.brightness", {"1"})), bench.now);
@@ -291,12 +291,12 @@ TEST(Resume, RegistrationsThatAreRepeatedWithoutADeliveryConnectionBringEachVari
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("displays", 3);
+    peer.registerFor("displays", valueChanged);
     writer.write("display.brightness", {"9"});
     peer.cut();
-    for (int i = 0; i < 20; ++i) peer.registerFor("display.brightness", 3);
-    peer.registerFor("display.on", 3);
-    peer.unregister("display.on", 3);
+    for (int i = 0; i < 20; ++i) peer.registerFor("display.brightness", valueChanged);
+    peer.registerFor("display.on", valueChanged);
+    peer.unregister("display.on", valueChanged);
     peer.connect();
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 9"));
 }
@@ -305,7 +305,7 @@ TEST(Resume, IsNotOverAsLongAsThatCannotBeStored) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer writer(bench, "w");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.cut();
     bench.core->disconnectClient("p", bench.now);
     writer.write("display.brightness", {"1"});
@@ -332,7 +332,7 @@ TEST(Resume, IsTriedToBeEndedOnceASecondWhileTheStoreFails) {
     options.grace = std::chrono::milliseconds(0);
     CoreBench bench(usualDefinitions, options);
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.store.failWith("disk full");
     peer.cut();
     bench.core->disconnectClient("p", bench.now);
@@ -344,7 +344,7 @@ TEST(Resume, IsTriedToBeEndedOnceASecondWhileTheStoreFails) {
 TEST(Resume, IsOverAfterTheGraceTime) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.cut();
     // Its request connections have to go, too.
     bench.core->disconnectClient("p", bench.now);
@@ -361,7 +361,7 @@ TEST(Resume, IsOverAfterTheGraceTime) {
 TEST(Resume, DoesNotForgetAClientThatCameBackInTime) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     bench.core->disconnectClient("p", bench.now);
     bench.pass(299s);
     peer.connect();
@@ -373,7 +373,7 @@ TEST(Resume, DoesNotForgetAClientThatCameBackInTime) {
 TEST(Resume, HidesWhatTheClientsRoleDoesNotReach) {
     CoreBench bench;
     Peer peer(bench, "p");
-    peer.registerFor("system.secret", 3, 1);
+    peer.registerFor("system.secret", valueChanged, 1);
     peer.cut();
     Peer writer(bench, "w");
     writer.write("system.secret", {"s"});

@@ -52,8 +52,8 @@ TEST_F(Revision, OfARefusedResetIsNotTold) {
 
 TEST_F(Revision, IsCarriedByNotificationsAndQuestions) {
     Peer provider(bench, "provider");
-    peer.registerFor("display", 3);
-    provider.registerFor("display", 1);
+    peer.registerFor("display", valueChanged);
+    provider.registerFor("display", onChange);
     const ConnectionId connection = peer.post(writeRequest("display.brightness", {"5"}));
     const auto question = provider.question();
     ASSERT_TRUE(question);
@@ -84,7 +84,7 @@ TEST_F(Revision, OfAStateThatWasSetBackIsNotComparedWithTheOneBefore) {
 }
 
 TEST_F(Revision, OfAnOptionsChangeThatForcesTheValueIsANewOne) {
-    peer.registerFor("display.mode", 3);
+    peer.registerFor("display.mode", valueChanged);
     EXPECT_EQ(peer.write("display.mode", {"night"}).error(), CommonIF::ERROR_NONE);
     peer.events();
     EXPECT_EQ(peer.setOptions("display.mode", {"day", "dusk"}), CommonIF::ERROR_NONE);

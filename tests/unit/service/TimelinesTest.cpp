@@ -71,7 +71,7 @@ struct State : ::testing::Test {
 };
 
 TEST_F(State, AStartAloneWritesNothing) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     const MemoryStore before = bench.store;
     bench.restart();
     bench.store.failWith("not to be written");
@@ -95,7 +95,7 @@ TEST_F(State, ATimelineThatCouldNotBeStoredBeginsWithTheNextChange) {
 }
 
 TEST_F(State, ThatIsKnownGoesOnWhereTheClientStood) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     writer.write("display.brightness", {"1"});
     peer.events();
     const std::uint64_t before = peer.timeline;
@@ -113,13 +113,13 @@ TEST_F(State, ThatIsKnownGoesOnWhereTheClientStood) {
 }
 
 TEST_F(State, ThatIsEmptyTellsEverythingThatTheClientReaches) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     writer.write("display.brightness", {"80"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80"));
     replace(MemoryStore());
     peer.connect();
     EXPECT_FALSE(peer.welcome.point_known());
-    peer.tellRegistrations({registration("display", 3)}, true);
+    peer.tellRegistrations({registration("display", valueChanged)}, true);
     EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 70", "value display.mode day",
                                                     "value display.on true", "value display.panel.name main"))
         << "never changed in this state, but it is not what the client knew";
@@ -130,7 +130,7 @@ TEST_F(State, ThatIsEmptyTellsEverythingThatTheClientReaches) {
 }
 
 TEST_F(State, IsToldAnewToAClientThatFallsBackToAPointOfItAfterItCameFromAnother) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.events();
     const std::uint64_t before = peer.delivered;
     writer.write("display.brightness", {"80"});
@@ -150,7 +150,7 @@ TEST_F(State, IsToldAnewToAClientThatFallsBackToAPointOfItAfterItCameFromAnother
 }
 
 TEST_F(State, ThatIsAnOlderCopyIsNotTheClientsAlthoughItsNumbersHaveGrownPastTheClients) {
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     const MemoryStore copy = bench.store;
     writer.write("display.brightness", {"80"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80"));
@@ -174,12 +174,12 @@ TEST_F(State, ThatIsAnOlderCopyIsNotTheClientsWhenItHasOnlyReadWhatIsLost) {
     replace(copy);
     peer.connect();
     EXPECT_FALSE(peer.welcome.point_known());
-    peer.tellRegistrations({registration("display.brightness", 3)});
+    peer.tellRegistrations({registration("display.brightness", valueChanged)});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 70"));
 }
 
 TEST_F(State, ThatIsAnOlderCopyFromBeforeTheClientJoinedItIsKnownWhereNothingIsLost) {
-    peer.registerFor("display.brightness", 3);
+    peer.registerFor("display.brightness", valueChanged);
     const MemoryStore copy = bench.store;
     replace(copy);
     peer.connect();
@@ -188,7 +188,7 @@ TEST_F(State, ThatIsAnOlderCopyFromBeforeTheClientJoinedItIsKnownWhereNothingIsL
 }
 
 TEST_F(State, OfAnotherServiceIsToldWhateverItMayHoldOfThisOne) {
-    peer.registerFor("display.on", 3);
+    peer.registerFor("display.on", valueChanged);
     AppConfigHost::Point foreign;
     foreign.set_timeline(4711);
     foreign.set_number(1);
@@ -200,7 +200,7 @@ TEST_F(State, OfAnotherServiceIsToldWhateverItMayHoldOfThisOne) {
 }
 
 TEST_F(State, IsUnknownToAClientThatSaysMoreThanThereCanBe) {
-    peer.registerFor("display.on", 3);
+    peer.registerFor("display.on", valueChanged);
     peer.cut();
     peer.joined = 5;
     peer.delivered = 1;
@@ -215,7 +215,7 @@ TEST_F(State, IsUnknownToAClientThatSaysMoreThanThereCanBe) {
 }
 
 TEST_F(State, TellsWhatChangesWhileItsVariableIsHidden) {
-    peer.registerFor("display", 3);
+    peer.registerFor("display", valueChanged);
     peer.cut();
     writer.write("display.brightness", {"80"});
     // The client comes back while nobody can be told of the variable, and gets past the change.

@@ -10,6 +10,15 @@
 
 namespace ServiceTest {
 
+// Callback types, as registrations name them.
+inline constexpr int onChange = ConfigIF::CALLBACK_ON_CHANGE;
+inline constexpr int dynamicValidate = ConfigIF::CALLBACK_DYNAMIC_VALIDATE;
+inline constexpr int valueChanged = ConfigIF::CALLBACK_CONFIG_CHANGED;
+inline constexpr int attributeChanged = ConfigIF::CALLBACK_ATTRIBUTE_CHANGED;
+inline constexpr int optionsChanged = ConfigIF::CALLBACK_OPTIONS_CHANGED;
+inline constexpr int submitted = ConfigIF::CALLBACK_SUBMIT;
+inline constexpr int levelsChanged = ConfigIF::CALLBACK_ACCESS_LEVELS_CHANGED;
+
 /// One event that a client was notified of, in a word: `value display.brightness 80`.
 std::string summary(const Frame& frame);
 
