@@ -19,7 +19,7 @@ public:
     Transition(VariableRow next, const PerKind<bool>& changed) : m_row(std::move(next)), m_changed(changed) {}
 
     /// The same, for whoever knows \p former.
-    Transition(const VariableRow& former, VariableRow next) : Transition(std::move(next), difference(former, next)) {}
+    Transition(const VariableRow& former, const VariableRow& next) : Transition(next, difference(former, next)) {}
 
     /// Draws a number for each kind that changed, and adds the row to \p batch.
     void stage(Batch& batch);
