@@ -190,6 +190,13 @@ Deadline Delivery::doWhatIsDue() {
 }
 
 void Delivery::attempt(Remote& remote) {
+    // Handlers are still to learn of what waits, so a state that lacks it must not pass for the client's.
+    for (const Queued& waiting : m_queue) {
+        const Frame& frame = waiting.frame;
+        if (waiting.remote == &remote && frame.has_as_of()) {
+            m_resume.saw(remote.endpoint, frame.timeline(), frame.as_of());
+        }
+    }
     PlainWaiter waiter(&m_ended);
     FileDescriptor socket;
     // Neither connecting nor the HELLO may hold up the other endpoints; a local socket takes both at once or not at

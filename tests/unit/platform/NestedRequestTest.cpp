@@ -297,7 +297,9 @@ TEST_F(NestedRequest, ReconnectsTheDeliveriesItselfWhenTheServiceCameBackMeanwhi
 TEST_F(NestedRequest, ReconnectsThemAlsoWhileNotificationsWaitForItsHandler) {
     peer.onRequest([this](ScriptedPeer::Connection& connection, const Frame& frame) {
         const auto delivery = peer.awaitDelivery();
-        delivery->send(notification("second", 2));
+        Frame waiting = notification("second", 2);
+        waiting.set_as_of(47);
+        delivery->send(waiting);
         delivery->send(ask(1));
         peer.await(ANSWER, 1);
         ScriptedPeer::answer(connection, frame);
@@ -317,6 +319,9 @@ TEST_F(NestedRequest, ReconnectsThemAlsoWhileNotificationsWaitForItsHandler) {
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     peer.awaitDelivery()->send(notification("first", 1));
     EXPECT_THAT(journal.await(4), ElementsAre("first", "0", "2", "second"));
+    const Hello again = peer.awaitHellos(DELIVERY, 2).at(1);
+    ASSERT_EQ(again.seen_size(), 1) << "a state without what waits must not pass for this one";
+    EXPECT_EQ(again.seen(0).number(), 47U);
     transport.end();
 }
 
