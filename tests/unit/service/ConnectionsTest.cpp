@@ -10,15 +10,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
-Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS) {
-    Frame frame;
-    frame.set_kind(AppConfigHost::HELLO);
-    frame.mutable_hello()->set_version(AppConfigHost::frameVersion);
-    frame.mutable_hello()->set_endpoint(endpoint);
-    frame.mutable_hello()->set_purpose(purpose);
-    return frame;
-}
-
 std::string refusalOf(CoreBench& bench, const Frame& first) {
     const ConnectionId connection = bench.open(ownUid, first);
     const auto frame = bench.take(connection);

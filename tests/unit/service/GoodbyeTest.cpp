@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "Handshake.h"
 #include "support/Peer.h"
 
 namespace ServiceTest {
@@ -11,15 +10,6 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
-
-Frame hello(const std::string& endpoint) {
-    Frame frame;
-    frame.set_kind(AppConfigHost::HELLO);
-    frame.mutable_hello()->set_version(AppConfigHost::frameVersion);
-    frame.mutable_hello()->set_endpoint(endpoint);
-    frame.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
-    return frame;
-}
 
 /// Registers for \p name, by what the store is told next.
 void registerSoon(CoreBench& bench, Peer& peer, ConnectionId connection, const std::string& name) {

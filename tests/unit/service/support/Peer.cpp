@@ -308,4 +308,13 @@ void Peer::answerRaw(const Frame& question, const std::vector<std::string>& payl
     m_bench.feed(delivery, frame);
 }
 
+Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose) {
+    Frame frame;
+    frame.set_kind(AppConfigHost::HELLO);
+    frame.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    frame.mutable_hello()->set_endpoint(endpoint);
+    frame.mutable_hello()->set_purpose(purpose);
+    return frame;
+}
+
 }  // namespace ServiceTest

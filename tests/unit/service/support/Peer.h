@@ -133,6 +133,9 @@ private:
     std::size_t m_reached = 0;
 };
 
+/// \return what a transport called \p endpoint says first, without a point.
+Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS);
+
 /// As Peer::registerFor() registers.
 AppConfigHost::Registration registration(const std::string& name, int type, int role = 4,
                                          const std::string& callback = "link");
