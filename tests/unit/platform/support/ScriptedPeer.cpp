@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
+#include <thread>
 #include <utility>
 
 #include "MessageIds.h"
@@ -86,7 +88,12 @@ void ScriptedPeer::hangUp() {
 void ScriptedPeer::accept(int listener) {
     for (;;) {
         FileDescriptor socket(::accept4(listener, nullptr, nullptr, SOCK_CLOEXEC));
-        if (!socket.isOpen()) return;
+        if (!socket.isOpen()) {
+            if (errno != EMFILE) return;
+            // A test takes this process's descriptors away for a moment; callers wait meanwhile.
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            continue;
+        }
         adopt(std::move(socket));
     }
 }
