@@ -1,0 +1,1 @@
+// A target with precompiled headers needs a source of its own.
