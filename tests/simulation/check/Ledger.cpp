@@ -147,6 +147,8 @@ void Ledger::learned(const Underway& underway, const Outcome& outcome) {
         // An accepted write leaves the flag as it was, also one that changes nothing and so is not announced.
         belief.flagOpen = ++m_events;
     }
+    // It is stored when the operation ends, also where a removal came in between.
+    if (operation.action == Action::readDefaultOptions) belief.indexOpen = ++m_events;
     if (underway.removals != belief.removals) return;
     // A failed read gives an empty text, or 0.
     const bool read = operation.action <= Action::readRecord && !outcome.value.empty() &&
