@@ -9,8 +9,8 @@ set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/AppConfig")
 set(platform_include_dir "${CMAKE_INSTALL_INCLUDEDIR}/AppConfig/platform")
 set(messages_include_dir "${CMAKE_INSTALL_INCLUDEDIR}/AppConfig/messages")
 
-install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/AppConfig" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}"
-        FILES_MATCHING PATTERN "*.h")
+install(DIRECTORY "${PROJECT_SOURCE_DIR}/include/AppConfig" "${PROJECT_SOURCE_DIR}/include/AppConfigLocks"
+        DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" FILES_MATCHING PATTERN "*.h")
 install(TARGETS appconfig EXPORT AppConfigTargets LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
 
 set(APPCONFIG_PC_LIBS "-lappconfig")

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "KitTransport.h"
 #include "NamedEndpoints.h"
 #include "PbUtils.h"

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
 #include "AppConfig/TestKit.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "PbUtils.h"
 #include "StandIn.h"
 

@@ -10,8 +10,8 @@
 #include "AppConfig/ConfigValue.h"
 #include "AppConfig/ConfigVar.h"
 #include "AppConfig/Export.h"
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 
 namespace AppConfig {
 

@@ -9,8 +9,8 @@
 #include "AppConfig/CfgHandlerLookup.h"
 #include "AppConfig/ConfigVar.h"
 #include "AppConfig/Export.h"
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 
 class ConsumerConfigHandler;
 class ProviderConfigHandler;

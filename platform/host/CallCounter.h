@@ -3,8 +3,8 @@
 #include <condition_variable>
 #include <cstddef>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 
 namespace AppConfigHost {
 

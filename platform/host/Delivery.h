@@ -10,8 +10,8 @@
 #include <utility>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "Connector.h"
 #include "Dispatcher.h"
 #include "EventFlag.h"

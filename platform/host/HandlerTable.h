@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "MSG.h"
 #include "NamedEndpoints.h"
 

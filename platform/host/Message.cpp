@@ -9,8 +9,8 @@
 #include <new>
 #include <string>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "CommonIFUtil.h"
 #include "MSG.h"
 #include "MessageIds.h"

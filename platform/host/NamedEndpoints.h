@@ -8,8 +8,8 @@
 #include <thread>
 #include <utility>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 
 namespace AppConfigHost {
 

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "MSG.h"
 
 namespace AppConfigHost {

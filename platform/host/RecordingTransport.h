@@ -9,8 +9,8 @@
 #include <thread>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "PbUtils.h"
 
 namespace PbUtility {

@@ -7,8 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "Outcome.h"
 #include "RegistrationPage.h"
 

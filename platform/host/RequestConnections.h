@@ -7,8 +7,8 @@
 #include <thread>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "Connector.h"
 #include "FrameStream.h"
 #include "TransportOptions.h"

@@ -8,8 +8,8 @@
 #include <utility>
 #include <vector>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {

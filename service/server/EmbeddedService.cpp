@@ -8,7 +8,7 @@
 #include <thread>
 #include <utility>
 
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "FileDescriptor.h"
 #include "MessageIds.h"
 #include "definitions/DefinitionsReader.h"

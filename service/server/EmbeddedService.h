@@ -6,8 +6,8 @@
 #include <memory>
 #include <string>
 
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "InProcessTransport.h"
 #include "core/Interception.h"
 #include "core/Limits.h"

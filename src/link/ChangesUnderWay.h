@@ -5,8 +5,8 @@
 #include <thread>
 
 #include "AppConfig/ConfigVar.h"
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "model/Revision.h"
 
 namespace AppConfig {

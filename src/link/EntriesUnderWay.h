@@ -8,8 +8,8 @@
 #include <thread>
 
 #include "AppConfig/ConfigVar.h"
-#include "AppConfig/PlainMutex.h"
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 #include "registry/Reach.h"
 
 namespace AppConfig {

@@ -2,7 +2,7 @@
 
 #include <pthread.h>
 
-#include "AppConfig/ThreadAnnotations.h"
+#include "AppConfigLocks/ThreadAnnotations.h"
 
 namespace AppConfig {
 
