@@ -14,12 +14,12 @@
 #include <string>
 #include <vector>
 
-#include "FileDescriptor.h"
-#include "FrameCodec.h"
 #include "MessageIds.h"
 #include "TransportStatus.h"
 #include "UnixTransport.h"
 #include "configservice.pb.h"
+#include "wire/FileDescriptor.h"
+#include "wire/FrameCodec.h"
 
 namespace {
 

@@ -16,28 +16,32 @@ install(TARGETS appconfig EXPORT AppConfigTargets LIBRARY DESTINATION "${CMAKE_I
 set(APPCONFIG_PC_LIBS "-lappconfig")
 set(APPCONFIG_PC_CFLAGS "")
 if(APPCONFIG_HOST)
-  set_target_properties(appconfig_platform PROPERTIES EXPORT_NAME platform VERSION ${PROJECT_VERSION} SOVERSION 0)
+  set_target_properties(appconfig_wire PROPERTIES EXPORT_NAME wire VERSION ${PROJECT_VERSION} SOVERSION 0)
+  set_target_properties(appconfig_platform PROPERTIES EXPORT_NAME platform VERSION ${PROJECT_VERSION} SOVERSION 0
+                                                      INSTALL_RPATH "$ORIGIN")
   set_target_properties(appconfig_messages PROPERTIES EXPORT_NAME messages)
   target_include_directories(appconfig_platform SYSTEM INTERFACE $<INSTALL_INTERFACE:${platform_include_dir}>)
   target_include_directories(appconfig_messages SYSTEM INTERFACE $<INSTALL_INTERFACE:${messages_include_dir}>)
-  # The classes live in the platform library; who names the messages needs it too.
-  target_link_libraries(appconfig_messages INTERFACE $<INSTALL_INTERFACE:AppConfig::platform>)
-  install(TARGETS appconfig_platform appconfig_messages EXPORT AppConfigTargets
+  # The classes live in the wire library; who names the messages needs it too.
+  target_link_libraries(appconfig_messages INTERFACE $<INSTALL_INTERFACE:AppConfig::wire>)
+  install(TARGETS appconfig_wire appconfig_platform appconfig_messages EXPORT AppConfigTargets
           LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}")
   set(host "${PROJECT_SOURCE_DIR}/platform/host")
   install(DIRECTORY "${PROJECT_SOURCE_DIR}/platform/include/" DESTINATION "${platform_include_dir}"
           FILES_MATCHING PATTERN "*.h")
   install(FILES "${host}/UnixTransport.h" "${host}/InProcessTransport.h" "${host}/SocketTransport.h"
-                "${host}/TransportOptions.h" "${host}/TransportStatus.h" "${host}/FrameLimit.h"
+                "${host}/TransportOptions.h" "${host}/TransportStatus.h"
                 "${host}/FaultTransport.h" "${host}/RecordingTransport.h"
           DESTINATION "${platform_include_dir}")
+  install(FILES "${PROJECT_SOURCE_DIR}/wire/FrameLimit.h" "${PROJECT_SOURCE_DIR}/wire/InProcessPeer.h"
+          DESTINATION "${platform_include_dir}/wire")
   set(definition "${PROJECT_SOURCE_DIR}/Common/protobuf/v3")
   set(generated "${PROJECT_BINARY_DIR}/Common/protobuf/v3/generated")
   install(FILES "${definition}/MessageIds.h" "${definition}/common.proto" "${definition}/configservice.proto"
                 "${definition}/configadmin.proto" "${generated}/common.pb.h" "${generated}/configservice.pb.h"
                 "${generated}/configadmin.pb.h"
           DESTINATION "${messages_include_dir}")
-  string(APPEND APPCONFIG_PC_LIBS " -lappconfig_platform")
+  string(APPEND APPCONFIG_PC_LIBS " -lappconfig_platform -lappconfig_wire")
   set(APPCONFIG_PC_CFLAGS " -isystem \${includedir}/AppConfig/platform")
 endif()
 

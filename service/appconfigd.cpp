@@ -10,13 +10,13 @@
 #include <string>
 #include <vector>
 
-#include "Endpoint.h"
 #include "definitions/DefinitionsReader.h"
 #include "server/Server.h"
 #include "server/Signals.h"
 #include "server/SocketListener.h"
 #include "store/MemoryStore.h"
 #include "store/SqliteStore.h"
+#include "wire/Endpoint.h"
 
 using namespace AppConfigService;
 
@@ -27,7 +27,7 @@ enum ExitStatus { done = 0, failed = 1, badUsage = 2 };
 struct CommandLine {
     std::vector<std::string> definitions;
     std::string state;
-    std::string runtimeDirectory = AppConfigHost::defaultRuntimeDirectory();
+    std::string runtimeDirectory = AppConfigWire::defaultRuntimeDirectory();
     std::string logLevel = "info";
     double providerDeadline = 2;
     double grace = 300;
@@ -49,7 +49,7 @@ void describe(CLI::App& app, CommandLine& line) {
         ->capture_default_str();
     app.add_option("--name", line.service.name, "Endpoint that clients address")
         ->check([](const std::string& name) {
-            return AppConfigHost::isEndpointName(name) ? std::string() : "'" + name + "' is no endpoint's name";
+            return AppConfigWire::isEndpointName(name) ? std::string() : "'" + name + "' is no endpoint's name";
         })
         ->capture_default_str();
     app.add_option("--log-level", line.logLevel, "Least important event that is logged")

@@ -2,9 +2,10 @@
 
 #include <string>
 
-#include "FileDescriptor.h"
 #include "Outcome.h"
 #include "Waiter.h"
+#include "WireNames.h"
+#include "wire/FileDescriptor.h"
 
 namespace AppConfigHost {
 

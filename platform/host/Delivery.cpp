@@ -12,6 +12,7 @@
 #include "MessageIds.h"
 #include "ResumePoints.h"
 #include "SignalsBlocked.h"
+#include "wire/FrameVersion.h"
 
 namespace AppConfigHost {
 

@@ -8,6 +8,7 @@
 #include "MSG.h"
 #include "OpenAsks.h"
 #include "TransportOptions.h"
+#include "WireNames.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {

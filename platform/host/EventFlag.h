@@ -2,7 +2,8 @@
 
 #include <atomic>
 
-#include "FileDescriptor.h"
+#include "WireNames.h"
+#include "wire/FileDescriptor.h"
 
 namespace AppConfigHost {
 

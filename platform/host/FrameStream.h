@@ -4,10 +4,11 @@
 #include <string>
 #include <string_view>
 
-#include "FileDescriptor.h"
-#include "FrameCodec.h"
 #include "Outcome.h"
 #include "Waiter.h"
+#include "WireNames.h"
+#include "wire/FileDescriptor.h"
+#include "wire/FrameCodec.h"
 
 namespace AppConfigHost {
 

@@ -6,9 +6,6 @@
 
 namespace AppConfigHost {
 
-/// The version of the frames that both sides speak.
-inline constexpr std::uint32_t frameVersion = 2;
-
 /// \return an encoded HELLO.
 std::string encodeHello(const Hello& hello);
 

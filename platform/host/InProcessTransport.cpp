@@ -5,23 +5,23 @@
 #include <utility>
 
 #include "Connector.h"
-#include "Endpoint.h"
+#include "wire/Endpoint.h"
 
 namespace PbUtility {
 
 namespace {
 
 using AppConfigHost::Deadline;
-using AppConfigHost::FileDescriptor;
 using AppConfigHost::Outcome;
 using AppConfigHost::Waiter;
+using AppConfigWire::FileDescriptor;
 
 class InProcessConnector final : public AppConfigHost::Connector {
 public:
     explicit InProcessConnector(InProcessPeer& peer) : m_peer(peer) {}
 
     Outcome check(const std::string& endpoint) const override {
-        if (AppConfigHost::isEndpointName(endpoint)) return {};
+        if (AppConfigWire::isEndpointName(endpoint)) return {};
         return {TRANSPORT_BAD_ENDPOINT, "'" + endpoint + "' is not the name of an endpoint"};
     }
 

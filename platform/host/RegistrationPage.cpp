@@ -4,7 +4,7 @@
 #include <tuple>
 #include <utility>
 
-#include "RegistrationDigest.h"
+#include "wire/RegistrationDigest.h"
 
 // A row can be changed by a request on any thread while a frame that tells it is under way, and nobody knows in which
 // order the service takes the two. So neither is trusted then: the row is told again, as it is, once the frame is
@@ -19,7 +19,7 @@ constexpr std::size_t mostBytes = std::size_t{32} * 1024;
 constexpr int generalError = -1;
 
 std::uint64_t digestOf(const RegistrationPage::Key& key) {
-    return AppConfigHost::digestOf(RegistrationName{*key.requester, key.name, key.type, *key.callback});
+    return AppConfigWire::digestOf(RegistrationName{*key.requester, key.name, key.type, *key.callback});
 }
 
 }  // namespace

@@ -10,9 +10,10 @@
 #include <vector>
 
 #include "Deadline.h"
-#include "SharedTexts.h"
 #include "TransportOptions.h"
+#include "WireNames.h"
 #include "frame.pb.h"
+#include "wire/SharedTexts.h"
 
 namespace AppConfigHost {
 

@@ -4,6 +4,7 @@
 
 #include "Handshake.h"
 #include "ResumePoints.h"
+#include "wire/FrameVersion.h"
 
 namespace AppConfigHost {
 

@@ -14,7 +14,7 @@ void ResumePoints::describe(const State& state, Hello& hello) {
     if (state.point->joined) hello.set_joined(*state.point->joined);
     hello.set_delivered(state.point->delivered);
     for (const Seen& seen : state.seen) {
-        AppConfigHost::Point* point = hello.add_seen();
+        AppConfigWire::Point* point = hello.add_seen();
         point->set_timeline(seen.timeline);
         point->set_number(seen.number);
     }

@@ -10,6 +10,7 @@
 
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
+#include "WireNames.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {

@@ -11,7 +11,6 @@
 #include "CallCounter.h"
 #include "Connector.h"
 #include "Delivery.h"
-#include "Endpoint.h"
 #include "EventFlag.h"
 #include "HandlerTable.h"
 #include "Handover.h"
@@ -21,6 +20,7 @@
 #include "RequestConnections.h"
 #include "ResumePoints.h"
 #include "TransportStatus.h"
+#include "wire/Endpoint.h"
 
 namespace PbUtility {
 

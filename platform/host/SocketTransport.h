@@ -7,13 +7,16 @@
 #include "PbUtils.h"
 #include "TransportOptions.h"
 
+namespace AppConfigWire {
+class Frame;
+}
+
 namespace AppConfigHost {
 class CallCounter;
 class Connector;
 class Deadline;
 class Delivery;
 class EventFlag;
-class Frame;
 class HandlerTable;
 struct HandoverMember;
 class RegistrationBook;
@@ -111,9 +114,9 @@ private:
     AppConfigHost::Outcome passOn(const google::protobuf::MessageLite& message, const std::string& endpoint);
     /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it. \p leaves is called
     /// before each attempt to send it.
-    AppConfigHost::Outcome converse(AppConfigHost::Frame& frame, const std::string& endpoint,
+    AppConfigHost::Outcome converse(AppConfigWire::Frame& frame, const std::string& endpoint,
                                     AppConfigHost::Deadline deadline, const std::function<void()>& leaves,
-                                    AppConfigHost::Frame& reply, google::protobuf::MessageLite* response);
+                                    AppConfigWire::Frame& reply, google::protobuf::MessageLite* response);
 
     const TransportOptions m_options;
     const std::string m_localEndpoint;

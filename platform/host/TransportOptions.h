@@ -5,7 +5,7 @@
 #include <functional>
 #include <string>
 
-#include "FrameLimit.h"
+#include "wire/FrameLimit.h"
 
 namespace PbUtility {
 
@@ -19,7 +19,7 @@ struct RegistrationReport {
 
 /// How a host transport behaves. The defaults suit an application.
 struct TransportOptions {
-    /// Where the endpoints' sockets lie; empty for the default one (AppConfigHost::defaultRuntimeDirectory()). Only
+    /// Where the endpoints' sockets lie; empty for the default one (AppConfigWire::defaultRuntimeDirectory()). Only
     /// UnixTransport looks at it.
     std::string runtimeDirectory;
 
@@ -28,7 +28,7 @@ struct TransportOptions {
     std::chrono::milliseconds deadline{5000};
 
     /// The largest frame to send or to take.
-    std::size_t frameLimit = AppConfigHost::defaultFrameLimit;
+    std::size_t frameLimit = AppConfigWire::defaultFrameLimit;
 
     /// How many idle request connections are kept per endpoint. More are opened when more threads ask at once.
     std::size_t idleConnections = 8;

@@ -7,34 +7,34 @@
 #include <utility>
 
 #include "Connector.h"
-#include "Endpoint.h"
+#include "wire/Endpoint.h"
 
 namespace PbUtility {
 
 namespace {
 
 using AppConfigHost::Deadline;
-using AppConfigHost::FileDescriptor;
 using AppConfigHost::Outcome;
 using AppConfigHost::Waiter;
+using AppConfigWire::FileDescriptor;
 
 class UnixConnector final : public AppConfigHost::Connector {
 public:
     explicit UnixConnector(std::string directory)
-        : m_directory(directory.empty() ? AppConfigHost::defaultRuntimeDirectory() : std::move(directory)),
-          m_isDefault(m_directory == AppConfigHost::defaultRuntimeDirectory()) {}
+        : m_directory(directory.empty() ? AppConfigWire::defaultRuntimeDirectory() : std::move(directory)),
+          m_isDefault(m_directory == AppConfigWire::defaultRuntimeDirectory()) {}
 
     Outcome check(const std::string& endpoint) const override {
-        const AppConfigHost::EndpointPath place = AppConfigHost::endpointPath(m_directory, endpoint);
+        const AppConfigWire::EndpointPath place = AppConfigWire::endpointPath(m_directory, endpoint);
         return place.error.empty() ? Outcome{} : Outcome{TRANSPORT_BAD_ENDPOINT, place.error};
     }
 
     Outcome connect(const std::string& endpoint, Deadline deadline, Waiter& waiter, FileDescriptor& socket) override {
         if (m_isDefault) {
-            std::string trouble = AppConfigHost::checkPrivateDirectory(m_directory);
+            std::string trouble = AppConfigWire::checkPrivateDirectory(m_directory);
             if (!trouble.empty()) return {TRANSPORT_BAD_ENDPOINT, std::move(trouble)};
         }
-        const std::string path = AppConfigHost::endpointPath(m_directory, endpoint).path;
+        const std::string path = AppConfigWire::endpointPath(m_directory, endpoint).path;
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
         std::memcpy(address.sun_path, path.c_str(), path.size() + 1);

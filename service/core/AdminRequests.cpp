@@ -1,8 +1,15 @@
 #include "MessageIds.h"
+#include "core/Names.h"
 #include "core/Requests.h"
-#include "core/Wire.h"
+#include "wire/CarriesUnknown.h"
+#include "wire/Lower.h"
+#include "wire/Roles.h"
 
 namespace AppConfigService {
+
+using AppConfigWire::carriesUnknown;
+using AppConfigWire::lowered;
+using AppConfigWire::roleToWire;
 
 namespace {
 
@@ -75,7 +82,7 @@ void Requests::submit(const Call& call, const ConfigAdmin::SubmitReq& request) {
     const int role = present(call, request.role());
     Variable* variable = nullptr;
     Verdict verdict = lookUp(request.inst(), variable);
-    if (verdict.ok() && hasUnknown(request, ConfigAdmin::SubmitReq::kSubmitTypeFieldNumber)) {
+    if (verdict.ok() && carriesUnknown(request, ConfigAdmin::SubmitReq::kSubmitTypeFieldNumber)) {
         verdict = {CommonIF::ERROR_INVALID_REQUEST, variable->display + ": the kind of submit is unknown"};
     }
     if (verdict.ok() && role < variable->row.writeLevel) {

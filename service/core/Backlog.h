@@ -7,8 +7,8 @@
 #include <string>
 #include <unordered_set>
 
-#include "SharedTexts.h"
 #include "core/Types.h"
+#include "wire/SharedTexts.h"
 
 namespace AppConfigService {
 
@@ -22,7 +22,7 @@ public:
     struct Due {
         const Variable* variable = nullptr;
         Topic topic = Topic::value;
-        AppConfigHost::Text callback;  ///< null: the client itself, not one of its callbacks
+        AppConfigWire::Text callback;  ///< null: the client itself, not one of its callbacks
         int submitType = 0;            ///< of an event
         std::uint64_t event = 0;       ///< tells one event from the others; 0 for a state
     };

@@ -81,7 +81,7 @@ void Catalogue::hideUnless(const std::function<bool(const Variable&)>& keep) {
     }
 }
 
-Variable* Catalogue::find(const ConfigVar& name) const {
+Variable* Catalogue::find(const VariableName& name) const {
     const auto found = m_variables.find(name);
     return found == m_variables.end() ? nullptr : found->second.get();
 }
@@ -120,12 +120,12 @@ std::size_t Catalogue::size() const {
         m_variables.begin(), m_variables.end(), [](const auto& entry) { return entry.second->definition != nullptr; }));
 }
 
-Variable& Catalogue::insert(const ConfigVar& name) {
+Variable& Catalogue::insert(const VariableName& name) {
     std::unique_ptr<Variable>& slot = m_variables[name];
     if (slot) return *slot;
     slot = std::make_unique<Variable>();
     slot->row.name = name;
-    slot->fullyQualified = name.getFQName();
+    slot->fullyQualified = name.fullyQualified();
     slot->display = displayName(name);
     std::vector<Variable*>& sameName = m_byFullName[slot->fullyQualified];
     sameName.push_back(slot.get());

@@ -54,7 +54,7 @@ public:
     void hideUnless(const std::function<bool(const Variable&)>& keep);
 
     /// \return the variable of that name, also a hidden one; null when there is none.
-    Variable* find(const ConfigVar& name) const;
+    Variable* find(const VariableName& name) const;
 
     /// \return the defined variable of that fully qualified name with the lowest instances; null when there is none.
     Variable* findByFullName(const std::string& name) const;
@@ -70,9 +70,9 @@ public:
     std::size_t size() const;
 
 private:
-    Variable& insert(const ConfigVar& name);
+    Variable& insert(const VariableName& name);
 
-    std::map<ConfigVar, std::unique_ptr<Variable>> m_variables;
+    std::map<VariableName, std::unique_ptr<Variable>> m_variables;
     std::map<std::string, std::vector<Variable*>> m_byFullName;  ///< each list in the order of instances
 };
 

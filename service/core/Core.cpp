@@ -4,11 +4,11 @@
 #include <utility>
 
 #include "MessageIds.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 
 namespace AppConfigService {
 
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 
 Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
     : m_store(store),
@@ -29,14 +29,14 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
     m_notifier.onSent = count;
     m_rounds.onSent = count;
     m_requests.reply = [this](const Call& call, const google::protobuf::MessageLite& response) {
-        finish(call, AppConfigHost::OK, &response);
+        finish(call, AppConfigWire::OK, &response);
     };
-    m_requests.fail = [this](const Call& call, AppConfigHost::Status status) { finish(call, status, nullptr); };
+    m_requests.fail = [this](const Call& call, AppConfigWire::Status status) { finish(call, status, nullptr); };
     m_requests.flush = [this] { this->store(); };
 }
 
 void Core::connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal) {
-    m_connections[connection] = Connection{uid, internal, std::nullopt, AppConfigHost::REQUESTS, false};
+    m_connections[connection] = Connection{uid, internal, std::nullopt, AppConfigWire::REQUESTS, false};
     if (internal) return;
     m_silent[connection] = now + helloDeadline;
     if (m_connections.size() > mostConnections) {
@@ -56,30 +56,30 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
     Connection& connection = found->second;
     if (!connection.client) return hello(id, connection, frame);
 
-    const bool delivery = connection.purpose == AppConfigHost::DELIVERY;
+    const bool delivery = connection.purpose == AppConfigWire::DELIVERY;
     switch (frame.kind()) {
-        case AppConfigHost::REQUEST:
-        case AppConfigHost::ONE_WAY:
+        case AppConfigWire::REQUEST:
+        case AppConfigWire::ONE_WAY:
             if (!delivery) return request(id, connection, frame);
             break;
-        case AppConfigHost::ANSWER:
+        case AppConfigWire::ANSWER:
             if (delivery) {
                 const ClientKey client = *connection.client;
                 return m_rounds.answer(client, frame.correlation(), {frame.answer().begin(), frame.answer().end()});
             }
             break;
-        case AppConfigHost::REGISTRATIONS:
+        case AppConfigWire::REGISTRATIONS:
             if (delivery) return registrations(id, connection, frame);
             break;
-        case AppConfigHost::HANDLED:
+        case AppConfigWire::HANDLED:
             if (delivery) return m_notifier.handled(*m_clients.find(*connection.client), frame.correlation());
             break;
-        case AppConfigHost::GOODBYE:
+        case AppConfigWire::GOODBYE:
             if (delivery) return farewell(id, *connection.client);
             break;
         default: break;
     }
-    reject(id, "a " + AppConfigHost::Kind_Name(frame.kind()) + " frame has no place on this connection", now);
+    reject(id, "a " + AppConfigWire::Kind_Name(frame.kind()) + " frame has no place on this connection", now);
 }
 
 void Core::request(ConnectionId id, Connection& connection, const Frame& frame) {
@@ -90,7 +90,7 @@ void Core::request(ConnectionId id, Connection& connection, const Frame& frame) 
     const Call call{id,
                     frame.correlation(),
                     frame.message_id(),
-                    frame.kind() == AppConfigHost::REQUEST,
+                    frame.kind() == AppConfigWire::REQUEST,
                     *connection.client,
                     connection.internal};
     connection.busy = true;
@@ -110,13 +110,13 @@ Interception Core::intercepted(const Connection& connection, const Call& call, c
     return m_interceptor({call.client.endpoint, call.messageId, payload, call.awaited});
 }
 
-void Core::finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response) {
+void Core::finish(const Call& call, AppConfigWire::Status status, const google::protobuf::MessageLite* response) {
     const auto found = m_connections.find(call.connection);
     if (found == m_connections.end()) return;
     found->second.busy = false;
     if (call.awaited) {
         Frame frame;
-        frame.set_kind(AppConfigHost::REPLY);
+        frame.set_kind(AppConfigWire::REPLY);
         frame.set_correlation(call.correlation);
         frame.set_status(status);
         if (response != nullptr) {
@@ -141,7 +141,7 @@ void Core::reject(ConnectionId id, const std::string& reason, Time now) {
     if (found == m_connections.end()) return;
     m_log(LogLevel::warning, "closing a connection of " + clientOf(id) + ": " + reason);
     Frame frame;
-    frame.set_kind(AppConfigHost::REFUSED);
+    frame.set_kind(AppConfigWire::REFUSED);
     frame.set_reason(reason);
     m_outbox.send(id, frame);
     m_outbox.close(id);

@@ -48,7 +48,7 @@ public:
     void connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal = false);
 
     /// \p frame came on \p connection, which is not busy.
-    void receive(ConnectionId connection, const AppConfigHost::Frame& frame, Time now);
+    void receive(ConnectionId connection, const AppConfigWire::Frame& frame, Time now);
 
     /// \return whether a request of \p connection is under way, so that its next frame has to wait for Outbox::idle().
     bool busy(ConnectionId connection) const;
@@ -93,11 +93,11 @@ private:
         std::uint32_t uid = 0;
         bool internal = false;
         std::optional<ClientKey> client;  ///< once it has said hello
-        AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS;
+        AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS;
         bool busy = false;
     };
 
-    void hello(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    void hello(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
     /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
     struct Standing {
         bool fresh = false;  ///< it has never been told a point
@@ -105,15 +105,15 @@ private:
         std::optional<ChangeNumber> delivered;
     };
 
-    std::string checkHello(const AppConfigHost::Frame& frame, const ClientKey& key, bool internal);
-    Standing standingOf(const AppConfigHost::Hello& hello) const;
-    void welcome(ConnectionId id, const Client& client, const AppConfigHost::Hello& hello, const Standing& standing);
+    std::string checkHello(const AppConfigWire::Frame& frame, const ClientKey& key, bool internal);
+    Standing standingOf(const AppConfigWire::Hello& hello) const;
+    void welcome(ConnectionId id, const Client& client, const AppConfigWire::Hello& hello, const Standing& standing);
     void deliverOn(ConnectionId id, Client& client, const Standing& standing);
-    void registrations(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    void registrations(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
     void loseDelivery(Client& client);
-    void request(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
+    void request(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
     Interception intercepted(const Connection& connection, const Call& call, const std::string& payload) const;
-    void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
+    void finish(const Call& call, AppConfigWire::Status status, const google::protobuf::MessageLite* response);
     /// By value: the client may be forgotten on the way.
     void farewell(ConnectionId delivery, ClientKey key);
     /// Withdraws whatever \p client is registered for, in the store as well.

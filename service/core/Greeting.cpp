@@ -1,32 +1,32 @@
 #include <algorithm>
 #include <utility>
 
-#include "Endpoint.h"
-#include "Handshake.h"
 #include "MessageIds.h"
 #include "core/Core.h"
+#include "wire/Endpoint.h"
+#include "wire/FrameVersion.h"
 
 // How a client begins: the first frame of each connection, what its delivery connection is sent at once, and the
 // registrations that it tells over that when they are not known here.
 
 namespace AppConfigService {
 
-using AppConfigHost::Frame;
-using AppConfigHost::frameVersion;
-using AppConfigHost::Hello;
+using AppConfigWire::Frame;
+using AppConfigWire::frameVersion;
+using AppConfigWire::Hello;
 
 std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool internal) {
-    if (frame.kind() != AppConfigHost::HELLO) return "a connection begins with HELLO";
+    if (frame.kind() != AppConfigWire::HELLO) return "a connection begins with HELLO";
     if (frame.hello().version() != frameVersion) {
         return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version " +
                std::to_string(frameVersion);
     }
-    if (!AppConfigHost::isEndpointName(key.endpoint)) {
+    if (!AppConfigWire::isEndpointName(key.endpoint)) {
         return "the client's endpoint is no endpoint's name";
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
     const Client* known = m_clients.find(key);
-    const bool delivers = frame.hello().purpose() == AppConfigHost::DELIVERY;
+    const bool delivers = frame.hello().purpose() == AppConfigWire::DELIVERY;
     // Points prove what was sent over connections before, so one that the client has given up must not come in between.
     const std::uint64_t number = frame.hello().connection();
     if (delivers && known != nullptr && frame.hello().has_connection() && number < known->deliveryNumber &&
@@ -60,7 +60,7 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     Standing standing = standingOf(frame.hello());
     if (!std::exchange(client.joinedKnown, true)) {
         client.joined = standing.joined;
-    } else if (frame.hello().purpose() == AppConfigHost::DELIVERY) {
+    } else if (frame.hello().purpose() == AppConfigWire::DELIVERY) {
         // A transport that took another's place in its process has known this state for longer than it had told.
         client.joined = std::min(client.joined, standing.joined);
     }
@@ -73,7 +73,7 @@ void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     connection.purpose = frame.hello().purpose();
 
     welcome(id, client, frame.hello(), standing);
-    if (connection.purpose == AppConfigHost::DELIVERY) {
+    if (connection.purpose == AppConfigWire::DELIVERY) {
         client.leaving = false;
         client.deliveryNumber = frame.hello().connection();
         deliverOn(id, client, standing);
@@ -100,8 +100,8 @@ Core::Standing Core::standingOf(const Hello& hello) const {
 
 void Core::welcome(ConnectionId id, const Client& client, const Hello& hello, const Standing& standing) {
     Frame frame;
-    frame.set_kind(AppConfigHost::WELCOME);
-    AppConfigHost::Welcome& welcome = *frame.mutable_welcome();
+    frame.set_kind(AppConfigWire::WELCOME);
+    AppConfigWire::Welcome& welcome = *frame.mutable_welcome();
     welcome.set_changes(standing.fresh ? *standing.delivered : m_notifier.sequence());
     welcome.set_timeline(m_journal.timeline());
     welcome.set_point_known(standing.delivered.has_value());
@@ -165,10 +165,10 @@ void Core::registrations(ConnectionId id, Connection& connection, const Frame& f
         if (decision.action == Interception::Action::disconnect) return drop(id);
         if (decision.action == Interception::Action::refuse) {
             Frame refused;
-            refused.set_kind(AppConfigHost::REGISTERED);
+            refused.set_kind(AppConfigWire::REGISTERED);
             refused.set_correlation(frame.correlation());
             for (std::size_t i = 0; i < rows + (frame.complete() ? 1 : 0); ++i) {
-                AppConfigHost::Refusal* refusal = refused.add_refusal();
+                AppConfigWire::Refusal* refusal = refused.add_refusal();
                 refusal->set_index(static_cast<std::uint32_t>(i));
                 refusal->set_error(decision.error);
             }

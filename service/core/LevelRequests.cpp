@@ -4,14 +4,20 @@
 #include <utility>
 #include <variant>
 
+#include "core/Names.h"
 #include "core/Replies.h"
 #include "core/Requests.h"
 #include "core/Transition.h"
-#include "core/Wire.h"
+#include "wire/CarriesUnknown.h"
+#include "wire/Roles.h"
 
 // Who may see and write a variable: reading and setting its levels.
 
 namespace AppConfigService {
+
+using AppConfigWire::carriesUnknown;
+using AppConfigWire::roleFromWire;
+using AppConfigWire::roleToWire;
 
 namespace {
 
@@ -26,8 +32,8 @@ VariableRow underLevels(VariableRow former, const ConfigIF::SetAccessLevelsReq& 
 }
 
 /// \return the variables as \p batch leaves them, where it changes them.
-std::map<ConfigVar, VariableRow> changedIn(const Batch& batch) {
-    std::map<ConfigVar, VariableRow> rows;
+std::map<VariableName, VariableRow> changedIn(const Batch& batch) {
+    std::map<VariableName, VariableRow> rows;
     for (const StoredChange& entry : batch.entries) {
         const auto* row = std::get_if<VariableRow>(&entry);
         if (row != nullptr) rows[row->name] = *row;
@@ -69,8 +75,8 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         reply(call, response);
     };
     // A level of a later version must not be taken for the lowest.
-    if (hasUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
-        hasUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
+    if (carriesUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
+        carriesUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
         return refuseAll(CommonIF::ERROR_INVALID_REQUEST);
     }
     if (static_cast<std::size_t>(request.inst_size()) > mostElements) return refuseAll(CommonIF::ERROR_LIMIT);
@@ -99,7 +105,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
     // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
     flush();
     // In the order of names: numbers are drawn in it.
-    std::map<ConfigVar, Variable*> changing;
+    std::map<VariableName, Variable*> changing;
     for (Variable* variable : allowed) {
         const VariableRow next = underLevels(variable->row, request, *variable->definition);
         if (difference(variable->row, next).levels) changing[next.name] = variable;
@@ -113,7 +119,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
     const auto steps = std::make_shared<std::vector<Step>>();
     const auto stage = [request, changing, steps](Batch& batch) {
         // Settling what waited has set writes going that waited for others. They are in this batch, so they count.
-        const std::map<ConfigVar, VariableRow> staged = changedIn(batch);
+        const std::map<VariableName, VariableRow> staged = changedIn(batch);
         for (const auto& [name, variable] : changing) {
             const auto found = staged.find(name);
             const VariableRow& former = found != staged.end() ? found->second : variable->row;

@@ -1,11 +1,14 @@
 #include "core/Messages.h"
 
 #include "MessageIds.h"
-#include "core/Wire.h"
+#include "core/Names.h"
+#include "wire/Roles.h"
 
 namespace AppConfigService {
 
-using AppConfigHost::Frame;
+using AppConfigWire::roleToWire;
+
+using AppConfigWire::Frame;
 
 void Messages::writeName(const Variable& variable, ConfigIF::Inst& inst) const {
     AppConfigService::writeName(variable.row.name, variable.definition->namespaceScoped, m_options.namespaceNumber,
@@ -24,7 +27,7 @@ void Messages::stamp(Frame& frame) const {
     frame.set_as_of(m_journal.settled());
 }
 
-Frame Messages::frame(AppConfigHost::Kind kind, const google::protobuf::MessageLite& message) const {
+Frame Messages::frame(AppConfigWire::Kind kind, const google::protobuf::MessageLite& message) const {
     Frame frame;
     frame.set_kind(kind);
     frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
@@ -41,7 +44,7 @@ Frame Messages::notification(const Variable& variable, Topic topic, const std::s
             message.set_client_name(callback);
             writeName(variable, *message.mutable_inst());
             for (const std::string& option : row.options) message.add_option(option);
-            return frame(AppConfigHost::NOTIFICATION, message);
+            return frame(AppConfigWire::NOTIFICATION, message);
         }
         case Topic::levels: {
             ConfigIF::AccessLevelChangedNtfy message;
@@ -49,13 +52,13 @@ Frame Messages::notification(const Variable& variable, Topic topic, const std::s
             writeName(variable, *message.mutable_inst());
             message.set_read_level(roleToWire(row.readLevel));
             message.set_write_level(roleToWire(row.writeLevel));
-            return frame(AppConfigHost::NOTIFICATION, message);
+            return frame(AppConfigWire::NOTIFICATION, message);
         }
         case Topic::attributes: {
             ConfigIF::AttributeChangedNtfy message;
             message.set_client_name(callback);
             writeName(variable, *message.mutable_inst());
-            return frame(AppConfigHost::NOTIFICATION, message);
+            return frame(AppConfigWire::NOTIFICATION, message);
         }
         default: {
             ConfigIF::ConfigChangedNtfy message;
@@ -63,7 +66,7 @@ Frame Messages::notification(const Variable& variable, Topic topic, const std::s
             writeName(variable, *message.mutable_inst_value()->mutable_inst());
             for (const std::string& element : row.value) message.mutable_inst_value()->add_value(element);
             *message.mutable_revision() = revision(row.changes.value);
-            return frame(AppConfigHost::NOTIFICATION, message);
+            return frame(AppConfigWire::NOTIFICATION, message);
         }
     }
 }
@@ -73,7 +76,7 @@ Frame Messages::submit(const Variable& variable, int type, const std::string& ca
     message.set_client_name(callback);
     writeName(variable, *message.mutable_inst());
     message.set_submit_type(static_cast<ConfigIF::SubmitType>(type));
-    return frame(AppConfigHost::NOTIFICATION, message);
+    return frame(AppConfigWire::NOTIFICATION, message);
 }
 
 template <typename Message>
@@ -88,13 +91,13 @@ Message Messages::question(const Variable& variable, const Value& value, const A
 }
 
 Frame Messages::validation(const Variable& variable, const Value& proposed, const Asker& asker) const {
-    return frame(AppConfigHost::ASK, question<ConfigIF::DynamicValidateReq>(variable, proposed, asker));
+    return frame(AppConfigWire::ASK, question<ConfigIF::DynamicValidateReq>(variable, proposed, asker));
 }
 
 Frame Messages::application(const Variable& variable, const Asker& asker) const {
     auto message = question<ConfigIF::OnChangeReq>(variable, variable.row.value, asker);
     *message.mutable_revision() = revision(variable.row.changes.value);
-    return frame(AppConfigHost::ASK, message);
+    return frame(AppConfigWire::ASK, message);
 }
 
 }  // namespace AppConfigService

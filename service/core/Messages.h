@@ -23,28 +23,28 @@ public:
     Messages(const ServiceOptions& options, const Journal& journal) : m_options(options), m_journal(journal) {}
 
     /// \return a notification of the present state of \p variable; \p topic is told with one.
-    AppConfigHost::Frame notification(const Variable& variable, Topic topic, const std::string& callback) const;
+    AppConfigWire::Frame notification(const Variable& variable, Topic topic, const std::string& callback) const;
 
     /// \return the notification of a submit of \p variable.
-    AppConfigHost::Frame submit(const Variable& variable, int type, const std::string& callback) const;
+    AppConfigWire::Frame submit(const Variable& variable, int type, const std::string& callback) const;
 
     /// \return the question whether \p proposed may become the variable's value; without correlation.
-    AppConfigHost::Frame validation(const Variable& variable, const Value& proposed, const Asker& asker) const;
+    AppConfigWire::Frame validation(const Variable& variable, const Value& proposed, const Asker& asker) const;
 
     /// \return the question that asks a provider to apply the variable's present value; without correlation.
-    AppConfigHost::Frame application(const Variable& variable, const Asker& asker) const;
+    AppConfigWire::Frame application(const Variable& variable, const Asker& asker) const;
 
     /// \return change \p number as a reader of values compares it.
     ConfigIF::Revision revision(ChangeNumber number) const;
 
     /// Says in \p frame that it tells nothing newer than what is settled now.
-    void stamp(AppConfigHost::Frame& frame) const;
+    void stamp(AppConfigWire::Frame& frame) const;
 
 private:
     void writeName(const Variable& variable, ConfigIF::Inst& inst) const;
     template <typename Message>
     Message question(const Variable& variable, const Value& value, const Asker& asker) const;
-    AppConfigHost::Frame frame(AppConfigHost::Kind kind, const google::protobuf::MessageLite& message) const;
+    AppConfigWire::Frame frame(AppConfigWire::Kind kind, const google::protobuf::MessageLite& message) const;
 
     const ServiceOptions& m_options;
     const Journal& m_journal;

@@ -13,7 +13,7 @@
 
 namespace AppConfigService {
 
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 
 ChangeNumber Notifier::sequence() const {
     return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
@@ -161,7 +161,7 @@ void Notifier::setPoint(Client& client, Frame& frame) const {
 
 void Notifier::sendPoint(Client& client) {
     Frame frame;
-    frame.set_kind(AppConfigHost::REACHED);
+    frame.set_kind(AppConfigWire::REACHED);
     setPoint(client, frame);
     m_with.outbox.send(*client.delivery, frame);
 }
@@ -170,7 +170,7 @@ void Notifier::sendMark(Client& client) {
     client.sinceMark = 0;
     client.openMarks.push_back(++client.marks);
     Frame frame;
-    frame.set_kind(AppConfigHost::REACHED);
+    frame.set_kind(AppConfigWire::REACHED);
     frame.set_correlation(client.marks);
     m_with.outbox.send(*client.delivery, frame);
 }

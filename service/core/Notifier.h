@@ -107,10 +107,10 @@ private:
     void tell(Client& client, const Backlog::Due& due);
     bool askToApply(Client& client);
     void applied(const ClientKey& key, const Variable& variable, ChangeNumber number, const RoundOutcome& outcome);
-    void setPoint(Client& client, AppConfigHost::Frame& frame) const;
+    void setPoint(Client& client, AppConfigWire::Frame& frame) const;
     void sendPoint(Client& client);
     void sendMark(Client& client);
-    void send(Client& client, const AppConfigHost::Frame& frame);
+    void send(Client& client, const AppConfigWire::Frame& frame);
 
     const Collaborators m_with;
     std::set<ChangeNumber> m_open;  ///< stored, not announced yet

@@ -15,7 +15,7 @@ public:
     virtual ~Outbox() = default;
 
     /// Queues \p frame for \p connection; nothing blocks.
-    virtual void send(ConnectionId connection, const AppConfigHost::Frame& frame) = 0;
+    virtual void send(ConnectionId connection, const AppConfigWire::Frame& frame) = 0;
 
     /// \return whether what can wait may be sent to \p connection now. If not, Core::drained() is called once it may.
     virtual bool hasRoom(ConnectionId connection) = 0;

@@ -2,13 +2,16 @@
 #include <memory>
 #include <utility>
 
+#include "core/Names.h"
 #include "core/Requests.h"
-#include "core/Wire.h"
+#include "wire/Lower.h"
 
 // Registrations come one by one, as a client makes them, and many at a time, when its transport tells a service that
 // does not know them. Both are taken by enrol().
 
 namespace AppConfigService {
+
+using AppConfigWire::lowered;
 
 namespace {
 
@@ -28,7 +31,7 @@ RegistrationRow rowOf(const ClientKey& client, const Request& request) {
     return {client, request.client_name(), lowered(request.var_name()), request.type(), request.callback_name(), 0};
 }
 
-RegistrationRow rowOf(const ClientKey& client, const AppConfigHost::Registration& row) {
+RegistrationRow rowOf(const ClientKey& client, const AppConfigWire::Registration& row) {
     return {client, row.requester(), lowered(row.name()), row.type(), row.callback(), 0};
 }
 
@@ -115,15 +118,15 @@ void Requests::enrol(const Call& call, std::vector<Wanted> wanted, const std::ve
         });
 }
 
-void Requests::enrol(const Call& call, const AppConfigHost::Frame& frame,
-                     const std::function<void(const AppConfigHost::Frame&)>& done) {
+void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
+                     const std::function<void(const AppConfigWire::Frame&)>& done) {
     std::vector<Wanted> wanted;
-    for (const AppConfigHost::Registration& row : frame.registration()) {
+    for (const AppConfigWire::Registration& row : frame.registration()) {
         wanted.push_back({rowOf(call.client, row), static_cast<CommonIF::eSecurityRole>(row.role()), {}});
         wanted.back().verdict = checkRow(wanted.back().row, ConfigIF::CallbackType_IsValid(row.type()));
     }
     std::vector<RegistrationRow> withdrawn;
-    for (const AppConfigHost::Registration& row : frame.withdrawn()) withdrawn.push_back(rowOf(call.client, row));
+    for (const AppConfigWire::Registration& row : frame.withdrawn()) withdrawn.push_back(rowOf(call.client, row));
     if (frame.complete()) {
         // What is repeated in this very frame has not been claimed yet.
         const std::uint32_t claim = m_with.clients.find(call.client)->claim;
@@ -142,11 +145,11 @@ void Requests::enrol(const Call& call, const AppConfigHost::Frame& frame,
     const auto reads = Notifier::Reads::doNotCount;
     enrol(call, std::move(wanted), withdrawn, reads,
           [this, call, others, done](const std::vector<Wanted>& all, bool stored) {
-              AppConfigHost::Frame registered;
-              registered.set_kind(AppConfigHost::REGISTERED);
+              AppConfigWire::Frame registered;
+              registered.set_kind(AppConfigWire::REGISTERED);
               registered.set_correlation(call.correlation);
               const auto refuse = [&registered](std::size_t index, Error error) {
-                  AppConfigHost::Refusal* refusal = registered.add_refusal();
+                  AppConfigWire::Refusal* refusal = registered.add_refusal();
                   refusal->set_index(static_cast<std::uint32_t>(index));
                   refusal->set_error(error);
               };

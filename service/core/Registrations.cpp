@@ -5,8 +5,8 @@
 #include <tuple>
 #include <utility>
 
-#include "RegistrationDigest.h"
 #include "core/Limits.h"
+#include "wire/RegistrationDigest.h"
 
 namespace AppConfigService {
 
@@ -29,7 +29,7 @@ Registration lowest(std::int32_t type) {
 }
 
 std::uint64_t digestOf(const RegistrationRow& row) {
-    return AppConfigHost::digestOf({row.requester, row.name, row.type, row.callback});
+    return AppConfigWire::digestOf({row.requester, row.name, row.type, row.callback});
 }
 
 }  // namespace

@@ -8,13 +8,13 @@
 #include <unordered_map>
 #include <vector>
 
-#include "SharedTexts.h"
 #include "configservice.pb.h"
 #include "store/StateStore.h"
+#include "wire/SharedTexts.h"
 
 namespace AppConfigService {
 
-using AppConfigHost::Text;
+using AppConfigWire::Text;
 
 /// One registration. What many have in common they share, since there may be hundreds of thousands.
 struct Registration {
@@ -98,7 +98,7 @@ private:
     /// Calls \p visit for what is registered for each name that reaches \p fullyQualified, until it returns false.
     void eachName(const std::string& fullyQualified, const std::function<bool(const Named&)>& visit) const;
 
-    AppConfigHost::SharedTexts m_texts;
+    AppConfigWire::SharedTexts m_texts;
     std::unordered_map<std::string, Named> m_byName;
     std::map<ClientKey, Owned> m_byClient;
     std::map<std::uint32_t, std::size_t> m_byUser;

@@ -4,10 +4,15 @@
 #include <utility>
 
 #include "MessageIds.h"
+#include "core/Names.h"
 #include "core/Replies.h"
-#include "core/Wire.h"
+#include "wire/Lower.h"
+#include "wire/Roles.h"
 
 namespace AppConfigService {
+
+using AppConfigWire::lowered;
+using AppConfigWire::roleFromWire;
 
 namespace {
 
@@ -37,7 +42,7 @@ template <typename Request, typename Response>
 void Requests::row(void (Requests::*member)(const Call&, const Request&)) {
     const auto refuseRequest = [this](const Call& call, const std::string& payload, const Verdict& verdict) {
         Request request;
-        if (!request.ParseFromString(payload)) return fail(call, AppConfigHost::UNREADABLE);
+        if (!request.ParseFromString(payload)) return fail(call, AppConfigWire::UNREADABLE);
         logRefusal(call, std::string(), verdict.error);
         Response response;
         setRefusalTo(request, response, verdict);
@@ -45,7 +50,7 @@ void Requests::row(void (Requests::*member)(const Call&, const Request&)) {
     };
     const auto serveRequest = [this, member, refuseRequest](const Call& call, const std::string& payload) {
         Request request;
-        if (!request.ParseFromString(payload)) return fail(call, AppConfigHost::UNREADABLE);
+        if (!request.ParseFromString(payload)) return fail(call, AppConfigWire::UNREADABLE);
         Verdict verdict;
         if (tooLong(request, verdict)) return refuseRequest(call, payload, verdict);
         (this->*member)(call, request);
@@ -73,13 +78,13 @@ Requests::Requests(const Collaborators& collaborators) : m_with(collaborators) {
 
 void Requests::serve(const Call& call, const std::string& payload) {
     const auto found = m_rows.find(call.messageId);
-    if (found == m_rows.end()) return fail(call, AppConfigHost::UNSUPPORTED);
+    if (found == m_rows.end()) return fail(call, AppConfigWire::UNSUPPORTED);
     found->second.serve(call, payload);
 }
 
 void Requests::refuse(const Call& call, const std::string& payload, Error error, const std::string& message) {
     const auto found = m_rows.find(call.messageId);
-    if (found == m_rows.end()) return fail(call, AppConfigHost::UNSUPPORTED);
+    if (found == m_rows.end()) return fail(call, AppConfigWire::UNSUPPORTED);
     found->second.refuse(call, payload, {error, message});
 }
 
@@ -92,7 +97,7 @@ void Requests::logRefusal(const Call& call, const std::string& name, Error error
 
 void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const {
     if (verdict.ok()) return;
-    ConfigVar name;
+    VariableName name;
     const Verdict named = readName(inst, m_with.options.namespaceNumber, name);
     logRefusal(call, named.ok() ? displayName(name) : std::string(), verdict.error, named.message);
 }
@@ -108,7 +113,7 @@ int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
 }
 
 Verdict Requests::lookUp(const ConfigIF::Inst& inst, Variable*& variable) const {
-    ConfigVar name;
+    VariableName name;
     Verdict verdict = readName(inst, m_with.options.namespaceNumber, name);
     if (!verdict.ok()) return verdict;
     variable = m_with.catalogue.find(name);

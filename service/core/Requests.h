@@ -46,7 +46,7 @@ public:
     explicit Requests(const Collaborators& collaborators);
 
     std::function<void(const Call&, const google::protobuf::MessageLite&)> reply;
-    std::function<void(const Call&, AppConfigHost::Status)> fail;
+    std::function<void(const Call&, AppConfigWire::Status)> fail;
     std::function<void()> flush;  ///< stores what is pending, now
 
     /// Serves \p call. The client must be known.
@@ -57,8 +57,8 @@ public:
 
     /// Takes over what the client of \p call holds itself registered for, from a REGISTRATIONS frame. \p done gets the
     /// REGISTERED frame that answers it, once what is taken is stored.
-    void enrol(const Call& call, const AppConfigHost::Frame& frame,
-               const std::function<void(const AppConfigHost::Frame&)>& done);
+    void enrol(const Call& call, const AppConfigWire::Frame& frame,
+               const std::function<void(const AppConfigWire::Frame&)>& done);
 
 private:
     using Serve = std::function<void(const Call&, const std::string& payload)>;

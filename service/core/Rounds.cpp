@@ -3,9 +3,12 @@
 #include <utility>
 
 #include "MessageIds.h"
-#include "core/Wire.h"
+#include "core/Names.h"
+#include "wire/CarriesUnknown.h"
 
 namespace AppConfigService {
+
+using AppConfigWire::carriesUnknown;
 
 namespace {
 
@@ -36,7 +39,7 @@ bool couldNotRead(const std::string& message) {
 
 }  // namespace
 
-RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
+RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about, const std::vector<Client*>& clients,
                       std::uint64_t order, Time now, Finished finished) {
     const RoundId id = m_next++;
     Round& round = m_rounds[id];
@@ -82,7 +85,7 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
         said = true;
         if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(message);
     }
-    const bool unknown = hasUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
+    const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
     if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {

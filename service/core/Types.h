@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "common.pb.h"
+#include "wire/VariableName.h"
 
 /// The words that every piece of the service shares. Plain values; any thread.
 namespace AppConfigService {
@@ -16,6 +17,8 @@ using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 
 using Error = CommonIF::eErrorType;
+
+using AppConfigWire::VariableName;
 
 /// A variable's value, or its options. A scalar value is a list of one text.
 using Value = std::vector<std::string>;

@@ -69,11 +69,11 @@ std::string listOptions(const Value& options) {
 
 }  // namespace
 
-std::string displayName(const ConfigVar& name) {
-    std::string text = name.m_node;
-    if (name.m_nodeInstance != 0) text += "[" + std::to_string(name.m_nodeInstance) + "]";
-    if (!name.m_attribute.empty()) text += "." + name.m_attribute;
-    if (name.m_attributeInstance != 0) text += "[" + std::to_string(name.m_attributeInstance) + "]";
+std::string displayName(const VariableName& name) {
+    std::string text = name.node;
+    if (name.nodeInstance != 0) text += "[" + std::to_string(name.nodeInstance) + "]";
+    if (!name.attribute.empty()) text += "." + name.attribute;
+    if (name.attributeInstance != 0) text += "[" + std::to_string(name.attributeInstance) + "]";
     return text;
 }
 

@@ -11,7 +11,7 @@
 namespace AppConfigService {
 
 /// \return how people write the variable: `net.wifi[1].ssid`; instances of 0 are left out.
-std::string displayName(const ConfigVar& name);
+std::string displayName(const VariableName& name);
 
 /// Reads a whole number as the library does: decimal, 0x and hexadecimal, or 0 and octal, with an optional sign.
 /// \return nothing when \p text is not such a number from the first byte to the last or does not fit into 32 bits.

@@ -9,15 +9,15 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/ConfigVar.h"
 #include "configadmin.pb.h"
 #include "core/Types.h"
+#include "wire/VariableName.h"
 
 namespace AppConfigService {
 
 /// What an integrator has laid down about one variable. A plain value that nobody changes once it is checked.
 struct VariableDefinition {
-    ConfigVar name;  ///< namespace 0: which namespace it is in is the service's matter
+    VariableName name;  ///< namespace 0: which namespace it is in is the service's matter
     ConfigAdmin::VariableType type = ConfigAdmin::TEXT;
     Value defaultValue;
     Value options;                   ///< empty: any value of the type within the limits

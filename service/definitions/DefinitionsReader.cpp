@@ -37,7 +37,7 @@ private:
 /// Turns one parsed file into definitions, complaining with the line of the field that is at fault.
 class Converter {
 public:
-    Converter(const std::string& file, std::vector<std::string>& complaints, std::map<ConfigVar, std::string>& seen)
+    Converter(const std::string& file, std::vector<std::string>& complaints, std::map<VariableName, std::string>& seen)
         : m_file(file), m_complaints(complaints), m_seen(seen) {}
 
     void convert(const AppConfigDefinitions::Definitions& parsed, const TextFormat::ParseInfoTree& lines,
@@ -86,10 +86,10 @@ private:
         const std::size_t before = m_complaints.size();
         if (v.node().empty()) complain("node", -1, "a variable needs a node");
         if (v.attribute().empty()) complain("attribute", -1, "a variable needs an attribute");
-        definition.name.init(0, v.node(), v.node_instance(), v.attribute(), v.attribute_instance());
+        definition.name = VariableName(v.node(), v.node_instance(), v.attribute(), v.attribute_instance());
         for (const char* field : {"node", "attribute"}) {
             const bool isNode = field[0] == 'n';
-            const std::string& text = isNode ? definition.name.m_node : definition.name.m_attribute;
+            const std::string& text = isNode ? definition.name.node : definition.name.attribute;
             if (text.size() > longestName) {
                 complain(field, -1,
                          std::string("the ") + field + " has " + std::to_string(text.size()) + " bytes, the limit is " +
@@ -99,14 +99,14 @@ private:
                 complain(field, -1, std::string("the ") + field + " has a space or control character");
             }
         }
-        const std::string& node = definition.name.m_node;
+        const std::string& node = definition.name.node;
         if (node == "cfg" || node.compare(0, 4, "cfg.") == 0) {
             complain("node", -1, "the name cfg is reserved for the namespace");
         }
         if (!node.empty() && (node.front() == '.' || node.back() == '.' || node.find("..") != std::string::npos)) {
             complain("node", -1, "the node has an empty step");
         }
-        if (definition.name.m_attribute.find('.') != std::string::npos) {
+        if (definition.name.attribute.find('.') != std::string::npos) {
             complain("attribute", -1, "an attribute has no \".\"; put the steps before the last into the node");
         }
         return m_complaints.size() == before;
@@ -228,7 +228,7 @@ private:
 
     const std::string& m_file;
     std::vector<std::string>& m_complaints;
-    std::map<ConfigVar, std::string>& m_seen;
+    std::map<VariableName, std::string>& m_seen;
     int m_line = 0;
     const TextFormat::ParseInfoTree* m_lines = nullptr;
     const AppConfigDefinitions::Variable* m_parsed = nullptr;
@@ -240,7 +240,7 @@ bool readDefinitions(const std::vector<DefinitionsText>& texts, Definitions& def
                      std::vector<std::string>& complaints) {
     const std::size_t before = complaints.size();
     Definitions result;
-    std::map<ConfigVar, std::string> seen;
+    std::map<VariableName, std::string> seen;
     for (const DefinitionsText& text : texts) {
         AppConfigDefinitions::Definitions parsed;
         TextFormat::ParseInfoTree lines;

@@ -9,10 +9,10 @@
 #include <utility>
 
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "FileDescriptor.h"
 #include "MessageIds.h"
 #include "definitions/DefinitionsReader.h"
 #include "server/Server.h"
+#include "wire/FileDescriptor.h"
 
 namespace AppConfigService {
 
@@ -130,7 +130,7 @@ int EmbeddedService::connect(const std::string& endpoint) {
     int ends[2];
     if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return -1;
     // Owned by the handler: when it never runs, the end is closed with it and the client sees the connection break.
-    auto end = std::make_shared<AppConfigHost::FileDescriptor>(ends[1]);
+    auto end = std::make_shared<AppConfigWire::FileDescriptor>(ends[1]);
     asio::post(running->io, [raw = running.get(), end = std::move(end)] {
         asio::error_code error;
         asio::local::stream_protocol::socket socket(raw->io);
@@ -162,20 +162,20 @@ bool EmbeddedService::reload(const std::string& text, std::string* error) {
 }
 
 bool EmbeddedService::call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response) {
-    const auto reply = std::make_shared<AppConfigHost::Frame>();
+    const auto reply = std::make_shared<AppConfigWire::Frame>();
     auto awaited = std::make_shared<Awaited>();
     // No reference to what runs is kept: with the service go its calls, and with these the waiting.
     if (const std::shared_ptr<Running> running = current()) {
         asio::post(running->io, [raw = running.get(), reply, awaited, id = ConfigIF::messageId(request.GetTypeName()),
                                  payload = request.SerializeAsString()] {
-            raw->server.call(id, payload, [reply, awaited](const AppConfigHost::Frame& frame) {
+            raw->server.call(id, payload, [reply, awaited](const AppConfigWire::Frame& frame) {
                 *reply = frame;
                 awaited->done();
             });
         });
     }
-    return Awaited::await(std::move(awaited)) && reply->status() == AppConfigHost::OK &&
-           reply->kind() == AppConfigHost::REPLY && response.ParseFromString(reply->payload());
+    return Awaited::await(std::move(awaited)) && reply->status() == AppConfigWire::OK &&
+           reply->kind() == AppConfigWire::REPLY && response.ParseFromString(reply->payload());
 }
 
 void EmbeddedService::intercept(Interceptor interceptor) {

@@ -8,10 +8,10 @@
 
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "InProcessTransport.h"
 #include "core/Interception.h"
 #include "core/Limits.h"
 #include "store/StateStore.h"
+#include "wire/InProcessPeer.h"
 
 namespace AppConfigService {
 

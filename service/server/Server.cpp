@@ -4,11 +4,11 @@
 
 #include <utility>
 
-#include "Handshake.h"
+#include "wire/FrameVersion.h"
 
 namespace AppConfigService {
 
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 
 Server::Server(asio::io_context& io, StateStore& store, const ServiceOptions& options, Log log)
     : m_io(io),
@@ -81,13 +81,13 @@ void Server::call(std::uint32_t messageId, const std::string& payload, std::func
     m_calls.emplace(id, std::move(done));
     m_core.connected(id, 0, Clock::now(), true);
     Frame hello;
-    hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    hello.set_kind(AppConfigWire::HELLO);
+    hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
     hello.mutable_hello()->set_endpoint("service");
-    hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
+    hello.mutable_hello()->set_purpose(AppConfigWire::REQUESTS);
     m_core.receive(id, hello, Clock::now());
     Frame request;
-    request.set_kind(AppConfigHost::REQUEST);
+    request.set_kind(AppConfigWire::REQUEST);
     request.set_correlation(id);
     request.set_message_id(messageId);
     request.set_payload(payload);
@@ -110,7 +110,7 @@ void Server::send(ConnectionId connection, const Frame& frame) {
     if (session != m_sessions.end()) return session->second->send(frame);
 
     const auto call = m_calls.find(connection);
-    const bool ends = frame.kind() == AppConfigHost::REPLY || frame.kind() == AppConfigHost::REFUSED;
+    const bool ends = frame.kind() == AppConfigWire::REPLY || frame.kind() == AppConfigWire::REFUSED;
     if (call == m_calls.end() || !ends) return;
     const auto done = std::move(call->second);
     m_calls.erase(call);

@@ -30,7 +30,7 @@ public:
 
     /// Serves a request of the service's own user. \p done gets the reply, once.
     void call(std::uint32_t messageId, const std::string& payload,
-              std::function<void(const AppConfigHost::Frame&)> done);
+              std::function<void(const AppConfigWire::Frame&)> done);
 
     /// Runs \p work on the core, followed by whatever it made necessary.
     void withCore(const std::function<void(Core&)>& work);
@@ -38,7 +38,7 @@ public:
     /// Breaks off every connection. Nothing runs any more on the io_context.
     void closeAll();
 
-    void send(ConnectionId connection, const AppConfigHost::Frame& frame) override;
+    void send(ConnectionId connection, const AppConfigWire::Frame& frame) override;
     bool hasRoom(ConnectionId connection) override;
     void idle(ConnectionId connection) override;
     void close(ConnectionId connection) override;
@@ -55,7 +55,7 @@ private:
     std::shared_ptr<Session::Events> m_events;
     ConnectionId m_nextConnection = 1;
     std::map<ConnectionId, std::shared_ptr<Session>> m_sessions;
-    std::map<ConnectionId, std::function<void(const AppConfigHost::Frame&)>> m_calls;
+    std::map<ConnectionId, std::function<void(const AppConfigWire::Frame&)>> m_calls;
     bool m_flushPosted = false;
     std::optional<Time> m_armedFor;
     std::shared_ptr<bool> m_alive = std::make_shared<bool>(true);  ///< false for handlers that outlive the server

@@ -24,10 +24,10 @@ bool Session::hasRoom() {
     return false;
 }
 
-void Session::send(const AppConfigHost::Frame& frame) {
+void Session::send(const AppConfigWire::Frame& frame) {
     if (m_closed) return;
-    std::string bytes = AppConfigHost::encodeFrame(frame);
-    if (frame.kind() == AppConfigHost::REPLY) {
+    std::string bytes = AppConfigWire::encodeFrame(frame);
+    if (frame.kind() == AppConfigWire::REPLY) {
         m_queue.pushUnbounded(std::move(bytes));
     } else if (!m_queue.push(std::move(bytes))) {
         return end("it does not read: more than " + std::to_string(mostQueuedBytes) + " bytes wait for it");
@@ -52,16 +52,16 @@ void Session::close() {
 void Session::pump() {
     if (m_pumping || m_closed) return;
     m_pumping = true;
-    AppConfigHost::Frame frame;
+    AppConfigWire::Frame frame;
     bool drained = false;
     // A client that does not take its replies is not read from either.
     while (!m_closed && m_queue.bytes() < writeSize && m_events->accepting(m_id)) {
-        const AppConfigHost::FrameDecoder::Result result = m_decoder.next(frame);
-        if (result == AppConfigHost::FrameDecoder::Result::more) {
+        const AppConfigWire::FrameDecoder::Result result = m_decoder.next(frame);
+        if (result == AppConfigWire::FrameDecoder::Result::more) {
             drained = true;
             break;
         }
-        if (result == AppConfigHost::FrameDecoder::Result::invalid) {
+        if (result == AppConfigWire::FrameDecoder::Result::invalid) {
             m_events->onInvalid(m_id, m_decoder.error());
             break;
         }

@@ -6,9 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "FrameCodec.h"
 #include "core/Types.h"
 #include "server/SendQueue.h"
+#include "wire/FrameCodec.h"
 
 namespace AppConfigService {
 
@@ -19,7 +19,7 @@ public:
     /// What the session reports. None of them is called from within send(), resume() or close().
     struct Events {
         std::function<bool(ConnectionId)> accepting;  ///< whether a frame may be given to onFrame now
-        std::function<void(ConnectionId, const AppConfigHost::Frame&)> onFrame;
+        std::function<void(ConnectionId, const AppConfigWire::Frame&)> onFrame;
         std::function<void(ConnectionId)> onRoom;  ///< hasRoom() was false and is true now
         std::function<void(ConnectionId, const std::string& reason)> onInvalid;  ///< what came is no frame
         std::function<void(ConnectionId, const std::string& reason)> onEnd;      ///< broken off; called once at most
@@ -31,7 +31,7 @@ public:
     void start() { pump(); }
 
     /// Writes \p frame, or queues it.
-    void send(const AppConfigHost::Frame& frame);
+    void send(const AppConfigWire::Frame& frame);
 
     /// \return whether little enough is queued that what can wait may be sent. If not, onRoom follows.
     bool hasRoom();
@@ -55,7 +55,7 @@ private:
     const ConnectionId m_id;
     asio::local::stream_protocol::socket m_socket;
     const std::shared_ptr<const Events> m_events;
-    AppConfigHost::FrameDecoder m_decoder;
+    AppConfigWire::FrameDecoder m_decoder;
     SendQueue m_queue;
     std::string m_outgoing;  ///< taken from the queue, being written
     std::size_t m_outgoingAt = 0;

@@ -9,7 +9,7 @@
 #include <cstring>
 #include <utility>
 
-#include "Endpoint.h"
+#include "wire/Endpoint.h"
 
 namespace AppConfigService {
 
@@ -33,15 +33,15 @@ SocketListener::~SocketListener() {
 }
 
 std::string SocketListener::claim(const std::string& directory, const std::string& name) {
-    if (!AppConfigHost::isEndpointName(name)) return "'" + name + "' is no name for a service";
-    std::string error = AppConfigHost::prepareRuntimeDirectory(directory);
-    if (error.empty()) error = AppConfigHost::prepareEndpointDirectory(directory, name);
+    if (!AppConfigWire::isEndpointName(name)) return "'" + name + "' is no name for a service";
+    std::string error = AppConfigWire::prepareRuntimeDirectory(directory);
+    if (error.empty()) error = AppConfigWire::prepareEndpointDirectory(directory, name);
     if (!error.empty()) return error;
-    const AppConfigHost::EndpointPath path = AppConfigHost::endpointPath(directory, name);
+    const AppConfigWire::EndpointPath path = AppConfigWire::endpointPath(directory, name);
     if (!path.error.empty()) return path.error;
 
     const std::string lockPath = path.path + ".lock";
-    AppConfigHost::FileDescriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+    AppConfigWire::FileDescriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!lock.isOpen()) return because("the lock file " + lockPath + " cannot be opened", errno);
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) return because("the lock file " + lockPath + " cannot be locked", errno);

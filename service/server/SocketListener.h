@@ -5,7 +5,7 @@
 #include <memory>
 #include <string>
 
-#include "FileDescriptor.h"
+#include "wire/FileDescriptor.h"
 
 namespace AppConfigService {
 
@@ -42,7 +42,7 @@ private:
     asio::steady_timer m_pause;
     Accepted m_accepted;
     std::string m_path;
-    AppConfigHost::FileDescriptor m_lock;
+    AppConfigWire::FileDescriptor m_lock;
     bool m_bound = false;
     std::uint64_t m_device = 0;
     std::uint64_t m_inode = 0;

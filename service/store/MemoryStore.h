@@ -32,7 +32,7 @@ private:
     std::vector<Timeline> m_timelines;
     std::string m_failure;
     ChangeNumber m_changes = 0;
-    std::map<ConfigVar, VariableRow> m_variables;
+    std::map<VariableName, VariableRow> m_variables;
     std::map<ClientKey, ClientRow> m_clients;
     std::set<RegistrationRow, Less> m_registrations;
 };

@@ -85,10 +85,10 @@ struct SqliteStore::Database {
     }
     void operator()(const VariableRow& row) {
         SQLite::Statement& s = putVariable;
-        s.bind(":node", row.name.m_node);
-        s.bind(":node_instance", row.name.m_nodeInstance);
-        s.bind(":attribute", row.name.m_attribute);
-        s.bind(":attribute_instance", row.name.m_attributeInstance);
+        s.bind(":node", row.name.node);
+        s.bind(":node_instance", row.name.nodeInstance);
+        s.bind(":attribute", row.name.attribute);
+        s.bind(":attribute_instance", row.name.attributeInstance);
         bind(s, ":value", row.value);
         s.bind(":own_value", int{row.ownValue});
         bind(s, ":options", row.options);
@@ -164,8 +164,8 @@ struct SqliteStore::Database {
         const auto isSet = [&rows](const char* name) { return rows.getColumn(name).getInt() != 0; };
         while (rows.executeStep()) {
             VariableRow row;
-            row.name.init(0, textIn(rows.getColumn("node")), rows.getColumn("node_instance"),
-                          textIn(rows.getColumn("attribute")), rows.getColumn("attribute_instance"));
+            row.name = VariableName(textIn(rows.getColumn("node")), rows.getColumn("node_instance"),
+                                    textIn(rows.getColumn("attribute")), rows.getColumn("attribute_instance"));
             row.value = unpackTexts(rows.getColumn("value"));
             row.ownValue = isSet("own_value");
             row.options = unpackTexts(rows.getColumn("options"));

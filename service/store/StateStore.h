@@ -6,15 +6,15 @@
 #include <variant>
 #include <vector>
 
-#include "AppConfig/ConfigVar.h"
 #include "core/Types.h"
+#include "wire/VariableName.h"
 
 namespace AppConfigService {
 
 /// A variable as it was last announced. Whether value, options and levels are the variable's own or follow its
 /// definition is kept beside them, so that a definition that changed while the service was down is noticed.
 struct VariableRow {
-    ConfigVar name;
+    VariableName name;
     Value value;
     bool ownValue = false;
     Value options;

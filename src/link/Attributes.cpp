@@ -69,7 +69,7 @@ bool PlatformCfgService::setAccessLevels(std::list<ConfigVar> const& vars, Secur
     for (const ConfigIF::AccessLevelErr& entry : reply.access_error()) {
         IncomingVariable var;
         if (!var.read(entry.inst())) continue;
-        const bool unknown = carriesUnknown(entry, ConfigIF::AccessLevelErr::kErrorFieldNumber);
+        const bool unknown = AppConfigWire::carriesUnknown(entry, ConfigIF::AccessLevelErr::kErrorFieldNumber);
         errors.emplace_back(var.key(), unknown ? CFG_ERROR_GENERAL : convertErrorTypeToCommonPbType(entry.error()));
         if (succeeded(entry)) registerHandlerProactively(var.key(), ConfigRegistrar::ACCESS_LEVELS_CHANGED);
     }

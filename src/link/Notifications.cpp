@@ -4,7 +4,7 @@
 #include "link/IncomingVariable.h"
 #include "link/LinkState.h"
 #include "link/Reply.h"
-#include "protocol/CarriesUnknown.h"
+#include "wire/CarriesUnknown.h"
 
 // Each handler brings the cache up to date before it calls the application, so that a handler that reads sees the new
 // state. A dispatch that has to wait for a handler to be entered has brought the cache up to date before, too.
@@ -60,7 +60,7 @@ MSG_Message* PlatformCfgService::submitHandler(const ConfigIF::SubmitNtfy& ntfy,
     if (!var.read(ntfy.inst())) return nullptr;
 
     // A type that this definition does not know is dropped by the runtime, yet it is no submit of type 0.
-    const bool unknownType = carriesUnknown(ntfy, ConfigIF::SubmitNtfy::kSubmitTypeFieldNumber);
+    const bool unknownType = AppConfigWire::carriesUnknown(ntfy, ConfigIF::SubmitNtfy::kSubmitTypeFieldNumber);
     const int submitType = unknownType ? 1 : enumTranslate(ntfy.submit_type());
     link->callConsumers(var, ConfigRegistrar::SUBMIT, [&](ConsumerConfigHandler& handler) {
         handler.onSubmit(var.node, var.nodeInstance, var.attribute, var.attributeInstance, submitType,
@@ -82,8 +82,8 @@ MSG_Message* PlatformCfgService::accessLevelsChangedHandler(const ConfigIF::Acce
     ConfigAccessLevels levels;
     if (ntfy.has_read_level()) levels.readRole = enumTranslate(ntfy.read_level());
     if (ntfy.has_write_level()) levels.writeRole = enumTranslate(ntfy.write_level());
-    levels.hasReadRole = ntfy.has_read_level() || carriesUnknown(ntfy, Ntfy::kReadLevelFieldNumber);
-    levels.hasWriteRole = ntfy.has_write_level() || carriesUnknown(ntfy, Ntfy::kWriteLevelFieldNumber);
+    levels.hasReadRole = ntfy.has_read_level() || AppConfigWire::carriesUnknown(ntfy, Ntfy::kReadLevelFieldNumber);
+    levels.hasWriteRole = ntfy.has_write_level() || AppConfigWire::carriesUnknown(ntfy, Ntfy::kWriteLevelFieldNumber);
     manager->updateConfigVarAccessLevels(var.node, var.nodeInstance, var.attribute, var.attributeInstance, levels);
     link->callConsumers(var, ConfigRegistrar::ACCESS_LEVELS_CHANGED, [&](ConsumerConfigHandler& handler) {
         handler.onAccessLevelsChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, levels.readRole,

@@ -1,14 +1,14 @@
 #pragma once
 
 #include "model/Revision.h"
-#include "protocol/CarriesUnknown.h"
+#include "wire/CarriesUnknown.h"
 
 namespace AppConfig {
 
 /// \return whether \p reply says that the service did as it was asked. An error number without a meaning here says no.
 template <typename Reply>
 bool succeeded(const Reply& reply) {
-    return reply.error() == 0 && !carriesUnknown(reply, Reply::kErrorFieldNumber);
+    return reply.error() == 0 && !AppConfigWire::carriesUnknown(reply, Reply::kErrorFieldNumber);
 }
 
 /// \return the revision that \p message gives its value.

@@ -1,22 +1,10 @@
 #include "AppConfig/PlatformCfgService.h"
 #include "configservice.pb.h"
+#include "wire/Roles.h"
 
 namespace AppConfig {
 
 namespace {
-
-struct RoleRow {
-    SecurityRole role;
-    CommonIF::eSecurityRole wire;
-};
-
-// 40 stands for role 2 and 30 for role 3: the wire's numbers are not ordered by rights.
-constexpr RoleRow roles[] = {
-    {SECURITY_ROLE_1, CommonIF::SECURITY_ROLE_WIRE_20},
-    {SECURITY_ROLE_2, CommonIF::SECURITY_ROLE_WIRE_40},
-    {SECURITY_ROLE_3, CommonIF::SECURITY_ROLE_WIRE_30},
-    {SECURITY_ROLE_4, CommonIF::SECURITY_ROLE_WIRE_50},
-};
 
 struct CallbackRow {
     ConfigRegistrar::ConsumerCallbackType type;
@@ -34,17 +22,11 @@ constexpr CallbackRow callbacks[] = {
 }  // namespace
 
 CommonIF::eSecurityRole PlatformCfgService::enumTranslate(SecurityRole role) {
-    for (const RoleRow& row : roles) {
-        if (row.role == role) return row.wire;
-    }
-    return CommonIF::SECURITY_ROLE_WIRE_10;
+    return AppConfigWire::roleToWire(role);
 }
 
 SecurityRole PlatformCfgService::enumTranslate(CommonIF::eSecurityRole role) {
-    for (const RoleRow& row : roles) {
-        if (row.wire == role) return row.role;
-    }
-    return SECURITY_ROLE_NONE;
+    return static_cast<SecurityRole>(AppConfigWire::roleFromWire(role));
 }
 
 ConfigIF::CallbackType PlatformCfgService::enumTranslate(ConfigRegistrar::ConsumerCallbackType type) {

@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "model/Lower.h"
+#include "wire/Lower.h"
 
-using AppConfig::lower;
+using AppConfigWire::lower;
 
 ConfigVar::ConfigVar(int ns, const std::string& node, int nodeInstance, const std::string& attribute,
                      int attributeInstance) {

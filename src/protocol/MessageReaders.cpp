@@ -1,13 +1,11 @@
 #include "AppConfig/ProtobufMessageHelper.h"
 #include "CommonIFUtil.h"
-#include "model/Lower.h"
-#include "protocol/CarriesUnknown.h"
+#include "wire/CarriesUnknown.h"
+#include "wire/Inst.h"
 
 namespace AppConfig {
 
 namespace {
-
-constexpr char namespaceStep[] = "cfg";
 
 template <typename Answer>
 Answer answer(ConfigResult const& result) {
@@ -20,28 +18,12 @@ Answer answer(ConfigResult const& result) {
 
 int ProtobufMessageHelper::getConfigVarName(std::string& node, int& nodeInstance, std::string& attribute,
                                             int& attributeInstance, ConfigIF::Inst const& inst) {
-    if (inst.node_size() == 0) return CFG_ERROR_MALFORMED_NAME;
-    const int last = inst.node_size() - 1;
-    int current = 0;
-    if (inst.node(0).name() == namespaceStep) {
-        if (last == 0) return CFG_ERROR_MALFORMED_NAME;
-        current = 1;
-    }
-    for (; current < last; ++current) {
-        if (!node.empty()) node += '.';
-        node += inst.node(current).name();
-        lower(node);
-        nodeInstance = inst.node(current).instance();
-    }
-    attribute = inst.node(last).name();
-    lower(attribute);
-    attributeInstance = inst.node(last).instance();
-    return CFG_ERROR_NONE;
+    const bool named = AppConfigWire::readNames(inst, node, nodeInstance, attribute, attributeInstance);
+    return named ? CFG_ERROR_NONE : CFG_ERROR_MALFORMED_NAME;
 }
 
 int ProtobufMessageHelper::getConfigVarNamespace(ConfigIF::Inst const& inst) {
-    if (inst.node_size() == 0 || inst.node(0).name() != namespaceStep) return 0;
-    return inst.node(0).instance();
+    return AppConfigWire::namespaceOf(inst);
 }
 
 int ProtobufMessageHelper::getConfigVarValue(std::list<std::string>& value, ConfigIF::InstValue const& instValue) {
@@ -55,7 +37,7 @@ int ProtobufMessageHelper::getStringList(std::list<std::string>& list,
 }
 
 void ProtobufMessageHelper::fillReturnMessage(ConfigResult& result, ConfigIF::ReturnMessage const& message) {
-    const eErrorT error = carriesUnknown(message, ConfigIF::ReturnMessage::kErrorFieldNumber)
+    const eErrorT error = AppConfigWire::carriesUnknown(message, ConfigIF::ReturnMessage::kErrorFieldNumber)
                               ? CFG_ERROR_GENERAL
                               : convertErrorTypeToCommonPbType(message.error());
     result.fillConfigResult(true, error, message.result_flag());

@@ -1,6 +1,7 @@
 #include <type_traits>
 
 #include "AppConfig/ProtobufMessageHelper.h"
+#include "wire/Inst.h"
 
 namespace AppConfig {
 
@@ -29,14 +30,8 @@ Message callbackRequest(std::string const& clientName, CommonIF::eSecurityRole r
 ProtobufMessageHelper::~ProtobufMessageHelper() = default;
 
 void ProtobufMessageHelper::addVarName(ConfigIF::Inst* inst, ConfigVar var) {
-    const auto addStep = [inst](const std::string& name, int instance) {
-        ConfigIF::Node* step = inst->add_node();
-        step->set_name(name);
-        step->set_instance(instance);
-    };
-    if (var.m_namespace >= 1) addStep("cfg", var.m_namespace);
-    addStep(var.m_node, var.m_nodeInstance);
-    addStep(var.m_attribute, var.m_attributeInstance);
+    AppConfigWire::addNames(*inst, var.m_namespace, var.m_node, var.m_nodeInstance, var.m_attribute,
+                            var.m_attributeInstance);
 }
 
 void ProtobufMessageHelper::addVarValue(ConfigIF::InstValue* instValue, std::string const& value) {

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstdlib>
 
-#include "FrameCodec.h"
+#include "wire/FrameCodec.h"
 
 using namespace AppConfigHost;
 

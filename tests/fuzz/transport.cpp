@@ -11,11 +11,11 @@
 #include <cstdlib>
 #include <string>
 
-#include "FileDescriptor.h"
-#include "FrameCodec.h"
 #include "InProcessTransport.h"
 #include "TransportStatus.h"
 #include "configservice.pb.h"
+#include "wire/FileDescriptor.h"
+#include "wire/FrameCodec.h"
 
 using namespace AppConfigHost;
 

@@ -94,7 +94,7 @@ ExitStatus listVariables(Session& session) {
 }
 
 ExitStatus submitVariable(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     ConfigAdmin::SubmitReq request;
     ConfigAdmin::SubmitRsp reply;
     request.set_client_name(session.transport().localEndpoint());

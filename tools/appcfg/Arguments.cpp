@@ -171,7 +171,7 @@ private:
     void addVariable(const std::string& text, bool nodeAllowed) {
         std::string reason;
         const auto name =
-            nodeAllowed ? VariableName::parseVariableOrNode(text, reason) : VariableName::parse(text, reason);
+            nodeAllowed ? VariableArgument::parseVariableOrNode(text, reason) : VariableArgument::parse(text, reason);
         if (!name) throw CLI::ValidationError("VAR '" + text + "'", reason);
         if (!m_args.variables.empty() && m_args.variables.front().namespaceId != name->namespaceId) {
             throw CLI::ValidationError("VAR '" + text + "'", "all names must be of one namespace");

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "VariableName.h"
+#include "VariableArgument.h"
 
 namespace AppConfigTool {
 
@@ -24,8 +24,8 @@ struct Arguments {
     std::chrono::milliseconds timeout = std::chrono::seconds(5);
     bool json = false;
 
-    std::vector<VariableName> variables;  ///< at least one, except for list
-    std::vector<std::string> value;       ///< set, validate
+    std::vector<VariableArgument> variables;  ///< at least one, except for list
+    std::vector<std::string> value;           ///< set, validate
 
     As as = As::elements;         // get
     bool noWait = false;          // set

@@ -23,7 +23,7 @@ ExitStatus printOptions(Session& session, const std::string& subject, const std:
     return ExitStatus::done;
 }
 
-ExitStatus setOptions(Session& session, const VariableName& name) {
+ExitStatus setOptions(Session& session, const VariableArgument& name) {
     const Arguments& arguments = session.arguments();
     const std::vector<std::string>& options = *arguments.newOptions;
     const ConfigVar var = name.var();
@@ -51,7 +51,7 @@ ExitStatus setOptions(Session& session, const VariableName& name) {
 
 ExitStatus printLevels(Session& session) {
     ExitStatus status = ExitStatus::done;
-    for (const VariableName& name : session.arguments().variables) {
+    for (const VariableArgument& name : session.arguments().variables) {
         SecurityRole read = AppConfig::SECURITY_ROLE_NONE;
         SecurityRole write = AppConfig::SECURITY_ROLE_NONE;
         if (!session.manager().getAccessLevels(name.var(), &read, &write)) {
@@ -71,7 +71,7 @@ ExitStatus printLevels(Session& session) {
 
 ExitStatus showOrSetOptions(Session& session) {
     const Arguments& arguments = session.arguments();
-    const VariableName& name = arguments.variables.front();
+    const VariableArgument& name = arguments.variables.front();
     if (arguments.newOptions) return setOptions(session, name);
     const ConfigVar var = name.var();
     std::vector<std::string> options;
@@ -96,7 +96,7 @@ ExitStatus showOrSetAccess(Session& session) {
         return printLevels(session);
     }
     std::list<ConfigVar> vars;
-    for (const VariableName& name : arguments.variables) vars.push_back(name.var());
+    for (const VariableArgument& name : arguments.variables) vars.push_back(name.var());
     std::list<std::pair<ConfigVar, eErrorT>> errors;
     bool done = false;
     if (arguments.readOnly) {

@@ -60,7 +60,7 @@ ExitStatus provideVariable(const Arguments& arguments, Output& output) {
     EventPrinter printer(output);
     Judge judge(arguments, printer);
     Session session(arguments, output, ServiceNews(printer));
-    for (const VariableName& name : arguments.variables) {
+    for (const VariableArgument& name : arguments.variables) {
         registerHandler(name.node, name.attribute, &judge, &session.manager());
         if (const auto failure = session.registrationFailure()) return session.fail(name.text(), *failure);
         output.complain("providing " + name.text());

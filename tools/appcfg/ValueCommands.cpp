@@ -43,7 +43,7 @@ std::list<std::string> proposed(const Arguments& arguments) {
 }  // namespace
 
 ExitStatus getValue(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     const ConfigVar var = name.var();
     std::list<std::string> value;
     session.manager().getConfigVar(var, value);
@@ -79,7 +79,7 @@ ExitStatus getValue(Session& session) {
 }
 
 ExitStatus setValue(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     const std::list<std::string> value = proposed(session.arguments());
     if (session.arguments().noWait) {
         if (!session.manager().setConfigVar(name.var(), value)) {
@@ -100,7 +100,7 @@ ExitStatus setValue(Session& session) {
 }
 
 ExitStatus validateValue(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     const std::list<std::string> value = proposed(session.arguments());
     ConfigResult result;
     const bool valid = session.manager().isValid(name.var(), value, &result);
@@ -116,7 +116,7 @@ ExitStatus validateValue(Session& session) {
 }
 
 ExitStatus resetVariable(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     const ConfigVar var = name.var();
     // The manager's own reset names no namespace; one that was asked for must travel, or another variable is reset.
     const bool done = var.m_namespace == 0 ? session.manager().resetValue(var.m_node, var.m_nodeInstance,
@@ -130,7 +130,7 @@ ExitStatus resetVariable(Session& session) {
 }
 
 ExitStatus showRecord(Session& session) {
-    const VariableName& name = session.arguments().variables.front();
+    const VariableArgument& name = session.arguments().variables.front();
     const ConfigVar var = name.var();
     // The record's own list is not asked for: an empty one makes the library write a line among the results.
     std::vector<std::string> options;

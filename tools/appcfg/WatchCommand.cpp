@@ -6,7 +6,7 @@
 #include "Commands.h"
 #include "EventPrinter.h"
 #include "Session.h"
-#include "VariableName.h"
+#include "VariableArgument.h"
 
 namespace AppConfigTool {
 namespace {
@@ -15,7 +15,7 @@ namespace {
 class Watcher : public ConsumerConfigHandler {
 public:
     /// With \p below, the name stands for a node: what carries exactly its dotted name is another watcher's.
-    Watcher(VariableName name, bool below, EventPrinter& printer)
+    Watcher(VariableArgument name, bool below, EventPrinter& printer)
         : m_name(std::move(name)), m_below(below), m_printer(printer) {}
 
     void want(int kind) {
@@ -60,17 +60,17 @@ private:
         if (meant(var)) m_printer.event(kind, variableText(var), key, state, text);
     }
 
-    const VariableName m_name;
+    const VariableArgument m_name;
     const bool m_below;
     EventPrinter& m_printer;
 };
 
 /// `net.wifi` may be a variable or a node: it is watched as both, unless an instance behind it says variable.
-std::list<std::pair<VariableName, bool>> readings(const VariableName& name) {
-    std::list<std::pair<VariableName, bool>> result;
+std::list<std::pair<VariableArgument, bool>> readings(const VariableArgument& name) {
+    std::list<std::pair<VariableArgument, bool>> result;
     if (!name.attribute.empty()) result.emplace_back(name, false);
     if (!name.attributeInstance) {
-        VariableName node = name;
+        VariableArgument node = name;
         node.node = name.dotted();
         node.attribute.clear();
         result.emplace_back(node, !name.attribute.empty());
@@ -85,7 +85,7 @@ ExitStatus watchVariables(const Arguments& arguments, Output& output) {
     EventPrinter printer(output);
     std::list<Watcher> watchers;
     Session session(arguments, output, ServiceNews(printer));
-    for (const VariableName& name : arguments.variables) {
+    for (const VariableArgument& name : arguments.variables) {
         for (auto& [reading, below] : readings(name)) {
             Watcher& watcher = watchers.emplace_back(reading, below, printer);
             for (const int kind : arguments.kinds) watcher.want(kind);
@@ -93,7 +93,7 @@ ExitStatus watchVariables(const Arguments& arguments, Output& output) {
             if (const auto failure = session.registrationFailure()) return session.fail(name.text(), *failure);
         }
     }
-    for (const VariableName& name : arguments.variables) output.complain("watching " + name.text());
+    for (const VariableArgument& name : arguments.variables) output.complain("watching " + name.text());
     signals.waitForEnd();
     return ExitStatus::done;
 }

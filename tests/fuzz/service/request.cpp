@@ -10,14 +10,14 @@
 #include <memory>
 #include <string>
 
-#include "Handshake.h"
 #include "MessageIds.h"
 #include "core/Core.h"
 #include "definitions/DefinitionsReader.h"
 #include "store/MemoryStore.h"
+#include "wire/FrameVersion.h"
 
 using namespace AppConfigService;
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 
 namespace {
 
@@ -59,7 +59,7 @@ public:
         constexpr std::size_t kinds = std::size(requests);
         if (choice < 2 * kinds) {
             request(requests[choice % kinds], payload,
-                    choice < kinds ? AppConfigHost::REQUEST : AppConfigHost::ONE_WAY);
+                    choice < kinds ? AppConfigWire::REQUEST : AppConfigWire::ONE_WAY);
         } else if (choice < 0x80) {
             Frame frame;
             if (frame.ParseFromString(payload) && frame.has_kind())
@@ -83,8 +83,8 @@ public:
     }
 
     void send(ConnectionId connection, const Frame& frame) override {
-        if (frame.kind() == AppConfigHost::REPLY && m_awaited[connection]-- != 1) std::abort();
-        if (frame.kind() == AppConfigHost::ASK) m_asked = frame.correlation();
+        if (frame.kind() == AppConfigWire::REPLY && m_awaited[connection]-- != 1) std::abort();
+        if (frame.kind() == AppConfigWire::ASK) m_asked = frame.correlation();
         if (connection == m_closedLast) std::abort();
     }
     bool hasRoom(ConnectionId) override { return m_room; }
@@ -93,16 +93,16 @@ public:
 
 private:
     void connect() {
-        m_delivery = open(AppConfigHost::DELIVERY);
-        m_requests = open(AppConfigHost::REQUESTS);
+        m_delivery = open(AppConfigWire::DELIVERY);
+        m_requests = open(AppConfigWire::REQUESTS);
     }
 
-    ConnectionId open(AppConfigHost::Purpose purpose) {
+    ConnectionId open(AppConfigWire::Purpose purpose) {
         const ConnectionId id = m_next++;
         m_core.connected(id, 0, m_now);
         Frame hello;
-        hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+        hello.set_kind(AppConfigWire::HELLO);
+        hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
         hello.mutable_hello()->set_endpoint("client");
         hello.mutable_hello()->set_purpose(purpose);
         feed(id, hello);
@@ -111,11 +111,11 @@ private:
 
     void feed(ConnectionId connection, const Frame& frame) {
         if (m_core.busy(connection)) return;
-        if (frame.kind() == AppConfigHost::REQUEST) m_awaited[connection] = 1;
+        if (frame.kind() == AppConfigWire::REQUEST) m_awaited[connection] = 1;
         m_core.receive(connection, frame, m_now);
     }
 
-    void request(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
+    void request(const std::string& type, const std::string& payload, AppConfigWire::Kind kind) {
         Frame frame;
         frame.set_kind(kind);
         frame.set_message_id(ConfigIF::messageId(type));
@@ -125,7 +125,7 @@ private:
 
     void answer(const std::string& payload) {
         Frame frame;
-        frame.set_kind(AppConfigHost::ANSWER);
+        frame.set_kind(AppConfigWire::ANSWER);
         frame.set_correlation(m_asked);
         frame.add_answer(payload);
         feed(m_delivery, frame);

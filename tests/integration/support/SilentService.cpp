@@ -7,15 +7,15 @@
 #include <cstring>
 #include <stdexcept>
 
-#include "Endpoint.h"
+#include "wire/Endpoint.h"
 
 namespace AppConfigTest {
 
 SilentService::SilentService(const std::string& runtimeDirectory) {
-    AppConfigHost::prepareRuntimeDirectory(runtimeDirectory);
+    AppConfigWire::prepareRuntimeDirectory(runtimeDirectory);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string path = AppConfigHost::endpointPath(runtimeDirectory, "ConfigSrvc").path;
+    const std::string path = AppConfigWire::endpointPath(runtimeDirectory, "ConfigSrvc").path;
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
     m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     // The system completes connections by itself; nobody ever takes them.

@@ -4,13 +4,13 @@
 
 #include "MessageIds.h"
 #include "configservice.pb.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 #include "process/Names.h"
 #include "script/Variables.h"
 
 namespace Simulation {
 
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 
 namespace {
 
@@ -53,7 +53,7 @@ bool read(const Frame& frame, int& role, int& variable) {
     if (frame.message_id() != id) return false;
     Request request;
     if (!request.ParseFromString(frame.payload())) return false;
-    role = AppConfigService::roleFromWire(request.role());
+    role = AppConfigWire::roleFromWire(request.role());
     variable = indexOf(instOf(request));
     return true;
 }
@@ -62,7 +62,7 @@ bool read(const Frame& frame, int& role, int& variable) {
 std::string_view label(const char* way, const Frame& frame) {
     static std::map<std::pair<const char*, int>, std::string> labels;
     std::string& text = labels[{way, frame.kind()}];
-    if (text.empty()) text = way + AppConfigHost::Kind_Name(frame.kind());
+    if (text.empty()) text = way + AppConfigWire::Kind_Name(frame.kind());
     return text;
 }
 
@@ -86,7 +86,7 @@ std::string explained(const Frame& frame, const std::string& endpoint) {
     if (frame.has_hello() && frame.hello().has_timeline()) {
         text += "at " + std::to_string(frame.hello().delivered()) + " since " +
                 (frame.hello().has_joined() ? std::to_string(frame.hello().joined()) : "another state");
-        for (const AppConfigHost::Point& seen : frame.hello().seen()) text += ", saw " + std::to_string(seen.number());
+        for (const AppConfigWire::Point& seen : frame.hello().seen()) text += ", saw " + std::to_string(seen.number());
     }
     if (frame.has_hello() && frame.hello().has_registrations()) {
         text += " for delivery " + std::to_string(frame.hello().connection()) + " with " +
@@ -94,8 +94,8 @@ std::string explained(const Frame& frame, const std::string& endpoint) {
     }
     if (frame.has_welcome()) text += frame.welcome().point_known() ? "known" : "not known";
     if (frame.has_sequence()) text += " up to " + std::to_string(frame.sequence());
-    for (const AppConfigHost::Registration& row : frame.registration()) add("+", row.name(), row.type(), row.role());
-    for (const AppConfigHost::Registration& row : frame.withdrawn()) add("-", row.name(), row.type(), row.role());
+    for (const AppConfigWire::Registration& row : frame.registration()) add("+", row.name(), row.type(), row.role());
+    for (const AppConfigWire::Registration& row : frame.withdrawn()) add("-", row.name(), row.type(), row.role());
     return text + " of " + endpoint;
 }
 
@@ -139,18 +139,18 @@ void Watch::note(std::string_view what, const Session& session, const Frame& fra
 
 void Watch::received(int service, const Session& from, const Frame& frame) {
     // Nothing but HELLO comes from a client that has not read the WELCOME.
-    Ledger* const greeted = frame.kind() == AppConfigHost::HELLO ? nullptr : m_find(from.connection->client);
+    Ledger* const greeted = frame.kind() == AppConfigWire::HELLO ? nullptr : m_find(from.connection->client);
     if (greeted != nullptr) greeted->reached(service);
     note(label(upwards, frame), from, frame);
-    if (frame.kind() == AppConfigHost::REQUEST || frame.kind() == AppConfigHost::ONE_WAY) {
+    if (frame.kind() == AppConfigWire::REQUEST || frame.kind() == AppConfigWire::ONE_WAY) {
         return request(service, from, frame);
     }
     // A transport that heals its registrations presents their roles with them.
-    for (const AppConfigHost::Registration& row : frame.registration()) {
-        present(service, from, AppConfigService::roleFromWire(static_cast<CommonIF::eSecurityRole>(row.role())));
+    for (const AppConfigWire::Registration& row : frame.registration()) {
+        present(service, from, AppConfigWire::roleFromWire(static_cast<CommonIF::eSecurityRole>(row.role())));
         if (greeted != nullptr) greeted->registrationArrives(service, row.name(), row.type());
     }
-    if (frame.kind() != AppConfigHost::HELLO || from.purpose != AppConfigHost::DELIVERY) return;
+    if (frame.kind() != AppConfigWire::HELLO || from.purpose != AppConfigWire::DELIVERY) return;
     Ledger* const ledger = m_find(from.connection->client);
     if (ledger == nullptr) return;
     AppConfigService::StoredState state;
@@ -171,7 +171,7 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
     Asked asked;
     if (frame.message_id() == ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq")) {
         const auto message = parsed<ConfigIF::RegisterClientCallbackReq>(frame);
-        asked.role = AppConfigService::roleFromWire(message.role());
+        asked.role = AppConfigWire::roleFromWire(message.role());
         if (Ledger* const ledger = m_find(from.connection->client)) {
             ledger->registrationArrives(service, message.var_name(), message.type());
         }
@@ -192,8 +192,8 @@ void Watch::request(int service, const Session& from, const Frame& frame) {
 
 void Watch::sent(int service, const Session& to, const Frame& frame) {
     note(label(downwards, frame), to, frame);
-    if (frame.kind() == AppConfigHost::REPLY) return reply(service, to, frame);
-    if (frame.kind() == AppConfigHost::NOTIFICATION || frame.kind() == AppConfigHost::ASK) news(service, to, frame);
+    if (frame.kind() == AppConfigWire::REPLY) return reply(service, to, frame);
+    if (frame.kind() == AppConfigWire::NOTIFICATION || frame.kind() == AppConfigWire::ASK) news(service, to, frame);
 }
 
 void Watch::reply(int service, const Session& to, const Frame& frame) {

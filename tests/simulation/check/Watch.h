@@ -22,8 +22,8 @@ public:
     /// Needed for what the service holds at the very moment; not owned.
     void add(ServiceHost& host) { m_hosts.push_back(&host); }
 
-    void received(int service, const Session& from, const AppConfigHost::Frame& frame) override;
-    void sent(int service, const Session& to, const AppConfigHost::Frame& frame) override;
+    void received(int service, const Session& from, const AppConfigWire::Frame& frame) override;
+    void sent(int service, const Session& to, const AppConfigWire::Frame& frame) override;
     void stored(int service, const AppConfigService::Batch& batch) override;
     void adopted(int service) override;
 
@@ -38,11 +38,11 @@ private:
     };
 
     Service& of(int service) { return m_services[static_cast<std::size_t>(service)]; }
-    void note(std::string_view what, const Session& session, const AppConfigHost::Frame& frame);
+    void note(std::string_view what, const Session& session, const AppConfigWire::Frame& frame);
     void present(int service, const Session& from, int role);
-    void request(int service, const Session& from, const AppConfigHost::Frame& frame);
-    void reply(int service, const Session& to, const AppConfigHost::Frame& frame);
-    void news(int service, const Session& to, const AppConfigHost::Frame& frame);
+    void request(int service, const Session& from, const AppConfigWire::Frame& frame);
+    void reply(int service, const Session& to, const AppConfigWire::Frame& frame);
+    void news(int service, const Session& to, const AppConfigWire::Frame& frame);
     void hold(int service, const Session& to, int variable, int role, const char* what);
     int capOf(int service, std::uint32_t uid) const;
     int readLevel(int service, int variable) const;

@@ -4,16 +4,16 @@
 #include <cerrno>
 #include <utility>
 
-#include "Handshake.h"
 #include "MessageIds.h"
 #include "configservice.pb.h"
+#include "wire/FrameVersion.h"
 
 namespace Simulation {
 
-using AppConfigHost::Frame;
-using AppConfigHost::FrameDecoder;
 using AppConfigService::ConnectionId;
 using AppConfigService::Core;
+using AppConfigWire::Frame;
+using AppConfigWire::FrameDecoder;
 
 namespace {
 
@@ -126,7 +126,7 @@ bool ServiceHost::breakConnections(const Process* client, bool requests, bool de
     bool some = false;
     for (auto& [id, session] : m_sessions) {
         if (client != nullptr && &session->connection->client != client) continue;
-        if (!(session->purpose == AppConfigHost::DELIVERY ? deliveries : requests)) continue;
+        if (!(session->purpose == AppConfigWire::DELIVERY ? deliveries : requests)) continue;
         session->connection->breakOff();
         some = true;
     }
@@ -138,13 +138,13 @@ void ServiceHost::call(std::uint32_t messageId, const std::string& payload) {
     const ConnectionId id = m_next++;
     m_core->connected(id, 0, time(), true);
     Frame hello;
-    hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    hello.set_kind(AppConfigWire::HELLO);
+    hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
     hello.mutable_hello()->set_endpoint("probe");
-    hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
+    hello.mutable_hello()->set_purpose(AppConfigWire::REQUESTS);
     m_core->receive(id, hello, time());
     Frame request;
-    request.set_kind(AppConfigHost::ONE_WAY);
+    request.set_kind(AppConfigWire::ONE_WAY);
     request.set_message_id(messageId);
     request.set_payload(payload);
     m_core->receive(id, request, time());
@@ -238,7 +238,7 @@ bool ServiceHost::takeFrame(Session& session) {
         case FrameDecoder::Result::invalid: m_core->reject(session.id, session.decoder.error(), time()); return true;
         case FrameDecoder::Result::frame: break;
     }
-    if (frame.kind() == AppConfigHost::HELLO) {
+    if (frame.kind() == AppConfigWire::HELLO) {
         session.endpoint = frame.hello().endpoint();
         session.purpose = frame.hello().purpose();
     }
@@ -278,9 +278,9 @@ void ServiceHost::send(ConnectionId id, const Frame& frame) {
     Session& session = *found->second;
     if (session.cut) return;
     m_observer.sent(number(), session, frame);
-    if (m_settings.sabotage == Sabotage::losesNotifications && frame.kind() == AppConfigHost::NOTIFICATION) return;
-    std::string bytes = AppConfigHost::encodeFrame(frame);
-    if (frame.kind() == AppConfigHost::REPLY) {
+    if (m_settings.sabotage == Sabotage::losesNotifications && frame.kind() == AppConfigWire::NOTIFICATION) return;
+    std::string bytes = AppConfigWire::encodeFrame(frame);
+    if (frame.kind() == AppConfigWire::REPLY) {
         session.queue.pushUnbounded(std::move(bytes));
     } else if (!session.queue.push(std::move(bytes))) {
         session.cut = true;

@@ -20,9 +20,9 @@ public:
     virtual ~ServiceObserver() = default;
 
     /// A frame of \p client is about to be given to the core.
-    virtual void received(int service, const Session& from, const AppConfigHost::Frame& frame) = 0;
+    virtual void received(int service, const Session& from, const AppConfigWire::Frame& frame) = 0;
     /// The core has handed a frame for \p client over.
-    virtual void sent(int service, const Session& to, const AppConfigHost::Frame& frame) = 0;
+    virtual void sent(int service, const Session& to, const AppConfigWire::Frame& frame) = 0;
     virtual void stored(int service, const AppConfigService::Batch& batch) = 0;
     /// The service was started or has read other definitions.
     virtual void adopted(int service) = 0;
@@ -73,7 +73,7 @@ public:
     void run() override;
 
 private:
-    void send(AppConfigService::ConnectionId id, const AppConfigHost::Frame& frame) override;
+    void send(AppConfigService::ConnectionId id, const AppConfigWire::Frame& frame) override;
     bool hasRoom(AppConfigService::ConnectionId id) override;
     void idle(AppConfigService::ConnectionId id) override;
     void close(AppConfigService::ConnectionId id) override;

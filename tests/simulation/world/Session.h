@@ -3,11 +3,11 @@
 #include <memory>
 #include <string>
 
-#include "FrameCodec.h"
 #include "core/Limits.h"
 #include "core/Types.h"
 #include "os/Network.h"
 #include "server/SendQueue.h"
+#include "wire/FrameCodec.h"
 
 namespace Simulation {
 
@@ -18,7 +18,7 @@ struct Session {
 
     const AppConfigService::ConnectionId id;
     const std::shared_ptr<Connection> connection;
-    AppConfigHost::FrameDecoder decoder;
+    AppConfigWire::FrameDecoder decoder;
     AppConfigService::SendQueue queue;
     std::string outgoing;  ///< taken from the queue, being written
     std::size_t outgoingAt = 0;
@@ -27,7 +27,7 @@ struct Session {
     bool cut = false;        ///< its queue was full
     bool wantsRoom = false;  ///< the core waits for room in its queue
     std::string endpoint;    ///< the client's, once it has said hello
-    AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS;
+    AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS;
 };
 
 }  // namespace Simulation

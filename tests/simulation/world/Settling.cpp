@@ -6,7 +6,7 @@
 #include "MessageIds.h"
 #include "check/Quiet.h"
 #include "configservice.pb.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 #include "process/Names.h"
 #include "script/Variables.h"
 #include "world/World.h"
@@ -185,7 +185,7 @@ void World::probeVariable(ServiceHost& host, int variable) {
         ConfigIF::SetAccessLevelsReq levels;
         levels.set_role(static_cast<CommonIF::eSecurityRole>(wireRole));
         *levels.add_inst() = instOf(variable, host.number());
-        levels.set_write_level(AppConfigService::roleToWire(state.write == 0 ? 1 : 0));
+        levels.set_write_level(AppConfigWire::roleToWire(state.write == 0 ? 1 : 0));
         submit(host, levels);
     }
 }

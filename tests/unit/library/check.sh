@@ -35,7 +35,7 @@ exports)
     ;;
 needed)
     libraries="$("$readelf" -d "$library" | sed -nE 's/.*\(NEEDED\).*\[(.*)\]/\1/p')"
-    allowed='^(libprotobuf(-lite)?|libappconfig_platform|libstdc\+\+|libc\+\+(_shared)?|libm|libgcc_s|libc|ld-linux[-a-z0-9]*)\.so'
+    allowed='^(libprotobuf(-lite)?|libappconfig_(platform|wire)|libstdc\+\+|libc\+\+(_shared)?|libm|libgcc_s|libc|ld-linux[-a-z0-9]*)\.so'
     others="$(grep -vE "$allowed" <<< "$libraries" || true)"
     [[ -z $others ]] || fail "needed beside protobuf, the platform and the C and C++ runtime:" "$others"
     ;;

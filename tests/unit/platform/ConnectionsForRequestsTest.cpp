@@ -8,11 +8,11 @@
 #include <thread>
 #include <vector>
 
-#include "FileDescriptor.h"
 #include "RequestConnections.h"
 #include "ResumePoints.h"
 #include "TransportFixture.h"
 #include "Waiter.h"
+#include "wire/FileDescriptor.h"
 
 namespace {
 

@@ -119,7 +119,7 @@ TEST_F(Delivery, IsThereBeforeTheNextRequestAlsoWhenTheConnectionForItStands) {
     std::atomic<bool> greeted{false};
     std::atomic<int> early{0};
     peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
-        if (frame.hello().purpose() == AppConfigHost::DELIVERY) greeted = true;
+        if (frame.hello().purpose() == AppConfigWire::DELIVERY) greeted = true;
         peer.welcome(connection);
     });
     peer.onRequest([&](ScriptedPeer::Connection& connection, const Frame& frame) {
@@ -179,7 +179,7 @@ TEST_F(Delivery, SaysWhereItJoinedAndWhatItHasDelivered) {
     ASSERT_THAT(journal.await(1), SizeIs(1));
     ASSERT_EQ(read(transport), TRANSPORT_OK);
     peer.hangUp();
-    const auto hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    const auto hellos = peer.awaitHellos(AppConfigWire::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
     EXPECT_FALSE(hellos[0].has_timeline());
     EXPECT_FALSE(hellos[0].has_joined());
@@ -197,7 +197,7 @@ TEST_F(Delivery, CountsANotificationAsDeliveredAlsoWithoutAHandler) {
     connection->send(ask(1));
     ASSERT_THAT(peer.await(ANSWER, 1), SizeIs(1));
     peer.hangUp();
-    const auto hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    const auto hellos = peer.awaitHellos(AppConfigWire::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
     EXPECT_EQ(hellos[1].delivered(), 5U);
 }
@@ -211,7 +211,7 @@ TEST_F(Delivery, NeverCountsBackwards) {
     connection->send(ask(1));
     ASSERT_THAT(peer.await(ANSWER, 1), SizeIs(1));
     peer.hangUp();
-    EXPECT_EQ(peer.awaitHellos(AppConfigHost::DELIVERY, 2).at(1).delivered(), 5U);
+    EXPECT_EQ(peer.awaitHellos(AppConfigWire::DELIVERY, 2).at(1).delivered(), 5U);
 }
 
 TEST_F(Delivery, DoesNotCountWhatItsHandlerHasNotFinished) {
@@ -249,7 +249,7 @@ TEST_F(Delivery, GoesOnAfterAHandlerThatThrows) {
     const std::string complaint = testing::internal::GetCapturedStderr();
     EXPECT_THAT(complaint, HasSubstr("a handler of ConfigIF.ConfigChangedNtfy threw: no good\n"));
     EXPECT_THAT(complaint, HasSubstr("threw: something that is no std::exception\n"));
-    EXPECT_EQ(peer.connections(AppConfigHost::DELIVERY), 1U);
+    EXPECT_EQ(peer.connections(AppConfigWire::DELIVERY), 1U);
 }
 
 TEST_F(Delivery, SaysGoodbyeWhenTheTransportEnds) {

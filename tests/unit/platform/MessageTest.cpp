@@ -72,7 +72,7 @@ TEST(Message, BuiltAsAnAnswerCarriesTheIdOfItsTypeAndTheOtherSidesNames) {
 
 TEST(Message, IsNotBuiltFromATypeWithoutAnId) {
     const Message request(MSG_Create(0x1A0150, "", 0, "me", 41));
-    EXPECT_EQ(msgUtil_buildMsgWithHeader(AppConfigHost::Frame(), request.get(), nullptr), nullptr);
+    EXPECT_EQ(msgUtil_buildMsgWithHeader(AppConfigWire::Frame(), request.get(), nullptr), nullptr);
 }
 
 TEST(Message, IsTakenOverAlsoWhenNobodyCarriesIt) {

@@ -47,7 +47,7 @@ protected:
     /// Makes the client connect once more. \return what it says of itself.
     Hello helloAgain(std::size_t count = 2) {
         peer.hangUp();
-        const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, count);
+        const std::vector<Hello> hellos = peer.awaitHellos(AppConfigWire::DELIVERY, count);
         return hellos.size() < count ? Hello() : hellos[count - 1];
     }
     /// Whatever was sent before is handled.
@@ -188,7 +188,7 @@ TEST_F(Points, AndNotificationsThatComeByTheThousandAtOnceAreHandledAsTheyAreRea
     settle(connection);
     connection->sendBytes(notifications);
     settle(connection);
-    EXPECT_EQ(peer.connections(AppConfigHost::DELIVERY), 1U);
+    EXPECT_EQ(peer.connections(AppConfigWire::DELIVERY), 1U);
     transport.end();
 }
 

@@ -4,12 +4,13 @@
 
 #include <future>
 
-#include "FileDescriptor.h"
 #include "Reachability.h"
+#include "wire/FileDescriptor.h"
 
 namespace {
 
 using namespace AppConfigHost;
+using AppConfigWire::FileDescriptor;
 using namespace std::chrono_literals;
 using testing::ElementsAre;
 using testing::IsEmpty;

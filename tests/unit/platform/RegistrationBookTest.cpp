@@ -6,8 +6,8 @@
 
 #include "MessageIds.h"
 #include "RegistrationBook.h"
-#include "RegistrationDigest.h"
 #include "configservice.pb.h"
+#include "wire/RegistrationDigest.h"
 
 namespace {
 

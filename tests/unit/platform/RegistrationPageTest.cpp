@@ -1,8 +1,8 @@
 // What a process is registered for, and what it has to tell a service so that both hold the same in the end.
 #include <gmock/gmock.h>
 
-#include "RegistrationDigest.h"
 #include "RegistrationPageFixture.h"
+#include "wire/RegistrationDigest.h"
 
 namespace {
 

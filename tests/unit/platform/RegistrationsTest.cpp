@@ -7,8 +7,8 @@
 #include <thread>
 
 #include "Handlers.h"
-#include "RegistrationDigest.h"
 #include "RegistrationsFixture.h"
+#include "wire/RegistrationDigest.h"
 
 namespace {
 
@@ -32,7 +32,7 @@ TEST_F(Registrations, AreDescribedWhenTheConnectionIsMadeAnew) {
     EXPECT_EQ(registerFor(transport, "audio", 5), TRANSPORT_OK);
     EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_OK) << "the same once more";
     peer.hangUp();
-    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigWire::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
     EXPECT_FALSE(hellos[0].has_joined());
     EXPECT_EQ(hellos[0].registrations(), 0U);
@@ -65,7 +65,7 @@ TEST_F(Registrations, MadeBeforeTheServiceIsThereAreToldWhenItComes) {
     EXPECT_EQ(registerFor(transport, "display"), TRANSPORT_NO_SUCH_ENDPOINT);
     peer.start();
     EXPECT_THAT(told(1), ElementsAre("display"));
-    const Hello hello = peer.awaitHellos(AppConfigHost::DELIVERY, 1).at(0);
+    const Hello hello = peer.awaitHellos(AppConfigWire::DELIVERY, 1).at(0);
     EXPECT_TRUE(hello.has_joined()) << "it waits for whatever changed before the service was reached";
 }
 
@@ -156,7 +156,7 @@ TEST_F(Registrations, OfOneRequesterEndWithOneMessage) {
     all.set_client_name("self");
     EXPECT_EQ(transport.send(all, "ConfigSrvc", nullptr), TRANSPORT_OK);
     peer.hangUp();
-    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigHost::DELIVERY, 2);
+    const std::vector<Hello> hellos = peer.awaitHellos(AppConfigWire::DELIVERY, 2);
     ASSERT_THAT(hellos, SizeIs(2));
     EXPECT_EQ(hellos[1].registrations(), 0U);
 }

@@ -8,11 +8,11 @@
 #include <limits>
 #include <thread>
 
-#include "Endpoint.h"
 #include "MSG.h"
 #include "MessageIds.h"
 #include "TransportFixture.h"
 #include "frame.pb.h"
+#include "wire/Endpoint.h"
 
 namespace {
 
@@ -239,7 +239,7 @@ TEST_F(Request, MayBeAsLargeAsTheLimitAllows) {
 TEST_F(Request, WithoutAnIdDoesNotTravel) {
     UnixTransport transport(options());
     EXPECT_EQ(transport.send(Frame(), "ConfigSrvc", nullptr), TRANSPORT_UNKNOWN_MESSAGE);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("AppConfigHost.Frame"));
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("AppConfigWire.Frame"));
 }
 
 TEST_F(Request, ToABadNameIsRefusedWithoutLeavingTheDirectory) {

@@ -4,8 +4,8 @@
 #include <cerrno>
 #include <set>
 
-#include "Endpoint.h"
 #include "TransportFixture.h"
+#include "wire/Endpoint.h"
 
 namespace {
 

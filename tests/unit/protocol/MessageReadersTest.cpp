@@ -251,6 +251,16 @@ TEST(ProviderAnswers, CarryTheResult) {
     EXPECT_EQ(validation.result().message(0), "no");
 }
 
+TEST(ReturnMessage, WithAnErrorThatTheDefinitionDoesNotKnowIsAGeneralError) {
+    ConfigIF::ReturnMessage message;
+    ASSERT_TRUE(message.ParseFromString("\x08\xE7\x07"));  // error = 999
+    ConfigResult result;
+
+    ProtobufMessageHelper::fillReturnMessage(result, message);
+
+    EXPECT_EQ(result.m_error, CFG_ERROR_GENERAL);
+}
+
 TEST(ProviderAnswersDeathTest, AnErrorOutsideItsEnumAborts) {
     ConfigResult result;
     result.m_error = static_cast<eErrorT>(12345);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "support/Peer.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 namespace {
@@ -14,7 +15,7 @@ struct Admin : ::testing::Test {
 
     ConfigAdmin::ListVariablesRsp list(const std::string& pattern, int role = 4) {
         ConfigAdmin::ListVariablesReq request;
-        request.set_role(AppConfigService::roleToWire(role));
+        request.set_role(AppConfigWire::roleToWire(role));
         request.set_pattern(pattern);
         return peer.ask<ConfigAdmin::ListVariablesRsp>(request);
     }
@@ -26,7 +27,7 @@ struct Admin : ::testing::Test {
     }
     ConfigIF::ReturnMessage submit(const std::string& name, int role = 4) {
         ConfigAdmin::SubmitReq request;
-        request.set_role(AppConfigService::roleToWire(role));
+        request.set_role(AppConfigWire::roleToWire(role));
         *request.mutable_inst() = inst(name);
         request.set_submit_type(ConfigIF::SUBMIT_TYPE_1);
         return peer.ask<ConfigAdmin::SubmitRsp>(request).result();
@@ -78,7 +79,7 @@ TEST_F(Admin, RefusesASubmitBelowTheWriteLevelOrOfAnUnknownKind) {
     *request.mutable_inst() = inst("display.mode");
     const ConnectionId connection =
         peer.post("ConfigAdmin.SubmitReq", request.SerializeAsString() + std::string("\x20\x05", 2),
-                  AppConfigHost::REQUEST);  // submit_type: 5
+                  AppConfigWire::REQUEST);  // submit_type: 5
     EXPECT_EQ(peer.replyTo<ConfigAdmin::SubmitRsp>(connection)->result().error(), CommonIF::ERROR_INVALID_REQUEST);
 }
 

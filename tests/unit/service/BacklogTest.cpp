@@ -159,7 +159,7 @@ TEST(ManyVariables, AreToldNoFasterThanTheClientHandlesThem) {
     EXPECT_EQ(peer.events().size(), framesPerMark * mostOpenMarks);
     EXPECT_EQ(peer.events().size(), 0U);
     Frame handled;
-    handled.set_kind(AppConfigHost::HANDLED);
+    handled.set_kind(AppConfigWire::HANDLED);
     handled.set_correlation(2);
     flood.bench.feed(peer.delivery, handled);
     EXPECT_EQ(peer.events().size(), 0U) << "the first mark comes first";

@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "Handshake.h"
 #include "support/Peer.h"
+#include "wire/FrameVersion.h"
 
 namespace ServiceTest {
 namespace {
@@ -14,13 +14,13 @@ std::string refusalOf(CoreBench& bench, const Frame& first) {
     const ConnectionId connection = bench.open(ownUid, first);
     const auto frame = bench.take(connection);
     EXPECT_TRUE(bench.isClosed(connection));
-    return frame && frame->kind() == AppConfigHost::REFUSED ? frame->reason() : "";
+    return frame && frame->kind() == AppConfigWire::REFUSED ? frame->reason() : "";
 }
 
 TEST(Connections, BeginWithAHelloThatMakesSense) {
     CoreBench bench;
     Frame request;
-    request.set_kind(AppConfigHost::REQUEST);
+    request.set_kind(AppConfigWire::REQUEST);
     EXPECT_THAT(refusalOf(bench, request), HasSubstr("begins with HELLO"));
     Frame version = hello("p");
     version.mutable_hello()->set_version(1);
@@ -39,13 +39,13 @@ TEST(Connections, FramesInTheWrongPlaceCloseOnlyTheirOwn) {
     const ConnectionId requests = bench.open(ownUid, hello("p"));
     bench.take(requests);
     Frame answer;
-    answer.set_kind(AppConfigHost::ANSWER);
+    answer.set_kind(AppConfigWire::ANSWER);
     bench.feed(requests, answer);
     EXPECT_THAT(bench.take(requests)->reason(), HasSubstr("ANSWER"));
     EXPECT_TRUE(bench.isClosed(requests));
     EXPECT_FALSE(bench.isClosed(peer.delivery));
     Frame request;
-    request.set_kind(AppConfigHost::REQUEST);
+    request.set_kind(AppConfigWire::REQUEST);
     bench.feed(peer.delivery, request);
     EXPECT_TRUE(bench.isClosed(peer.delivery));
 }
@@ -55,7 +55,7 @@ TEST(Connections, AnUnknownMessageIdClosesTheConnectionWithAReason) {
     const ConnectionId connection = bench.open(ownUid, hello("p"));
     bench.take(connection);
     Frame request;
-    request.set_kind(AppConfigHost::REQUEST);
+    request.set_kind(AppConfigWire::REQUEST);
     request.set_message_id(0x1234);
     bench.feed(connection, request);
     EXPECT_THAT(bench.take(connection)->reason(), HasSubstr("4660"));
@@ -75,7 +75,7 @@ TEST(Connections, ANewDeliveryConnectionTakesThePlaceOfTheOld) {
 
 /// A delivery connection that says which of its client's it is.
 Frame numbered(std::uint64_t number) {
-    Frame frame = hello("p", AppConfigHost::DELIVERY);
+    Frame frame = hello("p", AppConfigWire::DELIVERY);
     frame.mutable_hello()->set_connection(number);
     return frame;
 }
@@ -93,7 +93,7 @@ TEST(Connections, ADeliveryConnectionThatIsReadTooLateTakesNobodysPlace) {
     const ConnectionId late = bench.open(ownUid, numbered(1));
     EXPECT_TRUE(bench.isClosed(late)) << "also when the newer one is gone";
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, numbered(3))));
-    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigHost::DELIVERY)))) << "it does not say";
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigWire::DELIVERY)))) << "it does not say";
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p")))) << "requests have no order";
 }
 
@@ -142,7 +142,7 @@ TEST(Connections, OnlySoManyClientsAreKnownAndThoseThatLeftMakeRoom) {
         << "it has registrations to come back to";
     bench.core->disconnectClient("c5", bench.now);
     const ConnectionId connection = bench.open(ownUid, hello("one-more"));
-    EXPECT_EQ(bench.take(connection)->kind(), AppConfigHost::WELCOME);
+    EXPECT_EQ(bench.take(connection)->kind(), AppConfigWire::WELCOME);
 }
 
 TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
@@ -158,7 +158,7 @@ TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
     EXPECT_TRUE(bench.isClosed(silent));
     const auto refusal = bench.take(silent);
     ASSERT_TRUE(refusal);
-    EXPECT_EQ(refusal->kind(), AppConfigHost::REFUSED);
+    EXPECT_EQ(refusal->kind(), AppConfigWire::REFUSED);
     EXPECT_EQ(refusal->reason(), "it did not say HELLO within 10 seconds");
     EXPECT_FALSE(bench.isClosed(polite));
     EXPECT_EQ(bench.core->nextDeadline(), std::nullopt);
@@ -177,7 +177,7 @@ TEST(Connections, OfOneClientForRequestsAreOnlySoMany) {
     for (std::size_t i = 0; i < AppConfigService::mostConnectionsOfOne; ++i) last = bench.open(ownUid, hello("p"));
     EXPECT_FALSE(bench.isClosed(last));
     EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
-    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigHost::DELIVERY))));
+    EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigWire::DELIVERY))));
     EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("q"))));
     bench.drop(last);
@@ -204,7 +204,7 @@ TEST(Connections, AConnectionIsBusyUntilItsOneWayMessageIsThrough) {
     CoreBench bench;
     const ConnectionId connection = bench.open(ownUid, hello("p"));
     Frame frame;
-    frame.set_kind(AppConfigHost::ONE_WAY);
+    frame.set_kind(AppConfigWire::ONE_WAY);
     frame.set_message_id(ConfigIF::messageId("ConfigIF.WriteReq"));
     frame.set_payload(writeRequest("display.brightness", {"1"}).SerializeAsString());
     bench.core->receive(connection, frame, bench.now);

@@ -32,10 +32,10 @@ TEST(DefinitionsReader, ReadsEachField) {
         "variable { node: 'Net.WiFi' node_instance: 1 attribute: 'SSID' attribute_instance: 2 type: TEXT\n"
         "  default_value: 'x' option: 'x' option: 'y' default_index: 1 read_level: 1 write_level: 2 max_length: 32\n"
         "  pattern: '[a-z]' namespace_scoped: true provider: REQUIRED }");
-    EXPECT_EQ(text.name.m_node, "net.wifi");
-    EXPECT_EQ(text.name.m_nodeInstance, 1);
-    EXPECT_EQ(text.name.m_attribute, "ssid");
-    EXPECT_EQ(text.name.m_attributeInstance, 2);
+    EXPECT_EQ(text.name.node, "net.wifi");
+    EXPECT_EQ(text.name.nodeInstance, 1);
+    EXPECT_EQ(text.name.attribute, "ssid");
+    EXPECT_EQ(text.name.attributeInstance, 2);
     EXPECT_THAT(text.defaultValue, ElementsAre("x"));
     EXPECT_THAT(text.options, ElementsAre("x", "y"));
     EXPECT_EQ(text.defaultIndex, 1U);

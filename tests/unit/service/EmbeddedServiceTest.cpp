@@ -7,21 +7,21 @@
 #include <chrono>
 #include <thread>
 
-#include "FileDescriptor.h"
-#include "FrameCodec.h"
-#include "Handshake.h"
 #include "MessageIds.h"
 #include "configadmin.pb.h"
 #include "core/Core.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 #include "server/EmbeddedService.h"
 #include "store/MemoryStore.h"
+#include "wire/FileDescriptor.h"
+#include "wire/FrameCodec.h"
+#include "wire/FrameVersion.h"
 
 namespace AppConfigService {
 namespace {
 
 using namespace std::chrono_literals;
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
@@ -31,8 +31,8 @@ constexpr const char* definitions =
 
 ConfigIF::Inst name(const std::string& attribute) {
     ConfigIF::Inst inst;
-    ConfigVar var;
-    var.init(0, "a", 0, attribute, 0);
+    VariableName var;
+    var = VariableName("a", 0, attribute, 0);
     writeName(var, false, 0, inst);
     return inst;
 }
@@ -53,24 +53,24 @@ ConfigIF::WriteReq writeRequest(const std::string& value, const std::string& att
 /// One end of a connection, as a transport has it.
 class Line {
 public:
-    Line(EmbeddedService& service, const std::string& endpoint, AppConfigHost::Purpose purpose)
+    Line(EmbeddedService& service, const std::string& endpoint, AppConfigWire::Purpose purpose)
         : m_fd(service.connect("ConfigSrvc")) {
         Frame hello;
-        hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+        hello.set_kind(AppConfigWire::HELLO);
+        hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
         hello.mutable_hello()->set_endpoint(endpoint);
         hello.mutable_hello()->set_purpose(purpose);
         send(hello);
         const Frame welcome = next();
-        EXPECT_EQ(welcome.kind(), AppConfigHost::WELCOME);
+        EXPECT_EQ(welcome.kind(), AppConfigWire::WELCOME);
     }
 
-    void send(const Frame& frame) { sendBytes(AppConfigHost::encodeFrame(frame)); }
+    void send(const Frame& frame) { sendBytes(AppConfigWire::encodeFrame(frame)); }
     void sendBytes(const std::string& bytes) {
         EXPECT_EQ(::send(m_fd.get(), bytes.data(), bytes.size(), MSG_NOSIGNAL), static_cast<ssize_t>(bytes.size()));
     }
     template <typename Message>
-    void send(const Message& message, AppConfigHost::Kind kind, std::uint64_t correlation = 1) {
+    void send(const Message& message, AppConfigWire::Kind kind, std::uint64_t correlation = 1) {
         Frame frame;
         frame.set_kind(kind);
         frame.set_correlation(correlation);
@@ -83,13 +83,13 @@ public:
     /// ten seconds.
     Frame next() {
         Frame frame = nextOfAll();
-        while (frame.kind() == AppConfigHost::REACHED) frame = nextOfAll();
+        while (frame.kind() == AppConfigWire::REACHED) frame = nextOfAll();
         return frame;
     }
     Frame nextOfAll() {
         Frame frame;
         char buffer[4096];
-        while (m_decoder.next(frame) != AppConfigHost::FrameDecoder::Result::frame) {
+        while (m_decoder.next(frame) != AppConfigWire::FrameDecoder::Result::frame) {
             pollfd waiting{m_fd.get(), POLLIN, 0};
             if (poll(&waiting, 1, 10'000) != 1) return {};
             const ssize_t count = recv(m_fd.get(), buffer, sizeof(buffer), 0);
@@ -105,17 +105,17 @@ public:
 
     template <typename Response, typename Request>
     Response ask(const Request& request) {
-        send(request, AppConfigHost::REQUEST);
+        send(request, AppConfigWire::REQUEST);
         const Frame reply = next();
-        EXPECT_EQ(reply.kind(), AppConfigHost::REPLY);
+        EXPECT_EQ(reply.kind(), AppConfigWire::REPLY);
         Response response;
         EXPECT_TRUE(response.ParseFromString(reply.payload()));
         return response;
     }
 
 private:
-    AppConfigHost::FileDescriptor m_fd;
-    AppConfigHost::FrameDecoder m_decoder;
+    AppConfigWire::FileDescriptor m_fd;
+    AppConfigWire::FrameDecoder m_decoder;
 };
 
 struct Embedded : ::testing::Test {
@@ -125,7 +125,7 @@ struct Embedded : ::testing::Test {
 
 TEST_F(Embedded, ServesOverItsSockets) {
     ASSERT_TRUE(service.start());
-    Line line(service, "p", AppConfigHost::REQUESTS);
+    Line line(service, "p", AppConfigWire::REQUESTS);
     EXPECT_EQ(line.ask<ConfigIF::WriteRsp>(writeRequest("5")).result().error(), CommonIF::ERROR_NONE);
     EXPECT_THAT(line.ask<ConfigIF::ReadRsp>(readRequest()).value(), ElementsAre("5"));
 }
@@ -148,20 +148,20 @@ TEST_F(Embedded, TakesNobodyWhileItDoesNotRunAndNobodyForAnotherName) {
 
 TEST_F(Embedded, GoesOnWhereItWasAfterAStop) {
     ASSERT_TRUE(service.start());
-    Line line(service, "p", AppConfigHost::REQUESTS);
+    Line line(service, "p", AppConfigWire::REQUESTS);
     line.ask<ConfigIF::WriteRsp>(writeRequest("5"));
     service.stop();
     EXPECT_TRUE(line.ended());
     ASSERT_TRUE(service.start());
-    Line again(service, "p", AppConfigHost::REQUESTS);
+    Line again(service, "p", AppConfigWire::REQUESTS);
     EXPECT_THAT(again.ask<ConfigIF::ReadRsp>(readRequest()).value(), ElementsAre("5"));
 }
 
 TEST_F(Embedded, ReadsBehindAOneWayWriteSeeIt) {
     ASSERT_TRUE(service.start());
-    Line line(service, "p", AppConfigHost::REQUESTS);
+    Line line(service, "p", AppConfigWire::REQUESTS);
     for (int i = 0; i < 20; ++i) {
-        line.send(writeRequest(std::to_string(i)), AppConfigHost::ONE_WAY);
+        line.send(writeRequest(std::to_string(i)), AppConfigWire::ONE_WAY);
         EXPECT_THAT(line.ask<ConfigIF::ReadRsp>(readRequest()).value(), ElementsAre(std::to_string(i)));
     }
 }
@@ -196,7 +196,7 @@ TEST_F(Embedded, InterceptsUntilItIsTold) {
         return Interception{Interception::Action::refuse, CommonIF::ERROR_BUSY, "no"};
     });
     ASSERT_TRUE(service.start());
-    Line line(service, "p", AppConfigHost::REQUESTS);
+    Line line(service, "p", AppConfigWire::REQUESTS);
     EXPECT_EQ(line.ask<ConfigIF::ReadRsp>(readRequest()).error(), CommonIF::ERROR_BUSY);
     service.intercept(nullptr);
     EXPECT_EQ(line.ask<ConfigIF::ReadRsp>(readRequest()).error(), CommonIF::ERROR_NONE);
@@ -205,8 +205,8 @@ TEST_F(Embedded, InterceptsUntilItIsTold) {
 
 TEST_F(Embedded, BreaksOffAClientsConnections) {
     ASSERT_TRUE(service.start());
-    Line one(service, "one", AppConfigHost::DELIVERY);
-    Line two(service, "two", AppConfigHost::REQUESTS);
+    Line one(service, "one", AppConfigWire::DELIVERY);
+    Line two(service, "two", AppConfigWire::REQUESTS);
     service.disconnect("one");
     EXPECT_TRUE(one.ended());
     EXPECT_EQ(two.ask<ConfigIF::ReadRsp>(readRequest()).error(), CommonIF::ERROR_NONE);
@@ -216,7 +216,7 @@ TEST_F(Embedded, BreaksOffAClientsConnections) {
 
 TEST_F(Embedded, BreaksOffConnectionsThatHaveNotSaidWhoseTheyAre) {
     ASSERT_TRUE(service.start());
-    const AppConfigHost::FileDescriptor silent(service.connect("ConfigSrvc"));
+    const AppConfigWire::FileDescriptor silent(service.connect("ConfigSrvc"));
     service.disconnect();
     pollfd end{silent.get(), POLLIN, 0};
     ASSERT_EQ(::poll(&end, 1, 5000), 1);
@@ -234,14 +234,14 @@ TEST_F(Embedded, RunsWorkOnItsThread) {
 
 TEST_F(Embedded, GarbageClosesItsConnectionWithAReasonAndHarmsNobodyElse) {
     ASSERT_TRUE(service.start());
-    Line good(service, "good", AppConfigHost::REQUESTS);
-    Line bad(service, "bad", AppConfigHost::REQUESTS);
+    Line good(service, "good", AppConfigWire::REQUESTS);
+    Line bad(service, "bad", AppConfigWire::REQUESTS);
     bad.sendBytes(std::string(64, '\xff'));
     const Frame refused = bad.next();
-    EXPECT_EQ(refused.kind(), AppConfigHost::REFUSED);
+    EXPECT_EQ(refused.kind(), AppConfigWire::REFUSED);
     EXPECT_THAT(refused.reason(), HasSubstr("length"));
     EXPECT_TRUE(bad.ended());
-    Line oversized(service, "bad", AppConfigHost::REQUESTS);
+    Line oversized(service, "bad", AppConfigWire::REQUESTS);
     oversized.sendBytes("\xff\xff\xff\xff\x0f");
     EXPECT_THAT(oversized.next().reason(), HasSubstr("the limit is"));
     EXPECT_EQ(good.ask<ConfigIF::ReadRsp>(readRequest()).error(), CommonIF::ERROR_NONE);
@@ -252,21 +252,21 @@ TEST_F(Embedded, AProviderThatIsSilentRunsIntoItsDeadline) {
     options.providerDeadline = 50ms;
     EmbeddedService impatient(definitions, store, options);
     ASSERT_TRUE(impatient.start());
-    Line delivery(impatient, "provider", AppConfigHost::DELIVERY);
-    Line requests(impatient, "provider", AppConfigHost::REQUESTS);
+    Line delivery(impatient, "provider", AppConfigWire::DELIVERY);
+    Line requests(impatient, "provider", AppConfigWire::REQUESTS);
     ConfigIF::RegisterClientCallbackReq registration;
     registration.set_var_name("a.b");
     registration.set_type(ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
     EXPECT_EQ(requests.ask<ConfigIF::RegisterClientCallbackRsp>(registration).error(), CommonIF::ERROR_NONE);
     const auto result = requests.ask<ConfigIF::WriteRsp>(writeRequest("5")).result();
     EXPECT_EQ(result.error(), CommonIF::ERROR_PROVIDER_TIMEOUT);
-    EXPECT_EQ(delivery.next().kind(), AppConfigHost::ASK);
+    EXPECT_EQ(delivery.next().kind(), AppConfigWire::ASK);
 }
 
 TEST_F(Embedded, AWatcherThatDoesNotReadIsCutOffAndHoldsNobodyUp) {
     ASSERT_TRUE(service.start());
-    Line watcher(service, "watcher", AppConfigHost::DELIVERY);
-    Line requests(service, "watcher", AppConfigHost::REQUESTS);
+    Line watcher(service, "watcher", AppConfigWire::DELIVERY);
+    Line requests(service, "watcher", AppConfigWire::REQUESTS);
     ConfigIF::RegisterClientCallbackReq registration;
     registration.set_var_name("a");
     registration.set_type(ConfigIF::CALLBACK_SUBMIT);
@@ -288,8 +288,8 @@ TEST_F(Embedded, AWatcherThatDoesNotReadIsCutOffAndHoldsNobodyUp) {
 
 TEST_F(Embedded, AWatcherThatIsSlowGetsTheNewestStateAndIsNotCutOff) {
     ASSERT_TRUE(service.start());
-    Line watcher(service, "watcher", AppConfigHost::DELIVERY);
-    Line requests(service, "watcher", AppConfigHost::REQUESTS);
+    Line watcher(service, "watcher", AppConfigWire::DELIVERY);
+    Line requests(service, "watcher", AppConfigWire::REQUESTS);
     ConfigIF::RegisterClientCallbackReq registration;
     registration.set_var_name("a");
     registration.set_type(ConfigIF::CALLBACK_CONFIG_CHANGED);
@@ -302,7 +302,7 @@ TEST_F(Embedded, AWatcherThatIsSlowGetsTheNewestStateAndIsNotCutOff) {
     while (last != text(writes)) {
         ConfigIF::ConfigChangedNtfy message;
         const Frame frame = watcher.next();
-        ASSERT_EQ(frame.kind(), AppConfigHost::NOTIFICATION);
+        ASSERT_EQ(frame.kind(), AppConfigWire::NOTIFICATION);
         ASSERT_TRUE(message.ParseFromString(frame.payload()));
         last = message.inst_value().value(0);
         ++received;
@@ -316,7 +316,7 @@ TEST_F(Embedded, ManyClientsAtOnceAreServed) {
     std::atomic<int> done{0};
     for (int t = 0; t < 8; ++t) {
         threads.emplace_back([&, t] {
-            Line line(service, "client-" + std::to_string(t), AppConfigHost::REQUESTS);
+            Line line(service, "client-" + std::to_string(t), AppConfigWire::REQUESTS);
             for (int i = 0; i < 50; ++i) {
                 line.ask<ConfigIF::WriteRsp>(writeRequest(std::to_string(i)));
                 line.ask<ConfigIF::ReadRsp>(readRequest());
@@ -331,7 +331,7 @@ TEST_F(Embedded, ManyClientsAtOnceAreServed) {
 TEST_F(Embedded, StoppingWhileOthersConnectAndCallHarmsNobody) {
     std::atomic<bool> enough{false};
     std::thread connecting([&] {
-        while (!enough) AppConfigHost::FileDescriptor(service.connect("ConfigSrvc")).reset();
+        while (!enough) AppConfigWire::FileDescriptor(service.connect("ConfigSrvc")).reset();
     });
     std::thread calling([&] {
         ConfigIF::ReadRsp response;

@@ -40,9 +40,9 @@ protected:
 std::map<std::string, VariableRow> byName(const StoredState& state) {
     std::map<std::string, VariableRow> rows;
     for (const VariableRow& row : state.variables) {
-        const ConfigVar& name = row.name;
-        rows[name.m_node + std::to_string(name.m_nodeInstance) + name.m_attribute +
-             std::to_string(name.m_attributeInstance)] = row;
+        const VariableName& name = row.name;
+        rows[name.node + std::to_string(name.nodeInstance) + name.attribute + std::to_string(name.attributeInstance)] =
+            row;
     }
     return rows;
 }

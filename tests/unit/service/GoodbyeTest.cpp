@@ -21,7 +21,7 @@ void registerSoon(CoreBench& bench, Peer& peer, ConnectionId connection, const s
 
 Frame goodbye() {
     Frame frame;
-    frame.set_kind(AppConfigHost::GOODBYE);
+    frame.set_kind(AppConfigWire::GOODBYE);
     return frame;
 }
 
@@ -59,7 +59,7 @@ TEST(Goodbye, IsFollowedByWhatWasHandedOverBeforeIt) {
     peer.goodbye();
 
     Frame late;
-    late.set_kind(AppConfigHost::ONE_WAY);
+    late.set_kind(AppConfigWire::ONE_WAY);
     late.set_message_id(ConfigIF::messageId("ConfigIF.WriteReq"));
     late.set_payload(writeRequest("display.brightness", {"1"}).SerializeAsString());
     bench.feed(requests, late);

@@ -6,7 +6,7 @@
 namespace ServiceTest {
 namespace {
 
-using AppConfigHost::Registration;
+using AppConfigWire::Registration;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
@@ -53,10 +53,10 @@ TEST_F(Healing, TheServiceSaysWhetherItHoldsExactlyWhatTheClientDoes) {
 
 TEST_F(Healing, AClientThatSaysNothingOfRegistrationsIsToldNothingOfThem) {
     Frame hello;
-    hello.set_kind(AppConfigHost::HELLO);
+    hello.set_kind(AppConfigWire::HELLO);
     hello.mutable_hello()->set_version(2);
     hello.mutable_hello()->set_endpoint("plain");
-    hello.mutable_hello()->set_purpose(AppConfigHost::DELIVERY);
+    hello.mutable_hello()->set_purpose(AppConfigWire::DELIVERY);
     const ConnectionId connection = bench.open(ownUid, hello);
     EXPECT_FALSE(bench.take(connection)->welcome().has_registrations_known());
 }
@@ -197,7 +197,7 @@ TEST_F(Healing, AFrameWithTooManyRowsIsRefused) {
     std::vector<Registration> rows(AppConfigService::mostRegistrationsAtOnce + 1,
                                    registration("display", valueChanged));
     Frame frame;
-    frame.set_kind(AppConfigHost::REGISTRATIONS);
+    frame.set_kind(AppConfigWire::REGISTRATIONS);
     for (const Registration& row : rows) *frame.add_registration() = row;
     bench.feed(peer.delivery, frame);
     EXPECT_TRUE(bench.isClosed(peer.delivery));
@@ -207,7 +207,7 @@ TEST_F(Healing, AFrameWithTooManyRowsIsRefused) {
 TEST_F(Healing, HasNoPlaceOnAConnectionForRequests) {
     const ConnectionId connection = peer.open();
     Frame frame;
-    frame.set_kind(AppConfigHost::REGISTRATIONS);
+    frame.set_kind(AppConfigWire::REGISTRATIONS);
     bench.feed(connection, frame);
     EXPECT_THAT(bench.take(connection)->reason(), HasSubstr("REGISTRATIONS"));
     EXPECT_TRUE(bench.isClosed(connection));
@@ -225,7 +225,7 @@ TEST_F(Healing, WhoeverInterceptsRegistrationsMeansTheseAsWell) {
         ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_BUSY}), std::make_pair(1U, int{CommonIF::ERROR_BUSY})));
     decision.action = Interception::Action::disconnect;
     Frame frame;
-    frame.set_kind(AppConfigHost::REGISTRATIONS);
+    frame.set_kind(AppConfigWire::REGISTRATIONS);
     *frame.add_registration() = registration("display", valueChanged);
     bench.feed(peer.delivery, frame);
     EXPECT_TRUE(bench.isClosed(peer.delivery));

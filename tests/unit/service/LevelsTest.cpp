@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "support/Peer.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 namespace {
@@ -16,7 +17,7 @@ struct Levels : ::testing::Test {
 
     ConfigIF::GetAccessLevelsRsp get(const std::string& name, int role = 4) {
         ConfigIF::GetAccessLevelsReq request;
-        request.set_role(AppConfigService::roleToWire(role));
+        request.set_role(AppConfigWire::roleToWire(role));
         *request.mutable_inst() = inst(name);
         return peer.ask<ConfigIF::GetAccessLevelsRsp>(request);
     }
@@ -126,7 +127,7 @@ TEST_F(Levels, ThatNobodyKnowsAreRefusedAndNotTakenForTheLowest) {
     *request.add_inst() = inst("display.mode");
     const ConnectionId connection =
         peer.post("ConfigIF.SetAccessLevelsReq", request.SerializeAsString() + std::string("\x20\x63", 2),
-                  AppConfigHost::REQUEST);  // read_level: 99
+                  AppConfigWire::REQUEST);  // read_level: 99
     const auto reply = peer.replyTo<ConfigIF::SetAccessLevelsRsp>(connection);
     ASSERT_TRUE(reply && reply->access_error_size() == 1);
     EXPECT_EQ(reply->access_error(0).error(), CommonIF::ERROR_INVALID_REQUEST);

@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "support/Peer.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 namespace {
@@ -68,7 +69,7 @@ TEST_F(ServiceLog, HasOneLineForLevelsThatAreSetAndNoneForThoseThatStay) {
 TEST_F(ServiceLog, HasOneLineForLevelsThatAreRefusedThoughNobodyWaits) {
     ConfigIF::SetAccessLevelsReq request;
     *request.add_inst() = inst("system.secret");
-    request.set_read_level(AppConfigService::roleToWire(0));
+    request.set_read_level(AppConfigWire::roleToWire(0));
     peer.tell(request);
     EXPECT_THAT(bench.log,
                 ElementsAre("ConfigIF.SetAccessLevelsReq about system.secret by p refused: ERROR_ACCESS_DENIED"));

@@ -190,7 +190,7 @@ TEST(Notifications, AreRefusedToRegistrationsThatSayTooLittleOrTooMuch) {
     request.set_var_name("display");
     const ConnectionId connection = peer.post("ConfigIF.RegisterClientCallbackReq",
                                               request.SerializeAsString() + std::string("\x20\x63", 2),  // type: 99
-                                              AppConfigHost::REQUEST);
+                                              AppConfigWire::REQUEST);
     EXPECT_EQ(peer.replyTo<ConfigIF::RegisterClientCallbackRsp>(connection)->error(), CommonIF::ERROR_INVALID_REQUEST);
 }
 

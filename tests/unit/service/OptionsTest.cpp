@@ -1,6 +1,7 @@
 #include <gmock/gmock.h>
 
 #include "support/Peer.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 namespace {
@@ -15,13 +16,13 @@ struct Options : ::testing::Test {
 
     ConfigIF::GetAttributeOptionsRsp get(const std::string& name, int role = 4) {
         ConfigIF::GetAttributeOptionsReq request;
-        request.set_role(AppConfigService::roleToWire(role));
+        request.set_role(AppConfigWire::roleToWire(role));
         *request.mutable_inst() = inst(name);
         return peer.ask<ConfigIF::GetAttributeOptionsRsp>(request);
     }
     ConfigIF::GetDefaultOptionsRsp getDefault(const std::string& name, int role = 4) {
         ConfigIF::GetDefaultOptionsReq request;
-        request.set_role(AppConfigService::roleToWire(role));
+        request.set_role(AppConfigWire::roleToWire(role));
         request.set_name(name);
         return peer.ask<ConfigIF::GetDefaultOptionsRsp>(request);
     }

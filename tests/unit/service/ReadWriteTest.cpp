@@ -1,7 +1,7 @@
 #include <gmock/gmock.h>
 
-#include "Handshake.h"
 #include "support/Peer.h"
+#include "wire/FrameVersion.h"
 
 namespace ServiceTest {
 namespace {
@@ -163,7 +163,7 @@ TEST(Service, ARoleThatIsUnknownHasNoRight) {
     *request.mutable_inst() = inst("net.wifi[1].ssid");
     const std::string unknownRole("\x10\x63", 2);  // field 2, number 99
     const ConnectionId connection =
-        peer.post("ConfigIF.ReadReq", request.SerializeAsString() + unknownRole, AppConfigHost::REQUEST);
+        peer.post("ConfigIF.ReadReq", request.SerializeAsString() + unknownRole, AppConfigWire::REQUEST);
     EXPECT_EQ(peer.replyTo<ConfigIF::ReadRsp>(connection)->error(), CommonIF::ERROR_ACCESS_DENIED);
 }
 
@@ -230,17 +230,17 @@ TEST(Service, WritesThatComeTogetherShareATransaction) {
     CoreBench bench;
     Peer one(bench, "a");
     Frame hello;
-    hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    hello.set_kind(AppConfigWire::HELLO);
+    hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
     hello.mutable_hello()->set_endpoint("b");
-    hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
+    hello.mutable_hello()->set_purpose(AppConfigWire::REQUESTS);
     std::vector<ConnectionId> connections;
     for (int i = 0; i < 3; ++i) connections.push_back(bench.open(ownUid, hello));
     const char* names[] = {"display.brightness", "displays.count", "system.label"};
     for (std::size_t i = 0; i < 3; ++i) {
         bench.take(connections[i]);
         Frame frame;
-        frame.set_kind(AppConfigHost::REQUEST);
+        frame.set_kind(AppConfigWire::REQUEST);
         frame.set_message_id(ConfigIF::messageId("ConfigIF.WriteReq"));
         frame.set_payload(writeRequest(names[i], {"5"}).SerializeAsString());
         bench.core->receive(connections[i], frame, bench.now);
@@ -293,11 +293,11 @@ TEST(Service, KnownMessagesThatAreNotServedAreUnsupportedAndGarbageIsUnreadable)
     for (const char* type :
          {"ConfigIF.BatchReadReq", "ConfigIF.ReadAttributesReq", "ConfigIF.GetValueOptionsAccessReq",
           "ConfigIF.BatchGetValueOptionsAccessReq", "ConfigIF.ResetAttributeReq", "ConfigIF.ResetNodeValueReq"}) {
-        const ConnectionId connection = peer.post(type, "", AppConfigHost::REQUEST);
-        EXPECT_EQ(bench.take(connection)->status(), AppConfigHost::UNSUPPORTED) << type;
+        const ConnectionId connection = peer.post(type, "", AppConfigWire::REQUEST);
+        EXPECT_EQ(bench.take(connection)->status(), AppConfigWire::UNSUPPORTED) << type;
     }
-    const ConnectionId connection = peer.post("ConfigIF.ReadReq", "\xff\xff", AppConfigHost::REQUEST);
-    EXPECT_EQ(bench.take(connection)->status(), AppConfigHost::UNREADABLE);
+    const ConnectionId connection = peer.post("ConfigIF.ReadReq", "\xff\xff", AppConfigWire::REQUEST);
+    EXPECT_EQ(bench.take(connection)->status(), AppConfigWire::UNREADABLE);
     EXPECT_FALSE(bench.isClosed(connection));
 }
 

@@ -1,9 +1,9 @@
 // Hundreds of thousands of registrations, found by name, by client and by user.
 #include <gmock/gmock.h>
 
-#include "RegistrationDigest.h"
 #include "core/Registrations.h"
 #include "support/Peer.h"
+#include "wire/RegistrationDigest.h"
 
 namespace ServiceTest {
 namespace {
@@ -74,18 +74,18 @@ TEST(Registrations, AreCountedByClientAndUserAndSummedUp) {
     EXPECT_EQ(registrations.countOfUser(2000), 1U);
     EXPECT_EQ(registrations.size(), 4U);
     EXPECT_EQ(registrations.digest(one),
-              AppConfigHost::digestOf({"self", "A", 3, "c"}) + AppConfigHost::digestOf({"self", "b", 3, "c"}));
+              AppConfigWire::digestOf({"self", "A", 3, "c"}) + AppConfigWire::digestOf({"self", "b", 3, "c"}));
     EXPECT_EQ(registrations.digest(two), registrations.digest(other));
     EXPECT_TRUE(registrations.remove(row(one, "a")));
     EXPECT_FALSE(registrations.remove(row(one, "a")));
     registrations.removeClient(two);
     EXPECT_EQ(registrations.countOfUser(1000), 1U);
-    EXPECT_EQ(registrations.digest(one), AppConfigHost::digestOf({"self", "b", 3, "c"}));
+    EXPECT_EQ(registrations.digest(one), AppConfigWire::digestOf({"self", "b", 3, "c"}));
     EXPECT_EQ(registrations.size(), 2U);
 }
 
 TEST(RegistrationDigest, TellsEachPartFromTheOthers) {
-    using AppConfigHost::digestOf;
+    using AppConfigWire::digestOf;
     const std::uint64_t digest = digestOf({"a", "b", 3, "c"});
     EXPECT_EQ(digest, digestOf({"a", "B", 3, "c"})) << "names are compared in small letters";
     EXPECT_NE(digest, digestOf({"A", "b", 3, "c"}));
@@ -99,7 +99,7 @@ TEST(RegistrationDigest, TellsEachPartFromTheOthers) {
 /// Registers \p count names for \p peer, as a transport does. \return how many are refused.
 std::size_t registerMany(Peer& peer, std::size_t count, const std::string& prefix) {
     std::size_t refused = 0;
-    std::vector<AppConfigHost::Registration> rows;
+    std::vector<AppConfigWire::Registration> rows;
     for (std::size_t i = 0; i < count; ++i) {
         rows.push_back(registration(prefix + std::to_string(i), valueChanged));
         if (rows.size() < mostRegistrationsAtOnce && i + 1 < count) continue;

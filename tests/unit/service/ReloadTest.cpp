@@ -64,7 +64,7 @@ TEST(Reload, NoPointCoversANewDefaultBeforeItsProviderIsAskedToApplyIt) {
         bool asked = false;
         bool covered = false;
         for (const Frame& frame : bench.takeAll(provider.delivery)) {
-            asked = asked || frame.kind() == AppConfigHost::ASK;
+            asked = asked || frame.kind() == AppConfigWire::ASK;
             if (frame.sequence() != bench.core->changes()) continue;
             covered = true;
             EXPECT_TRUE(asked) << "a break behind it would lose the question";

@@ -1,8 +1,9 @@
 // Providers and requests whose user's role falls while they are asked, judged or wait.
 #include <gmock/gmock.h>
 
-#include "Handshake.h"
 #include "support/RoleLimits.h"
+#include "wire/FrameVersion.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 namespace {
@@ -207,7 +208,7 @@ TEST_F(RoleLimitAsked, AValidationThatIsJudgedIsRefusedWhenTheRequestersLimitFal
     Peer judge(bench, "judge");
     judge.registerFor("a.low", dynamicValidate);
     ConfigIF::ValidateReq request;
-    request.set_role(AppConfigService::roleToWire(4));
+    request.set_role(AppConfigWire::roleToWire(4));
     *request.mutable_inst_value() = writeRequest("a.low", {"2"}).inst_value();
     const ConnectionId connection = provider.post(request);
     limit(2);
@@ -223,10 +224,10 @@ TEST_F(RoleLimitAsked, TheProgramThatEmbedsTheServiceIsNotLimited) {
     const ConnectionId connection = 1000;
     bench.core->connected(connection, 0, bench.now, true);
     Frame hello;
-    hello.set_kind(AppConfigHost::HELLO);
-    hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    hello.set_kind(AppConfigWire::HELLO);
+    hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
     hello.mutable_hello()->set_endpoint("service");
-    hello.mutable_hello()->set_purpose(AppConfigHost::REQUESTS);
+    hello.mutable_hello()->set_purpose(AppConfigWire::REQUESTS);
     bench.feed(connection, hello);
     bench.feed(connection, writer.frame(writeRequest("a.low", {"2"})));
     bench.take(connection);

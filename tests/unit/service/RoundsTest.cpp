@@ -17,7 +17,7 @@ using ::testing::ElementsAre;
 /// Keeps the last question that each connection was sent.
 class Questions : public Outbox {
 public:
-    void send(ConnectionId connection, const AppConfigHost::Frame& frame) override { m_last[connection] = frame; }
+    void send(ConnectionId connection, const AppConfigWire::Frame& frame) override { m_last[connection] = frame; }
     bool hasRoom(ConnectionId) override { return true; }
     void idle(ConnectionId) override {}
     void close(ConnectionId) override {}
@@ -25,7 +25,7 @@ public:
     std::uint64_t correlationOf(ConnectionId connection) { return m_last[connection].correlation(); }
 
 private:
-    std::map<ConnectionId, AppConfigHost::Frame> m_last;
+    std::map<ConnectionId, AppConfigWire::Frame> m_last;
 };
 
 struct ProviderRounds : ::testing::Test {
@@ -36,7 +36,7 @@ struct ProviderRounds : ::testing::Test {
     }
 
     RoundId ask(const std::string& about, const std::vector<Client*>& clients, std::function<void()> then = {}) {
-        AppConfigHost::Frame question;
+        AppConfigWire::Frame question;
         question.set_message_id(ConfigIF::messageId("ConfigIF.OnChangeReq"));
         return rounds.start(question, about, clients, 1, now, [this, about, then](const RoundOutcome& outcome) {
             ended.push_back(about + " " + CommonIF::eErrorType_Name(outcome.verdict.error));

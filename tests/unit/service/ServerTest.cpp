@@ -1,18 +1,18 @@
 #include <gmock/gmock.h>
 
-#include "FrameCodec.h"
-#include "Handshake.h"
 #include "MessageIds.h"
 #include "configadmin.pb.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 #include "definitions/DefinitionsReader.h"
 #include "server/Server.h"
 #include "store/MemoryStore.h"
+#include "wire/FrameCodec.h"
+#include "wire/FrameVersion.h"
 
 namespace AppConfigService {
 namespace {
 
-using AppConfigHost::Frame;
+using AppConfigWire::Frame;
 using ::testing::Contains;
 using ::testing::StartsWith;
 using Socket = asio::local::stream_protocol::socket;
@@ -35,17 +35,17 @@ struct RunningServer : ::testing::Test {
     }
 
     void send(Socket& client, const Frame& frame) {
-        asio::write(client, asio::buffer(AppConfigHost::encodeFrame(frame)));
+        asio::write(client, asio::buffer(AppConfigWire::encodeFrame(frame)));
         run();
     }
 
-    void connect(Socket& client, const std::string& endpoint, AppConfigHost::Purpose purpose) {
+    void connect(Socket& client, const std::string& endpoint, AppConfigWire::Purpose purpose) {
         Socket other(io);
         asio::local::connect_pair(client, other);
         server.adopt(std::move(other));
         Frame hello;
-        hello.set_kind(AppConfigHost::HELLO);
-        hello.mutable_hello()->set_version(AppConfigHost::frameVersion);
+        hello.set_kind(AppConfigWire::HELLO);
+        hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
         hello.mutable_hello()->set_endpoint(endpoint);
         hello.mutable_hello()->set_purpose(purpose);
         send(client, hello);
@@ -60,21 +60,21 @@ struct RunningServer : ::testing::Test {
 TEST_F(RunningServer, NamesTheClientThatItCutsOffBecauseItDoesNotRead) {
     Socket delivery(io);
     Socket requests(io);
-    connect(delivery, "sleeper", AppConfigHost::DELIVERY);
-    connect(requests, "sleeper", AppConfigHost::REQUESTS);
+    connect(delivery, "sleeper", AppConfigWire::DELIVERY);
+    connect(requests, "sleeper", AppConfigWire::REQUESTS);
     ConfigIF::RegisterClientCallbackReq registration;
     registration.set_var_name("a");
     registration.set_type(ConfigIF::CALLBACK_SUBMIT);
     registration.set_callback_name(std::string(255, 'c'));
     Frame frame;
-    frame.set_kind(AppConfigHost::REQUEST);
+    frame.set_kind(AppConfigWire::REQUEST);
     frame.set_message_id(ConfigIF::messageId(registration.GetTypeName()));
     frame.set_payload(registration.SerializeAsString());
     send(requests, frame);
 
     ConfigAdmin::SubmitReq submit;
-    ConfigVar name;
-    name.init(0, "a", 0, "b", 0);
+    VariableName name;
+    name = VariableName("a", 0, "b", 0);
     writeName(name, false, 0, *submit.mutable_inst());
     const auto isCut = [this] { return !log.empty() && log.back().find(" is cut: ") != std::string::npos; };
     for (int i = 0; i < 100'000 && !isCut(); ++i) {

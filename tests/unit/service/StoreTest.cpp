@@ -20,7 +20,7 @@ using ::testing::IsEmpty;
 
 VariableRow variable(const std::string& attribute, const Value& value) {
     VariableRow row;
-    row.name.init(0, "node", 1, attribute, 2);
+    row.name = VariableName("node", 1, attribute, 2);
     row.value = value;
     row.ownValue = true;
     row.options = {"x", std::string("\0\xff,", 3)};
@@ -229,9 +229,9 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
     EXPECT_EQ(state.timelines[1].after, 42U);
     ASSERT_EQ(state.variables.size(), 2U);
     const VariableRow& row = state.variables[0];
-    EXPECT_EQ(row.name.getFQName(), "node.b");
-    EXPECT_EQ(row.name.m_nodeInstance, 1);
-    EXPECT_EQ(row.name.m_attributeInstance, 2);
+    EXPECT_EQ(row.name.fullyQualified(), "node.b");
+    EXPECT_EQ(row.name.nodeInstance, 1);
+    EXPECT_EQ(row.name.attributeInstance, 2);
     EXPECT_THAT(row.value, ElementsAre("abc", ""));
     EXPECT_TRUE(row.ownValue);
     EXPECT_EQ(row.readLevel, 1);

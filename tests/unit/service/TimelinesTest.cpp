@@ -167,7 +167,7 @@ TEST_F(State, ThatIsAnOlderCopyIsNotTheClientsWhenItHasOnlyReadWhatIsLost) {
     writer.write("display.brightness", {"80"});
     // A reader's point stays where it joined; what it has seen is told beside it, as a reply told the reader.
     EXPECT_THAT(peer.read("display.brightness").value(), ElementsAre("80"));
-    AppConfigHost::Point seen;
+    AppConfigWire::Point seen;
     seen.set_timeline(peer.lastReply.timeline());
     seen.set_number(peer.lastReply.as_of());
     peer.seen = {seen};
@@ -189,7 +189,7 @@ TEST_F(State, ThatIsAnOlderCopyFromBeforeTheClientJoinedItIsKnownWhereNothingIsL
 
 TEST_F(State, OfAnotherServiceIsToldWhateverItMayHoldOfThisOne) {
     peer.registerFor("display.on", valueChanged);
-    AppConfigHost::Point foreign;
+    AppConfigWire::Point foreign;
     foreign.set_timeline(4711);
     foreign.set_number(1);
     peer.seen = {foreign};
@@ -209,7 +209,7 @@ TEST_F(State, IsUnknownToAClientThatSaysMoreThanThereCanBe) {
     peer.events();
     peer.cut();
     peer.seen.assign(AppConfigService::mostSeenPoints + 1, {});
-    for (AppConfigHost::Point& point : peer.seen) point.set_timeline(peer.timeline);
+    for (AppConfigWire::Point& point : peer.seen) point.set_timeline(peer.timeline);
     peer.connect();
     EXPECT_FALSE(peer.welcome.point_known());
 }

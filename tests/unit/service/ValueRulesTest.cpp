@@ -27,7 +27,7 @@ TEST(ReadNumber, RefusesWhateverIsNotWhollyANumber) {
 
 TEST(CheckValue, RefusesMoreBytesThanTheServiceTakes) {
     VariableDefinition definition;
-    definition.name.init(0, "a", 0, "b", 0);
+    definition.name = VariableName("a", 0, "b", 0);
     EXPECT_TRUE(checkValue(definition, {}, {std::string(longestElement, 'x')}).ok());
     const Verdict verdict = checkValue(definition, {}, {std::string(longestElement + 1, 'x')});
     EXPECT_EQ(verdict.error, CommonIF::ERROR_TOO_LONG);
@@ -71,10 +71,10 @@ TEST(CheckOptions, TakeAnIndexOnlyWithinThem) {
 }
 
 TEST(DisplayName, LeavesInstancesOfZeroOut) {
-    ConfigVar name;
-    name.init(0, "net.wifi", 1, "ssid", 2);
+    VariableName name;
+    name = VariableName("net.wifi", 1, "ssid", 2);
     EXPECT_EQ(displayName(name), "net.wifi[1].ssid[2]");
-    name.init(0, "net", 0, "ssid", 0);
+    name = VariableName("net", 0, "ssid", 0);
     EXPECT_EQ(displayName(name), "net.ssid");
 }
 

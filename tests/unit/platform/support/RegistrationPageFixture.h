@@ -30,35 +30,35 @@ struct RegistrationPageFixture : testing::Test {
         page.ended(key(name), page.unregistering(key(name)), false, ending, -16);
     }
     void greet(bool known) {
-        AppConfigHost::Welcome welcome;
+        AppConfigWire::Welcome welcome;
         welcome.set_registrations_known(known);
         page.greeted(welcome);
     }
     /// What the next frame tells: "+name", "-name", and "." when that is all.
     std::vector<std::string> next() {
-        const std::optional<AppConfigHost::Frame> frame = page.next();
+        const std::optional<AppConfigWire::Frame> frame = page.next();
         if (!frame) return {};
         m_correlation = frame->correlation();
         std::vector<std::string> rows;
-        for (const AppConfigHost::Registration& row : frame->registration()) rows.push_back("+" + row.name());
-        for (const AppConfigHost::Registration& row : frame->withdrawn()) rows.push_back("-" + row.name());
+        for (const AppConfigWire::Registration& row : frame->registration()) rows.push_back("+" + row.name());
+        for (const AppConfigWire::Registration& row : frame->withdrawn()) rows.push_back("-" + row.name());
         if (frame->complete()) rows.push_back(".");
         return rows;
     }
     /// Answers it; the rows with those indices are refused.
     bool answer(const std::vector<unsigned>& refused = {}, int error = -16) {
-        AppConfigHost::Frame frame;
-        frame.set_kind(AppConfigHost::REGISTERED);
+        AppConfigWire::Frame frame;
+        frame.set_kind(AppConfigWire::REGISTERED);
         frame.set_correlation(m_correlation);
         for (const unsigned index : refused) {
-            AppConfigHost::Refusal* refusal = frame.add_refusal();
+            AppConfigWire::Refusal* refusal = frame.add_refusal();
             refusal->set_index(index);
             refusal->set_error(error);
         }
         return page.answered(frame);
     }
     std::uint64_t confirmed() {
-        AppConfigHost::Hello hello;
+        AppConfigWire::Hello hello;
         page.describe(hello);
         return hello.registrations();
     }

@@ -17,21 +17,21 @@ protected:
         answerWith(0);
     }
 
-    static void answerRegistration(ScriptedPeer::Connection& connection, const AppConfigHost::Frame& request,
+    static void answerRegistration(ScriptedPeer::Connection& connection, const AppConfigWire::Frame& request,
                                    int error) {
         ConfigIF::RegisterClientCallbackRsp response;
         response.set_error(static_cast<CommonIF::eErrorType>(error));
-        AppConfigHost::Frame reply;
-        reply.set_kind(AppConfigHost::REPLY);
+        AppConfigWire::Frame reply;
+        reply.set_kind(AppConfigWire::REPLY);
         reply.set_correlation(request.correlation());
-        reply.set_status(AppConfigHost::OK);
+        reply.set_status(AppConfigWire::OK);
         reply.set_message_id(request.message_id() + 1);
         response.SerializeToString(reply.mutable_payload());
         connection.send(reply);
     }
     /// How the service answers requests that register or unregister from now on.
     void answerWith(int error) {
-        peer.onRequest([error](ScriptedPeer::Connection& connection, const AppConfigHost::Frame& request) {
+        peer.onRequest([error](ScriptedPeer::Connection& connection, const AppConfigWire::Frame& request) {
             answerRegistration(connection, request, error);
         });
     }
@@ -54,13 +54,13 @@ protected:
         ConfigIF::UnregisterClientCallbackRsp response;
         return transport.sendWaitResponse(request, &response, "ConfigSrvc");
     }
-    static void answerTold(ScriptedPeer::Connection& connection, const AppConfigHost::Frame& told,
+    static void answerTold(ScriptedPeer::Connection& connection, const AppConfigWire::Frame& told,
                            const std::vector<int>& refused = {}) {
-        AppConfigHost::Frame answer;
-        answer.set_kind(AppConfigHost::REGISTERED);
+        AppConfigWire::Frame answer;
+        answer.set_kind(AppConfigWire::REGISTERED);
         answer.set_correlation(told.correlation());
         for (const int index : refused) {
-            AppConfigHost::Refusal* refusal = answer.add_refusal();
+            AppConfigWire::Refusal* refusal = answer.add_refusal();
             refusal->set_index(static_cast<std::uint32_t>(index));
             refusal->set_error(-16);
         }
@@ -68,18 +68,18 @@ protected:
     }
     /// \return the names that the \p count-th REGISTRATIONS frame told.
     std::vector<std::string> told(std::size_t count) {
-        const std::vector<AppConfigHost::Frame> frames = peer.await(AppConfigHost::REGISTRATIONS, count);
+        const std::vector<AppConfigWire::Frame> frames = peer.await(AppConfigWire::REGISTRATIONS, count);
         std::vector<std::string> names;
         if (frames.size() < count) return names;
-        for (const AppConfigHost::Registration& row : frames[count - 1].registration()) names.push_back(row.name());
-        for (const AppConfigHost::Registration& row : frames[count - 1].withdrawn()) names.push_back("-" + row.name());
+        for (const AppConfigWire::Registration& row : frames[count - 1].registration()) names.push_back(row.name());
+        for (const AppConfigWire::Registration& row : frames[count - 1].withdrawn()) names.push_back("-" + row.name());
         return names;
     }
     /// Makes something happen behind whatever the delivery thread had to do at once.
     void settle(std::size_t delivery = 1) {
-        const std::size_t before = peer.received(AppConfigHost::ANSWER).size();
+        const std::size_t before = peer.received(AppConfigWire::ANSWER).size();
         peer.awaitDelivery(delivery)->send(ask(1));
-        peer.await(AppConfigHost::ANSWER, before + 1);
+        peer.await(AppConfigWire::ANSWER, before + 1);
     }
     PbUtility::TransportOptions observed() {
         PbUtility::TransportOptions result = options();

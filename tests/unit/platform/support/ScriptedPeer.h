@@ -10,9 +10,10 @@
 #include <thread>
 #include <vector>
 
-#include "FileDescriptor.h"
-#include "FrameCodec.h"
 #include "InProcessTransport.h"
+#include "WireNames.h"
+#include "wire/FileDescriptor.h"
+#include "wire/FrameCodec.h"
 
 namespace AppConfigTest {
 
@@ -25,24 +26,24 @@ public:
 
     class Connection {
     public:
-        explicit Connection(AppConfigHost::FileDescriptor socket) : m_socket(std::move(socket)) {}
+        explicit Connection(AppConfigWire::FileDescriptor socket) : m_socket(std::move(socket)) {}
 
-        void send(const AppConfigHost::Frame& frame) { sendBytes(AppConfigHost::encodeFrame(frame)); }
+        void send(const AppConfigWire::Frame& frame) { sendBytes(AppConfigWire::encodeFrame(frame)); }
         void sendBytes(const std::string& bytes);
         void close();
 
     private:
         friend class ScriptedPeer;
 
-        AppConfigHost::FileDescriptor m_socket;
+        AppConfigWire::FileDescriptor m_socket;
         std::mutex m_writing;
-        AppConfigHost::Hello m_hello;
+        AppConfigWire::Hello m_hello;
         bool m_closed = false;  ///< guarded by m_writing
         std::thread m_thread;
     };
 
     /// Takes part in what follows; called on the connection's thread.
-    using OnFrame = std::function<void(Connection& connection, const AppConfigHost::Frame& frame)>;
+    using OnFrame = std::function<void(Connection& connection, const AppConfigWire::Frame& frame)>;
 
     /// \p path: where to listen; empty: only connections made by connect().
     explicit ScriptedPeer(std::string path = {});
@@ -72,27 +73,27 @@ public:
 
     /// The default behaviours.
     void welcome(Connection& connection);
-    static void answer(Connection& connection, const AppConfigHost::Frame& request);
-    static AppConfigHost::Frame replyTo(const AppConfigHost::Frame& request, const std::string& value);
+    static void answer(Connection& connection, const AppConfigWire::Frame& request);
+    static AppConfigWire::Frame replyTo(const AppConfigWire::Frame& request, const std::string& value);
 
     /// \return the first \p count frames of \p kind that came, as soon as there are so many; fewer when the patience is
     /// over.
-    std::vector<AppConfigHost::Frame> await(AppConfigHost::Kind kind, std::size_t count);
-    std::vector<AppConfigHost::Frame> received(AppConfigHost::Kind kind);
+    std::vector<AppConfigWire::Frame> await(AppConfigWire::Kind kind, std::size_t count);
+    std::vector<AppConfigWire::Frame> received(AppConfigWire::Kind kind);
     /// The same for HELLOs of one purpose.
-    std::vector<AppConfigHost::Hello> awaitHellos(AppConfigHost::Purpose purpose, std::size_t count);
+    std::vector<AppConfigWire::Hello> awaitHellos(AppConfigWire::Purpose purpose, std::size_t count);
 
     /// \return the \p count-th delivery connection that was ever greeted; null when the patience is over.
     std::shared_ptr<Connection> awaitDelivery(std::size_t count = 1);
 
     /// \return how many connections of \p purpose were ever greeted.
-    std::size_t connections(AppConfigHost::Purpose purpose);
+    std::size_t connections(AppConfigWire::Purpose purpose);
 
 private:
     void accept(int listener);
     void serve(const std::shared_ptr<Connection>& connection);
-    void adopt(AppConfigHost::FileDescriptor socket);
-    void record(const AppConfigHost::Frame& frame);
+    void adopt(AppConfigWire::FileDescriptor socket);
+    void record(const AppConfigWire::Frame& frame);
 
     const std::string m_path;
 
@@ -107,18 +108,18 @@ private:
     bool m_pointKnown = true;
     std::optional<bool> m_registrationsKnown;
     bool m_listening = false;
-    std::vector<AppConfigHost::Frame> m_frames;
+    std::vector<AppConfigWire::Frame> m_frames;
     std::vector<std::shared_ptr<Connection>> m_connections;
     std::vector<std::shared_ptr<Connection>> m_deliveries;
 
-    AppConfigHost::FileDescriptor m_listener;
+    AppConfigWire::FileDescriptor m_listener;
     std::thread m_acceptor;
 };
 
 /// \return a notification of \p sequence that says that a variable has the value \p value.
-AppConfigHost::Frame notification(const std::string& value, std::uint64_t sequence, std::uint64_t timeline = 1);
+AppConfigWire::Frame notification(const std::string& value, std::uint64_t sequence, std::uint64_t timeline = 1);
 
 /// \return an ask for the validation of a value.
-AppConfigHost::Frame ask(std::uint64_t correlation, const std::string& clientName = "asker");
+AppConfigWire::Frame ask(std::uint64_t correlation, const std::string& clientName = "asker");
 
 }  // namespace AppConfigTest

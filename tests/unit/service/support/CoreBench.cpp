@@ -28,19 +28,19 @@ Definitions parse(const std::string& text) {
     return definitions;
 }
 
-ConfigVar var(const std::string& text) {
+VariableName var(const std::string& text) {
     const std::size_t dot = text.rfind('.');
     const auto part = [](std::string piece, int& instance) {
         const std::size_t bracket = piece.find('[');
         instance = bracket == std::string::npos ? 0 : std::stoi(piece.substr(bracket + 1));
         return piece.substr(0, bracket);
     };
-    ConfigVar result;
+    VariableName result;
     int nodeInstance = 0;
     int attributeInstance = 0;
     const std::string node = part(text.substr(0, dot), nodeInstance);
     const std::string attribute = part(text.substr(dot + 1), attributeInstance);
-    result.init(0, node, nodeInstance, attribute, attributeInstance);
+    result = VariableName(node, nodeInstance, attribute, attributeInstance);
     return result;
 }
 
@@ -51,7 +51,7 @@ ConfigIF::Inst inst(const std::string& text) {
 }
 
 std::string nameOf(const ConfigIF::Inst& inst) {
-    ConfigVar name;
+    VariableName name;
     const int number = inst.node(0).name() == "cfg" ? inst.node(0).instance() : 0;
     EXPECT_TRUE(AppConfigService::readName(inst, number, name).ok());
     return AppConfigService::displayName(name);

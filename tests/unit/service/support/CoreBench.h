@@ -12,18 +12,19 @@
 
 #include "MessageIds.h"
 #include "core/Core.h"
-#include "core/Wire.h"
+#include "core/Names.h"
 #include "store/MemoryStore.h"
 
 /// A core with a clock that stands still until it is moved, a store in memory and an outbox that keeps what is sent.
 namespace ServiceTest {
 
-using AppConfigHost::Frame;
 using AppConfigService::ConnectionId;
 using AppConfigService::Core;
 using AppConfigService::Definitions;
 using AppConfigService::ServiceOptions;
 using AppConfigService::Value;
+using AppConfigService::VariableName;
+using AppConfigWire::Frame;
 
 /// The user that the service of the tests runs as, and one without any right of its own.
 inline constexpr std::uint32_t ownUid = 1000;
@@ -35,7 +36,7 @@ extern const char* const usualDefinitions;
 Definitions parse(const std::string& text);
 
 /// Reads `net.wifi[1].ssid`.
-ConfigVar var(const std::string& text);
+VariableName var(const std::string& text);
 ConfigIF::Inst inst(const std::string& text);
 /// The variable that \p inst names, as people write it.
 std::string nameOf(const ConfigIF::Inst& inst);

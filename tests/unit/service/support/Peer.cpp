@@ -4,8 +4,9 @@
 
 #include <utility>
 
-#include "Handshake.h"
-#include "RegistrationDigest.h"
+#include "wire/FrameVersion.h"
+#include "wire/RegistrationDigest.h"
+#include "wire/Roles.h"
 
 namespace ServiceTest {
 
@@ -39,8 +40,8 @@ std::string summary(const Frame& frame) {
     if (type == "ConfigIF.AccessLevelChangedNtfy") {
         const auto message = read<ConfigIF::AccessLevelChangedNtfy>(frame);
         return "levels " + nameOf(message.inst()) + " " +
-               std::to_string(AppConfigService::roleFromWire(message.read_level())) + " " +
-               std::to_string(AppConfigService::roleFromWire(message.write_level()));
+               std::to_string(AppConfigWire::roleFromWire(message.read_level())) + " " +
+               std::to_string(AppConfigWire::roleFromWire(message.write_level()));
     }
     if (type == "ConfigIF.SubmitNtfy") {
         const auto message = read<ConfigIF::SubmitNtfy>(frame);
@@ -57,25 +58,25 @@ Peer::Peer(CoreBench& bench, std::string endpoint, std::uint32_t uid, bool deliv
     if (deliver) connect();
 }
 
-Frame Peer::hello(AppConfigHost::Purpose purpose) const {
+Frame Peer::hello(AppConfigWire::Purpose purpose) const {
     Frame frame;
-    frame.set_kind(AppConfigHost::HELLO);
-    AppConfigHost::Hello& hello = *frame.mutable_hello();
-    hello.set_version(AppConfigHost::frameVersion);
+    frame.set_kind(AppConfigWire::HELLO);
+    AppConfigWire::Hello& hello = *frame.mutable_hello();
+    hello.set_version(AppConfigWire::frameVersion);
     hello.set_endpoint(m_endpoint);
     hello.set_purpose(purpose);
     if (timeline != 0) {
         hello.set_timeline(timeline);
         if (joined) hello.set_joined(*joined);
         hello.set_delivered(delivered);
-        for (const AppConfigHost::Point& point : seen) *hello.add_seen() = point;
+        for (const AppConfigWire::Point& point : seen) *hello.add_seen() = point;
     } else if (joined) {
         hello.set_joined(*joined);
     }
-    if (purpose == AppConfigHost::DELIVERY) {
+    if (purpose == AppConfigWire::DELIVERY) {
         std::uint64_t digest = 0;
-        for (const AppConfigHost::Registration& row : held) {
-            digest += AppConfigHost::digestOf({row.requester(), row.name(), row.type(), row.callback()});
+        for (const AppConfigWire::Registration& row : held) {
+            digest += AppConfigWire::digestOf({row.requester(), row.name(), row.type(), row.callback()});
         }
         hello.set_registrations(held.size());
         hello.set_registrations_digest(digest);
@@ -84,9 +85,9 @@ Frame Peer::hello(AppConfigHost::Purpose purpose) const {
 }
 
 void Peer::connect() {
-    delivery = m_bench.open(m_uid, hello(AppConfigHost::DELIVERY));
+    delivery = m_bench.open(m_uid, hello(AppConfigWire::DELIVERY));
     const std::optional<Frame> frame = m_bench.take(delivery);
-    ASSERT_TRUE(frame && frame->kind() == AppConfigHost::WELCOME);
+    ASSERT_TRUE(frame && frame->kind() == AppConfigWire::WELCOME);
     welcome = frame->welcome();
     if (timeline != 0) return;
     timeline = welcome.timeline();
@@ -100,18 +101,18 @@ void Peer::cut() {
 
 void Peer::goodbye() {
     Frame frame;
-    frame.set_kind(AppConfigHost::GOODBYE);
+    frame.set_kind(AppConfigWire::GOODBYE);
     m_bench.feed(delivery, frame);
 }
 
 ConnectionId Peer::open() {
-    const ConnectionId connection = m_bench.open(m_uid, hello(AppConfigHost::REQUESTS));
+    const ConnectionId connection = m_bench.open(m_uid, hello(AppConfigWire::REQUESTS));
     const std::optional<Frame> first = m_bench.take(connection);
-    EXPECT_TRUE(first && first->kind() == AppConfigHost::WELCOME);
+    EXPECT_TRUE(first && first->kind() == AppConfigWire::WELCOME);
     return connection;
 }
 
-Frame Peer::frame(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
+Frame Peer::frame(const std::string& type, const std::string& payload, AppConfigWire::Kind kind) {
     Frame frame;
     frame.set_kind(kind);
     frame.set_correlation(7);
@@ -120,7 +121,7 @@ Frame Peer::frame(const std::string& type, const std::string& payload, AppConfig
     return frame;
 }
 
-ConnectionId Peer::post(const std::string& type, const std::string& payload, AppConfigHost::Kind kind) {
+ConnectionId Peer::post(const std::string& type, const std::string& payload, AppConfigWire::Kind kind) {
     const ConnectionId connection = open();
     m_bench.feed(connection, frame(type, payload, kind));
     return connection;
@@ -129,7 +130,7 @@ ConnectionId Peer::post(const std::string& type, const std::string& payload, App
 ConfigIF::WriteReq writeRequest(const std::string& name, const Value& value, int role) {
     ConfigIF::WriteReq request;
     request.set_client_name("writer");
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.mutable_inst_value()->mutable_inst() = inst(name);
     for (const std::string& element : value) request.mutable_inst_value()->add_value(element);
     return request;
@@ -138,7 +139,7 @@ ConfigIF::WriteReq writeRequest(const std::string& name, const Value& value, int
 ConfigIF::ReadRsp Peer::read(const std::string& name, int role) {
     ConfigIF::ReadReq request;
     request.set_client_name(m_endpoint);
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.mutable_inst() = inst(name);
     return ask<ConfigIF::ReadRsp>(request);
 }
@@ -149,14 +150,14 @@ ConfigIF::ReturnMessage Peer::write(const std::string& name, const Value& value,
 
 ConfigIF::ReturnMessage Peer::validate(const std::string& name, const Value& value, int role) {
     ConfigIF::ValidateReq request;
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.mutable_inst_value() = writeRequest(name, value).inst_value();
     return ask<ConfigIF::ValidateRsp>(request).result();
 }
 
 CommonIF::eErrorType Peer::reset(const std::string& name, int role) {
     ConfigIF::ResetValueReq request;
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.mutable_inst() = inst(name);
     return ask<ConfigIF::ResetValueRsp>(request).error();
 }
@@ -164,7 +165,7 @@ CommonIF::eErrorType Peer::reset(const std::string& name, int role) {
 CommonIF::eErrorType Peer::setOptions(const std::string& name, const Value& options, std::optional<std::uint32_t> index,
                                       int role) {
     ConfigIF::SetAttributeOptionsReq request;
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.mutable_inst() = inst(name);
     for (const std::string& option : options) request.add_option(option);
     if (index) request.set_default_index(*index);
@@ -174,10 +175,10 @@ CommonIF::eErrorType Peer::setOptions(const std::string& name, const Value& opti
 CommonIF::eErrorType Peer::setLevels(const std::string& name, std::optional<int> read, std::optional<int> write,
                                      int role) {
     ConfigIF::SetAccessLevelsReq request;
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     *request.add_inst() = inst(name);
-    if (read) request.set_read_level(AppConfigService::roleToWire(*read));
-    if (write) request.set_write_level(AppConfigService::roleToWire(*write));
+    if (read) request.set_read_level(AppConfigWire::roleToWire(*read));
+    if (write) request.set_write_level(AppConfigWire::roleToWire(*write));
     const auto response = ask<ConfigIF::SetAccessLevelsRsp>(request);
     return response.access_error_size() == 0 ? CommonIF::ERROR_NONE : response.access_error(0).error();
 }
@@ -185,7 +186,7 @@ CommonIF::eErrorType Peer::setLevels(const std::string& name, std::optional<int>
 CommonIF::eErrorType Peer::registerFor(const std::string& name, int type, int role, const std::string& callback) {
     ConfigIF::RegisterClientCallbackReq request;
     request.set_client_name("self");
-    request.set_role(AppConfigService::roleToWire(role));
+    request.set_role(AppConfigWire::roleToWire(role));
     request.set_var_name(name);
     request.set_type(static_cast<ConfigIF::CallbackType>(type));
     request.set_callback_name(callback);
@@ -207,16 +208,16 @@ void Peer::collect() {
 }
 
 void Peer::note(const Frame& frame) {
-    if (frame.kind() == AppConfigHost::ASK) {
+    if (frame.kind() == AppConfigWire::ASK) {
         m_questions.push_back(frame);
-    } else if (frame.kind() == AppConfigHost::NOTIFICATION) {
+    } else if (frame.kind() == AppConfigWire::NOTIFICATION) {
         m_events.push_back(summary(frame));
-    } else if (frame.kind() == AppConfigHost::REACHED && frame.has_correlation()) {
+    } else if (frame.kind() == AppConfigWire::REACHED && frame.has_correlation()) {
         Frame done;
-        done.set_kind(AppConfigHost::HANDLED);
+        done.set_kind(AppConfigWire::HANDLED);
         done.set_correlation(frame.correlation());
         if (handles) m_bench.feed(delivery, done);
-    } else if (frame.kind() == AppConfigHost::REACHED) {
+    } else if (frame.kind() == AppConfigWire::REACHED) {
         ++m_reached;
     }
     if (!frame.has_sequence()) return;
@@ -236,7 +237,7 @@ std::vector<std::string> Peer::events() {
 
 std::optional<Frame> Peer::notification() {
     std::optional<Frame> frame = m_bench.take(delivery);
-    while (frame && frame->kind() != AppConfigHost::NOTIFICATION) {
+    while (frame && frame->kind() != AppConfigWire::NOTIFICATION) {
         note(*frame);
         frame = m_bench.take(delivery);
     }
@@ -252,29 +253,29 @@ std::size_t Peer::reached() {
     return std::exchange(m_reached, 0);
 }
 
-AppConfigHost::Registration registration(const std::string& name, int type, int role, const std::string& callback) {
-    AppConfigHost::Registration row;
+AppConfigWire::Registration registration(const std::string& name, int type, int role, const std::string& callback) {
+    AppConfigWire::Registration row;
     row.set_requester("self");
-    row.set_role(AppConfigService::roleToWire(role));
+    row.set_role(AppConfigWire::roleToWire(role));
     row.set_name(name);
     row.set_type(type);
     row.set_callback(callback);
     return row;
 }
 
-Frame Peer::tellRegistrations(const std::vector<AppConfigHost::Registration>& rows, bool complete,
-                              const std::vector<AppConfigHost::Registration>& withdrawn) {
+Frame Peer::tellRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete,
+                              const std::vector<AppConfigWire::Registration>& withdrawn) {
     Frame frame;
-    frame.set_kind(AppConfigHost::REGISTRATIONS);
+    frame.set_kind(AppConfigWire::REGISTRATIONS);
     frame.set_correlation(77);
-    for (const AppConfigHost::Registration& row : rows) *frame.add_registration() = row;
-    for (const AppConfigHost::Registration& row : withdrawn) *frame.add_withdrawn() = row;
+    for (const AppConfigWire::Registration& row : rows) *frame.add_registration() = row;
+    for (const AppConfigWire::Registration& row : withdrawn) *frame.add_withdrawn() = row;
     if (complete) frame.set_complete(true);
     m_bench.feed(delivery, frame);
     // What it leads to may stand around the answer.
     Frame answer;
     for (const Frame& came : m_bench.takeAll(delivery)) {
-        if (came.kind() == AppConfigHost::REGISTERED) {
+        if (came.kind() == AppConfigWire::REGISTERED) {
             answer = came;
         } else {
             note(came);
@@ -302,16 +303,16 @@ void Peer::answer(const Frame& question, CommonIF::eErrorType error, const std::
 
 void Peer::answerRaw(const Frame& question, const std::vector<std::string>& payloads) {
     Frame frame;
-    frame.set_kind(AppConfigHost::ANSWER);
+    frame.set_kind(AppConfigWire::ANSWER);
     frame.set_correlation(question.correlation());
     for (const std::string& payload : payloads) frame.add_answer(payload);
     m_bench.feed(delivery, frame);
 }
 
-Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose) {
+Frame hello(const std::string& endpoint, AppConfigWire::Purpose purpose) {
     Frame frame;
-    frame.set_kind(AppConfigHost::HELLO);
-    frame.mutable_hello()->set_version(AppConfigHost::frameVersion);
+    frame.set_kind(AppConfigWire::HELLO);
+    frame.mutable_hello()->set_version(AppConfigWire::frameVersion);
     frame.mutable_hello()->set_endpoint(endpoint);
     frame.mutable_hello()->set_purpose(purpose);
     return frame;

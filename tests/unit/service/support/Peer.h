@@ -42,21 +42,21 @@ public:
     /// Sends \p request on a connection of its own. \return that connection.
     template <typename Request>
     ConnectionId post(const Request& request) {
-        return post(request.GetTypeName(), request.SerializeAsString(), AppConfigHost::REQUEST);
+        return post(request.GetTypeName(), request.SerializeAsString(), AppConfigWire::REQUEST);
     }
     template <typename Request>
     ConnectionId tell(const Request& request) {
-        return post(request.GetTypeName(), request.SerializeAsString(), AppConfigHost::ONE_WAY);
+        return post(request.GetTypeName(), request.SerializeAsString(), AppConfigWire::ONE_WAY);
     }
-    ConnectionId post(const std::string& type, const std::string& payload, AppConfigHost::Kind kind);
+    ConnectionId post(const std::string& type, const std::string& payload, AppConfigWire::Kind kind);
 
     /// Opens a request connection. frame() is what is said on it.
     ConnectionId open();
     template <typename Request>
     Frame frame(const Request& request) {
-        return frame(request.GetTypeName(), request.SerializeAsString(), AppConfigHost::REQUEST);
+        return frame(request.GetTypeName(), request.SerializeAsString(), AppConfigWire::REQUEST);
     }
-    static Frame frame(const std::string& type, const std::string& payload, AppConfigHost::Kind kind);
+    static Frame frame(const std::string& type, const std::string& payload, AppConfigWire::Kind kind);
 
     /// \return the reply on \p connection; nothing while there is none.
     template <typename Response>
@@ -64,7 +64,7 @@ public:
         const std::optional<Frame> frame = m_bench.take(connection);
         if (frame) lastReply = *frame;
         Response response;
-        if (!frame || frame->kind() != AppConfigHost::REPLY || frame->status() != AppConfigHost::OK)
+        if (!frame || frame->kind() != AppConfigWire::REPLY || frame->status() != AppConfigWire::OK)
             return std::nullopt;
         if (!response.ParseFromString(frame->payload())) return std::nullopt;
         return response;
@@ -107,21 +107,21 @@ public:
     std::size_t reached();
 
     /// Tells the service, as a transport does, of registrations that it may not know.
-    Frame tellRegistrations(const std::vector<AppConfigHost::Registration>& rows, bool complete = false,
-                            const std::vector<AppConfigHost::Registration>& withdrawn = {});
+    Frame tellRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete = false,
+                            const std::vector<AppConfigWire::Registration>& withdrawn = {});
 
     Frame lastReply;
     ConnectionId delivery = 0;
-    AppConfigHost::Welcome welcome;  ///< the last one of a delivery connection
+    AppConfigWire::Welcome welcome;  ///< the last one of a delivery connection
     std::uint64_t timeline = 0;      ///< 0: it has no point yet
     std::uint64_t delivered = 0;
     std::optional<std::uint64_t> joined;
-    std::vector<AppConfigHost::Point> seen;
-    std::vector<AppConfigHost::Registration> held;  ///< what HELLO says that it is registered for
+    std::vector<AppConfigWire::Point> seen;
+    std::vector<AppConfigWire::Registration> held;  ///< what HELLO says that it is registered for
     bool handles = true;                            ///< marks are answered at once
 
 private:
-    Frame hello(AppConfigHost::Purpose purpose) const;
+    Frame hello(AppConfigWire::Purpose purpose) const;
     void collect();
     void note(const Frame& frame);
 
@@ -134,10 +134,10 @@ private:
 };
 
 /// \return what a transport called \p endpoint says first, without a point.
-Frame hello(const std::string& endpoint, AppConfigHost::Purpose purpose = AppConfigHost::REQUESTS);
+Frame hello(const std::string& endpoint, AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS);
 
 /// As Peer::registerFor() registers.
-AppConfigHost::Registration registration(const std::string& name, int type, int role = 4,
+AppConfigWire::Registration registration(const std::string& name, int type, int role = 4,
                                          const std::string& callback = "link");
 
 ConfigIF::WriteReq writeRequest(const std::string& name, const Value& value, int role = 4);

@@ -2,9 +2,9 @@
 
 #include <cstddef>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// The largest frame, in bytes, that either side takes unless told otherwise.
 inline constexpr std::size_t defaultFrameLimit = 16U * 1024 * 1024;
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

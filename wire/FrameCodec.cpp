@@ -1,10 +1,10 @@
-#include "FrameCodec.h"
+#include "wire/FrameCodec.h"
 
 #include <google/protobuf/io/coded_stream.h>
 
 #include <cstdint>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 namespace {
 constexpr std::size_t longestPrefix = 5;  // a 32-bit length in base 128
@@ -58,4 +58,4 @@ FrameDecoder::Result FrameDecoder::next(Frame& frame) {
     return Result::frame;
 }
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

@@ -1,4 +1,4 @@
-#include "Endpoint.h"
+#include "wire/Endpoint.h"
 
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 namespace {
 
@@ -92,4 +92,4 @@ EndpointPath endpointPath(const std::string& directory, const std::string& endpo
     return {std::move(path), {}};
 }
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

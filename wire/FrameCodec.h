@@ -3,10 +3,10 @@
 #include <cstddef>
 #include <string>
 
-#include "FrameLimit.h"
+#include "wire/FrameLimit.h"
 #include "frame.pb.h"
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// \return \p frame as it travels: its length as a varint, then its bytes.
 std::string encodeFrame(const Frame& frame);
@@ -41,4 +41,4 @@ private:
     std::string m_error;
 };
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <string_view>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// What identifies a registration of one client.
 struct RegistrationName {
@@ -17,4 +17,4 @@ struct RegistrationName {
 /// whether client and service hold the same ones, in whatever order they came. Pure; both ends use it.
 std::uint64_t digestOf(const RegistrationName& registration);
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

@@ -1,4 +1,4 @@
-#include "VariableName.h"
+#include "VariableArgument.h"
 
 #include <algorithm>
 #include <charconv>
@@ -35,8 +35,8 @@ bool isName(std::string_view text) {
     return !text.empty() && text.front() != '.' && text.back() != '.' && text.find("..") == std::string_view::npos;
 }
 
-std::optional<VariableName> parseName(std::string_view text, bool nodeAllowed, std::string& reason) {
-    VariableName name;
+std::optional<VariableArgument> parseName(std::string_view text, bool nodeAllowed, std::string& reason) {
+    VariableArgument name;
     const std::size_t digits = text.find_first_not_of("0123456789");
     if (digits != 0 && digits != std::string_view::npos && text[digits] == ':') {
         if (!parseInt(text.substr(0, digits), name.namespaceId)) {
@@ -71,21 +71,21 @@ void appendStep(std::string& text, const std::string& name, int instance) {
 
 }  // namespace
 
-std::optional<VariableName> VariableName::parse(std::string_view text, std::string& reason) {
+std::optional<VariableArgument> VariableArgument::parse(std::string_view text, std::string& reason) {
     return parseName(text, false, reason);
 }
 
-std::optional<VariableName> VariableName::parseVariableOrNode(std::string_view text, std::string& reason) {
+std::optional<VariableArgument> VariableArgument::parseVariableOrNode(std::string_view text, std::string& reason) {
     return parseName(text, true, reason);
 }
 
-ConfigVar VariableName::var() const {
+ConfigVar VariableArgument::var() const {
     ConfigVar result;
     result.init(namespaceId, node, nodeInstance.value_or(0), attribute, attributeInstance.value_or(0));
     return result;
 }
 
-std::string VariableName::text() const {
+std::string VariableArgument::text() const {
     return variableText(var());
 }
 

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// Names of endpoints, and where a host keeps the sockets that they stand for. Transports and the service share these
 /// rules. Nothing here is kept; every operation may be called from any thread.
@@ -44,4 +44,4 @@ struct EndpointPath {
 /// than a socket's address can hold.
 EndpointPath endpointPath(const std::string& directory, const std::string& endpoint);
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

@@ -5,7 +5,7 @@
 #include <cerrno>
 #include <utility>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// Owns a descriptor and closes it. Movable; not thread-safe. Closing leaves errno as it was.
 class [[nodiscard]] FileDescriptor {
@@ -39,4 +39,4 @@ private:
     int m_fd = -1;
 };
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

@@ -10,7 +10,7 @@ namespace AppConfigTool {
 
 /// A variable as people write it: `[namespace:]node[instance].attribute[instance]`. The last dot parts node from
 /// attribute; instances that are not written are 0. A value type.
-struct VariableName {
+struct VariableArgument {
     int namespaceId = 0;
     std::string node;
     std::optional<int> nodeInstance;
@@ -20,10 +20,10 @@ struct VariableName {
     /// Reads \p text, in which a node and an attribute must both stand.
     /// \return the name; nothing, with one sentence in \p reason, when \p text is none. \p reason is untouched on
     /// success.
-    static std::optional<VariableName> parse(std::string_view text, std::string& reason);
+    static std::optional<VariableArgument> parse(std::string_view text, std::string& reason);
 
     /// As parse(), but a text without a dot is a whole node.
-    static std::optional<VariableName> parseVariableOrNode(std::string_view text, std::string& reason);
+    static std::optional<VariableArgument> parseVariableOrNode(std::string_view text, std::string& reason);
 
     /// \return the identity under which the library knows the variable.
     ConfigVar var() const;
@@ -35,7 +35,7 @@ struct VariableName {
     std::string text() const;
 };
 
-/// \return the canonical text of \p var, as VariableName::text() writes it.
+/// \return the canonical text of \p var, as VariableArgument::text() writes it.
 std::string variableText(const ConfigVar& var);
 
 }  // namespace AppConfigTool

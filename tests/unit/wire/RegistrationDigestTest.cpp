@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "RegistrationDigest.h"
+#include "wire/RegistrationDigest.h"
 
 namespace {
 
-using AppConfigHost::digestOf;
+using AppConfigWire::digestOf;
 
 TEST(RegistrationDigest, IsThisNumber) {
     // A change here is a change of what peers of another version compare.

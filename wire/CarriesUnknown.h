@@ -7,7 +7,7 @@
 #include <string>
 #include <type_traits>
 
-namespace AppConfig {
+namespace AppConfigWire {
 
 /// \return whether \p message, as it came over the wire, carries something in field \p fieldNumber that this build of
 /// the definition does not know. A closed enum drops a number it does not know and then reads as absent, that is as
@@ -35,4 +35,4 @@ bool carriesUnknown(const Message& message, int fieldNumber) {
     return false;
 }
 
-}  // namespace AppConfig
+}  // namespace AppConfigWire

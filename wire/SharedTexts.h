@@ -6,7 +6,7 @@
 #include <string>
 #include <unordered_map>
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 /// A text that many hold and nobody changes.
 using Text = std::shared_ptr<const std::string>;
@@ -39,4 +39,4 @@ private:
     std::size_t m_sweepAt = leastSweep;
 };
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

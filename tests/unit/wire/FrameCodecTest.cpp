@@ -2,11 +2,11 @@
 
 #include <string>
 
-#include "FrameCodec.h"
+#include "wire/FrameCodec.h"
 
 namespace {
 
-using namespace AppConfigHost;
+using namespace AppConfigWire;
 
 Frame sample() {
     Frame frame;

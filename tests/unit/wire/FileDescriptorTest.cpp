@@ -2,11 +2,11 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "FileDescriptor.h"
+#include "wire/FileDescriptor.h"
 
 namespace {
 
-using AppConfigHost::FileDescriptor;
+using AppConfigWire::FileDescriptor;
 
 int opened() {
     return open("/dev/null", O_RDONLY | O_CLOEXEC);

@@ -1,13 +1,13 @@
 #include <gtest/gtest.h>
 
-#include "VariableName.h"
+#include "VariableArgument.h"
 
 namespace AppConfigTool {
 namespace {
 
-TEST(VariableName, ReadsNodeAndAttributeAtTheLastDot) {
+TEST(VariableArgument, ReadsNodeAndAttributeAtTheLastDot) {
     std::string reason;
-    const auto name = VariableName::parse("net.wifi.ssid", reason);
+    const auto name = VariableArgument::parse("net.wifi.ssid", reason);
 
     ASSERT_TRUE(name) << reason;
     EXPECT_EQ(name->node, "net.wifi");
@@ -16,9 +16,9 @@ TEST(VariableName, ReadsNodeAndAttributeAtTheLastDot) {
     EXPECT_EQ(name->var().m_namespace, 0);
 }
 
-TEST(VariableName, ReadsNamespaceAndInstances) {
+TEST(VariableArgument, ReadsNamespaceAndInstances) {
     std::string reason;
-    const auto name = VariableName::parse("3:Audio[1].volume[2]", reason);
+    const auto name = VariableArgument::parse("3:Audio[1].volume[2]", reason);
 
     ASSERT_TRUE(name) << reason;
     EXPECT_EQ(name->var().m_namespace, 3);
@@ -29,19 +29,19 @@ TEST(VariableName, ReadsNamespaceAndInstances) {
     EXPECT_EQ(name->text(), "3:audio[1].volume[2]");
 }
 
-TEST(VariableName, WritesTheShortestCanonicalText) {
+TEST(VariableArgument, WritesTheShortestCanonicalText) {
     std::string reason;
 
-    EXPECT_EQ(VariableName::parse("0:A[0].B[0]", reason)->text(), "a.b");
-    EXPECT_EQ(VariableName::parseVariableOrNode("Net", reason)->text(), "net");
+    EXPECT_EQ(VariableArgument::parse("0:A[0].B[0]", reason)->text(), "a.b");
+    EXPECT_EQ(VariableArgument::parseVariableOrNode("Net", reason)->text(), "net");
 }
 
-TEST(VariableName, AWholeNodeIsTakenOnlyWhereOneMayStand) {
+TEST(VariableArgument, AWholeNodeIsTakenOnlyWhereOneMayStand) {
     std::string reason;
 
-    EXPECT_FALSE(VariableName::parse("display", reason));
+    EXPECT_FALSE(VariableArgument::parse("display", reason));
     EXPECT_NE(reason.find("dot"), std::string::npos);
-    const auto node = VariableName::parseVariableOrNode("display[2]", reason);
+    const auto node = VariableArgument::parseVariableOrNode("display[2]", reason);
     ASSERT_TRUE(node);
     EXPECT_EQ(node->node, "display");
     EXPECT_EQ(node->nodeInstance, 2);
@@ -53,11 +53,11 @@ class MalformedName : public ::testing::TestWithParam<const char*> {};
 TEST_P(MalformedName, IsRefusedWithAReason) {
     std::string reason;
 
-    EXPECT_FALSE(VariableName::parseVariableOrNode(GetParam(), reason)) << GetParam();
+    EXPECT_FALSE(VariableArgument::parseVariableOrNode(GetParam(), reason)) << GetParam();
     EXPECT_FALSE(reason.empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(VariableName, MalformedName,
+INSTANTIATE_TEST_SUITE_P(VariableArgument, MalformedName,
                          ::testing::Values("", ".", "a.", ".b", "a..b.c", "a[x].b", "a[1.b", "a1].b", "a[1]x.b",
                                            "a[].b", "a[99999999999].b", "99999999999:a.b", "3:", "a.b[1"));
 

@@ -1,6 +1,6 @@
-#include "RegistrationDigest.h"
+#include "wire/RegistrationDigest.h"
 
-namespace AppConfigHost {
+namespace AppConfigWire {
 
 namespace {
 
@@ -44,4 +44,4 @@ std::uint64_t digestOf(const RegistrationName& registration) {
     return hash.spread();
 }
 
-}  // namespace AppConfigHost
+}  // namespace AppConfigWire

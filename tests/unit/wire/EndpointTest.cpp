@@ -9,12 +9,12 @@
 #include <ostream>
 #include <string>
 
-#include "Endpoint.h"
 #include "TemporaryDirectory.h"
+#include "wire/Endpoint.h"
 
 namespace {
 
-using namespace AppConfigHost;
+using namespace AppConfigWire;
 using AppConfigTest::TemporaryDirectory;
 
 struct NameCase {

@@ -4,12 +4,12 @@
 #include <string>
 #include <vector>
 
-#include "SharedTexts.h"
+#include "wire/SharedTexts.h"
 
 namespace {
 
-using AppConfigHost::SharedTexts;
-using AppConfigHost::Text;
+using AppConfigWire::SharedTexts;
+using AppConfigWire::Text;
 
 TEST(SharedTexts, AreOneInMemory) {
     SharedTexts texts;

@@ -4,11 +4,10 @@
 #include <string>
 #include <type_traits>
 
-#include "AppConfig/ProtobufMessageHelper.h"
-#include "protocol/CarriesUnknown.h"
+#include "configservice.pb.h"
+#include "wire/CarriesUnknown.h"
 
-using AppConfig::carriesUnknown;
-using AppConfig::ProtobufMessageHelper;
+using AppConfigWire::carriesUnknown;
 
 namespace {
 
@@ -84,15 +83,6 @@ TEST(CarriesUnknown, AnUnknownNumberAmongFieldsOfANewerDefinitionIsFound) {
         parsed<ConfigIF::ReadRsp>(std::string("\x7A\x03xyz") + varintField(error, 999) + varintField(14, 1));
 
     EXPECT_TRUE(carriesUnknown(reply, error));
-}
-
-TEST(CarriesUnknown, AReturnMessageWithAnUnknownErrorIsAGeneralError) {
-    ConfigResult result;
-
-    ProtobufMessageHelper::fillReturnMessage(
-        result, parsed<ConfigIF::ReturnMessage>(varintField(ConfigIF::ReturnMessage::kErrorFieldNumber, 999)));
-
-    EXPECT_EQ(result.m_error, CFG_ERROR_GENERAL);
 }
 
 }  // namespace

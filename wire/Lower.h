@@ -1,0 +1,22 @@
+#pragma once
+
+#include <string>
+
+namespace AppConfigWire {
+
+/// \return \p c, and for 'A' to 'Z' the small letter; no locale is asked. The one rule for names, whether they come from
+/// an application or from the service.
+inline char lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+}
+
+inline void lower(std::string& text) {
+    for (char& c : text) c = lower(c);
+}
+
+inline std::string lowered(std::string text) {
+    lower(text);
+    return text;
+}
+
+}  // namespace AppConfigWire
