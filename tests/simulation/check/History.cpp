@@ -8,12 +8,12 @@ namespace Simulation {
 
 namespace {
 
-int indexOf(const ConfigVar& name) {
+int indexOf(const AppConfigWire::VariableName& name) {
     int index = 0;
     for (const VariableKind& variable : variables()) {
-        if (variable.name.node == name.m_node && variable.name.attribute == name.m_attribute &&
-            variable.name.nodeInstance == name.m_nodeInstance &&
-            variable.name.attributeInstance == name.m_attributeInstance) {
+        if (variable.name.node == name.node && variable.name.attribute == name.attribute &&
+            variable.name.nodeInstance == name.nodeInstance &&
+            variable.name.attributeInstance == name.attributeInstance) {
             return index;
         }
         ++index;
@@ -85,7 +85,7 @@ void History::adopted(int service, const AppConfigService::Core& core) {
     for (int i = 0; i < m_variables; ++i) {
         const VariableName& name = variables()[static_cast<std::size_t>(i)].name;
         const AppConfigService::Variable* const variable =
-            core.catalogue().find(ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance));
+            core.catalogue().find({name.node, name.nodeInstance, name.attribute, name.attributeInstance});
         const bool defined = variable != nullptr && variable->definition;
         add(service, i, defined ? stateOf(service, variable->row) : State());
     }

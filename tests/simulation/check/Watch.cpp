@@ -7,6 +7,7 @@
 #include "core/Names.h"
 #include "process/Names.h"
 #include "script/Variables.h"
+#include "wire/Roles.h"
 
 namespace Simulation {
 
@@ -20,11 +21,11 @@ const Names& names() {
 }
 
 int indexOf(const ConfigIF::Inst& inst) {
-    ConfigVar name;
+    AppConfigWire::VariableName name;
     // Both namespaces: the second service's names carry its own.
     for (const int number : {0, secondNamespace}) {
         if (!AppConfigService::readName(inst, number, name).ok()) continue;
-        return names().find(name.m_node, name.m_nodeInstance, name.m_attribute, name.m_attributeInstance);
+        return names().find(name.node, name.nodeInstance, name.attribute, name.attributeInstance);
     }
     return -1;
 }

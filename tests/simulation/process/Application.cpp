@@ -31,11 +31,16 @@ AppConfig::AppCfgManager* Application::managerFor(Running& running) const {
     return found;
 }
 
+ConfigVar Application::named(int variable) const {
+    const VariableName& name = (*m_names)[variable];
+    return ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance);
+}
+
 CachedRecord Application::inspect(int link, int variable) {
     CachedRecord result;
     AppConfig::AppCfgManager* const from = manager(link);
     if (from == nullptr) return result;
-    const auto found = from->retrieveConfigVar(m_names->variable(variable));
+    const auto found = from->retrieveConfigVar(named(variable));
     if (found == from->cacheEnd()) return result;
     const AppConfig::ConfigValue& record = found->second;
     result.present = true;

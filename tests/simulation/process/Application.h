@@ -80,6 +80,7 @@ private:
     AppConfig::AppCfgManager* manager(int link) const;
     /// The same for an operation, which is not done when there is none.
     AppConfig::AppCfgManager* managerFor(Running& running) const;
+    ConfigVar named(int variable) const;
     WatchedTransport& transport(int slot);
     Consumer& makeConsumer(Running& running);
     /// Takes the handler out of its slot. \return null when there is none.

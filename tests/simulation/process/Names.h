@@ -4,8 +4,8 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/ConfigVar.h"
 #include "process/Operation.h"
+#include "wire/VariableName.h"
 
 namespace Simulation {
 
@@ -19,20 +19,20 @@ public:
 
     /// \return the index of that variable; -1 when it is none of the simulation's.
     int find(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance) const {
-        const auto found = m_indexes.find(ConfigVar(0, node, nodeInstance, attribute, attributeInstance));
+        const auto found = m_indexes.find({node, nodeInstance, attribute, attributeInstance});
         return found == m_indexes.end() ? -1 : found->second;
     }
 
     const VariableName& operator[](int index) const { return m_names[static_cast<std::size_t>(index)]; }
-    ConfigVar variable(int index) const { return key((*this)[index]); }
+    AppConfigWire::VariableName variable(int index) const { return key((*this)[index]); }
 
 private:
-    static ConfigVar key(const VariableName& name) {
-        return ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance);
+    static AppConfigWire::VariableName key(const VariableName& name) {
+        return {name.node, name.nodeInstance, name.attribute, name.attributeInstance};
     }
 
     const std::vector<VariableName> m_names;
-    std::map<ConfigVar, int> m_indexes;
+    std::map<AppConfigWire::VariableName, int> m_indexes;
 };
 
 }  // namespace Simulation

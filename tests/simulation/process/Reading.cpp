@@ -17,7 +17,7 @@ void Application::readList(Running& running) {
     auto* const from = managerFor(running);
     if (from == nullptr) return;
     std::list<std::string> value;
-    running.outcome.value = texts(from->getConfigVar(m_names->variable(running.operation.variable), value));
+    running.outcome.value = texts(from->getConfigVar(named(running.operation.variable), value));
 }
 
 void Application::readText(Running& running) {
@@ -30,13 +30,13 @@ void Application::readText(Running& running) {
 void Application::readBool(Running& running) {
     auto* const from = managerFor(running);
     if (from == nullptr) return;
-    running.outcome.flag = from->getConfigVarBool(m_names->variable(running.operation.variable));
+    running.outcome.flag = from->getConfigVarBool(named(running.operation.variable));
 }
 
 void Application::readInt(Running& running) {
     auto* const from = managerFor(running);
     if (from == nullptr) return;
-    running.outcome.value = {std::to_string(from->getConfigVarInt(m_names->variable(running.operation.variable)))};
+    running.outcome.value = {std::to_string(from->getConfigVarInt(named(running.operation.variable)))};
 }
 
 void Application::readRecord(Running& running) {
@@ -67,7 +67,7 @@ void Application::readOptions(Running& running) {
     auto* const from = managerFor(running);
     if (from == nullptr) return;
     running.outcome.hasOptions = true;
-    from->getConfigOptions(m_names->variable(running.operation.variable), running.outcome.options);
+    from->getConfigOptions(named(running.operation.variable), running.outcome.options);
 }
 
 void Application::readOptionsList(Running& running) {
@@ -92,7 +92,7 @@ void Application::readDefaultIndex(Running& running) {
     auto* const from = managerFor(running);
     if (from == nullptr) return;
     running.outcome.accepted =
-        from->getConfigOptionDefaultIndex(m_names->variable(running.operation.variable), running.outcome.index);
+        from->getConfigOptionDefaultIndex(named(running.operation.variable), running.outcome.index);
 }
 
 void Application::readLevels(Running& running) {
@@ -100,7 +100,7 @@ void Application::readLevels(Running& running) {
     if (from == nullptr) return;
     AppConfig::SecurityRole read = AppConfig::SECURITY_ROLE_NONE;
     AppConfig::SecurityRole write = AppConfig::SECURITY_ROLE_NONE;
-    running.outcome.accepted = from->getAccessLevels(m_names->variable(running.operation.variable), &read, &write);
+    running.outcome.accepted = from->getAccessLevels(named(running.operation.variable), &read, &write);
     if (!running.outcome.accepted) return;
     running.outcome.read = read;
     running.outcome.write = write;
@@ -109,8 +109,8 @@ void Application::readLevels(Running& running) {
 void Application::readAtLink(Running& running) {
     // Whichever link is the primary one now, also while it is being moved.
     bool isDefault = false;
-    running.outcome.value = texts(AppConfig::PlatformCfgService::getInstance()->getConfigVar(
-        m_names->variable(running.operation.variable), isDefault));
+    running.outcome.value =
+        texts(AppConfig::PlatformCfgService::getInstance()->getConfigVar(named(running.operation.variable), isDefault));
     running.outcome.flag = isDefault;
 }
 

@@ -25,7 +25,7 @@ void Application::write(Running& running) {
     auto* const to = managerFor(running);
     if (to == nullptr) return;
     ConfigResult result;
-    const ConfigVar variable = m_names->variable(running.operation.variable);
+    const ConfigVar variable = named(running.operation.variable);
     running.outcome.accepted = to->setConfigVar(variable, list(running.operation.value), &result);
     running.outcome.error = result.m_error;
 }
@@ -33,7 +33,7 @@ void Application::write(Running& running) {
 void Application::writeUnawaited(Running& running) {
     auto* const to = managerFor(running);
     if (to == nullptr) return;
-    const ConfigVar variable = m_names->variable(running.operation.variable);
+    const ConfigVar variable = named(running.operation.variable);
     running.outcome.accepted = to->setConfigVar(variable, list(running.operation.value));
 }
 
@@ -48,7 +48,7 @@ void Application::validate(Running& running) {
     auto* const at = managerFor(running);
     if (at == nullptr) return;
     ConfigResult result;
-    const ConfigVar variable = m_names->variable(running.operation.variable);
+    const ConfigVar variable = named(running.operation.variable);
     running.outcome.accepted = at->isValid(variable, list(running.operation.value), &result);
     running.outcome.error = result.m_error;
 }
@@ -76,8 +76,7 @@ void Application::setLevels(Running& running) {
     const Level read(running.operation.read);
     const Level write(running.operation.write);
     eErrorT error = CFG_ERROR_NONE;
-    running.outcome.accepted =
-        to->setAccessLevels(m_names->variable(running.operation.variable), read.get(), write.get(), error);
+    running.outcome.accepted = to->setAccessLevels(named(running.operation.variable), read.get(), write.get(), error);
     running.outcome.error = error;
 }
 
@@ -86,8 +85,7 @@ void Application::setLevelsUnawaited(Running& running) {
     if (to == nullptr) return;
     const Level read(running.operation.read);
     const Level write(running.operation.write);
-    running.outcome.accepted =
-        to->setAccessLevels(m_names->variable(running.operation.variable), read.get(), write.get());
+    running.outcome.accepted = to->setAccessLevels(named(running.operation.variable), read.get(), write.get());
 }
 
 void Application::removeVars(Running& running) {

@@ -9,6 +9,7 @@
 #include "core/Names.h"
 #include "process/Names.h"
 #include "script/Variables.h"
+#include "wire/Roles.h"
 #include "world/World.h"
 
 // The end of a simulation: everything comes to rest, and then caches, handlers and providers are held against the
@@ -24,8 +25,8 @@ constexpr int wireRole = 50;  // the highest
 ConfigIF::Inst instOf(int variable, int service) {
     ConfigIF::Inst inst;
     const VariableName& name = variables()[static_cast<std::size_t>(variable)].name;
-    AppConfigService::writeName(ConfigVar(0, name.node, name.nodeInstance, name.attribute, name.attributeInstance),
-                                false, service == 0 ? 0 : secondNamespace, inst);
+    AppConfigService::writeName({name.node, name.nodeInstance, name.attribute, name.attributeInstance}, false,
+                                service == 0 ? 0 : secondNamespace, inst);
     return inst;
 }
 
