@@ -49,7 +49,7 @@ void describe(CLI::App& app, CommandLine& line) {
         ->capture_default_str();
     app.add_option("--name", line.service.name, "Endpoint that clients address")
         ->check([](const std::string& name) {
-            return AppConfigWire::isEndpointName(name) ? std::string() : "'" + name + "' is no endpoint's name";
+            return AppConfigWire::isEndpointName(name) ? std::string() : "'" + name + "' is not a valid endpoint name";
         })
         ->capture_default_str();
     app.add_option("--log-level", line.logLevel, "Least important event that is logged")

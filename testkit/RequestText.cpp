@@ -52,7 +52,7 @@ int takeInstance(std::string& text) {
     std::size_t used = 0;
     const int instance = std::stoi(text.substr(open + 1), &used);
     if (open + 1 + used + 1 != text.size() || text.back() != ']') {
-        throw std::invalid_argument("'" + text + "' is no name with an instance in brackets");
+        throw std::invalid_argument("'" + text + "' is not a name with an instance in brackets");
     }
     text.resize(open);
     return instance;

@@ -185,7 +185,7 @@ void TestKit::answerNothing() {
 void TestKit::refuse(eErrorT error, const std::string& type) {
     answerNormally();
     const std::uint32_t id = type.empty() ? 0 : ConfigIF::messageId("ConfigIF." + type);
-    if (id == 0 && !type.empty()) throw std::invalid_argument("'" + type + "' is no request's name");
+    if (id == 0 && !type.empty()) throw std::invalid_argument("'" + type + "' is not the name of a request");
     // At the service, which knows how each of its replies refuses.
     m_impl->service.intercept([error, id](const AppConfigService::ReceivedRequest& request) {
         AppConfigService::Interception refusal;

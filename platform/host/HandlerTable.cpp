@@ -84,7 +84,7 @@ bool HandlerTable::dispatch(const std::string& endpoint, const MSG_Message* mess
             reportThrow(id, thrown.what());
             calm = false;
         } catch (...) {
-            reportThrow(id, "something that is no std::exception");
+            reportThrow(id, "something other than a std::exception");
             calm = false;
         }
     }

@@ -71,7 +71,7 @@ Outcome readReply(const Frame& frame, std::uint64_t correlation, google::protobu
                 (came.empty() ? "message " + std::to_string(frame.message_id()) : came) + " came instead of " + type};
     }
     if (!response->ParseFromString(frame.payload())) {
-        return {TRANSPORT_UNREADABLE_REPLY, "the payload is no " + type};
+        return {TRANSPORT_UNREADABLE_REPLY, "the payload is not a valid " + type};
     }
     return {};
 }

@@ -22,7 +22,7 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool inte
                std::to_string(frameVersion);
     }
     if (!AppConfigWire::isEndpointName(key.endpoint)) {
-        return "the client's endpoint is no endpoint's name";
+        return "the client's endpoint is not a valid endpoint name";
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
     const Client* known = m_clients.find(key);

@@ -164,7 +164,8 @@ private:
         RE2::Options options(RE2::Quiet);
         auto matcher = std::make_shared<RE2>(m_parsed->pattern(), options);
         if (!matcher->ok()) {
-            complain("pattern", -1, "the pattern " + m_parsed->pattern() + " is no RE2 pattern: " + matcher->error());
+            complain("pattern", -1,
+                     "the pattern " + m_parsed->pattern() + " is not a valid RE2 pattern: " + matcher->error());
             return;
         }
         definition.pattern = m_parsed->pattern();

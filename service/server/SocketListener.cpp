@@ -33,7 +33,7 @@ SocketListener::~SocketListener() {
 }
 
 std::string SocketListener::claim(const std::string& directory, const std::string& name) {
-    if (!AppConfigWire::isEndpointName(name)) return "'" + name + "' is no name for a service";
+    if (!AppConfigWire::isEndpointName(name)) return "'" + name + "' is not a valid name for a service";
     std::string error = AppConfigWire::prepareRuntimeDirectory(directory);
     if (error.empty()) error = AppConfigWire::prepareEndpointDirectory(directory, name);
     if (!error.empty()) return error;
@@ -56,7 +56,7 @@ std::string SocketListener::listen(Accepted accepted) {
     m_accepted = std::move(accepted);
     struct stat status {};
     if (lstat(m_path.c_str(), &status) == 0) {
-        if (!S_ISSOCK(status.st_mode)) return m_path + " exists and is no socket";
+        if (!S_ISSOCK(status.st_mode)) return m_path + " exists and is not a socket";
         // The lock is ours, so whoever made this socket is dead.
         if (unlink(m_path.c_str()) != 0) return because("the old socket " + m_path + " cannot be removed", errno);
     }

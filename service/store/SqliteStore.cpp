@@ -138,14 +138,14 @@ struct SqliteStore::Database {
     /// Fills \p state, which is empty.
     void read(StoredState& state) {
         SQLite::Statement own(connection, "SELECT changes FROM state");
-        if (!own.executeStep()) throw SQLite::Exception("it is no service's state");
+        if (!own.executeStep()) throw SQLite::Exception("it is not the state of a service");
         state.changes = numberIn(own.getColumn("changes"));
         SQLite::Statement timelines(connection, "SELECT id, begins_after FROM timeline ORDER BY position");
         while (timelines.executeStep()) {
             state.timelines.push_back(
                 {numberIn(timelines.getColumn("id")), numberIn(timelines.getColumn("begins_after"))});
         }
-        if (state.timelines.empty()) throw SQLite::Exception("it is no service's state");
+        if (state.timelines.empty()) throw SQLite::Exception("it is not the state of a service");
         readVariables(state);
         SQLite::Statement clients(connection, "SELECT uid, endpoint, role, role_since, claimed_role FROM client");
         while (clients.executeStep()) {

@@ -248,7 +248,7 @@ TEST_F(Delivery, GoesOnAfterAHandlerThatThrows) {
     transport.end();
     const std::string complaint = testing::internal::GetCapturedStderr();
     EXPECT_THAT(complaint, HasSubstr("a handler of ConfigIF.ConfigChangedNtfy threw: no good\n"));
-    EXPECT_THAT(complaint, HasSubstr("threw: something that is no std::exception\n"));
+    EXPECT_THAT(complaint, HasSubstr("threw: something other than a std::exception\n"));
     EXPECT_EQ(peer.connections(AppConfigWire::DELIVERY), 1U);
 }
 

@@ -109,7 +109,7 @@ TEST(DefinitionsReader, RefusesEachFaultWithFileLineAndReason) {
         {"node: 'a' attribute: 'b' type: INT max_length: 5", "max_length is for TEXT and LIST only"},
         {"node: 'a' attribute: 'b' type: BOOL pattern: 'x'", "pattern is for TEXT and LIST only"},
         {"node: 'a' attribute: 'b' type: TEXT max_elements: 5", "max_elements is for LIST only"},
-        {"node: 'a' attribute: 'b' type: TEXT pattern: '('", "the pattern ( is no RE2 pattern: missing )"},
+        {"node: 'a' attribute: 'b' type: TEXT pattern: '('", "the pattern ( is not a valid RE2 pattern: missing )"},
         {"node: 'a' attribute: 'b' type: TEXT colour: 'x'",
          "test.textproto:3: Message type \"AppConfigDefinitions.Variable\" has no field named \"colour\""},
         {"node: 'a' attribute: 'b' type: FLOAT", "Unknown enumeration value of \"FLOAT\""},

@@ -80,7 +80,7 @@ TEST_F(Listener, RefusesToRemoveWhatIsNoSocket) {
     std::ofstream(directory + "/Srv") << "precious";
     SocketListener listener(io);
     ASSERT_EQ(listener.claim(directory, "Srv"), "");
-    EXPECT_THAT(listener.listen(ignore), HasSubstr("is no socket"));
+    EXPECT_THAT(listener.listen(ignore), HasSubstr("is not a socket"));
     EXPECT_TRUE(std::filesystem::exists(directory + "/Srv"));
 }
 
@@ -97,8 +97,8 @@ TEST_F(Listener, LeavesASocketThatIsNotItsOwn) {
 
 TEST_F(Listener, RefusesNamesThatAreNone) {
     SocketListener listener(io);
-    EXPECT_THAT(listener.claim(directory, "../Srv"), HasSubstr("no name for a service"));
-    EXPECT_THAT(listener.claim(directory, ""), HasSubstr("no name for a service"));
+    EXPECT_THAT(listener.claim(directory, "../Srv"), HasSubstr("not a valid name for a service"));
+    EXPECT_THAT(listener.claim(directory, ""), HasSubstr("not a valid name for a service"));
     EXPECT_NE(listener.claim(directory + "/missing/below", "Srv"), "");
 }
 
