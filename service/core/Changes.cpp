@@ -139,13 +139,13 @@ void Changes::judge(const OperationPtr& operation, const std::vector<Client*>& j
     };
     operation->round =
         m_with.rounds.start(m_with.messages.validation(variable, operation->proposed, askerOf(*operation)),
-                            variable.display, judges, ++m_order, m_with.now, finished);
+                            variable.display, judges, ++m_order, finished);
 }
 
 void Changes::awaitProvider(const OperationPtr& operation) {
     const Variable& variable = *operation->variable;
     operation->waitsUntil = providerExpected(variable);
-    if (*operation->waitsUntil > m_with.now) {
+    if (*operation->waitsUntil > m_with.clock.now()) {
         m_waitForProvider.emplace(operation->order, operation);
         return;
     }
@@ -209,7 +209,7 @@ void Changes::withdraw(const std::vector<Client*>& clients) {
 }
 
 void Changes::expire() {
-    beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.now; });
+    beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.clock.now(); });
 }
 
 std::optional<Time> Changes::nextDeadline() const {
@@ -281,7 +281,7 @@ void Changes::stored(const OperationPtr& operation) {
         operation->asked.push_back(client->key);
     }
     operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,
-                                           clients, ++m_order, m_with.now, finished);
+                                           clients, ++m_order, finished);
 }
 
 void Changes::announce(const OperationPtr& operation) {

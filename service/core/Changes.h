@@ -59,14 +59,14 @@ public:
         Rounds& rounds;
         Journal& journal;
         Notifier& notifier;
-        const Time& now;
+        const CoreClock& clock;
         const Log& log;
     };
 
     explicit Changes(const Collaborators& collaborators) : m_with(collaborators) {}
 
     /// The service has begun to serve: a provider may come back from now on.
-    void start() { m_started = m_with.now; }
+    void start() { m_started = m_with.clock.now(); }
 
     /// Takes \p request over. Its reply may be called before this returns.
     void submit(ChangeRequest request);

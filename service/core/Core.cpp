@@ -17,30 +17,22 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_log(std::move(log)),
       m_journal(store),
       m_messages(m_options, m_journal),
-      m_rounds(m_options, outbox),
-      m_roles(m_options, m_clients, m_journal, m_now),
-      m_notifier(
-          {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, m_now, m_log}),
-      m_changes(
-          {m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_now, m_log}),
+      m_rounds(m_options, m_clock, *this),
+      m_roles(m_options, m_clients, m_journal, m_clock),
+      m_notifier({m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, *this,
+                  m_log}),
+      m_changes({m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_clock,
+                 m_log}),
       m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_changes, m_journal, m_notifier,
-                  m_messages, m_statistics, m_log}) {
-    const auto count = [this](std::uint32_t id) { ++m_statistics.sent[id]; };
-    m_notifier.onSent = count;
-    m_rounds.onSent = count;
-    m_requests.reply = [this](const Call& call, const google::protobuf::MessageLite& response) {
-        finish(call, AppConfigHost::OK, &response);
-    };
-    m_requests.fail = [this](const Call& call, AppConfigHost::Status status) { finish(call, status, nullptr); };
-    m_requests.flush = [this] { this->store(); };
-}
+                  m_messages, m_statistics, *this, m_log}) {}
 
 void Core::connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal) {
+    m_clock.set(now);
     m_connections[connection] = Connection{uid, internal, std::nullopt, AppConfigHost::REQUESTS, false};
     if (internal) return;
     m_silent[connection] = now + helloDeadline;
     if (m_connections.size() > mostConnections) {
-        reject(connection, "the service has " + std::to_string(mostConnections) + " connections already", now);
+        rejectNow(connection, "the service has " + std::to_string(mostConnections) + " connections already");
     }
 }
 
@@ -50,7 +42,7 @@ bool Core::busy(ConnectionId connection) const {
 }
 
 void Core::receive(ConnectionId id, const Frame& frame, Time now) {
-    m_now = now;
+    m_clock.set(now);
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     Connection& connection = found->second;
@@ -79,12 +71,12 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
             break;
         default: break;
     }
-    reject(id, "a " + AppConfigHost::Kind_Name(frame.kind()) + " frame has no place on this connection", now);
+    rejectNow(id, "a " + AppConfigHost::Kind_Name(frame.kind()) + " frame has no place on this connection");
 }
 
 void Core::request(ConnectionId id, Connection& connection, const Frame& frame) {
     if (ConfigIF::messageName(frame.message_id()).empty()) {
-        return reject(id, "message id " + std::to_string(frame.message_id()) + " is unknown", m_now);
+        return rejectNow(id, "message id " + std::to_string(frame.message_id()) + " is unknown");
     }
     ++m_statistics.received[frame.message_id()];
     const Call call{id,
@@ -108,6 +100,19 @@ void Core::request(ConnectionId id, Connection& connection, const Frame& frame) 
 Interception Core::intercepted(const Connection& connection, const Call& call, const std::string& payload) const {
     if (!m_interceptor || connection.internal) return {};
     return m_interceptor({call.client.endpoint, call.messageId, payload, call.awaited});
+}
+
+void Core::reply(const Call& call, const google::protobuf::MessageLite& response) {
+    finish(call, AppConfigHost::OK, &response);
+}
+
+void Core::fail(const Call& call, AppConfigHost::Status status) {
+    finish(call, status, nullptr);
+}
+
+void Core::deliver(ConnectionId delivery, const Frame& frame) {
+    ++m_statistics.sent[frame.message_id()];
+    m_outbox.send(delivery, frame);
 }
 
 void Core::finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response) {
@@ -137,6 +142,11 @@ std::string Core::clientOf(ConnectionId connection) const {
 }
 
 void Core::reject(ConnectionId id, const std::string& reason, Time now) {
+    m_clock.set(now);
+    rejectNow(id, reason);
+}
+
+void Core::rejectNow(ConnectionId id, const std::string& reason) {
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     m_log(LogLevel::warning, "closing a connection of " + clientOf(id) + ": " + reason);
@@ -144,12 +154,15 @@ void Core::reject(ConnectionId id, const std::string& reason, Time now) {
     frame.set_kind(AppConfigHost::REFUSED);
     frame.set_reason(reason);
     m_outbox.send(id, frame);
-    m_outbox.close(id);
-    disconnected(id, now);
+    drop(id);
 }
 
 void Core::disconnected(ConnectionId id, Time now) {
-    m_now = now;
+    m_clock.set(now);
+    lose(id);
+}
+
+void Core::lose(ConnectionId id) {
     const auto found = m_connections.find(id);
     if (found == m_connections.end()) return;
     const Connection connection = found->second;
@@ -162,13 +175,13 @@ void Core::disconnected(ConnectionId id, Time now) {
     const bool last = client->connections.empty();
     if (last && client->leaving) return forget(*connection.client, "said goodbye");
     if (last && connection.internal) return forget(*connection.client, "was internal");
-    if (last) client->goneSince = now;
+    if (last) client->goneSince = m_clock.now();
     // At the end: whoever waits for its answers goes on in there.
     if (client->delivery == id) loseDelivery(*client);
 }
 
 void Core::drained(ConnectionId connection, Time now) {
-    m_now = now;
+    m_clock.set(now);
     const auto found = m_connections.find(connection);
     if (found == m_connections.end() || !found->second.client) return;
     Client* client = m_clients.find(*found->second.client);
@@ -177,17 +190,17 @@ void Core::drained(ConnectionId connection, Time now) {
 
 void Core::loseDelivery(Client& client) {
     client.delivery.reset();
-    client.deliveryLost = m_now;
+    client.deliveryLost = m_clock.now();
     m_rounds.lost(client.key);
 }
 
 void Core::drop(ConnectionId id) {
     m_outbox.close(id);
-    disconnected(id, m_now);
+    lose(id);
 }
 
 void Core::disconnectClient(const std::string& endpoint, Time now) {
-    m_now = now;
+    m_clock.set(now);
     std::vector<ConnectionId> ids;
     for (const auto& entry : m_connections) {
         const Connection& connection = entry.second;
@@ -236,7 +249,7 @@ void Core::forget(const ClientKey& key, const char* why) {
 }
 
 void Core::flush(Time now) {
-    m_now = now;
+    m_clock.set(now);
     store();
 }
 
@@ -246,13 +259,13 @@ void Core::store() {
 }
 
 void Core::tick(Time now) {
-    m_now = now;
-    m_rounds.expire(now);
+    m_clock.set(now);
+    m_rounds.expire();
     m_changes.expire();
     m_roles.storeAgain();
     while (!m_silent.empty() && m_silent.begin()->second <= now) {
-        reject(m_silent.begin()->first,
-               "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds", now);
+        rejectNow(m_silent.begin()->first,
+                  "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds");
     }
     forgetOverdue();
 }
@@ -260,7 +273,7 @@ void Core::tick(Time now) {
 void Core::forgetOverdue() {
     const char* const why = "stayed away too long";
     bool adds = false;
-    for (const ClientKey& key : m_clients.overdue(m_now, m_options.grace)) {
+    for (const ClientKey& key : m_clients.overdue(m_clock.now(), m_options.grace)) {
         const Client& client = *m_clients.find(key);
         if (!client.hasRow()) {
             forget(key, why);
@@ -276,7 +289,7 @@ void Core::forgetOverdue() {
                           if (!stored) {
                               // Not at once, however short the grace time is: the disk is in trouble.
                               overdue->goneSince =
-                                  m_now + std::max(std::chrono::milliseconds(0), storePause - m_options.grace);
+                                  m_clock.now() + std::max(std::chrono::milliseconds(0), storePause - m_options.grace);
                               return;
                           }
                           overdue->stored = false;

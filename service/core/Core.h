@@ -8,6 +8,7 @@
 #include "core/Catalogue.h"
 #include "core/Changes.h"
 #include "core/Clients.h"
+#include "core/CoreClock.h"
 #include "core/Interception.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
@@ -19,6 +20,7 @@
 #include "core/Roles.h"
 #include "core/Rounds.h"
 #include "core/Statistics.h"
+#include "core/Upcalls.h"
 
 namespace AppConfigService {
 
@@ -26,7 +28,7 @@ namespace AppConfigService {
 ///
 /// Owns everything that the service knows; refers to store and outbox, which must outlive it. Runs on one thread and
 /// has no lock. Nothing blocks but flush() and whatever calls it, for as long as the store takes.
-class Core {
+class Core : private Upcalls {
 public:
     Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log);
 
@@ -113,6 +115,10 @@ private:
     void loseDelivery(Client& client);
     void request(ConnectionId id, Connection& connection, const AppConfigHost::Frame& frame);
     Interception intercepted(const Connection& connection, const Call& call, const std::string& payload) const;
+    void reply(const Call& call, const google::protobuf::MessageLite& response) override;
+    void fail(const Call& call, AppConfigHost::Status status) override;
+    void deliver(ConnectionId delivery, const AppConfigHost::Frame& frame) override;
+    void store() override;
     void finish(const Call& call, AppConfigHost::Status status, const google::protobuf::MessageLite* response);
     /// By value: the client may be forgotten on the way.
     void farewell(ConnectionId delivery, ClientKey key);
@@ -121,14 +127,15 @@ private:
     void forget(const ClientKey& key, const char* why);
     void forgetOverdue();
     void drop(ConnectionId id);
-    void store();
+    void rejectNow(ConnectionId id, const std::string& reason);
+    void lose(ConnectionId id);
     bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
 
     StateStore& m_store;
     Outbox& m_outbox;
     const ServiceOptions m_options;
     const Log m_log;
-    Time m_now{};  ///< whatever happens now happens at this time
+    CoreClock m_clock;
     Catalogue m_catalogue;
     Registrations m_registrations;
     Clients m_clients;

@@ -12,7 +12,7 @@
 namespace AppConfigService {
 
 bool Core::start(const Definitions& definitions, std::string& error, Time now) {
-    m_now = now;
+    m_clock.set(now);
     StoredState state;
     if (!m_store.load(state, error)) return false;
     m_journal.restore(state, m_options.newTimeline ? m_options.newTimeline() : newTimelineId());
@@ -33,7 +33,7 @@ bool Core::start(const Definitions& definitions, std::string& error, Time now) {
 }
 
 bool Core::reload(const Definitions& definitions, std::string& error, Time now) {
-    m_now = now;
+    m_clock.set(now);
     // What is pending was decided on under the old definitions.
     while (needsFlush()) store();
     return adoptAll(definitions, error, true);

@@ -52,7 +52,7 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool inte
 void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
     const ClientKey key{connection.uid, frame.hello().endpoint()};
     const std::string refusal = checkHello(frame, key, connection.internal);
-    if (!refusal.empty()) return reject(id, refusal, m_now);
+    if (!refusal.empty()) return rejectNow(id, refusal);
 
     const bool known = m_clients.find(key) != nullptr;
     Client& client = m_clients.insert(key);
@@ -138,8 +138,7 @@ void Core::registrations(ConnectionId id, Connection& connection, const Frame& f
     const auto rows =
         static_cast<std::size_t>(frame.registration_size()) + static_cast<std::size_t>(frame.withdrawn_size());
     if (rows > mostRegistrationsAtOnce) {
-        return reject(id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows",
-                      m_now);
+        return rejectNow(id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows");
     }
     const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
                     true, *connection.client,  connection.internal};

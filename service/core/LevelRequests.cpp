@@ -97,7 +97,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
 void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                            const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response) {
     // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
-    flush();
+    m_with.upcalls.store();
     // In the order of names: numbers are drawn in it.
     std::map<ConfigVar, Variable*> changing;
     for (Variable* variable : allowed) {
@@ -141,7 +141,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
         m_with.changes.providerArrived();
         reply(call, response);
     });
-    flush();
+    m_with.upcalls.store();
 }
 
 }  // namespace AppConfigService

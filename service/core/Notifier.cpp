@@ -126,8 +126,7 @@ bool Notifier::askToApply(Client& client) {
         client.owedPoint = true;
         const auto finished = [this, key = client.key, &variable, number = newestOf(variable, Topic::apply)](
                                   const RoundOutcome& outcome) { applied(key, variable, number, outcome); };
-        m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, m_with.now,
-                            finished);
+        m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, finished);
     }
     return true;
 }
@@ -176,8 +175,7 @@ void Notifier::sendMark(Client& client) {
 }
 
 void Notifier::send(Client& client, const Frame& frame) {
-    if (onSent) onSent(frame.message_id());
-    m_with.outbox.send(*client.delivery, frame);
+    m_with.upcalls.deliver(*client.delivery, frame);
     if (++client.sinceMark >= framesPerMark && client.openMarks.size() < mostOpenMarks) sendMark(client);
 }
 

@@ -31,7 +31,7 @@ public:
         const Messages& messages;
         Rounds& rounds;
         Outbox& outbox;
-        const Time& now;
+        Upcalls& upcalls;
         const Log& log;
     };
 
@@ -81,9 +81,6 @@ public:
 
     /// Passes a submit on to everybody who registered for it.
     void submit(const Variable& variable, ConfigIF::SubmitType type);
-
-    /// Called with the id of each message that is sent; for the statistics.
-    std::function<void(std::uint32_t)> onSent;
 
 private:
     // What is due: Dues.cpp.

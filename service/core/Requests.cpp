@@ -83,6 +83,14 @@ void Requests::refuse(const Call& call, const std::string& payload, Error error,
     found->second.refuse(call, payload, {error, message});
 }
 
+void Requests::reply(const Call& call, const google::protobuf::MessageLite& response) {
+    m_with.upcalls.reply(call, response);
+}
+
+void Requests::fail(const Call& call, AppConfigHost::Status status) {
+    m_with.upcalls.fail(call, status);
+}
+
 void Requests::logRefusal(const Call& call, const std::string& name, Error error, const std::string& why) const {
     if (error == CommonIF::ERROR_NONE) return;
     m_with.log(LogLevel::info, std::string(ConfigIF::messageName(call.messageId)) +

@@ -12,21 +12,13 @@
 #include "core/Notifier.h"
 #include "core/Roles.h"
 #include "core/Statistics.h"
+#include "core/Upcalls.h"
 
 namespace AppConfigService {
 
-/// One request that is being served.
-struct Call {
-    ConnectionId connection = 0;
-    std::uint64_t correlation = 0;
-    std::uint32_t messageId = 0;
-    bool awaited = true;
-    ClientKey client;
-    bool internal = false;  ///< see Core::connected()
-};
-
-/// Answers the clients' requests, one member per message. Each request ends in exactly one call of one of the two
-/// functions below, from within serve() or later. Refers to its collaborators, which must outlive it; not thread-safe.
+/// Answers the clients' requests, one member per message. Each request ends in exactly one
+/// Upcalls::reply() or Upcalls::fail(), from within serve() or later. Refers to its collaborators, which must outlive
+/// it; not thread-safe.
 class Requests {
 public:
     struct Collaborators {
@@ -40,14 +32,11 @@ public:
         Notifier& notifier;
         const Messages& messages;
         Statistics& statistics;
+        Upcalls& upcalls;
         const Log& log;
     };
 
     explicit Requests(const Collaborators& collaborators);
-
-    std::function<void(const Call&, const google::protobuf::MessageLite&)> reply;
-    std::function<void(const Call&, AppConfigHost::Status)> fail;
-    std::function<void()> flush;  ///< stores what is pending, now
 
     /// Serves \p call. The client must be known.
     void serve(const Call& call, const std::string& payload);
@@ -70,6 +59,9 @@ private:
 
     template <typename Request, typename Response>
     void row(void (Requests::*member)(const Call&, const Request&));
+
+    void reply(const Call& call, const google::protobuf::MessageLite& response);
+    void fail(const Call& call, AppConfigHost::Status status);
 
     void read(const Call& call, const ConfigIF::ReadReq& request);
     void write(const Call& call, const ConfigIF::WriteReq& request);

@@ -55,13 +55,13 @@ void Roles::store(Client& client, bool risen) {
         [this, key = client.key, risen](bool stored) {
             if (stored) return;
             // Not put off by whoever else fails meanwhile.
-            if (m_owed.empty()) m_next = m_now + storePause;
+            if (m_owed.empty()) m_next = m_clock.now() + storePause;
             m_owed[key] = risen || m_owed[key];
         });
 }
 
 void Roles::storeAgain() {
-    if (m_next > m_now) return;
+    if (m_next > m_clock.now()) return;
     for (const auto& [key, risen] : std::exchange(m_owed, {})) {
         if (Client* const client = m_clients.find(key)) store(*client, risen);
     }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "core/Clients.h"
+#include "core/CoreClock.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
 
@@ -23,8 +24,8 @@ public:
         std::vector<Client*> fallen;
     };
 
-    Roles(const ServiceOptions& options, const Clients& clients, Journal& journal, const Time& now)
-        : m_options(options), m_clients(clients), m_journal(journal), m_now(now) {}
+    Roles(const ServiceOptions& options, const Clients& clients, Journal& journal, const CoreClock& clock)
+        : m_options(options), m_clients(clients), m_journal(journal), m_clock(clock) {}
 
     /// Takes other limits into use, at once and for all clients, connected or not. Nothing is pending in the journal.
     /// A failing store does not hold that up; it is tried again.
@@ -47,7 +48,7 @@ private:
     const ServiceOptions& m_options;
     const Clients& m_clients;
     Journal& m_journal;
-    const Time& m_now;
+    const CoreClock& m_clock;
     std::map<std::uint32_t, int> m_limits;
     std::map<ClientKey, bool> m_owed;  ///< whose row was not stored, and whether its role had risen
     Time m_next{};                     ///< when that is tried again

@@ -37,20 +37,19 @@ bool couldNotRead(const std::string& message) {
 }  // namespace
 
 RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
-                      std::uint64_t order, Time now, Finished finished) {
+                      std::uint64_t order, Finished finished) {
     const RoundId id = m_next++;
     Round& round = m_rounds[id];
     round.messageId = question.message_id();
     round.about = about;
-    round.deadline = now + m_options.providerDeadline;
+    round.deadline = m_clock.now() + m_options.providerDeadline;
     round.finished = std::move(finished);
     for (const Client* client : clients) {
         const std::uint64_t correlation = m_next++;
         round.open.emplace(correlation, Outstanding{client->key, order});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
-        if (onSent) onSent(question.message_id());
-        m_outbox.send(*client->delivery, question);
+        m_upcalls.deliver(*client->delivery, question);
     }
     return id;
 }
@@ -113,10 +112,10 @@ void Rounds::lost(const ClientKey& client) {
     }
 }
 
-void Rounds::expire(Time now) {
+void Rounds::expire() {
     std::vector<std::pair<RoundId, std::uint64_t>> late;
     for (const auto& entry : m_rounds) {
-        if (entry.second.deadline > now) continue;
+        if (entry.second.deadline > m_clock.now()) continue;
         for (const auto& question : entry.second.open) late.emplace_back(entry.first, question.first);
     }
     for (const auto& [id, correlation] : late) {
