@@ -127,7 +127,7 @@ void Changes::begin(const OperationPtr& operation) {
     judge(operation, judges);
 }
 
-void Changes::judge(const OperationPtr& operation, const std::vector<Client*>& judges) {
+void Changes::judge(const OperationPtr& operation, const std::vector<const Client*>& judges) {
     const Variable& variable = *operation->variable;
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
@@ -160,8 +160,9 @@ Time Changes::providerExpected(const Variable& variable) const {
     for (const auto& target :
          m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_DYNAMIC_VALIDATE)) {
         const Client* client = m_with.clients.find(*target.client);
-        if (client == nullptr || !client->deliveryLost || client->role < variable.row.readLevel) continue;
-        expected = std::max(expected, *client->deliveryLost + grace);
+        if (client == nullptr || client->record.role() < variable.row.readLevel) continue;
+        const std::optional<Time> lost = client->connections.deliveryLost();
+        if (lost) expected = std::max(expected, *lost + grace);
     }
     return expected;
 }
@@ -187,7 +188,7 @@ void Changes::providerArrived() {
     });
 }
 
-void Changes::withdraw(const std::vector<Client*>& clients) {
+void Changes::withdraw(const std::vector<ClientKey>& clients) {
     if (clients.empty()) return;
     std::map<std::uint64_t, OperationPtr> asking;  // by their order
     for (const auto& entry : m_queues) {
@@ -197,11 +198,12 @@ void Changes::withdraw(const std::vector<Client*>& clients) {
     for (const auto& entry : asking) {
         const Operation& operation = *entry.second;
         const Variable& variable = *operation.variable;
-        for (const Client* client : clients) {
+        for (const ClientKey& key : clients) {
+            const Client* client = m_with.clients.find(key);
             // With its last question a round ends, and the operation may begin another.
-            if (!operation.round || client->role >= variable.row.readLevel) continue;
-            if (!m_with.rounds.withdraw(*operation.round, client->key)) continue;
-            m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " was asked about " + variable.display +
+            if (!operation.round || client == nullptr || client->record.role() >= variable.row.readLevel) continue;
+            if (!m_with.rounds.withdraw(*operation.round, key)) continue;
+            m_with.log(LogLevel::warning, "provider " + key.endpoint + " was asked about " + variable.display +
                                               ", and its answer does not count: its role does not reach the read "
                                               "level any more");
         }
@@ -276,8 +278,8 @@ void Changes::stored(const OperationPtr& operation) {
         for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
         announce(operation);
     };
-    for (Client* client : clients) {
-        m_with.notifier.noteAsked(*client, variable);
+    for (const Client* client : clients) {
+        m_with.notifier.noteAsked(client->key, variable);
         operation->asked.push_back(client->key);
     }
     operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,
@@ -301,9 +303,8 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
                                        " refused: " + CommonIF::eErrorType_Name(verdict.error));
         const bool changes =
             operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
-        Client* client = m_with.clients.find(operation->client);
-        if (changes && !operation->awaited && client != nullptr && variable.definition) {
-            m_with.notifier.correct(*client, variable);
+        if (changes && !operation->awaited && variable.definition) {
+            m_with.notifier.correct(operation->client, variable);
         }
     } else {
         // Another value may have come since, of a new definition.
@@ -318,13 +319,14 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
     turn(variable);
 }
 
-std::vector<Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
-    std::vector<Client*> result;
+std::vector<const Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
+    std::vector<const Client*> result;
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, type)) {
-        Client* client = m_with.clients.find(*target.client);
+        const Client* client = m_with.clients.find(*target.client);
         // One client may have several callbacks; it is asked once.
-        if (client == nullptr || !client->delivery || (!result.empty() && result.back() == client)) continue;
-        if (client->role < variable.row.readLevel) {
+        if (client == nullptr || !client->connections.delivery()) continue;
+        if (!result.empty() && result.back() == client) continue;
+        if (client->record.role() < variable.row.readLevel) {
             m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " is not asked about " +
                                               variable.display + ": its role does not reach the read level");
             continue;

@@ -17,14 +17,7 @@ bool Core::start(const Definitions& definitions, std::string& error, Time now) {
     if (!m_store.load(state, error)) return false;
     m_journal.restore(state, m_options.newTimeline ? m_options.newTimeline() : newTimelineId());
     m_catalogue.restore(state.variables);
-    for (const ClientRow& row : state.clients) {
-        Client& client = m_clients.insert(row.client);
-        client.claimedRole = row.claimedRole;
-        client.role = row.role;
-        client.roleSince = row.roleSince;
-        client.stored = true;
-        client.goneSince = client.deliveryLost = now;
-    }
+    m_clients.restore(state.clients, now);
     for (const RegistrationRow& row : state.registrations) {
         if (m_clients.find(row.client) != nullptr) m_registrations.add(row, 0);
     }
@@ -84,7 +77,7 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     };
     Transition::tell(entered, m_notifier, asked);
     m_changes.withdraw(roles.fallen);
-    for (Client* client : roles.risen) m_notifier.catchUp(*client);
+    for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();
     return true;
 }

@@ -47,7 +47,7 @@ void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& r
     if (verdict.ok()) {
         response.set_read_level(roleToWire(variable->row.readLevel));
         response.set_write_level(roleToWire(variable->row.writeLevel));
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::levels);
+        m_with.notifier.noteRead(call.client, *variable, Topic::levels);
     }
     reply(call, response);
 }

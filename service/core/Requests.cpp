@@ -107,9 +107,8 @@ void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Ve
 
 int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
     const int claimed = roleFromWire(wire);
-    Client& client = *m_with.clients.find(call.client);
-    if (m_with.roles.claim(client, claimed)) {
-        m_with.notifier.catchUp(client);
+    if (m_with.roles.claim(call.client, claimed)) {
+        m_with.notifier.catchUp(call.client);
         m_with.changes.providerArrived();
     }
     return call.internal ? claimed : m_with.roles.worth(call.client, claimed);
@@ -149,7 +148,7 @@ void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
         for (const std::string& element : variable->row.value) response.add_value(element);
         response.set_is_default(variable->isDefault());
         *response.mutable_revision() = m_with.messages.revision(variable->row.changes.value);
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::value);
+        m_with.notifier.noteRead(call.client, *variable, Topic::value);
     }
     reply(call, response);
 }
@@ -218,7 +217,7 @@ void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsR
     if (verdict.ok()) {
         response.set_default_index(variable->row.defaultIndex);
         for (const std::string& option : variable->row.options) response.add_option(option);
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::options);
+        m_with.notifier.noteRead(call.client, *variable, Topic::options);
     }
     reply(call, response);
 }

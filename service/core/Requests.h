@@ -8,6 +8,7 @@
 #include "configservice.pb.h"
 #include "core/Changes.h"
 #include "core/Clients.h"
+#include "core/Enrolment.h"
 #include "core/Interception.h"
 #include "core/Notifier.h"
 #include "core/Roles.h"
@@ -24,10 +25,11 @@ public:
     struct Collaborators {
         const ServiceOptions& options;
         Catalogue& catalogue;
-        Registrations& registrations;
-        Clients& clients;
+        const Registrations& registrations;
+        const Clients& clients;
         Roles& roles;
         Changes& changes;
+        Enrolment& enrolment;
         Journal& journal;
         Notifier& notifier;
         const Messages& messages;
@@ -95,15 +97,6 @@ private:
     static Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
     void storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                      const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response);
-    struct Wanted {
-        RegistrationRow row;
-        CommonIF::eSecurityRole role = CommonIF::eSecurityRole_MIN;
-        Verdict verdict;  ///< of the row itself; then of all that was done with it
-    };
-    Verdict roomFor(const Client& client, std::size_t more) const;
-    void enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-               Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
-    void unregister(const std::vector<RegistrationRow>& withdrawn, const std::function<void(const Verdict&)>& done);
     void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;
 
     Collaborators m_with;

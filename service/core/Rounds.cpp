@@ -36,8 +36,8 @@ bool couldNotRead(const std::string& message) {
 
 }  // namespace
 
-RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
-                      std::uint64_t order, Finished finished) {
+RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about,
+                      const std::vector<const Client*>& clients, std::uint64_t order, Finished finished) {
     const RoundId id = m_next++;
     Round& round = m_rounds[id];
     round.messageId = question.message_id();
@@ -49,7 +49,7 @@ RoundId Rounds::start(AppConfigHost::Frame question, const std::string& about, c
         round.open.emplace(correlation, Outstanding{client->key, order});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
-        m_upcalls.deliver(*client->delivery, question);
+        m_upcalls.deliver(*client->connections.delivery(), question);
     }
     return id;
 }

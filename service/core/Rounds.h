@@ -39,7 +39,7 @@ public:
 
     /// Asks each of \p clients, which are connected and at least one, \p question, a frame without a correlation.
     /// \p finished is called once, from answer(), lost(), expire() or withdraw(), never from here.
-    RoundId start(AppConfigHost::Frame question, const std::string& about, const std::vector<Client*>& clients,
+    RoundId start(AppConfigHost::Frame question, const std::string& about, const std::vector<const Client*>& clients,
                   std::uint64_t order, Finished finished);
 
     /// \p client answers question \p correlation with one payload per handler that had something to say. An answer to a

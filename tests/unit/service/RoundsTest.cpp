@@ -31,12 +31,13 @@ private:
 struct ProviderRounds : ::testing::Test {
     ProviderRounds() {
         clock.set(Time(std::chrono::hours(1)));
-        one.key = {1, "one"};
-        two.key = {2, "two"};
-        for (Client* client : {&one, &two}) client->delivery = client->key.uid;
+        for (Client* client : {&one, &two}) {
+            client->connections.open(client->key.uid);
+            client->connections.deliverOver(client->key.uid, 0);
+        }
     }
 
-    RoundId ask(const std::string& about, const std::vector<Client*>& clients, std::function<void()> then = {}) {
+    RoundId ask(const std::string& about, const std::vector<const Client*>& clients, std::function<void()> then = {}) {
         AppConfigHost::Frame question;
         question.set_message_id(ConfigIF::messageId("ConfigIF.OnChangeReq"));
         return rounds.start(question, about, clients, 1, [this, about, then](const RoundOutcome& outcome) {
@@ -55,8 +56,8 @@ struct ProviderRounds : ::testing::Test {
     Questions questions;
     CoreClock clock;
     Rounds rounds{options, clock, questions};
-    Client one;
-    Client two;
+    Client one{{1, "one"}};
+    Client two{{2, "two"}};
     std::vector<std::string> ended;
 };
 
