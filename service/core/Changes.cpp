@@ -4,6 +4,18 @@
 #include <set>
 #include <utility>
 
+// The course of an operation: submit(), turn(), begin(), judge() while providers are asked, decided(), store() while
+// the journal stores, stored() while providers apply, announce(), conclude(). Where there is nothing to wait for, a
+// step calls the next one, so a request may be over when submit() returns; where there is, Rounds or Journal call the
+// next step, from the middle of their own work. Three things follow.
+//
+// - Whatever is waited for may take long, and others go on meanwhile: levels, roles, definitions and providers are
+// looked
+//   up anew at each step. Variables themselves stay where they are.
+// - conclude() takes the operation out of its queue while steps of it are still on the stack. They work on a shared
+//   pointer that the round, the journal's entry or turn() keeps.
+// - conclude() sets others going. It is the last thing that a step does.
+
 namespace AppConfigService {
 
 namespace {
@@ -41,6 +53,7 @@ void Changes::submit(ChangeRequest request) {
                                                         " requests wait for the variable already"});
         }
     }
+    // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
     operation->queued = true;
     queue.operations.push_back(operation);
     turn(*operation->variable);
@@ -101,7 +114,9 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
 
 void Changes::turn(Variable& variable) {
     Queue& queue = m_queues[&variable];
-    // An operation that ends at once brings its successor up through the loop, not through the stack.
+    // An operation that ends at once calls this from conclude(). It brings its successor up through the loop of the
+    // outermost call, not through the stack, which a long queue would exhaust; and only that call, which looks at the
+    // queue once more, takes it away.
     if (queue.turning) return;
     queue.turning = true;
     while (!queue.operations.empty() && !queue.operations.front()->running) {
@@ -168,6 +183,8 @@ Time Changes::providerExpected(const Variable& variable) const {
 }
 
 void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
+    // Those that begin may end at once and have their successors wait for a provider, so what waits now is listed
+    // before. None of these is ended by another: each is the first of its own queue.
     std::vector<OperationPtr> again;
     for (const auto& entry : m_waitForProvider) {
         if (which(*entry.second)) again.push_back(entry.second);
@@ -190,7 +207,9 @@ void Changes::providerArrived() {
 
 void Changes::withdraw(const std::vector<ClientKey>& clients) {
     if (clients.empty()) return;
-    std::map<std::uint64_t, OperationPtr> asking;  // by their order
+    // By their order, which shows: queues are kept by address. Those that get their turn while this goes on are not
+    // among them, and ask under the new roles.
+    std::map<std::uint64_t, OperationPtr> asking;
     for (const auto& entry : m_queues) {
         const OperationPtr& operation = entry.second.operations.front();
         if (operation->round) asking.emplace(operation->order, operation);
@@ -230,6 +249,9 @@ void Changes::decided(const OperationPtr& operation) {
 }
 
 void Changes::store(const OperationPtr& operation) {
+    // Between the two calls the row is only on its way to the disk: nobody reads or hears of it yet. No other operation
+    // of this variable is in the batch, since this one is still the first of its queue, so its row goes on from the
+    // present one; levels are set behind the batch, or look at it.
     m_with.journal.add(
         [this, operation](Batch& batch) {
             // Levels that were set in the batch before this one count already.
@@ -266,6 +288,9 @@ VariableRow Changes::next(const Operation& operation) {
 
 void Changes::stored(const OperationPtr& operation) {
     Variable& variable = *operation->variable;
+    // From here on reads give the new value, and its number is open: no client is told that it has got past it until
+    // all that it brings is due. Providers are told before anybody else, so that whoever hears of a value finds it
+    // applied.
     operation->transition->enter(variable, m_with.notifier);
     if (!operation->transition->changes(ChangeKind::value)) return announce(operation);
 
@@ -278,6 +303,8 @@ void Changes::stored(const OperationPtr& operation) {
         for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
         announce(operation);
     };
+    // The row has just been entered, so what is noted is what the question carries. A provider that is lost before it
+    // has answered, or a point proves that it was asked, is asked anew when it comes back.
     for (const Client* client : clients) {
         m_with.notifier.noteAsked(client->key, variable);
         operation->asked.push_back(client->key);
@@ -287,6 +314,7 @@ void Changes::stored(const OperationPtr& operation) {
 }
 
 void Changes::announce(const OperationPtr& operation) {
+    // Everybody is told, as far as it can be, before the writer hears that its write is through.
     const auto asked = [&operation](const Variable&) { return operation->asked; };
     Transition::tell({&*operation->transition}, m_with.notifier, asked);
     conclude(operation, {});
@@ -315,6 +343,7 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
     }
     operation->reply(result);
     if (!operation->queued) return;
+    // The queue is there, and this is its first: only that one runs.
     m_queues[&variable].operations.pop_front();
     turn(variable);
 }

@@ -26,7 +26,8 @@ public:
     /// The client said goodbye: it is forgotten with its last connection.
     void leave() { m_leaving = true; }
 
-    /// The client is known from an earlier run of the service, and has been away since \p now at the latest.
+    /// The client is known from an earlier run of the service. When its connections were lost nobody knows any more:
+    /// all of its time counts from \p now.
     void restore(Time now) { m_goneSince = m_deliveryLost = now; }
 
     /// Counts the time that the client has been away from \p since on.

@@ -5,8 +5,8 @@
 
 // How connections and clients end. What waits for the answers of a client goes on as soon as they cannot come any more,
 // and with it whatever waited behind that: requests end, others begin, clients are told and asked. So each operation
-// here first brings connections and clients to where they are to be, lets the others go on last, and touches neither
-// afterwards. Nothing of what goes on closes a connection or erases a client.
+// here brings connections and clients to where others may meet them before it lets these go on. Nothing of what goes on
+// closes a connection or erases a client.
 
 namespace AppConfigService {
 

@@ -5,6 +5,10 @@
 #include "MessageIds.h"
 #include "core/Wire.h"
 
+// What comes in sets the clock and goes to one part. A part may call back up (see Upcalls) and so reach this file again
+// in the middle of its work; the outbox never does. What a request needs of its connection is therefore copied into its
+// Call before it is served, and the connection is looked up again when the request ends, by when it may be gone.
+
 namespace AppConfigService {
 
 using AppConfigHost::Frame;
@@ -82,6 +86,7 @@ void Core::request(ConnectionId id, const Connection& connection, const Frame& f
                     frame.kind() == AppConfigHost::REQUEST,
                     *connection.client,
                     connection.internal};
+    // Before it is served, since it may be through before that returns.
     m_connections.begin(id);
     const Interception decision = intercepted(call, frame.payload());
     switch (decision.action) {
@@ -189,6 +194,8 @@ void Core::flush(Time now) {
     store();
 }
 
+// What is told that it is stored adds further entries: writes that waited for others. They wait for the next call, so
+// that each turn of the loop stores once and nobody is kept waiting by a chain that never ends.
 void Core::store() {
     const std::string error = m_journal.flush();
     if (!error.empty()) m_log(LogLevel::error, "could not store: " + error);

@@ -103,6 +103,8 @@ private:
 
     bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
 
+    // Each part refers to parts that are declared before it, and to the core itself, which it calls only when it is
+    // called.
     StateStore& m_store;
     Outbox& m_outbox;
     const ServiceOptions m_options;

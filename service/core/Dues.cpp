@@ -6,6 +6,10 @@
 
 // What a client is due to be told: whatever changed that it registered for, may know and does not know. Notifier.cpp
 // sends it.
+//
+// There are two ways here. A change that is announced is due to everybody whom it reaches, whatever they know: nobody
+// can have been told of it before. Whatever else may have become news, by a registration, a role, levels or a new
+// connection, is held against what the client is known to have (Progress::lacks()).
 
 namespace AppConfigService {
 
@@ -37,6 +41,7 @@ void Notifier::collect(Client& client, const Group& group, Reads reads) {
     const Backlog& backlog = *topic == Topic::apply ? progress.questions() : progress.notifications();
     // Of what became visible with a risen role the client's point says nothing either.
     const ChangeNumber since = std::max(first.since, client.record.roleSince());
+    // What the backlog has no room for is not lost: it stays news, and is looked for again when the rest has been sent.
     // What is reached is walked once, however many callbacks are to be called for it.
     m_with.catalogue.reached(*first.name, [&](const Variable& variable) {
         if (!mayKnow(client, variable, *topic)) return true;
@@ -103,6 +108,8 @@ void Notifier::addDue(const Variable& variable, Topic topic, std::vector<Client*
     }
 }
 
+/// The levels of \p variable have changed, and whoever may read it only now was told nothing of it while it was hidden.
+/// Its point says nothing of that; what it was told, and what it knew when it joined, does.
 void Notifier::addRevealed(const Variable& variable, std::vector<Client*>& concerned) {
     for (const Topic topic : {Topic::options, Topic::value, Topic::apply}) {
         for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, callbackOf(topic))) {
@@ -116,6 +123,8 @@ void Notifier::addRevealed(const Variable& variable, std::vector<Client*>& conce
 }
 
 std::vector<ClientKey> Notifier::inform(const Variable& variable) {
+    // All of them, whatever they have applied: the value has just changed. They are asked behind what waits for them,
+    // and so they are not noted as asked before that.
     std::vector<ClientKey> asked;
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_ON_CHANGE)) {
         Client* client = m_with.clients.find(*target.client);

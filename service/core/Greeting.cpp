@@ -3,6 +3,9 @@
 #include "core/Connections.h"
 
 // How a client begins: the first frame of each connection, and what its delivery connection is sent at once.
+//
+// The numbers in HELLO decide over what this one client is told. Where they do not fit this state, it is told more than
+// it needs, never less.
 
 namespace AppConfigService {
 
@@ -51,6 +54,7 @@ void Connections::greet(ConnectionId id, const Frame& frame) {
     Connection& connection = m_connections.at(id);
     const Hello& hello = frame.hello();
     const ClientKey key{connection.uid, hello.endpoint()};
+    // Refused before anything is noted of it, but for a client that had to make room.
     const std::string why = refusal(frame, key, connection.internal);
     if (!why.empty()) return reject(id, why);
 
@@ -98,6 +102,7 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
     Frame frame;
     frame.set_kind(AppConfigHost::WELCOME);
     AppConfigHost::Welcome& welcome = *frame.mutable_welcome();
+    // A client without a point takes this for its own, so it has to be where resume() has it begin.
     welcome.set_changes(standing.fresh ? *standing.delivered : m_with.notifier.sequence());
     welcome.set_timeline(m_with.journal.timeline());
     welcome.set_point_known(standing.delivered.has_value());
@@ -116,17 +121,15 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
 }
 
 void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t number, const Standing& standing) {
-    // A copy: what goes on in here may end the client's other questions, but the key has to last in any case.
-    const ClientKey key = client.key;
     if (const std::optional<ConnectionId> old = client.connections.delivery()) {
         m_with.outbox.close(*old);
         m_connections.erase(*old);
         client.connections.lose(*old, m_with.clock.now());
         // Before the new one is there: whatever goes on now must not send over it what resume() takes for unsent.
-        m_with.rounds.lost(key);
+        m_with.rounds.lost(client.key);
     }
     client.connections.deliverOver(id, number);
-    m_with.notifier.resume(key, standing.delivered);
+    m_with.notifier.resume(client.key, standing.delivered);
     // Behind resume(): only then what a round asks of this client comes behind WELCOME and what it has missed.
     m_with.changes.providerArrived();
 }

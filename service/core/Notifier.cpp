@@ -10,12 +10,18 @@
 // A client's backlog is worked off as it takes it: while its connection has room and it handles what it was sent. Until
 // then each state waits once, whatever happens to it meanwhile. Frames carry no point as long as something waits behind
 // them, since a break must bring all of it again; the last one does, or a frame of its own.
+//
+// Sending calls nobody back, and the questions that are put here are never answered from within. So while one change is
+// announced clients neither go nor come, and pointers to them last.
 
 namespace AppConfigService {
 
 using AppConfigHost::Frame;
 
 ChangeNumber Notifier::sequence() const {
+    // Changes need not be announced in the order of their numbers: one waits for its providers while later ones are
+    // through. The point stays below the first that is open. Nor does it cover what is stored while its
+    // entry in the journal has not been told yet.
     return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
 }
 
@@ -34,7 +40,8 @@ void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber 
         client->progress.owePoint();
         concerned.push_back(client);
     }
-    // Only now: all that the change brings has to be due before a frame may say that it is through.
+    // Only now: all that the change brings has to be due, for each client, before a frame to any of them may say that
+    // it is through. Whoever is due several times stands there several times; the first time takes it all.
     m_open.erase(number);
     for (Client* client : concerned) advance(*client);
 }
@@ -72,10 +79,12 @@ void Notifier::advance(Client& client) {
     Progress& progress = client.progress;
     do {
         while (!progress.notifications().empty()) {
+            // Whoever stops here is called again: by drained(), or by handled().
             if (client.marks.allOpen() || !m_with.outbox.hasRoom(*delivery)) return;
             const Backlog::Due due = progress.takeNotification();
             if (isWanted(client, due)) tell(client, due);
         }
+        // Last, since they wait for answers, and notifications should not wait for these.
         if (!askToApply(client)) return;
     } while (lookAgain(client));
     if (progress.owesPoint()) sendPoint(client);
@@ -95,6 +104,7 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
     if (!variable.definition || !mayKnow(client, variable, due.topic)) return false;
     const ConfigIF::CallbackType type = callbackOf(due.topic);
     if (!m_with.registrations.reaches(client.key, variable.fullyQualified, type, due.callback.get())) return false;
+    // A write may have asked it to apply a newer value while this waited.
     if (due.topic == Topic::apply) return !client.progress.wasSent(variable, due.topic);
     // What is handed to providers yet is announced to all when that is through.
     return due.topic >= Topic::attributes || m_open.count(newestOf(variable, due.topic)) == 0;
@@ -103,6 +113,7 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
 void Notifier::tell(Client& client, const Backlog::Due& due) {
     Frame frame = due.topic == Topic::submit ? m_with.messages.submit(*due.variable, due.submitType, *due.callback)
                                              : m_with.messages.notification(*due.variable, due.topic, *due.callback);
+    // Before the frame gets its point: one that is higher than those so far proves what stands in its own frame, too.
     if (due.topic < Topic::attributes) client.progress.noteSent(*due.variable, due.topic, sequence());
     if (client.progress.nothingDue()) {
         setPoint(client, frame);
@@ -122,8 +133,11 @@ bool Notifier::askToApply(Client& client) {
         if (!isWanted(client, due)) continue;
         const Variable& variable = *due.variable;
         progress.questionSent(variable, sequence());
+        // The variable may change before the answer comes, which then proves the older state alone; the client may go,
+        // so it is looked up again. Variables stay.
         const auto finished = [this, key = client.key, &variable, number = newestOf(variable, Topic::apply)](
                                   const RoundOutcome& outcome) { applied(key, variable, number, outcome); };
+        // Order 0: no request waits for this answer, so none can come to wait for itself.
         m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, finished);
     }
     return true;
@@ -170,7 +184,8 @@ void Notifier::submit(const Variable& variable, ConfigIF::SubmitType type) {
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_SUBMIT)) {
         Client* client = m_with.clients.find(*target.client);
         if (client == nullptr || !client->connections.delivery()) continue;
-        // Behind what waits, so that a handler sees things in the order in which they happened.
+        // Behind what waits, so that a handler sees things in the order in which they happened. A backlog that is full
+        // would drop it for good, as an event cannot be looked for again: then it goes ahead.
         if (!client->progress.notifications().empty() && !client->progress.notifications().full()) {
             client->progress.add({&variable, Topic::submit, target.callback, type, ++m_events});
         } else {

@@ -12,8 +12,7 @@ void Progress::join(std::optional<ChangeNumber> begins, bool delivers) {
         m_joined = begins;
     } else if (delivers) {
         // A transport that took another's place in its process has known this state for longer than it had told.
-        // Nothing is less than any number, and stays: once all of this state was news, the notes of what was told say
-        // the rest.
+        // Nothing is less than any number, so it stays.
         m_joined = std::min(m_joined, begins);
     }
 }
@@ -79,8 +78,9 @@ void Progress::startOver() {
 }
 
 void Progress::noteSent(const Variable& variable, Topic topic, ChangeNumber sequence) {
-    // A client that has not been sent a point on this connection may have come from another state, and may yet go back
-    // to a point of this one. Such a point lies before what it is sent now, so the next one has to prove that.
+    // Only a point that is higher than those before is sure to come behind this. A client that came from another state
+    // has had none on this connection. It may yet go back to a point of this state that it knew before; that is lower
+    // than whatever point it is sent next.
     m_knowledge.noteSent(variable, topic, m_lastPoint ? *m_lastPoint + 1 : sequence);
 }
 
