@@ -18,7 +18,7 @@ struct Call {
 };
 
 /// What the parts of the core ask of the core that owns them. Each call may come from the middle of an operation, so
-/// none but store() calls any part in its turn.
+/// none but store() sets anything going.
 class Upcalls {
 public:
     virtual ~Upcalls() = default;
