@@ -4,6 +4,18 @@
 #include <set>
 #include <utility>
 
+// The course of an operation: submit(), turn(), begin(), judge() while providers are asked, decided(), store() while
+// the journal stores, stored() while providers apply, announce(), conclude(). Where there is nothing to wait for, a
+// step calls the next one, so a request may be over when submit() returns; where there is, Rounds or Journal call the
+// next step, from the middle of their own work. Three things follow.
+//
+// - Whatever is waited for may take long, and others go on meanwhile: levels, roles, definitions and providers are
+// looked
+//   up anew at each step. Variables themselves stay where they are.
+// - conclude() takes the operation out of its queue while steps of it are still on the stack. They work on a shared
+//   pointer that the round, the journal's entry or turn() keeps.
+// - conclude() sets others going. It is the last thing that a step does.
+
 namespace AppConfigService {
 
 namespace {
@@ -41,6 +53,7 @@ void Changes::submit(ChangeRequest request) {
                                                         " requests wait for the variable already"});
         }
     }
+    // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
     operation->queued = true;
     queue.operations.push_back(operation);
     turn(*operation->variable);
@@ -101,7 +114,9 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
 
 void Changes::turn(Variable& variable) {
     Queue& queue = m_queues[&variable];
-    // An operation that ends at once brings its successor up through the loop, not through the stack.
+    // An operation that ends at once calls this from conclude(). It brings its successor up through the loop of the
+    // outermost call, not through the stack, which a long queue would exhaust; and only that call, which looks at the
+    // queue once more, takes it away.
     if (queue.turning) return;
     queue.turning = true;
     while (!queue.operations.empty() && !queue.operations.front()->running) {
@@ -127,7 +142,7 @@ void Changes::begin(const OperationPtr& operation) {
     judge(operation, judges);
 }
 
-void Changes::judge(const OperationPtr& operation, const std::vector<Client*>& judges) {
+void Changes::judge(const OperationPtr& operation, const std::vector<const Client*>& judges) {
     const Variable& variable = *operation->variable;
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
@@ -139,13 +154,13 @@ void Changes::judge(const OperationPtr& operation, const std::vector<Client*>& j
     };
     operation->round =
         m_with.rounds.start(m_with.messages.validation(variable, operation->proposed, askerOf(*operation)),
-                            variable.display, judges, ++m_order, m_with.now, finished);
+                            variable.display, judges, ++m_order, finished);
 }
 
 void Changes::awaitProvider(const OperationPtr& operation) {
     const Variable& variable = *operation->variable;
     operation->waitsUntil = providerExpected(variable);
-    if (*operation->waitsUntil > m_with.now) {
+    if (*operation->waitsUntil > m_with.clock.now()) {
         m_waitForProvider.emplace(operation->order, operation);
         return;
     }
@@ -160,13 +175,16 @@ Time Changes::providerExpected(const Variable& variable) const {
     for (const auto& target :
          m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_DYNAMIC_VALIDATE)) {
         const Client* client = m_with.clients.find(*target.client);
-        if (client == nullptr || !client->deliveryLost || client->role < variable.row.readLevel) continue;
-        expected = std::max(expected, *client->deliveryLost + grace);
+        if (client == nullptr || client->record.role() < variable.row.readLevel) continue;
+        const std::optional<Time> lost = client->connections.deliveryLost();
+        if (lost) expected = std::max(expected, *lost + grace);
     }
     return expected;
 }
 
 void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
+    // Those that begin may end at once and have their successors wait for a provider, so what waits now is listed
+    // before. None of these is ended by another: each is the first of its own queue.
     std::vector<OperationPtr> again;
     for (const auto& entry : m_waitForProvider) {
         if (which(*entry.second)) again.push_back(entry.second);
@@ -187,9 +205,11 @@ void Changes::providerArrived() {
     });
 }
 
-void Changes::withdraw(const std::vector<Client*>& clients) {
+void Changes::withdraw(const std::vector<ClientKey>& clients) {
     if (clients.empty()) return;
-    std::map<std::uint64_t, OperationPtr> asking;  // by their order
+    // By their order, which shows: queues are kept by address. Those that get their turn while this goes on are not
+    // among them, and ask under the new roles.
+    std::map<std::uint64_t, OperationPtr> asking;
     for (const auto& entry : m_queues) {
         const OperationPtr& operation = entry.second.operations.front();
         if (operation->round) asking.emplace(operation->order, operation);
@@ -197,11 +217,12 @@ void Changes::withdraw(const std::vector<Client*>& clients) {
     for (const auto& entry : asking) {
         const Operation& operation = *entry.second;
         const Variable& variable = *operation.variable;
-        for (const Client* client : clients) {
+        for (const ClientKey& key : clients) {
+            const Client* client = m_with.clients.find(key);
             // With its last question a round ends, and the operation may begin another.
-            if (!operation.round || client->role >= variable.row.readLevel) continue;
-            if (!m_with.rounds.withdraw(*operation.round, client->key)) continue;
-            m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " was asked about " + variable.display +
+            if (!operation.round || client == nullptr || client->record.role() >= variable.row.readLevel) continue;
+            if (!m_with.rounds.withdraw(*operation.round, key)) continue;
+            m_with.log(LogLevel::warning, "provider " + key.endpoint + " was asked about " + variable.display +
                                               ", and its answer does not count: its role does not reach the read "
                                               "level any more");
         }
@@ -209,7 +230,7 @@ void Changes::withdraw(const std::vector<Client*>& clients) {
 }
 
 void Changes::expire() {
-    beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.now; });
+    beginAgain([this](const Operation& operation) { return *operation.waitsUntil <= m_with.clock.now(); });
 }
 
 std::optional<Time> Changes::nextDeadline() const {
@@ -228,6 +249,9 @@ void Changes::decided(const OperationPtr& operation) {
 }
 
 void Changes::store(const OperationPtr& operation) {
+    // Between the two calls the row is only on its way to the disk: nobody reads or hears of it yet. No other operation
+    // of this variable is in the batch, since this one is still the first of its queue, so its row goes on from the
+    // present one; levels are set behind the batch, or look at it.
     m_with.journal.add(
         [this, operation](Batch& batch) {
             // Levels that were set in the batch before this one count already.
@@ -264,6 +288,9 @@ VariableRow Changes::next(const Operation& operation) {
 
 void Changes::stored(const OperationPtr& operation) {
     Variable& variable = *operation->variable;
+    // From here on reads give the new value, and its number is open: no client is told that it has got past it until
+    // all that it brings is due. Providers are told before anybody else, so that whoever hears of a value finds it
+    // applied.
     operation->transition->enter(variable, m_with.notifier);
     if (!operation->transition->changes(ChangeKind::value)) return announce(operation);
 
@@ -276,15 +303,18 @@ void Changes::stored(const OperationPtr& operation) {
         for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
         announce(operation);
     };
-    for (Client* client : clients) {
-        m_with.notifier.noteAsked(*client, variable);
+    // The row has just been entered, so what is noted is what the question carries. A provider that is lost before it
+    // has answered, or a point proves that it was asked, is asked anew when it comes back.
+    for (const Client* client : clients) {
+        m_with.notifier.noteAsked(client->key, variable);
         operation->asked.push_back(client->key);
     }
     operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,
-                                           clients, ++m_order, m_with.now, finished);
+                                           clients, ++m_order, finished);
 }
 
 void Changes::announce(const OperationPtr& operation) {
+    // Everybody is told, as far as it can be, before the writer hears that its write is through.
     const auto asked = [&operation](const Variable&) { return operation->asked; };
     Transition::tell({&*operation->transition}, m_with.notifier, asked);
     conclude(operation, {});
@@ -301,9 +331,8 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
                                        " refused: " + CommonIF::eErrorType_Name(verdict.error));
         const bool changes =
             operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
-        Client* client = m_with.clients.find(operation->client);
-        if (changes && !operation->awaited && client != nullptr && variable.definition) {
-            m_with.notifier.correct(*client, variable);
+        if (changes && !operation->awaited && variable.definition) {
+            m_with.notifier.correct(operation->client, variable);
         }
     } else {
         // Another value may have come since, of a new definition.
@@ -314,17 +343,19 @@ void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
     }
     operation->reply(result);
     if (!operation->queued) return;
+    // The queue is there, and this is its first: only that one runs.
     m_queues[&variable].operations.pop_front();
     turn(variable);
 }
 
-std::vector<Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
-    std::vector<Client*> result;
+std::vector<const Client*> Changes::providers(const Variable& variable, ConfigIF::CallbackType type) const {
+    std::vector<const Client*> result;
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, type)) {
-        Client* client = m_with.clients.find(*target.client);
+        const Client* client = m_with.clients.find(*target.client);
         // One client may have several callbacks; it is asked once.
-        if (client == nullptr || !client->delivery || (!result.empty() && result.back() == client)) continue;
-        if (client->role < variable.row.readLevel) {
+        if (client == nullptr || !client->connections.delivery()) continue;
+        if (!result.empty() && result.back() == client) continue;
+        if (client->record.role() < variable.row.readLevel) {
             m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " is not asked about " +
                                               variable.display + ": its role does not reach the read level");
             continue;

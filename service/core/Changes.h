@@ -59,14 +59,14 @@ public:
         Rounds& rounds;
         Journal& journal;
         Notifier& notifier;
-        const Time& now;
+        const CoreClock& clock;
         const Log& log;
     };
 
     explicit Changes(const Collaborators& collaborators) : m_with(collaborators) {}
 
     /// The service has begun to serve: a provider may come back from now on.
-    void start() { m_started = m_with.now; }
+    void start() { m_started = m_with.clock.now(); }
 
     /// Takes \p request over. Its reply may be called before this returns.
     void submit(ChangeRequest request);
@@ -77,7 +77,7 @@ public:
 
     /// The roles of \p clients have fallen: what they are asked about variables that they may not know any more counts
     /// no longer, whatever they answer.
-    void withdraw(const std::vector<Client*>& clients);
+    void withdraw(const std::vector<ClientKey>& clients);
 
     /// Ends the waiting for providers whose time is over.
     void expire();
@@ -111,7 +111,7 @@ private:
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
-    void judge(const OperationPtr& operation, const std::vector<Client*>& judges);
+    void judge(const OperationPtr& operation, const std::vector<const Client*>& judges);
     void awaitProvider(const OperationPtr& operation);
     /// \return until when a provider of \p variable that is away now may come back.
     Time providerExpected(const Variable& variable) const;
@@ -124,7 +124,7 @@ private:
 
     /// \return what the variable holds when \p operation is done.
     static VariableRow next(const Operation& operation);
-    std::vector<Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
+    std::vector<const Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
     Messages::Asker askerOf(const Operation& operation) const;
 
     const Collaborators m_with;

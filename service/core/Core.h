@@ -1,13 +1,14 @@
 #pragma once
 
-#include <map>
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "core/Catalogue.h"
 #include "core/Changes.h"
 #include "core/Clients.h"
+#include "core/Connections.h"
+#include "core/CoreClock.h"
+#include "core/Enrolment.h"
 #include "core/Interception.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
@@ -19,6 +20,7 @@
 #include "core/Roles.h"
 #include "core/Rounds.h"
 #include "core/Statistics.h"
+#include "core/Upcalls.h"
 
 namespace AppConfigService {
 
@@ -26,7 +28,7 @@ namespace AppConfigService {
 ///
 /// Owns everything that the service knows; refers to store and outbox, which must outlive it. Runs on one thread and
 /// has no lock. Nothing blocks but flush() and whatever calls it, for as long as the store takes.
-class Core {
+class Core : private Upcalls {
 public:
     Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log);
 
@@ -61,7 +63,7 @@ public:
     void disconnected(ConnectionId connection, Time now);
 
     /// \return the endpoint of the client behind \p connection, for people.
-    std::string clientOf(ConnectionId connection) const;
+    std::string clientOf(ConnectionId connection) const { return m_connections.clientOf(connection); }
 
     /// Refuses \p connection with \p reason and closes it: what came on it is no frame, or its queue is full.
     void reject(ConnectionId connection, const std::string& reason, Time now);
@@ -89,46 +91,25 @@ public:
     std::size_t waiting() const { return m_changes.waiting(); }
 
 private:
-    struct Connection {
-        std::uint32_t uid = 0;
-        bool internal = false;
-        std::optional<ClientKey> client;  ///< once it has said hello
-        AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS;
-        bool busy = false;
-    };
+    void request(ConnectionId id, const Connection& connection, const AppConfigWire::Frame& frame);
+    void registrations(ConnectionId id, const Connection& connection, const AppConfigWire::Frame& frame);
+    Interception intercepted(const Call& call, const std::string& payload) const;
 
-    void hello(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
-    /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
-    struct Standing {
-        bool fresh = false;  ///< it has never been told a point
-        std::optional<ChangeNumber> joined;
-        std::optional<ChangeNumber> delivered;
-    };
-
-    std::string checkHello(const AppConfigWire::Frame& frame, const ClientKey& key, bool internal);
-    Standing standingOf(const AppConfigWire::Hello& hello) const;
-    void welcome(ConnectionId id, const Client& client, const AppConfigWire::Hello& hello, const Standing& standing);
-    void deliverOn(ConnectionId id, Client& client, const Standing& standing);
-    void registrations(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
-    void loseDelivery(Client& client);
-    void request(ConnectionId id, Connection& connection, const AppConfigWire::Frame& frame);
-    Interception intercepted(const Connection& connection, const Call& call, const std::string& payload) const;
+    void reply(const Call& call, const google::protobuf::MessageLite& response) override;
+    void fail(const Call& call, AppConfigWire::Status status) override;
+    void deliver(ConnectionId delivery, const AppConfigWire::Frame& frame) override;
+    void store() override;
     void finish(const Call& call, AppConfigWire::Status status, const google::protobuf::MessageLite* response);
-    /// By value: the client may be forgotten on the way.
-    void farewell(ConnectionId delivery, ClientKey key);
-    /// Withdraws whatever \p client is registered for, in the store as well.
-    void forgetStored(Client& client);
-    void forget(const ClientKey& key, const char* why);
-    void forgetOverdue();
-    void drop(ConnectionId id);
-    void store();
+
     bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
 
+    // Each part refers to parts that are declared before it, and to the core itself, which it calls only when it is
+    // called.
     StateStore& m_store;
     Outbox& m_outbox;
     const ServiceOptions m_options;
     const Log m_log;
-    Time m_now{};  ///< whatever happens now happens at this time
+    CoreClock m_clock;  ///< set by each public operation that is told the time, before anything else
     Catalogue m_catalogue;
     Registrations m_registrations;
     Clients m_clients;
@@ -139,10 +120,10 @@ private:
     Roles m_roles;
     Notifier m_notifier;
     Changes m_changes;
+    Enrolment m_enrolment;
     Requests m_requests;
+    Connections m_connections;
     Interceptor m_interceptor;
-    std::map<ConnectionId, Connection> m_connections;
-    std::map<ConnectionId, Time> m_silent;  ///< when each must have said hello, the earliest first
 };
 
 }  // namespace AppConfigService

@@ -12,19 +12,12 @@
 namespace AppConfigService {
 
 bool Core::start(const Definitions& definitions, std::string& error, Time now) {
-    m_now = now;
+    m_clock.set(now);
     StoredState state;
     if (!m_store.load(state, error)) return false;
     m_journal.restore(state, m_options.newTimeline ? m_options.newTimeline() : newTimelineId());
     m_catalogue.restore(state.variables);
-    for (const ClientRow& row : state.clients) {
-        Client& client = m_clients.insert(row.client);
-        client.claimedRole = row.claimedRole;
-        client.role = row.role;
-        client.roleSince = row.roleSince;
-        client.stored = true;
-        client.goneSince = client.deliveryLost = now;
-    }
+    m_clients.restore(state.clients, now);
     for (const RegistrationRow& row : state.registrations) {
         if (m_clients.find(row.client) != nullptr) m_registrations.add(row, 0);
     }
@@ -33,7 +26,7 @@ bool Core::start(const Definitions& definitions, std::string& error, Time now) {
 }
 
 bool Core::reload(const Definitions& definitions, std::string& error, Time now) {
-    m_now = now;
+    m_clock.set(now);
     // What is pending was decided on under the old definitions.
     while (needsFlush()) store();
     return adoptAll(definitions, error, true);
@@ -84,7 +77,7 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     };
     Transition::tell(entered, m_notifier, asked);
     m_changes.withdraw(roles.fallen);
-    for (Client* client : roles.risen) m_notifier.catchUp(*client);
+    for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();
     return true;
 }

@@ -1,13 +1,11 @@
-#include <algorithm>
-#include <utility>
-
-#include "MessageIds.h"
-#include "core/Core.h"
+#include "core/Connections.h"
 #include "wire/Endpoint.h"
 #include "wire/FrameVersion.h"
 
-// How a client begins: the first frame of each connection, what its delivery connection is sent at once, and the
-// registrations that it tells over that when they are not known here.
+// How a client begins: the first frame of each connection, and what its delivery connection is sent at once.
+//
+// The numbers in HELLO decide over what this one client is told. Where they do not fit this state, it is told more than
+// it needs, never less.
 
 namespace AppConfigService {
 
@@ -15,7 +13,7 @@ using AppConfigWire::Frame;
 using AppConfigWire::frameVersion;
 using AppConfigWire::Hello;
 
-std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool internal) {
+std::string Connections::refusal(const Frame& frame, const ClientKey& key, bool internal) {
     if (frame.kind() != AppConfigWire::HELLO) return "a connection begins with HELLO";
     if (frame.hello().version() != frameVersion) {
         return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version " +
@@ -25,71 +23,73 @@ std::string Core::checkHello(const Frame& frame, const ClientKey& key, bool inte
         return "the client's endpoint is not a valid endpoint name";
     }
     if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
-    const Client* known = m_clients.find(key);
+    const Client* known = m_with.clients.find(key);
+    if (known == nullptr) return makeRoom();
+    const ClientConnections& connections = known->connections;
     const bool delivers = frame.hello().purpose() == AppConfigWire::DELIVERY;
     // Points prove what was sent over connections before, so one that the client has given up must not come in between.
-    const std::uint64_t number = frame.hello().connection();
-    if (delivers && known != nullptr && frame.hello().has_connection() && number < known->deliveryNumber &&
-        known->deliveryNumber - number <= mostLateConnections) {
+    if (delivers && frame.hello().has_connection() && connections.hasNewerThan(frame.hello().connection())) {
         return "the client has a newer connection for deliveries";
     }
     // A delivery connection takes the place of the one before, so it needs no limit.
-    const bool limited = !internal && !delivers;
-    if (limited && known != nullptr &&
-        known->connections.size() >= mostConnectionsOfOne + (known->delivery ? 1U : 0U)) {
+    if (!internal && !delivers && connections.forRequests() >= mostConnectionsOfOne) {
         return "the client has " + std::to_string(mostConnectionsOfOne) + " connections for requests already";
     }
-    if (known != nullptr || m_clients.size() < mostClients) return {};
+    return {};
+}
+
+/// Makes room for one more client. \return why there is none; empty when there is.
+std::string Connections::makeRoom() {
+    if (m_with.clients.size() < mostClients) return {};
     // A client that left without registrations loses nothing by being forgotten early.
-    const Client* dispensable =
-        m_clients.longestGone([this](const Client& client) { return m_registrations.count(client.key) == 0; });
+    const Client* dispensable = m_with.clients.longestGone(
+        [this](const Client& client) { return m_with.registrations.count(client.key) == 0; });
     if (dispensable == nullptr) return "the service knows " + std::to_string(mostClients) + " clients already";
     const ClientKey forgotten = dispensable->key;
     forget(forgotten, "made room for another");
     return {};
 }
 
-void Core::hello(ConnectionId id, Connection& connection, const Frame& frame) {
-    const ClientKey key{connection.uid, frame.hello().endpoint()};
-    const std::string refusal = checkHello(frame, key, connection.internal);
-    if (!refusal.empty()) return reject(id, refusal, m_now);
+void Connections::greet(ConnectionId id, const Frame& frame) {
+    Connection& connection = m_connections.at(id);
+    const Hello& hello = frame.hello();
+    const ClientKey key{connection.uid, hello.endpoint()};
+    // Refused before anything is noted of it, but for a client that had to make room.
+    const std::string why = refusal(frame, key, connection.internal);
+    if (!why.empty()) return reject(id, why);
 
-    const bool known = m_clients.find(key) != nullptr;
-    Client& client = m_clients.insert(key);
-    if (!known) m_log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
-    Standing standing = standingOf(frame.hello());
-    if (!std::exchange(client.joinedKnown, true)) {
-        client.joined = standing.joined;
-    } else if (frame.hello().purpose() == AppConfigWire::DELIVERY) {
-        // A transport that took another's place in its process has known this state for longer than it had told.
-        client.joined = std::min(client.joined, standing.joined);
+    const bool known = m_with.clients.find(key) != nullptr;
+    Client& client = m_with.clients.insert(key);
+    if (!known) {
+        m_with.log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
     }
+    const bool delivers = hello.purpose() == AppConfigWire::DELIVERY;
+    Standing standing = standingOf(hello);
+    client.progress.join(standing.joined, delivers);
     // One without a point began with its first connection, whichever that was.
-    if (standing.fresh && client.joined) standing.joined = standing.delivered = client.joined;
-    client.goneSince.reset();
-    client.connections.insert(id);
+    if (standing.fresh && client.progress.joined()) standing.delivered = client.progress.joined();
+    client.connections.open(id);
     m_silent.erase(id);
     connection.client = key;
-    connection.purpose = frame.hello().purpose();
+    connection.purpose = hello.purpose();
 
-    welcome(id, client, frame.hello(), standing);
-    if (connection.purpose == AppConfigWire::DELIVERY) {
-        client.leaving = false;
-        client.deliveryNumber = frame.hello().connection();
-        deliverOn(id, client, standing);
-    }
+    // Before anything that it is due: a client takes WELCOME for the first frame.
+    welcome(id, key, hello, standing);
+    if (delivers) deliverOver(id, client, hello.connection(), standing);
 }
 
-Core::Standing Core::standingOf(const Hello& hello) const {
+Connections::Standing Connections::standingOf(const Hello& hello) const {
     if (!hello.has_timeline()) {
-        const ChangeNumber begins = hello.has_joined() ? 0 : m_notifier.sequence();
+        // It has never been told a point, so it begins now, and has missed nothing of what changed before; unless it
+        // registered before it ever reached a service: then whatever was ever changed is news.
+        const ChangeNumber begins = hello.has_joined() ? 0 : m_with.notifier.sequence();
         return {true, begins, begins};
     }
     // Each number that the client was told counts: one that this state does not have was told by another.
-    bool ours = m_journal.has(hello.timeline(), hello.delivered()) && hello.joined() <= hello.delivered() &&
+    bool ours = m_with.journal.has(hello.timeline(), hello.delivered()) && hello.joined() <= hello.delivered() &&
                 static_cast<std::size_t>(hello.seen_size()) <= mostSeenPoints;
     for (int i = 0; ours && i < hello.seen_size(); ++i) {
-        ours = m_journal.has(hello.seen(i).timeline(), hello.seen(i).number());
+        ours = m_with.journal.has(hello.seen(i).timeline(), hello.seen(i).number());
     }
     if (!ours) return {};
     Standing standing;
@@ -98,84 +98,40 @@ Core::Standing Core::standingOf(const Hello& hello) const {
     return standing;
 }
 
-void Core::welcome(ConnectionId id, const Client& client, const Hello& hello, const Standing& standing) {
+void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& hello, const Standing& standing) {
     Frame frame;
     frame.set_kind(AppConfigWire::WELCOME);
     AppConfigWire::Welcome& welcome = *frame.mutable_welcome();
-    welcome.set_changes(standing.fresh ? *standing.delivered : m_notifier.sequence());
-    welcome.set_timeline(m_journal.timeline());
+    // A client without a point takes this for its own, so it has to be where resume() has it begin.
+    welcome.set_changes(standing.fresh ? *standing.delivered : m_with.notifier.sequence());
+    welcome.set_timeline(m_with.journal.timeline());
     welcome.set_point_known(standing.delivered.has_value());
     if (hello.has_registrations()) {
-        const std::size_t held = m_registrations.count(client.key);
+        const std::size_t held = m_with.registrations.count(key);
         const bool known =
-            hello.registrations() == held && hello.registrations_digest() == m_registrations.digest(client.key);
+            hello.registrations() == held && hello.registrations_digest() == m_with.registrations.digest(key);
         welcome.set_registrations_known(known);
         if (!known) {
-            m_log(LogLevel::info, "client " + client.key.endpoint + " holds " + std::to_string(hello.registrations()) +
-                                      " registrations, the service " + std::to_string(held) +
-                                      " that are not the same: the client tells them anew");
+            m_with.log(LogLevel::info, "client " + key.endpoint + " holds " + std::to_string(hello.registrations()) +
+                                           " registrations, the service " + std::to_string(held) +
+                                           " that are not the same: the client tells them anew");
         }
     }
-    m_outbox.send(id, frame);
+    m_with.outbox.send(id, frame);
 }
 
-void Core::deliverOn(ConnectionId id, Client& client, const Standing& standing) {
-    if (client.delivery) {
-        const ConnectionId old = *client.delivery;
-        m_outbox.close(old);
-        m_connections.erase(old);
-        client.connections.erase(old);
-        loseDelivery(client);
+void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t number, const Standing& standing) {
+    if (const std::optional<ConnectionId> old = client.connections.delivery()) {
+        m_with.outbox.close(*old);
+        m_connections.erase(*old);
+        client.connections.lose(*old, m_with.clock.now());
+        // Before the new one is there: whatever goes on now must not send over it what resume() takes for unsent.
+        m_with.rounds.lost(client.key);
     }
-    client.delivery = id;
-    client.deliveryLost.reset();
-    ++client.claim;
-    m_notifier.resume(client, standing.delivered);
-    m_changes.providerArrived();
-}
-
-void Core::registrations(ConnectionId id, Connection& connection, const Frame& frame) {
-    const auto rows =
-        static_cast<std::size_t>(frame.registration_size()) + static_cast<std::size_t>(frame.withdrawn_size());
-    if (rows > mostRegistrationsAtOnce) {
-        return reject(id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows",
-                      m_now);
-    }
-    const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
-                    true, *connection.client,  connection.internal};
-    connection.busy = true;
-    const auto done = [this, id](const Frame& reply) {
-        const auto found = m_connections.find(id);
-        if (found == m_connections.end()) return;
-        found->second.busy = false;
-        m_outbox.send(id, reply);
-        m_outbox.idle(id);
-    };
-    if (frame.registration_size() > 0) {
-        // Whoever intercepts registrations means these as well.
-        ConfigIF::RegisterClientCallbackReq first;
-        first.set_client_name(frame.registration(0).requester());
-        first.set_var_name(frame.registration(0).name());
-        first.set_callback_name(frame.registration(0).callback());
-        const Interception decision = intercepted(connection, call, first.SerializeAsString());
-        if (decision.action == Interception::Action::ignore) {
-            connection.busy = false;
-            return m_outbox.idle(id);
-        }
-        if (decision.action == Interception::Action::disconnect) return drop(id);
-        if (decision.action == Interception::Action::refuse) {
-            Frame refused;
-            refused.set_kind(AppConfigWire::REGISTERED);
-            refused.set_correlation(frame.correlation());
-            for (std::size_t i = 0; i < rows + (frame.complete() ? 1 : 0); ++i) {
-                AppConfigWire::Refusal* refusal = refused.add_refusal();
-                refusal->set_index(static_cast<std::uint32_t>(i));
-                refusal->set_error(decision.error);
-            }
-            return done(refused);
-        }
-    }
-    m_requests.enrol(call, frame, done);
+    client.connections.deliverOver(id, number);
+    m_with.notifier.resume(client.key, standing.delivered);
+    // Behind resume(): only then what a round asks of this client comes behind WELCOME and what it has missed.
+    m_with.changes.providerArrived();
 }
 
 }  // namespace AppConfigService

@@ -13,7 +13,7 @@ struct Variable;
 
 /// What one client knows of single variables, as far as this run of the service has told it: by notifications and
 /// questions, and apart from these by reads, which its handlers hear nothing of. Whatever was sent over the delivery
-/// connection is known for sure only once a point behind it has been reached. Not thread-safe.
+/// connection is known for sure only once a point behind it has been reached; Progress has the rule. Not thread-safe.
 class Knowledge {
 public:
     /// \return the number of the newest change that the client was sent; nothing when it was sent none.

@@ -53,7 +53,7 @@ void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& r
     if (verdict.ok()) {
         response.set_read_level(roleToWire(variable->row.readLevel));
         response.set_write_level(roleToWire(variable->row.writeLevel));
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::levels);
+        m_with.notifier.noteRead(call.client, *variable, Topic::levels);
     }
     reply(call, response);
 }
@@ -103,7 +103,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
 void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                            const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response) {
     // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
-    flush();
+    m_with.upcalls.store();
     // In the order of names: numbers are drawn in it.
     std::map<VariableName, Variable*> changing;
     for (Variable* variable : allowed) {
@@ -147,7 +147,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
         m_with.changes.providerArrived();
         reply(call, response);
     });
-    flush();
+    m_with.upcalls.store();
 }
 
 }  // namespace AppConfigService

@@ -10,12 +10,18 @@
 // A client's backlog is worked off as it takes it: while its connection has room and it handles what it was sent. Until
 // then each state waits once, whatever happens to it meanwhile. Frames carry no point as long as something waits behind
 // them, since a break must bring all of it again; the last one does, or a frame of its own.
+//
+// Sending calls nobody back, and the questions that are put here are never answered from within. So while one change is
+// announced clients neither go nor come, and pointers to them last.
 
 namespace AppConfigService {
 
 using AppConfigWire::Frame;
 
 ChangeNumber Notifier::sequence() const {
+    // Changes need not be announced in the order of their numbers: one waits for its providers while later ones are
+    // through. The point stays below the first that is open. Nor does it cover what is stored while its
+    // entry in the journal has not been told yet.
     return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
 }
 
@@ -31,60 +37,65 @@ void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber 
     for (const ClientKey& key : asked) {
         Client* client = m_with.clients.find(key);
         if (client == nullptr) continue;
-        client->owedPoint = true;
+        client->progress.owePoint();
         concerned.push_back(client);
     }
-    // Only now: all that the change brings has to be due before a frame may say that it is through.
+    // Only now: all that the change brings has to be due, for each client, before a frame to any of them may say that
+    // it is through. Whoever is due several times stands there several times; the first time takes it all.
     m_open.erase(number);
-    for (Client* client : concerned) goOn(*client);
+    for (Client* client : concerned) advance(*client);
 }
 
-void Notifier::resume(Client& client, std::optional<ChangeNumber> delivered) {
-    client.due.clear();
-    client.applies.clear();
-    client.appliesAsked = 0;
-    client.sinceMark = 0;
-    client.openMarks.clear();
-    client.owedPoint = true;
-    client.resumedAt = client.lastPoint = delivered;
-    if (delivered) {
-        client.knowledge.loseBeyond(*delivered);
-    } else {
-        // What it was told it was told of a state that it has left since.
-        client.knowledge.clear();
-        client.joined.reset();
-    }
-    collectAll(client);
-    goOn(client);
+void Notifier::resume(const ClientKey& key, std::optional<ChangeNumber> delivered) {
+    Client* client = m_with.clients.find(key);
+    if (client == nullptr) return;
+    client->progress.resume(delivered);
+    client->marks.startOver();
+    collectAll(*client);
+    advance(*client);
 }
 
-void Notifier::goOn(Client& client) {
-    if (!client.delivery) return;
+void Notifier::goOn(const ClientKey& key) {
+    if (Client* client = m_with.clients.find(key)) advance(*client);
+}
+
+void Notifier::handled(const ClientKey& key, std::uint64_t mark) {
+    Client* client = m_with.clients.find(key);
+    if (client != nullptr && client->marks.handled(mark)) advance(*client);
+}
+
+void Notifier::noteAsked(const ClientKey& key, const Variable& variable) {
+    if (Client* client = m_with.clients.find(key)) client->progress.noteSent(variable, Topic::apply, sequence());
+}
+
+void Notifier::noteRead(const ClientKey& key, const Variable& variable, Topic topic) {
+    if (Client* client = m_with.clients.find(key)) client->progress.noteRead(variable, topic);
+}
+
+/// Sends \p client what it is due, as far as it takes it.
+void Notifier::advance(Client& client) {
+    const std::optional<ConnectionId> delivery = client.connections.delivery();
+    if (!delivery) return;
+    Progress& progress = client.progress;
     do {
-        while (!client.due.empty()) {
-            const bool busy = client.openMarks.size() >= mostOpenMarks;
-            if (busy || !m_with.outbox.hasRoom(*client.delivery)) return;
-            const Backlog::Due due = client.due.take();
+        while (!progress.notifications().empty()) {
+            // Whoever stops here is called again: by drained(), or by handled().
+            if (client.marks.allOpen() || !m_with.outbox.hasRoom(*delivery)) return;
+            const Backlog::Due due = progress.takeNotification();
             if (isWanted(client, due)) tell(client, due);
         }
+        // Last, since they wait for answers, and notifications should not wait for these.
         if (!askToApply(client)) return;
     } while (lookAgain(client));
-    if (client.owedPoint) sendPoint(client);
+    if (progress.owesPoint()) sendPoint(client);
 }
 
 bool Notifier::lookAgain(Client& client) {
-    if (!client.due.overflown() && !client.applies.overflown()) return false;
-    // Both are empty. What was told since is known, so each time there is less to be found.
-    client.due.clear();
-    client.applies.clear();
+    if (!client.progress.overflown()) return false;
+    // Nothing waits any more. What was told since is known, so each time there is less to be found.
+    client.progress.startOver();
     collectAll(client);
     return true;
-}
-
-void Notifier::handled(Client& client, std::uint64_t mark) {
-    if (client.openMarks.empty() || client.openMarks.front() != mark) return;
-    client.openMarks.pop_front();
-    goOn(client);
 }
 
 bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
@@ -93,9 +104,8 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
     if (!variable.definition || !mayKnow(client, variable, due.topic)) return false;
     const ConfigIF::CallbackType type = callbackOf(due.topic);
     if (!m_with.registrations.reaches(client.key, variable.fullyQualified, type, due.callback.get())) return false;
-    if (due.topic == Topic::apply) {
-        return isNews(client, variable, due.topic, client.knowledge.of(variable, due.topic));
-    }
+    // A write may have asked it to apply a newer value while this waited.
+    if (due.topic == Topic::apply) return !client.progress.wasSent(variable, due.topic);
     // What is handed to providers yet is announced to all when that is through.
     return due.topic >= Topic::attributes || m_open.count(newestOf(variable, due.topic)) == 0;
 }
@@ -103,31 +113,32 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
 void Notifier::tell(Client& client, const Backlog::Due& due) {
     Frame frame = due.topic == Topic::submit ? m_with.messages.submit(*due.variable, due.submitType, *due.callback)
                                              : m_with.messages.notification(*due.variable, due.topic, *due.callback);
-    if (due.topic < Topic::attributes) noteSent(client, *due.variable, due.topic);
-    const bool last = client.due.empty() && !client.due.overflown() && client.applies.empty();
-    if (last) {
+    // Before the frame gets its point: one that is higher than those so far proves what stands in its own frame, too.
+    if (due.topic < Topic::attributes) client.progress.noteSent(*due.variable, due.topic, sequence());
+    if (client.progress.nothingDue()) {
         setPoint(client, frame);
     } else {
-        client.owedPoint = true;
+        client.progress.owePoint();
     }
     send(client, frame);
 }
 
 bool Notifier::askToApply(Client& client) {
     const Messages::Asker service{m_with.options.name, highestRole, m_with.options.name};
-    while (!client.applies.empty()) {
+    Progress& progress = client.progress;
+    while (!progress.questions().empty()) {
         // An answer makes room for the next question.
-        if (client.appliesAsked >= mostAppliesAsked || !m_with.outbox.hasRoom(*client.delivery)) return false;
-        const Backlog::Due due = client.applies.take();
+        if (!progress.takesQuestions() || !m_with.outbox.hasRoom(*client.connections.delivery())) return false;
+        const Backlog::Due due = progress.takeQuestion();
         if (!isWanted(client, due)) continue;
         const Variable& variable = *due.variable;
-        noteSent(client, variable, Topic::apply);
-        ++client.appliesAsked;
-        client.owedPoint = true;
+        progress.questionSent(variable, sequence());
+        // The variable may change before the answer comes, which then proves the older state alone; the client may go,
+        // so it is looked up again. Variables stay.
         const auto finished = [this, key = client.key, &variable, number = newestOf(variable, Topic::apply)](
                                   const RoundOutcome& outcome) { applied(key, variable, number, outcome); };
-        m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, m_with.now,
-                            finished);
+        // Order 0: no request waits for this answer, so none can come to wait for itself.
+        m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, finished);
     }
     return true;
 }
@@ -140,54 +151,43 @@ void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNum
     }
     Client* client = m_with.clients.find(key);
     if (client == nullptr) return;
-    if (client->appliesAsked > 0) --client->appliesAsked;
-    if (outcome.verdict.ok()) client->knowledge.noteAnswered(variable, Topic::apply, number);
-    goOn(*client);
-}
-
-void Notifier::noteSent(Client& client, const Variable& variable, Topic topic) const {
-    // Whatever point is sent from here on is higher than those before, so the next one proves that this has arrived.
-    // A client that came from another state may yet go back to a point of this one, which lies before what it is sent.
-    client.knowledge.noteSent(variable, topic, client.lastPoint ? *client.lastPoint + 1 : sequence());
+    client->progress.questionEnded(variable, number, outcome.verdict.ok());
+    advance(*client);
 }
 
 void Notifier::setPoint(Client& client, Frame& frame) const {
     const ChangeNumber point = sequence();
     frame.set_timeline(m_with.journal.timeline());
     frame.set_sequence(point);
-    client.lastPoint = std::max(client.lastPoint.value_or(0), point);
-    client.owedPoint = false;
+    client.progress.notePoint(point);
 }
 
 void Notifier::sendPoint(Client& client) {
     Frame frame;
     frame.set_kind(AppConfigWire::REACHED);
     setPoint(client, frame);
-    m_with.outbox.send(*client.delivery, frame);
-}
-
-void Notifier::sendMark(Client& client) {
-    client.sinceMark = 0;
-    client.openMarks.push_back(++client.marks);
-    Frame frame;
-    frame.set_kind(AppConfigWire::REACHED);
-    frame.set_correlation(client.marks);
-    m_with.outbox.send(*client.delivery, frame);
+    m_with.outbox.send(*client.connections.delivery(), frame);
 }
 
 void Notifier::send(Client& client, const Frame& frame) {
-    if (onSent) onSent(frame.message_id());
-    m_with.outbox.send(*client.delivery, frame);
-    if (++client.sinceMark >= framesPerMark && client.openMarks.size() < mostOpenMarks) sendMark(client);
+    const ConnectionId delivery = *client.connections.delivery();
+    m_with.upcalls.deliver(delivery, frame);
+    const std::optional<std::uint64_t> mark = client.marks.afterNotification();
+    if (!mark) return;
+    Frame reached;
+    reached.set_kind(AppConfigWire::REACHED);
+    reached.set_correlation(*mark);
+    m_with.outbox.send(delivery, reached);
 }
 
 void Notifier::submit(const Variable& variable, ConfigIF::SubmitType type) {
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_SUBMIT)) {
         Client* client = m_with.clients.find(*target.client);
-        if (client == nullptr || !client->delivery) continue;
-        // Behind what waits, so that a handler sees things in the order in which they happened.
-        if (!client->due.empty() && !client->due.full()) {
-            client->due.add({&variable, Topic::submit, target.callback, type, ++m_events});
+        if (client == nullptr || !client->connections.delivery()) continue;
+        // Behind what waits, so that a handler sees things in the order in which they happened. A backlog that is full
+        // would drop it for good, as an event cannot be looked for again: then it goes ahead.
+        if (!client->progress.notifications().empty() && !client->progress.notifications().full()) {
+            client->progress.add({&variable, Topic::submit, target.callback, type, ++m_events});
         } else {
             send(*client, m_with.messages.submit(variable, type, *target.callback));
         }

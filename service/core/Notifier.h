@@ -26,12 +26,12 @@ public:
         const ServiceOptions& options;
         const Catalogue& catalogue;
         const Registrations& registrations;
-        const Clients& clients;
+        Clients& clients;
         const Journal& journal;
         const Messages& messages;
         Rounds& rounds;
         Outbox& outbox;
-        const Time& now;
+        Upcalls& upcalls;
         const Log& log;
     };
 
@@ -49,50 +49,45 @@ public:
     /// \return the point up to which every change has been announced.
     ChangeNumber sequence() const;
 
-    /// Tells \p client whatever it registered for and does not know.
-    void catchUp(Client& client);
+    // A client that is not known is left alone.
 
-    /// Whether what a client has read counts as told. For a registration that it makes afterwards it does. But handlers
-    /// that stood before it read have heard nothing of it.
-    enum class Reads : bool { doNotCount, count };
+    /// Tells \p client whatever it registered for and does not know.
+    void catchUp(const ClientKey& client);
+
+    using Reads = Progress::Reads;
 
     /// The same for \p rows alone, which it has registered.
-    void catchUp(Client& client, const std::vector<RegistrationRow>& rows, Reads reads);
+    void catchUp(const ClientKey& client, const std::vector<RegistrationRow>& rows, Reads reads);
 
     /// \p client has a new delivery connection and stands at \p delivered, or knows nothing of this state: tells it
     /// whatever that leaves open, then how far it has got.
-    void resume(Client& client, std::optional<ChangeNumber> delivered);
+    void resume(const ClientKey& client, std::optional<ChangeNumber> delivered);
 
-    /// There is room for \p client again, or it has handled something: goes on with what it is due.
-    void goOn(Client& client);
+    /// There is room for \p client again: goes on with what it is due.
+    void goOn(const ClientKey& client);
 
     /// \p client has handled everything up to the mark \p mark.
-    void handled(Client& client, std::uint64_t mark);
+    void handled(const ClientKey& client, std::uint64_t mark);
 
     /// Every connected provider of \p variable is due to be asked to apply its value, without anybody waiting: it
     /// changed by no client's will. \return whom announce() is to be told of; it asks them.
     std::vector<ClientKey> inform(const Variable& variable);
 
     /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
-    void noteAsked(Client& client, const Variable& variable) const { noteSent(client, variable, Topic::apply); }
+    void noteAsked(const ClientKey& client, const Variable& variable);
+
+    /// \p client is being told the present state of \p variable in reply to its request.
+    void noteRead(const ClientKey& client, const Variable& variable, Topic topic);
 
     /// Sends \p client the value of \p variable, because it may believe in another one.
-    void correct(Client& client, const Variable& variable);
+    void correct(const ClientKey& client, const Variable& variable);
 
     /// Passes a submit on to everybody who registered for it.
     void submit(const Variable& variable, ConfigIF::SubmitType type);
 
-    /// Called with the id of each message that is sent; for the statistics.
-    std::function<void(std::uint32_t)> onSent;
-
 private:
     // What is due: Dues.cpp.
     static bool mayKnow(const Client& client, const Variable& variable, Topic topic);
-    static std::optional<ChangeNumber> toldOf(const Client& client, const Variable& variable, Topic topic);
-    static std::optional<ChangeNumber> toldOrReadOf(const Client& client, const Variable& variable, Topic topic);
-    static std::optional<ChangeNumber> knownOf(const Client& client, const Registration& registration,
-                                               const Variable& variable, Topic topic, Reads reads);
-    static bool isNews(const Client& client, const Variable& variable, Topic topic, std::optional<ChangeNumber> known);
     using Group = std::vector<const Registration*>;
     static void add(Group& group, const Registration& registration, const std::function<void(const Group&)>& full);
     void collect(Client& client, const Group& group, Reads reads);
@@ -101,7 +96,7 @@ private:
     void addRevealed(const Variable& variable, std::vector<Client*>& concerned);
 
     // What is sent: Notifier.cpp.
-    void noteSent(Client& client, const Variable& variable, Topic topic) const;
+    void advance(Client& client);
     bool isWanted(const Client& client, const Backlog::Due& due) const;
     bool lookAgain(Client& client);
     void tell(Client& client, const Backlog::Due& due);
@@ -109,7 +104,6 @@ private:
     void applied(const ClientKey& key, const Variable& variable, ChangeNumber number, const RoundOutcome& outcome);
     void setPoint(Client& client, AppConfigWire::Frame& frame) const;
     void sendPoint(Client& client);
-    void sendMark(Client& client);
     void send(Client& client, const AppConfigWire::Frame& frame);
 
     const Collaborators m_with;

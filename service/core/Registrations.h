@@ -21,8 +21,8 @@ struct Registration {
     const ClientKey* client = nullptr;
     const std::string* name = nullptr;  ///< as in RegistrationRow
     std::int32_t type = 0;
-    /// The client's delivery connection, by Client::claim, over or beside which it was made or repeated last. One of an
-    /// earlier connection is withdrawn when the client says that it has told all of its own.
+    /// The client's delivery connection, by ClientConnections::claim(), over or beside which it was made or repeated
+    /// last. One of an earlier connection is withdrawn when the client says that it has told all of its own.
     mutable std::uint32_t claim = 0;
     Text callback;
     Text requester;

@@ -88,6 +88,14 @@ void Requests::refuse(const Call& call, const std::string& payload, Error error,
     found->second.refuse(call, payload, {error, message});
 }
 
+void Requests::reply(const Call& call, const google::protobuf::MessageLite& response) {
+    m_with.upcalls.reply(call, response);
+}
+
+void Requests::fail(const Call& call, AppConfigWire::Status status) {
+    m_with.upcalls.fail(call, status);
+}
+
 void Requests::logRefusal(const Call& call, const std::string& name, Error error, const std::string& why) const {
     if (error == CommonIF::ERROR_NONE) return;
     m_with.log(LogLevel::info, std::string(ConfigIF::messageName(call.messageId)) +
@@ -104,9 +112,8 @@ void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Ve
 
 int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
     const int claimed = roleFromWire(wire);
-    Client& client = *m_with.clients.find(call.client);
-    if (m_with.roles.claim(client, claimed)) {
-        m_with.notifier.catchUp(client);
+    if (m_with.roles.claim(call.client, claimed)) {
+        m_with.notifier.catchUp(call.client);
         m_with.changes.providerArrived();
     }
     return call.internal ? claimed : m_with.roles.worth(call.client, claimed);
@@ -146,7 +153,7 @@ void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
         for (const std::string& element : variable->row.value) response.add_value(element);
         response.set_is_default(variable->isDefault());
         *response.mutable_revision() = m_with.messages.revision(variable->row.changes.value);
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::value);
+        m_with.notifier.noteRead(call.client, *variable, Topic::value);
     }
     reply(call, response);
 }
@@ -215,7 +222,7 @@ void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsR
     if (verdict.ok()) {
         response.set_default_index(variable->row.defaultIndex);
         for (const std::string& option : variable->row.options) response.add_option(option);
-        m_with.clients.find(call.client)->knowledge.noteRead(*variable, Topic::options);
+        m_with.notifier.noteRead(call.client, *variable, Topic::options);
     }
     reply(call, response);
 }

@@ -8,46 +8,37 @@
 #include "configservice.pb.h"
 #include "core/Changes.h"
 #include "core/Clients.h"
+#include "core/Enrolment.h"
 #include "core/Interception.h"
 #include "core/Notifier.h"
 #include "core/Roles.h"
 #include "core/Statistics.h"
+#include "core/Upcalls.h"
 
 namespace AppConfigService {
 
-/// One request that is being served.
-struct Call {
-    ConnectionId connection = 0;
-    std::uint64_t correlation = 0;
-    std::uint32_t messageId = 0;
-    bool awaited = true;
-    ClientKey client;
-    bool internal = false;  ///< see Core::connected()
-};
-
-/// Answers the clients' requests, one member per message. Each request ends in exactly one call of one of the two
-/// functions below, from within serve() or later. Refers to its collaborators, which must outlive it; not thread-safe.
+/// Answers the clients' requests, one member per message. Each request ends in exactly one
+/// Upcalls::reply() or Upcalls::fail(), from within serve() or later. Refers to its collaborators, which must outlive
+/// it; not thread-safe.
 class Requests {
 public:
     struct Collaborators {
         const ServiceOptions& options;
         Catalogue& catalogue;
-        Registrations& registrations;
-        Clients& clients;
+        const Registrations& registrations;
+        const Clients& clients;
         Roles& roles;
         Changes& changes;
+        Enrolment& enrolment;
         Journal& journal;
         Notifier& notifier;
         const Messages& messages;
         Statistics& statistics;
+        Upcalls& upcalls;
         const Log& log;
     };
 
     explicit Requests(const Collaborators& collaborators);
-
-    std::function<void(const Call&, const google::protobuf::MessageLite&)> reply;
-    std::function<void(const Call&, AppConfigWire::Status)> fail;
-    std::function<void()> flush;  ///< stores what is pending, now
 
     /// Serves \p call. The client must be known.
     void serve(const Call& call, const std::string& payload);
@@ -70,6 +61,9 @@ private:
 
     template <typename Request, typename Response>
     void row(void (Requests::*member)(const Call&, const Request&));
+
+    void reply(const Call& call, const google::protobuf::MessageLite& response);
+    void fail(const Call& call, AppConfigWire::Status status);
 
     void read(const Call& call, const ConfigIF::ReadReq& request);
     void write(const Call& call, const ConfigIF::WriteReq& request);
@@ -103,15 +97,6 @@ private:
     static Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
     void storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                      const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response);
-    struct Wanted {
-        RegistrationRow row;
-        CommonIF::eSecurityRole role = CommonIF::eSecurityRole_MIN;
-        Verdict verdict;  ///< of the row itself; then of all that was done with it
-    };
-    Verdict roomFor(const Client& client, std::size_t more) const;
-    void enrol(const Call& call, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-               Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
-    void unregister(const std::vector<RegistrationRow>& withdrawn, const std::function<void(const Verdict&)>& done);
     void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;
 
     Collaborators m_with;

@@ -17,51 +17,52 @@ Roles::Changed Roles::limit(std::map<std::uint32_t, int> limits) {
     Changed changed;
     for (const auto& entry : m_clients) {
         Client& client = *entry.second;
-        const int role = worth(client.key, client.claimedRole);
-        if (role == client.role) continue;
-        const bool risen = role > client.role;
-        client.role = role;
+        const int role = worth(client.key, client.record.claimedRole());
+        if (role == client.record.role()) continue;
+        const bool risen = role > client.record.role();
+        client.record.setRole(role);
         store(client, risen);
-        (risen ? changed.risen : changed.fallen).push_back(&client);
+        (risen ? changed.risen : changed.fallen).push_back(client.key);
     }
     return changed;
 }
 
-bool Roles::claim(Client& client, int role) {
-    if (role <= client.claimedRole) return false;
-    client.claimedRole = role;
-    const int worthNow = worth(client.key, role);
-    const bool risen = worthNow > client.role;
-    client.role = worthNow;
+bool Roles::claim(const ClientKey& key, int role) {
+    Client& client = *m_clients.find(key);
+    if (role <= client.record.claimedRole()) return false;
+    client.record.claim(role);
+    const int worthNow = worth(key, role);
+    const bool risen = worthNow > client.record.role();
+    client.record.setRole(worthNow);
     store(client, risen);
-    return risen && client.hasRow();
+    return risen && client.record.hasRow();
 }
 
 /// Has the store keep the roles of \p client. When its role has risen, what it registered for and could not be told
 /// so far it may be told now. The number that is drawn keeps its point from covering that before it has arrived.
 void Roles::store(Client& client, bool risen) {
     // Without registrations there is nothing to be told; the row comes with the first of them.
-    if (!client.hasRow()) return;
+    if (!client.record.hasRow()) return;
     // No point that the client was sent is as high, so it counts from here on, whenever the number is drawn.
-    if (risen) client.roleSince = m_journal.changes() + 1;
+    if (risen) client.record.countRoleFrom(m_journal.changes() + 1);
     m_journal.add(
         [this, key = client.key, risen](Batch& batch) {
             // Several entries may wait, and each stores the newest state; the client may have been forgotten, too.
             Client* kept = m_clients.find(key);
-            if (kept == nullptr || !kept->hasRow()) return;
-            if (risen) kept->roleSince = Journal::nextChange(batch);
-            batch.entries.emplace_back(kept->row());
+            if (kept == nullptr || !kept->record.hasRow()) return;
+            if (risen) kept->record.countRoleFrom(Journal::nextChange(batch));
+            batch.entries.emplace_back(kept->record.row(key));
         },
         [this, key = client.key, risen](bool stored) {
             if (stored) return;
             // Not put off by whoever else fails meanwhile.
-            if (m_owed.empty()) m_next = m_now + storePause;
+            if (m_owed.empty()) m_next = m_clock.now() + storePause;
             m_owed[key] = risen || m_owed[key];
         });
 }
 
 void Roles::storeAgain() {
-    if (m_next > m_now) return;
+    if (m_next > m_clock.now()) return;
     for (const auto& [key, risen] : std::exchange(m_owed, {})) {
         if (Client* const client = m_clients.find(key)) store(*client, risen);
     }

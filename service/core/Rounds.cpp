@@ -6,6 +6,11 @@
 #include "core/Names.h"
 #include "wire/CarriesUnknown.h"
 
+// With its last question a round ends, and whoever waited for that goes on from there: it goes to
+// the journal, begins the next round, or ends what another client is asked. So nothing here uses a reference into a
+// round after close() or take(). Where several questions end at once they are listed first, and each is looked up again
+// when it is its turn.
+
 namespace AppConfigService {
 
 using AppConfigWire::carriesUnknown;
@@ -39,21 +44,21 @@ bool couldNotRead(const std::string& message) {
 
 }  // namespace
 
-RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about, const std::vector<Client*>& clients,
-                      std::uint64_t order, Time now, Finished finished) {
+RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about,
+                      const std::vector<const Client*>& clients, std::uint64_t order, Finished finished) {
     const RoundId id = m_next++;
     Round& round = m_rounds[id];
     round.messageId = question.message_id();
     round.about = about;
-    round.deadline = now + m_options.providerDeadline;
+    round.deadline = m_clock.now() + m_options.providerDeadline;
     round.finished = std::move(finished);
     for (const Client* client : clients) {
+        // Before it is sent, and never used again: an answer that comes late meets nothing.
         const std::uint64_t correlation = m_next++;
         round.open.emplace(correlation, Outstanding{client->key, order});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
-        if (onSent) onSent(question.message_id());
-        m_outbox.send(*client->delivery, question);
+        m_upcalls.deliver(*client->connections.delivery(), question);
     }
     return id;
 }
@@ -63,6 +68,7 @@ void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const st
     if (found == m_roundOf.end()) return;
     const RoundId id = found->second;
     Round& round = m_rounds.at(id);
+    // Correlations can be guessed, and nobody answers for another.
     if (!(round.open.at(correlation).client == client)) return;
     if (payloads.empty()) {
         refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
@@ -85,6 +91,7 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
         said = true;
         if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(message);
     }
+    // An error of a later version must not read as none.
     const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
     if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
@@ -116,10 +123,10 @@ void Rounds::lost(const ClientKey& client) {
     }
 }
 
-void Rounds::expire(Time now) {
+void Rounds::expire() {
     std::vector<std::pair<RoundId, std::uint64_t>> late;
     for (const auto& entry : m_rounds) {
-        if (entry.second.deadline > now) continue;
+        if (entry.second.deadline > m_clock.now()) continue;
         for (const auto& question : entry.second.open) late.emplace_back(entry.first, question.first);
     }
     for (const auto& [id, correlation] : late) {
@@ -143,8 +150,7 @@ bool Rounds::withdraw(RoundId id, const ClientKey& client) {
     return false;
 }
 
-/// \return the round as long as the question has no answer; else null. What is collected to be ended has to be looked
-/// up one by one: whoever finished() tells goes on with what waited, and that may end any other question.
+/// \return the round as long as the question has no answer; else null.
 Rounds::Round* Rounds::openWith(RoundId id, std::uint64_t correlation) {
     const auto found = m_rounds.find(id);
     return found != m_rounds.end() && found->second.open.count(correlation) != 0 ? &found->second : nullptr;

@@ -7,8 +7,9 @@
 #include <vector>
 
 #include "core/Clients.h"
+#include "core/CoreClock.h"
 #include "core/Limits.h"
-#include "core/Outbox.h"
+#include "core/Upcalls.h"
 
 namespace AppConfigService {
 
@@ -33,12 +34,13 @@ public:
         std::uint64_t order;  ///< of the question among all questions and requests
     };
 
-    Rounds(const ServiceOptions& options, Outbox& outbox) : m_options(options), m_outbox(outbox) {}
+    Rounds(const ServiceOptions& options, const CoreClock& clock, Upcalls& upcalls)
+        : m_options(options), m_clock(clock), m_upcalls(upcalls) {}
 
     /// Asks each of \p clients, which are connected and at least one, \p question, a frame without a correlation.
     /// \p finished is called once, from answer(), lost(), expire() or withdraw(), never from here.
-    RoundId start(AppConfigWire::Frame question, const std::string& about, const std::vector<Client*>& clients,
-                  std::uint64_t order, Time now, Finished finished);
+    RoundId start(AppConfigWire::Frame question, const std::string& about, const std::vector<const Client*>& clients,
+                  std::uint64_t order, Finished finished);
 
     /// \p client answers question \p correlation with one payload per handler that had something to say. An answer to a
     /// question that is over is ignored.
@@ -52,14 +54,12 @@ public:
     bool withdraw(RoundId round, const ClientKey& client);
 
     /// Ends what has run out of time.
-    void expire(Time now);
+    void expire();
 
     std::optional<Time> nextDeadline() const;
 
     /// \return whom the round still waits for; empty when it is over.
     std::vector<Outstanding> outstanding(RoundId round) const;
-
-    std::function<void(std::uint32_t)> onSent;
 
 private:
     struct Round {
@@ -78,7 +78,8 @@ private:
     void take(RoundId id, std::uint64_t correlation);
 
     const ServiceOptions& m_options;
-    Outbox& m_outbox;
+    const CoreClock& m_clock;
+    Upcalls& m_upcalls;
     std::uint64_t m_next = 1;
     std::map<RoundId, Round> m_rounds;
     std::map<std::uint64_t, RoundId> m_roundOf;  ///< by correlation

@@ -149,7 +149,8 @@ TEST_F(Reply, ThatDoesNotParseClearsTheResponse) {
     response.add_value("old");
     EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
     EXPECT_EQ(response.value_size(), 0);
-    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the reply cannot be read (the payload is not a valid ConfigIF.ReadRsp)");
+    EXPECT_EQ(lastTransportFailure(),
+              "ConfigSrvc: the reply cannot be read (the payload is not a valid ConfigIF.ReadRsp)");
     peer.onRequest(&ScriptedPeer::answer);
     EXPECT_EQ(read(transport), TRANSPORT_OK);
     EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";

@@ -15,12 +15,12 @@ namespace {
 using ::testing::ElementsAre;
 
 /// Keeps the last question that each connection was sent.
-class Questions : public Outbox {
+class Questions : public Upcalls {
 public:
-    void send(ConnectionId connection, const AppConfigWire::Frame& frame) override { m_last[connection] = frame; }
-    bool hasRoom(ConnectionId) override { return true; }
-    void idle(ConnectionId) override {}
-    void close(ConnectionId) override {}
+    void reply(const Call&, const google::protobuf::MessageLite&) override {}
+    void fail(const Call&, AppConfigWire::Status) override {}
+    void deliver(ConnectionId delivery, const AppConfigWire::Frame& frame) override { m_last[delivery] = frame; }
+    void store() override {}
 
     std::uint64_t correlationOf(ConnectionId connection) { return m_last[connection].correlation(); }
 
@@ -30,26 +30,34 @@ private:
 
 struct ProviderRounds : ::testing::Test {
     ProviderRounds() {
-        one.key = {1, "one"};
-        two.key = {2, "two"};
-        for (Client* client : {&one, &two}) client->delivery = client->key.uid;
+        clock.set(Time(std::chrono::hours(1)));
+        for (Client* client : {&one, &two}) {
+            client->connections.open(client->key.uid);
+            client->connections.deliverOver(client->key.uid, 0);
+        }
     }
 
-    RoundId ask(const std::string& about, const std::vector<Client*>& clients, std::function<void()> then = {}) {
+    RoundId ask(const std::string& about, const std::vector<const Client*>& clients, std::function<void()> then = {}) {
         AppConfigWire::Frame question;
         question.set_message_id(ConfigIF::messageId("ConfigIF.OnChangeReq"));
-        return rounds.start(question, about, clients, 1, now, [this, about, then](const RoundOutcome& outcome) {
+        return rounds.start(question, about, clients, 1, [this, about, then](const RoundOutcome& outcome) {
             ended.push_back(about + " " + CommonIF::eErrorType_Name(outcome.verdict.error));
             if (then) then();
         });
     }
 
+    /// All that was asked up to here is out of time.
+    void expire() {
+        clock.set(clock.now() + options.providerDeadline);
+        rounds.expire();
+    }
+
     ServiceOptions options;
     Questions questions;
-    Rounds rounds{options, questions};
-    Time now{std::chrono::hours(1)};
-    Client one;
-    Client two;
+    CoreClock clock;
+    Rounds rounds{options, clock, questions};
+    Client one{{1, "one"}};
+    Client two{{2, "two"}};
     std::vector<std::string> ended;
 };
 
@@ -57,14 +65,14 @@ TEST_F(ProviderRounds, EndOnceAlsoWhereTheEndOfAnotherEndsThem) {
     ask("first", {&one}, [this] { rounds.lost(two.key); });
     ask("second", {&two});
     ask("third", {&one, &two});
-    rounds.expire(now + options.providerDeadline);
+    expire();
     EXPECT_THAT(ended,
                 ElementsAre("first ERROR_PROVIDER_TIMEOUT", "second ERROR_PROVIDER_GONE", "third ERROR_PROVIDER_GONE"));
     EXPECT_FALSE(rounds.nextDeadline());
 }
 
 TEST_F(ProviderRounds, OfALostClientEndOnceAlsoWhereTheEndOfOneEndsTheNext) {
-    ask("first", {&one}, [this] { rounds.expire(now + options.providerDeadline); });
+    ask("first", {&one}, [this] { expire(); });
     ask("second", {&one});
     rounds.lost(one.key);
     EXPECT_THAT(ended, ElementsAre("first ERROR_PROVIDER_GONE", "second ERROR_PROVIDER_TIMEOUT"));

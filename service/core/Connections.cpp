@@ -1,0 +1,158 @@
+#include "core/Connections.h"
+
+#include <algorithm>
+#include <vector>
+
+// How connections and clients end. What waits for the answers of a client goes on as soon as they cannot come any more,
+// and with it whatever waited behind that: requests end, others begin, clients are told and asked. So each operation
+// here brings connections and clients to where others may meet them before it lets these go on. Nothing of what goes on
+// closes a connection or erases a client.
+
+namespace AppConfigService {
+
+using AppConfigWire::Frame;
+
+void Connections::open(ConnectionId id, std::uint32_t uid, bool internal) {
+    m_connections[id] = Connection{uid, internal, std::nullopt, AppConfigWire::REQUESTS, false};
+    if (internal) return;
+    m_silent[id] = m_with.clock.now() + helloDeadline;
+    if (m_connections.size() > mostConnections) {
+        reject(id, "the service has " + std::to_string(mostConnections) + " connections already");
+    }
+}
+
+const Connection* Connections::find(ConnectionId id) const {
+    const auto found = m_connections.find(id);
+    return found == m_connections.end() ? nullptr : &found->second;
+}
+
+void Connections::begin(ConnectionId id) {
+    const auto found = m_connections.find(id);
+    if (found != m_connections.end()) found->second.busy = true;
+}
+
+void Connections::end(ConnectionId id, const Frame* reply) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) return;
+    found->second.busy = false;
+    if (reply != nullptr) m_with.outbox.send(id, *reply);
+    m_with.outbox.idle(id);
+}
+
+void Connections::drained(ConnectionId id) {
+    const Connection* const connection = find(id);
+    if (connection == nullptr || !connection->client) return;
+    const Client* const client = m_with.clients.find(*connection->client);
+    if (client != nullptr && client->connections.delivery() == id) m_with.notifier.goOn(client->key);
+}
+
+std::string Connections::clientOf(ConnectionId id) const {
+    const Connection* const connection = find(id);
+    return connection != nullptr && connection->client ? connection->client->endpoint : "a client without a name";
+}
+
+void Connections::reject(ConnectionId id, const std::string& reason) {
+    if (find(id) == nullptr) return;
+    m_with.log(LogLevel::warning, "closing a connection of " + clientOf(id) + ": " + reason);
+    Frame frame;
+    frame.set_kind(AppConfigWire::REFUSED);
+    frame.set_reason(reason);
+    m_with.outbox.send(id, frame);
+    drop(id);
+}
+
+void Connections::drop(ConnectionId id) {
+    m_with.outbox.close(id);
+    lose(id);
+}
+
+void Connections::lose(ConnectionId id) {
+    const auto found = m_connections.find(id);
+    if (found == m_connections.end()) return;
+    const Connection connection = found->second;
+    m_silent.erase(id);
+    m_connections.erase(found);
+    Client* const client = connection.client ? m_with.clients.find(*connection.client) : nullptr;
+    if (client == nullptr) return;
+    const bool delivered = client->connections.delivery() == id;
+    client->connections.lose(id, m_with.clock.now());
+    const bool last = client->connections.all().empty();
+    if (last && client->connections.leaving()) return forget(*connection.client, "said goodbye");
+    if (last && connection.internal) return forget(*connection.client, "was internal");
+    if (delivered) m_with.rounds.lost(*connection.client);
+}
+
+void Connections::dropClient(const std::string& endpoint) {
+    std::vector<ConnectionId> ids;
+    for (const auto& [id, connection] : m_connections) {
+        if (connection.internal) continue;
+        // Those that have not said yet whose they are go with all of them.
+        const bool named = connection.client && connection.client->endpoint == endpoint;
+        if (endpoint.empty() || named) ids.push_back(id);
+    }
+    for (const ConnectionId id : ids) drop(id);
+}
+
+void Connections::farewell(ConnectionId delivery) {
+    const Connection* const connection = find(delivery);
+    Client* const client = connection != nullptr ? m_with.clients.find(*connection->client) : nullptr;
+    if (client == nullptr) return;
+    m_with.enrolment.forget(*client);
+    // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
+    client->connections.leave();
+    drop(delivery);
+}
+
+void Connections::forget(const ClientKey& key, const char* why) {
+    Client* const client = m_with.clients.find(key);
+    if (client == nullptr) return;
+    m_with.log(LogLevel::info, "client " + key.endpoint + " is forgotten: it " + why);
+    const std::set<ConnectionId> ids = client->connections.all();
+    m_with.enrolment.forget(*client);
+    m_with.clients.erase(key);
+    for (const ConnectionId id : ids) {
+        m_with.outbox.close(id);
+        m_connections.erase(id);
+    }
+    m_with.rounds.lost(key);
+}
+
+void Connections::expire() {
+    while (!m_silent.empty() && m_silent.begin()->second <= m_with.clock.now()) {
+        reject(m_silent.begin()->first,
+               "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds");
+    }
+    forgetOverdue();
+}
+
+void Connections::forgetOverdue() {
+    const char* const why = "stayed away too long";
+    bool adds = false;
+    for (const ClientKey& key : m_with.clients.overdue(m_with.clock.now(), m_with.options.grace)) {
+        if (!m_with.clients.find(key)->record.hasRow()) {
+            forget(key, why);
+            continue;
+        }
+        adds = true;
+        // Not before the store has: the next start would bring its registrations back, and take the client, which may
+        // have come again and been told nothing, for one that has had them all along.
+        m_with.enrolment.forgetInStore(key, [this, key, why](bool stored) {
+            if (stored) return forget(key, why);
+            // Not at once, however short the grace time is: the disk is in trouble.
+            const auto pause = std::max(std::chrono::milliseconds(0), storePause - m_with.options.grace);
+            Client* const overdue = m_with.clients.find(key);
+            if (overdue != nullptr) overdue->connections.countFrom(m_with.clock.now() + pause);
+        });
+    }
+    // At once, since it could come back in between.
+    if (adds) m_with.upcalls.store();
+}
+
+std::optional<Time> Connections::nextDeadline() const {
+    const std::optional<Time> next = m_with.clients.nextDue(m_with.options.grace);
+    if (m_silent.empty()) return next;
+    const Time silent = m_silent.begin()->second;
+    return next ? std::min(*next, silent) : silent;
+}
+
+}  // namespace AppConfigService

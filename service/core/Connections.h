@@ -1,0 +1,118 @@
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+
+#include "core/Changes.h"
+#include "core/Clients.h"
+#include "core/CoreClock.h"
+#include "core/Enrolment.h"
+#include "core/Journal.h"
+#include "core/Limits.h"
+#include "core/Notifier.h"
+#include "core/Outbox.h"
+#include "core/Registrations.h"
+#include "core/Rounds.h"
+#include "core/Upcalls.h"
+#include "frame.pb.h"
+
+namespace AppConfigService {
+
+/// One connection, as far as the core knows it.
+struct Connection {
+    std::uint32_t uid = 0;
+    bool internal = false;            ///< see Core::connected()
+    std::optional<ClientKey> client;  ///< once it has said HELLO
+    AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS;
+    bool busy = false;  ///< a request that came on it is under way
+};
+
+/// Who is there: the connections, whose each is and what it is doing; and the clients, from their first HELLO until
+/// they are forgotten, since they said goodbye or stayed away for too long. Refers to its collaborators, which must
+/// outlive it; not thread-safe.
+class Connections {
+public:
+    struct Collaborators {
+        const ServiceOptions& options;
+        const Registrations& registrations;
+        Clients& clients;
+        const Journal& journal;
+        Rounds& rounds;
+        Notifier& notifier;
+        Changes& changes;
+        Enrolment& enrolment;
+        Outbox& outbox;
+        Upcalls& upcalls;
+        const CoreClock& clock;
+        const Log& log;
+    };
+
+    explicit Connections(const Collaborators& collaborators) : m_with(collaborators) {}
+
+    /// A process of user \p uid has connected. It has to say HELLO in time, unless \p internal.
+    void open(ConnectionId id, std::uint32_t uid, bool internal);
+
+    /// \p frame is the first that came on \p id, which is open: it should be HELLO.
+    void greet(ConnectionId id, const AppConfigWire::Frame& frame);
+
+    /// \return the connection; null when it is not there, or no more. Valid until something is closed.
+    const Connection* find(ConnectionId id) const;
+
+    /// A request that came on \p id is under way, so nothing more is taken from there.
+    void begin(ConnectionId id);
+
+    /// That request is through. \p reply is sent, unless it is null; nothing happens if the connection is gone.
+    void end(ConnectionId id, const AppConfigWire::Frame* reply);
+
+    /// There is room for \p id again.
+    void drained(ConnectionId id);
+
+    /// \p id is gone.
+    void lose(ConnectionId id);
+
+    /// Closes \p id.
+    void drop(ConnectionId id);
+
+    /// Closes \p id after it has been told \p reason.
+    void reject(ConnectionId id, const std::string& reason);
+
+    /// Closes the connections of the client called \p endpoint; those of all clients when it is empty.
+    void dropClient(const std::string& endpoint);
+
+    /// The client behind \p delivery says goodbye over it.
+    void farewell(ConnectionId delivery);
+
+    /// \return the endpoint of the client behind \p id, for people.
+    std::string clientOf(ConnectionId id) const;
+
+    /// Closes what said no HELLO in time, and forgets the clients that stayed away for too long.
+    void expire();
+
+    /// \return when that is due next.
+    std::optional<Time> nextDeadline() const;
+
+private:
+    /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
+    struct Standing {
+        bool fresh = false;  ///< it has never been told a point
+        std::optional<ChangeNumber> joined;
+        std::optional<ChangeNumber> delivered;
+    };
+
+    // Greeting.cpp
+    std::string refusal(const AppConfigWire::Frame& frame, const ClientKey& key, bool internal);
+    std::string makeRoom();
+    Standing standingOf(const AppConfigWire::Hello& hello) const;
+    void welcome(ConnectionId id, const ClientKey& key, const AppConfigWire::Hello& hello, const Standing& standing);
+    void deliverOver(ConnectionId id, Client& client, std::uint64_t number, const Standing& standing);
+
+    void forget(const ClientKey& key, const char* why);
+    void forgetOverdue();
+
+    const Collaborators m_with;
+    std::map<ConnectionId, Connection> m_connections;
+    std::map<ConnectionId, Time> m_silent;  ///< when each must have said HELLO, the earliest first
+};
+
+}  // namespace AppConfigService

@@ -1,0 +1,153 @@
+#include "core/Enrolment.h"
+
+#include <algorithm>
+#include <memory>
+#include <utility>
+
+// Between the moment at which something is asked for and the one at which it is stored the client may say goodbye, come
+// again, withdraw what it has just asked for or claim another role. So each of the two steps of a journal's entry looks
+// again at what there is: the first puts into the batch what fits behind the entries before it, the second finds the
+// client by its key, and may find none.
+
+namespace AppConfigService {
+
+Verdict Enrolment::roomFor(const Client& client, std::size_t more) const {
+    const Registrations& registrations = m_with.registrations;
+    const std::uint32_t own = m_with.options.ownUid;
+    // What the others may not take is left for root and the service's own user.
+    const std::size_t kept = registrations.countOfUser(0) + (own == 0 ? 0 : registrations.countOfUser(own));
+    RegistrationCounts counts;
+    counts.client = registrations.count(client.key);
+    counts.user = registrations.countOfUser(client.key.uid);
+    counts.others = registrations.size() - kept;
+    counts.isOther = client.key.uid != 0 && client.key.uid != own;
+    return checkRoom(counts, client.record.pending() + more);
+}
+
+void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
+                      Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done) {
+    Client& client = *m_with.clients.find(key);
+    // While something is pending, it may be the removal of what is still there.
+    const bool settled = !m_with.journal.pending() && withdrawn.empty();
+    std::vector<RegistrationRow> rows;
+    std::size_t fresh = 0;
+    for (Wanted& one : wanted) {
+        if (!one.verdict.ok()) continue;
+        const Registration* known = m_with.registrations.find(one.row);
+        if (known == nullptr) one.verdict = roomFor(client, fresh + 1);
+        if (!one.verdict.ok()) continue;
+        if (known != nullptr) known->claim = client.connections.claim();
+        if (known == nullptr || !settled) ++fresh;
+        rows.push_back(one.row);
+    }
+    if (fresh == 0 && withdrawn.empty()) {
+        // Handlers that stood before have heard nothing of what the client has read since.
+        m_with.notifier.catchUp(key, rows, Notifier::Reads::doNotCount);
+        return done(wanted, true);
+    }
+
+    client.record.addPending(fresh);
+    const auto staged = std::make_shared<std::vector<RegistrationRow>>(std::move(rows));
+    m_with.journal.add(
+        [this, key, staged, withdrawn](Batch& batch) { stage(key, *staged, withdrawn, batch); },
+        [this, key, staged, withdrawn, fresh, reads, wanted = std::move(wanted), done](bool stored) mutable {
+            // The client may have said goodbye meanwhile; the store hears of that next.
+            Client* registered = m_with.clients.find(key);
+            if (registered != nullptr) registered->record.removePending(fresh);
+            if (!stored) {
+                for (Wanted& one : wanted) {
+                    if (one.verdict.ok()) one.verdict.error = CommonIF::ERROR_STORAGE;
+                }
+                return done(wanted, false);
+            }
+            for (const RegistrationRow& row : withdrawn) m_with.registrations.remove(row);
+            if (registered != nullptr) enter(*registered, *staged, reads);
+            done(wanted, true);
+        });
+}
+
+void Enrolment::stage(const ClientKey& key, std::vector<RegistrationRow>& rows,
+                      const std::vector<RegistrationRow>& withdrawn, Batch& batch) const {
+    // Its own row comes with the first of its registrations, and by itself when its role rises. It is looked at only
+    // now: a goodbye in the same batch may have taken the row away.
+    const Client* client = m_with.clients.find(key);
+    if (client != nullptr && !client->record.stored()) batch.entries.emplace_back(client->record.row(key));
+    for (const RegistrationRow& row : withdrawn) batch.entries.emplace_back(RegistrationRemoved{row});
+    // One number for all of them: it parts what the client knew before from what these bring.
+    const ChangeNumber number = Journal::nextChange(batch);
+    for (RegistrationRow& row : rows) {
+        const Registration* known = m_with.registrations.find(row);
+        row.since = known != nullptr ? known->since : number;
+        batch.entries.emplace_back(row);
+    }
+}
+
+void Enrolment::enter(Client& client, const std::vector<RegistrationRow>& rows, Notifier::Reads reads) {
+    client.record.setStored(true);
+    for (const RegistrationRow& row : rows) {
+        const bool added = m_with.registrations.add(row, client.connections.claim());
+        if (!added) reads = Notifier::Reads::doNotCount;
+    }
+    // Before the reply: whatever changed since the client read is on its way when it learns that it is registered.
+    m_with.notifier.catchUp(client.key, rows, reads);
+    m_with.changes.providerArrived();
+}
+
+std::vector<RegistrationRow> Enrolment::untold(const ClientKey& key, const std::vector<Wanted>& wanted) const {
+    const std::uint32_t claim = m_with.clients.find(key)->connections.claim();
+    // What is repeated in this very frame has not been claimed yet.
+    for (const Wanted& one : wanted) {
+        const Registration* known = m_with.registrations.find(one.row);
+        if (known != nullptr) known->claim = claim;
+    }
+    std::vector<RegistrationRow> rows;
+    m_with.registrations.each(key, [&](const Registration& registration) {
+        if (registration.claim != claim) rows.push_back(Registrations::rowOf(registration));
+        return true;
+    });
+    return rows;
+}
+
+void Enrolment::withdraw(const std::vector<RegistrationRow>& rows, const std::function<void(bool stored)>& done) {
+    const bool held = std::any_of(rows.begin(), rows.end(), [this](const RegistrationRow& row) {
+        return m_with.registrations.find(row) != nullptr;
+    });
+    // What is pending may be the registration.
+    if (!held && !m_with.journal.pending()) return done(true);
+    m_with.journal.add(
+        [rows](Batch& batch) {
+            for (const RegistrationRow& row : rows) batch.entries.emplace_back(RegistrationRemoved{row});
+        },
+        [this, rows, done](bool stored) {
+            if (!stored) return done(false);
+            for (const RegistrationRow& row : rows) m_with.registrations.remove(row);
+            done(true);
+        });
+}
+
+void Enrolment::forget(Client& client) {
+    m_with.registrations.removeClient(client.key);
+    if (!client.record.hasRow()) return;
+    const bool had = client.record.stored();
+    // At once: registrations that come behind this have to bring the row anew.
+    client.record.setStored(false);
+    m_with.journal.add([key = client.key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
+                       [this, key = client.key, had](bool stored) {
+                           // Registrations that were under way have been entered just before, and are not stored any
+                           // more.
+                           if (stored) m_with.registrations.removeClient(key);
+                           // It may have come again meanwhile.
+                           if (Client* const again = m_with.clients.find(key)) again->record.setStored(!stored && had);
+                       });
+}
+
+void Enrolment::forgetInStore(const ClientKey& key, const std::function<void(bool stored)>& done) {
+    m_with.journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
+                       [this, key, done](bool stored) {
+                           Client* const client = m_with.clients.find(key);
+                           if (client != nullptr && stored) client->record.setStored(false);
+                           done(stored);
+                       });
+}
+
+}  // namespace AppConfigService
