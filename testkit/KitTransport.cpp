@@ -17,20 +17,16 @@ void KitTransport::remember(const google::protobuf::MessageLite& message, bool a
 int KitTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                    google::protobuf::MessageLite* response, const std::string& endpoint) {
     remember(request, true);
-    return m_next.sendWaitResponse(request, response, endpoint);
+    return ForwardingTransport::sendWaitResponse(request, response, endpoint);
 }
 
 int KitTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
     remember(message, false);
-    return m_next.send(message, endpoint, reserved);
-}
-
-int KitTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
-    return m_next.addRemoteEndpoint(endpoint, channel);
+    return ForwardingTransport::send(message, endpoint, reserved);
 }
 
 int KitTransport::addHandlers(const MSG_Callback* table) {
-    if (table == nullptr) return m_next.addHandlers(nullptr);
+    if (table == nullptr) return ForwardingTransport::addHandlers(nullptr);
     std::vector<MSG_Callback> wrapped;
     {
         const AppConfig::PlainLock lock(m_mutex);
@@ -40,7 +36,7 @@ int KitTransport::addHandlers(const MSG_Callback* table) {
         }
     }
     wrapped.push_back({});
-    return m_next.addHandlers(wrapped.data());
+    return ForwardingTransport::addHandlers(wrapped.data());
 }
 
 /// The same object for the same entry and context, whenever it comes: so the transport below sees
@@ -63,10 +59,6 @@ void KitTransport::deliver(void* context, const MSG_Message* message) {
         }
     } const notice{target.owner};
     target.entry(target.context, message);
-}
-
-std::string KitTransport::localEndpoint() const {
-    return m_next.localEndpoint();
 }
 
 std::vector<SentRequest> KitTransport::requests() const {

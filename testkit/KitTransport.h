@@ -8,25 +8,22 @@
 #include <vector>
 
 #include "AppConfig/TestKit.h"
-#include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "PbUtils.h"
+#include "ForwardingTransport.h"
 #include "StandIn.h"
 
 namespace AppConfigTest {
 
 /// Stands between the library and a transport: remembers requests and tells when a delivery has been handled.
 /// Thread-safe. Does not own the transport, which it must not outlive while calls run.
-class KitTransport : public PbUtility::PbUtils {
+class KitTransport : public PbUtility::ForwardingTransport {
 public:
-    explicit KitTransport(PbUtility::PbUtils& next) : m_next(next) {}
+    explicit KitTransport(PbUtility::PbUtils& next) : ForwardingTransport(next) {}
 
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override;
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
     int addHandlers(const MSG_Callback* table) override;
-    std::string localEndpoint() const override;
 
     std::vector<SentRequest> requests() const;
     void forgetRequests();
@@ -50,7 +47,6 @@ private:
     Target& targetOf(const MSG_Callback& row) APPCONFIG_REQUIRES(m_mutex);
     void remember(const google::protobuf::MessageLite& message, bool awaited);
 
-    PbUtility::PbUtils& m_next;
     mutable AppConfig::PlainMutex m_mutex;
     std::condition_variable_any m_delivered;
     std::vector<SentRequest> m_requests APPCONFIG_GUARDED_BY(m_mutex);

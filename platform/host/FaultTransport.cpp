@@ -20,7 +20,7 @@ int fail(int status, const std::string& endpoint) {
 
 }  // namespace
 
-FaultTransport::FaultTransport(PbUtils& next) : m_next(next) {}
+FaultTransport::FaultTransport(PbUtils& next) : ForwardingTransport(next) {}
 
 FaultTransport::~FaultTransport() = default;
 
@@ -54,7 +54,8 @@ bool FaultTransport::strike(const std::string& type, bool refusalsToo, Fault& fa
 int FaultTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                      google::protobuf::MessageLite* response, const std::string& endpoint) {
     Fault fault;
-    if (!strike(request.GetTypeName(), true, fault)) return m_next.sendWaitResponse(request, response, endpoint);
+    if (!strike(request.GetTypeName(), true, fault))
+        return ForwardingTransport::sendWaitResponse(request, response, endpoint);
     if (response != nullptr) response->Clear();
     if (!fault.refusal) return fail(fault.number, endpoint);
     if (response != nullptr) AppConfigHost::writeReplyError(*response, {fault.number, std::move(fault.messages)});
@@ -64,20 +65,8 @@ int FaultTransport::sendWaitResponse(const google::protobuf::MessageLite& reques
 
 int FaultTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
     Fault fault;
-    if (!strike(message.GetTypeName(), false, fault)) return m_next.send(message, endpoint, reserved);
+    if (!strike(message.GetTypeName(), false, fault)) return ForwardingTransport::send(message, endpoint, reserved);
     return fail(fault.number, endpoint);
-}
-
-int FaultTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
-    return m_next.addRemoteEndpoint(endpoint, channel);
-}
-
-int FaultTransport::addHandlers(const MSG_Callback* table) {
-    return m_next.addHandlers(table);
-}
-
-std::string FaultTransport::localEndpoint() const {
-    return m_next.localEndpoint();
 }
 
 }  // namespace PbUtility

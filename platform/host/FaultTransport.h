@@ -8,13 +8,13 @@
 
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "PbUtils.h"
+#include "ForwardingTransport.h"
 
 namespace PbUtility {
 
 /// Passes everything on to another transport, except what it was told to let fail. For tests of what an application
 /// does when things go wrong. Thread-safe.
-class FaultTransport final : public PbUtils {
+class FaultTransport final : public ForwardingTransport {
 public:
     /// No limit to how often a fault strikes.
     static constexpr std::size_t always = std::numeric_limits<std::size_t>::max();
@@ -39,9 +39,6 @@ public:
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override;
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
-    int addHandlers(const MSG_Callback* table) override;
-    std::string localEndpoint() const override;
 
 private:
     struct Fault {
@@ -55,7 +52,6 @@ private:
     /// Takes the first fault that strikes \p type out by one. \return whether there is one, then copied to \p fault.
     bool strike(const std::string& type, bool refusalsToo, Fault& fault) APPCONFIG_EXCLUDES(m_mutex);
 
-    PbUtils& m_next;
     AppConfig::PlainMutex m_mutex;
     std::vector<Fault> m_faults APPCONFIG_GUARDED_BY(m_mutex);
 };

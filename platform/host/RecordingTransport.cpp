@@ -24,14 +24,15 @@ Exchange describe(Exchange::Kind kind, const google::protobuf::MessageLite& mess
 
 }  // namespace
 
-RecordingTransport::RecordingTransport(PbUtils& next, std::size_t capacity) : m_next(next), m_capacity(capacity) {}
+RecordingTransport::RecordingTransport(PbUtils& next, std::size_t capacity)
+    : ForwardingTransport(next), m_capacity(capacity) {}
 
 RecordingTransport::~RecordingTransport() = default;
 
 int RecordingTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                          google::protobuf::MessageLite* response, const std::string& endpoint) {
     Exchange exchange = describe(Exchange::Kind::request, request, endpoint);
-    const int status = m_next.sendWaitResponse(request, response, endpoint);
+    const int status = ForwardingTransport::sendWaitResponse(request, response, endpoint);
     exchange.status = status;
     if (status != TRANSPORT_OK) {
         exchange.failure = lastTransportFailure();
@@ -49,23 +50,11 @@ int RecordingTransport::sendWaitResponse(const google::protobuf::MessageLite& re
 int RecordingTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint,
                              void* reserved) {
     Exchange exchange = describe(Exchange::Kind::oneWay, message, endpoint);
-    const int status = m_next.send(message, endpoint, reserved);
+    const int status = ForwardingTransport::send(message, endpoint, reserved);
     exchange.status = status;
     if (status != TRANSPORT_OK) exchange.failure = lastTransportFailure();
     remember(std::move(exchange));
     return status;
-}
-
-int RecordingTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
-    return m_next.addRemoteEndpoint(endpoint, channel);
-}
-
-int RecordingTransport::addHandlers(const MSG_Callback* table) {
-    return m_next.addHandlers(table);
-}
-
-std::string RecordingTransport::localEndpoint() const {
-    return m_next.localEndpoint();
 }
 
 void RecordingTransport::remember(Exchange exchange) {

@@ -11,7 +11,7 @@
 
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "PbUtils.h"
+#include "ForwardingTransport.h"
 
 namespace PbUtility {
 
@@ -34,7 +34,7 @@ struct Exchange {
 /// Passes everything on to another transport and remembers each request with its outcome. Tools, tests and tracing look
 /// there for what an operation of the library does not tell its caller. Thread-safe. Keeps one outcome for each thread
 /// that ever called, until clear().
-class RecordingTransport final : public PbUtils {
+class RecordingTransport final : public ForwardingTransport {
 public:
     /// How many exchanges are remembered; older ones are dropped.
     static constexpr std::size_t defaultCapacity = 4096;
@@ -46,9 +46,6 @@ public:
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override;
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
-    int addHandlers(const MSG_Callback* table) override;
-    std::string localEndpoint() const override;
 
     /// \return what is remembered, the oldest first.
     std::vector<Exchange> exchanges() const;
@@ -63,7 +60,6 @@ public:
 private:
     void remember(Exchange exchange);
 
-    PbUtils& m_next;
     const std::size_t m_capacity;
 
     mutable AppConfig::PlainMutex m_mutex;
