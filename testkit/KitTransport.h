@@ -7,7 +7,8 @@
 #include <string>
 #include <vector>
 
-#include "AppConfig/TestKit.h"
+#include "AppConfigLocks/PlainMutex.h"
+#include "AppConfig/SentRequest.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
 #include "ForwardingTransport.h"
 #include "StandIn.h"

@@ -3,7 +3,7 @@
 #include <string>
 
 #include "AppConfig/ConfigVar.h"
-#include "AppConfig/TestKit.h"
+#include "AppConfig/SentRequest.h"
 
 namespace google::protobuf {
 class MessageLite;

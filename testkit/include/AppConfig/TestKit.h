@@ -11,21 +11,13 @@
 #include "AppConfig/ConfigResult.h"
 #include "AppConfig/ErrorType.h"
 #include "AppConfig/SecurityRole.h"
+#include "AppConfig/SentRequest.h"
 
 namespace PbUtility {
 class PbUtils;
 }
 
 namespace AppConfigTest {
-
-/// A request that the application under test sent.
-struct SentRequest {
-    std::string type;              ///< the message's plain name, such as "ReadReq"
-    std::string variable;          ///< the dotted name, such as "display.brightness"; empty when it names none
-    std::list<std::string> value;  ///< the proposed value or options; of a registration what it is for, one of "apply",
-                                   ///< "validate", "change", "attribute", "options", "submit", "access"
-    bool awaited = true;           ///< false: the application did not wait for an answer
-};
 
 /// A configuration service for an application's unit tests, in the test's own process: no service to start, no socket,
 /// no file. It is the real service's code over a transport with the real transport's threads, so what it accepts,
