@@ -138,8 +138,10 @@ public:
     /// \return false when \p deadline passed before, for instance because the service is stopped.
     bool waitForDeliveries(std::chrono::milliseconds deadline = std::chrono::seconds(5));
 
-    /// Waits until \p condition holds, which is asked after each delivery and now and then.
-    /// \return what it said last.
+    /// Waits until \p condition holds, for as long as \p deadline. It is asked on the calling thread, at once and
+    /// whenever the application has sent a request, got an answer or handled a delivery; since it may depend on
+    /// something that the kit does not see, also some ten times a second. It may call any operation of the kit. \return
+    /// what it said last.
     bool waitUntil(const std::function<bool()>& condition,
                    std::chrono::milliseconds deadline = std::chrono::seconds(5));
 
