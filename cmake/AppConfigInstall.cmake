@@ -31,7 +31,7 @@ if(APPCONFIG_HOST)
           FILES_MATCHING PATTERN "*.h")
   install(FILES "${host}/UnixTransport.h" "${host}/InProcessTransport.h" "${host}/SocketTransport.h"
                 "${host}/TransportOptions.h" "${host}/TransportStatus.h"
-                "${host}/FaultTransport.h" "${host}/RecordingTransport.h"
+                "${host}/ForwardingTransport.h" "${host}/FaultTransport.h" "${host}/RecordingTransport.h"
           DESTINATION "${platform_include_dir}")
   install(FILES "${PROJECT_SOURCE_DIR}/wire/FrameLimit.h" "${PROJECT_SOURCE_DIR}/wire/InProcessPeer.h"
           DESTINATION "${platform_include_dir}/wire")

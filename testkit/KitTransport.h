@@ -2,36 +2,37 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <list>
-#include <string>
 #include <vector>
 
-#include "AppConfig/TestKit.h"
+#include "AppConfig/SentRequest.h"
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "PbUtils.h"
+#include "RecordingTransport.h"
 #include "StandIn.h"
 
 namespace AppConfigTest {
 
-/// Stands between the library and a transport: remembers requests and tells when a delivery has been handled.
+/// Stands between the library and a transport: remembers every request, and lets a test wait for what passes.
 /// Thread-safe. Does not own the transport, which it must not outlive while calls run.
-class KitTransport : public PbUtility::PbUtils {
+class KitTransport final : public PbUtility::RecordingTransport {
 public:
-    explicit KitTransport(PbUtility::PbUtils& next) : m_next(next) {}
+    /// How long waitUntil() goes without asking when nothing passes.
+    static constexpr std::chrono::milliseconds defaultPatience{100};
 
-    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
-                         const std::string& endpoint) override;
-    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
+    explicit KitTransport(PbUtility::PbUtils& next, std::chrono::milliseconds patience = defaultPatience);
+
     int addHandlers(const MSG_Callback* table) override;
-    std::string localEndpoint() const override;
 
+    /// \return the requests that were begun since the last clear(), in their order.
     std::vector<SentRequest> requests() const;
-    void forgetRequests();
 
-    /// Waits until \p condition holds; asks again whenever a handler has returned.
+    /// Waits until \p condition holds, \p deadline at most. It is asked on the calling thread, without a lock: at once,
+    /// whenever a request has been begun or answered or a handler has returned, and after the patience without any of
+    /// these, since it may look at what does not pass here. What it sends itself does not count. \return what it said
+    /// last.
     bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds deadline);
 
 private:
@@ -48,12 +49,12 @@ private:
 
     static void deliver(void* context, const MSG_Message* message);
     Target& targetOf(const MSG_Callback& row) APPCONFIG_REQUIRES(m_mutex);
-    void remember(const google::protobuf::MessageLite& message, bool awaited);
+    void noted() override;
 
-    PbUtility::PbUtils& m_next;
-    mutable AppConfig::PlainMutex m_mutex;
-    std::condition_variable_any m_delivered;
-    std::vector<SentRequest> m_requests APPCONFIG_GUARDED_BY(m_mutex);
+    const std::chrono::milliseconds m_patience;
+    AppConfig::PlainMutex m_mutex;
+    std::condition_variable_any m_changed;
+    std::uint64_t m_events APPCONFIG_GUARDED_BY(m_mutex) = 0;   ///< how much has passed
     std::list<Target> m_targets APPCONFIG_GUARDED_BY(m_mutex);  ///< addresses are handed to the transport
 };
 

@@ -3,9 +3,11 @@
 #include <google/protobuf/descriptor.h>
 #include <google/protobuf/message.h>
 
+#include <memory>
 #include <stdexcept>
 
 #include "AppConfig/ProtobufMessageHelper.h"
+#include "RecordingTransport.h"
 #include "configservice.pb.h"
 
 namespace AppConfigTest {
@@ -14,10 +16,14 @@ namespace {
 using google::protobuf::FieldDescriptor;
 using google::protobuf::Message;
 
-const Message& full(const google::protobuf::MessageLite& message) {
-    const auto* result = dynamic_cast<const Message*>(&message);
-    if (result == nullptr) throw std::invalid_argument("the messages were generated without descriptors");
-    return *result;
+/// \return the message that was sent; null when this program has no such type.
+std::unique_ptr<Message> messageOf(const PbUtility::Exchange& exchange) {
+    const auto* const type = google::protobuf::DescriptorPool::generated_pool()->FindMessageTypeByName(exchange.type);
+    if (type == nullptr) return nullptr;
+    std::unique_ptr<Message> message(google::protobuf::MessageFactory::generated_factory()->GetPrototype(type)->New());
+    // Whatever could be sent can be read again, except for what its own required fields lack.
+    message->ParsePartialFromString(exchange.request);
+    return message;
 }
 
 const FieldDescriptor* field(const Message& message, const char* name) {
@@ -60,11 +66,14 @@ int takeInstance(std::string& text) {
 
 }  // namespace
 
-SentRequest describe(const google::protobuf::MessageLite& request) {
-    const Message& message = full(request);
-    const google::protobuf::Reflection& reflection = *message.GetReflection();
+SentRequest describe(const PbUtility::Exchange& exchange) {
     SentRequest result;
-    result.type = message.GetDescriptor()->name();
+    result.type = exchange.type.substr(exchange.type.rfind('.') + 1);
+    result.awaited = exchange.kind == PbUtility::Exchange::Kind::request;
+    const std::unique_ptr<Message> sent = messageOf(exchange);
+    if (!sent) return result;
+    const Message& message = *sent;
+    const google::protobuf::Reflection& reflection = *message.GetReflection();
     if (const FieldDescriptor* pair = field(message, "inst_value")) {
         const auto& value = dynamic_cast<const ConfigIF::InstValue&>(reflection.GetMessage(message, pair));
         result.variable = nameOf(value.inst());

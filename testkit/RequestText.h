@@ -3,16 +3,17 @@
 #include <string>
 
 #include "AppConfig/ConfigVar.h"
-#include "AppConfig/TestKit.h"
+#include "AppConfig/SentRequest.h"
 
-namespace google::protobuf {
-class MessageLite;
+namespace PbUtility {
+struct Exchange;
 }
 
 namespace AppConfigTest {
 
-/// \return what a test wants to know of \p request; `awaited` is left true.
-SentRequest describe(const google::protobuf::MessageLite& request);
+/// \return what a test wants to know of the request of \p exchange; of a message that this program does not know, no
+/// more than its type.
+SentRequest describe(const PbUtility::Exchange& exchange);
 
 /// \return the variable that \p text names as `node[instance].attribute[instance]`. Throws std::invalid_argument when
 /// there is no dot in it or an instance is no number.

@@ -234,7 +234,7 @@ std::size_t TestKit::countRequests(const std::string& type, const std::string& v
 }
 
 void TestKit::forgetRequests() {
-    m_impl->transport->forgetRequests();
+    m_impl->transport->clear();
 }
 
 bool TestKit::waitForDeliveries(std::chrono::milliseconds deadline) {

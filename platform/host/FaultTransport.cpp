@@ -2,14 +2,9 @@
 
 #include <google/protobuf/message_lite.h>
 
-#include <utility>
-
-#include "ReplyError.h"
 #include "TransportStatus.h"
 
 namespace PbUtility {
-
-using AppConfig::PlainLock;
 
 namespace {
 
@@ -20,64 +15,25 @@ int fail(int status, const std::string& endpoint) {
 
 }  // namespace
 
-FaultTransport::FaultTransport(PbUtils& next) : m_next(next) {}
-
-FaultTransport::~FaultTransport() = default;
-
-void FaultTransport::failWith(int status, std::string type, std::size_t times) {
-    const PlainLock lock(m_mutex);
-    m_faults.push_back({false, status, {}, std::move(type), times});
-}
-
-void FaultTransport::refuseWith(std::int32_t error, std::vector<std::string> messages, std::string type,
-                                std::size_t times) {
-    const PlainLock lock(m_mutex);
-    m_faults.push_back({true, error, std::move(messages), std::move(type), times});
+void FaultTransport::failWith(int status) {
+    m_status = status;
 }
 
 void FaultTransport::heal() {
-    const PlainLock lock(m_mutex);
-    m_faults.clear();
-}
-
-bool FaultTransport::strike(const std::string& type, bool refusalsToo, Fault& fault) {
-    const PlainLock lock(m_mutex);
-    for (auto it = m_faults.begin(); it != m_faults.end(); ++it) {
-        if (it->left == 0 || (it->refusal && !refusalsToo) || (!it->type.empty() && it->type != type)) continue;
-        fault = *it;
-        if (it->left != always && --it->left == 0) m_faults.erase(it);
-        return true;
-    }
-    return false;
+    m_status = TRANSPORT_OK;
 }
 
 int FaultTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                      google::protobuf::MessageLite* response, const std::string& endpoint) {
-    Fault fault;
-    if (!strike(request.GetTypeName(), true, fault)) return m_next.sendWaitResponse(request, response, endpoint);
+    const int status = m_status;
+    if (status == TRANSPORT_OK) return ForwardingTransport::sendWaitResponse(request, response, endpoint);
     if (response != nullptr) response->Clear();
-    if (!fault.refusal) return fail(fault.number, endpoint);
-    if (response != nullptr) AppConfigHost::writeReplyError(*response, {fault.number, std::move(fault.messages)});
-    setLastTransportFailure({});
-    return TRANSPORT_OK;
+    return fail(status, endpoint);
 }
 
 int FaultTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
-    Fault fault;
-    if (!strike(message.GetTypeName(), false, fault)) return m_next.send(message, endpoint, reserved);
-    return fail(fault.number, endpoint);
-}
-
-int FaultTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
-    return m_next.addRemoteEndpoint(endpoint, channel);
-}
-
-int FaultTransport::addHandlers(const MSG_Callback* table) {
-    return m_next.addHandlers(table);
-}
-
-std::string FaultTransport::localEndpoint() const {
-    return m_next.localEndpoint();
+    const int status = m_status;
+    return status == TRANSPORT_OK ? ForwardingTransport::send(message, endpoint, reserved) : fail(status, endpoint);
 }
 
 }  // namespace PbUtility

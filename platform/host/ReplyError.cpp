@@ -76,27 +76,4 @@ ReplyError readReplyError(const MessageLite& reply) {
     return result;
 }
 
-bool writeReplyError(MessageLite& reply, const ReplyError& error) {
-    switch (shapeOf(reply)) {
-        case Shape::none: return false;
-        case Shape::error: {
-            ErrorView view;
-            view.set_error(error.error);
-            return reply.ParseFromString(view.SerializeAsString());
-        }
-        case Shape::result: {
-            ResultView view;
-            view.mutable_result()->set_error(error.error);
-            for (const std::string& text : error.messages) view.mutable_result()->add_message(text);
-            return reply.ParseFromString(view.SerializeAsString());
-        }
-        case Shape::refusals: {
-            RefusalsView view;
-            view.add_access_error()->set_error(error.error);
-            return reply.ParseFromString(view.SerializeAsString());
-        }
-    }
-    return false;
-}
-
 }  // namespace AppConfigHost

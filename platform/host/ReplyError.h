@@ -20,8 +20,4 @@ struct ReplyError {
 /// refusals, the first counts. Any thread.
 ReplyError readReplyError(const google::protobuf::MessageLite& reply);
 
-/// Overwrites \p reply with one that says \p error. The texts get lost where the type has no room for them. \return
-/// whether the type is one that says anything about success; otherwise \p reply is untouched.
-bool writeReplyError(google::protobuf::MessageLite& reply, const ReplyError& error);
-
 }  // namespace AppConfigHost

@@ -11,21 +11,13 @@
 #include "AppConfig/ConfigResult.h"
 #include "AppConfig/ErrorType.h"
 #include "AppConfig/SecurityRole.h"
+#include "AppConfig/SentRequest.h"
 
 namespace PbUtility {
 class PbUtils;
 }
 
 namespace AppConfigTest {
-
-/// A request that the application under test sent.
-struct SentRequest {
-    std::string type;              ///< the message's plain name, such as "ReadReq"
-    std::string variable;          ///< the dotted name, such as "display.brightness"; empty when it names none
-    std::list<std::string> value;  ///< the proposed value or options; of a registration what it is for, one of "apply",
-                                   ///< "validate", "change", "attribute", "options", "submit", "access"
-    bool awaited = true;           ///< false: the application did not wait for an answer
-};
 
 /// A configuration service for an application's unit tests, in the test's own process: no service to start, no socket,
 /// no file. It is the real service's code over a transport with the real transport's threads, so what it accepts,
@@ -146,8 +138,10 @@ public:
     /// \return false when \p deadline passed before, for instance because the service is stopped.
     bool waitForDeliveries(std::chrono::milliseconds deadline = std::chrono::seconds(5));
 
-    /// Waits until \p condition holds, which is asked after each delivery and now and then.
-    /// \return what it said last.
+    /// Waits until \p condition holds, for as long as \p deadline. It is asked on the calling thread, at once and
+    /// whenever the application has sent a request, got an answer or handled a delivery; since it may depend on
+    /// something that the kit does not see, also some ten times a second. It may call any operation of the kit. \return
+    /// what it said last.
     bool waitUntil(const std::function<bool()>& condition,
                    std::chrono::milliseconds deadline = std::chrono::seconds(5));
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iostream>
 #include <list>
 #include <map>
 #include <mutex>
@@ -131,7 +130,7 @@ Json setRole(const Json& command) {
 
 Json watch(const Json& command) {
     const Parts name = nameIn(command);
-    registerHandler(name.node, name.attribute, HandlerBook::instance().addConsumer(command), nullptr);
+    registerHandler(name.node, name.attribute, HandlerBook::instance().addConsumer(command, execute), nullptr);
     return {{"ok", true}};
 }
 
@@ -148,7 +147,7 @@ Json unwatchAll(const Json&) {
 
 Json provide(const Json& command) {
     const Parts name = nameIn(command);
-    registerHandler(name.node, name.attribute, HandlerBook::instance().addProvider(command), nullptr);
+    registerHandler(name.node, name.attribute, HandlerBook::instance().addProvider(command, execute), nullptr);
     return {{"ok", true}};
 }
 
@@ -242,12 +241,6 @@ const std::map<std::string, std::function<Json(const Json&)>>& actions() {
 
 Json execute(const Json& command) {
     return actions().at(command.at("do"))(command);
-}
-
-void emit(const Json& line) {
-    static std::mutex mutex;
-    const std::lock_guard<std::mutex> lock(mutex);
-    std::cout << line.dump() << std::endl;
 }
 
 }  // namespace AppConfigTest

@@ -8,14 +8,15 @@ namespace AppConfigTest {
 namespace {
 
 /// What the test wants done inside a handler's call.
-void actInside(const Json& settings) {
-    if (settings.contains("inside")) emit({{"event", "inside"}, {"result", execute(settings.at("inside"))}});
+void actInside(const Json& settings, const Perform& perform) {
+    if (settings.contains("inside")) emit({{"event", "inside"}, {"result", perform(settings.at("inside"))}});
     if (settings.value("throw", false)) throw std::runtime_error("thrown by the test's handler");
 }
 
 }  // namespace
 
-TellingConsumer::TellingConsumer(Json settings) : m_settings(std::move(settings)) {
+TellingConsumer::TellingConsumer(Json settings, Perform perform)
+    : m_settings(std::move(settings)), m_perform(std::move(perform)) {
     for (const Json& kind : m_settings.value("kinds", Json::array({"change"}))) {
         m_wantsChange = m_wantsChange || kind == "change";
         m_wantsSubmit = m_wantsSubmit || kind == "submit";
@@ -29,7 +30,7 @@ void TellingConsumer::tell(const char* event, const std::string& node, const std
     line["handler"] = m_settings.value("name", "");
     line["var"] = node + "." + attribute;
     emit(line);
-    actInside(m_settings);
+    actInside(m_settings, m_perform);
 }
 
 void TellingConsumer::onConfigChanged(const std::string& node, int, const std::string& attribute, int,
@@ -53,7 +54,8 @@ void TellingConsumer::onAccessLevelsChanged(const std::string& node, int, const 
     tell("access", node, attribute, {{"read", static_cast<int>(readRole)}, {"write", static_cast<int>(writeRole)}});
 }
 
-TellingProvider::TellingProvider(Json settings) : m_settings(std::move(settings)) {}
+TellingProvider::TellingProvider(Json settings, Perform perform)
+    : m_settings(std::move(settings)), m_perform(std::move(perform)) {}
 
 bool TellingProvider::onDynamicValidate(const std::string& node, int, const std::string& attribute, int,
                                         const std::list<std::string>& value, AppConfig::SecurityRole requesterRole,
@@ -64,7 +66,7 @@ bool TellingProvider::onDynamicValidate(const std::string& node, int, const std:
           {"value", value},
           {"role", static_cast<int>(requesterRole)}});
     if (m_settings.value("hang", false)) HandlerBook::instance().hang();
-    actInside(m_settings);
+    actInside(m_settings, m_perform);
     const Json message = m_settings.value("reject", Json());
     if (message.is_null()) return true;
     result.addResultMessage(message.get<std::string>());
@@ -87,16 +89,16 @@ HandlerBook& HandlerBook::instance() {
     return *book;
 }
 
-ConsumerConfigHandler* HandlerBook::addConsumer(const Json& settings) {
-    const auto handler = std::make_shared<TellingConsumer>(settings);
+ConsumerConfigHandler* HandlerBook::addConsumer(const Json& settings, Perform perform) {
+    const auto handler = std::make_shared<TellingConsumer>(settings, std::move(perform));
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_kept.push_back(handler);
     m_consumers[settings.at("name")] = handler;
     return handler.get();
 }
 
-ProviderConfigHandler* HandlerBook::addProvider(const Json& settings) {
-    const auto handler = std::make_shared<TellingProvider>(settings);
+ProviderConfigHandler* HandlerBook::addProvider(const Json& settings, Perform perform) {
+    const auto handler = std::make_shared<TellingProvider>(settings, std::move(perform));
     const std::lock_guard<std::mutex> lock(m_mutex);
     m_kept.push_back(handler);
     m_providers[settings.at("name")] = handler;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -8,15 +9,18 @@
 #include <string>
 
 #include "AppConfig/AppConfig.h"
-#include "Commands.h"
+#include "Lines.h"
 
 namespace AppConfigTest {
+
+/// Carries out a command that the test gave a handler to do inside its call. \return what came of it.
+using Perform = std::function<Json(const Json& command)>;
 
 /// A consumer that tells the test of each call, and then, when the test gave it something to do inside the call, does
 /// it.
 class TellingConsumer : public ConsumerConfigHandler {
 public:
-    explicit TellingConsumer(Json settings);
+    TellingConsumer(Json settings, Perform perform);
 
     void onConfigChanged(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance,
                          const std::list<std::string>& value, const std::string& clientName) override;
@@ -32,13 +36,14 @@ private:
     void tell(const char* event, const std::string& node, const std::string& attribute, Json line);
 
     const Json m_settings;
+    const Perform m_perform;
 };
 
 /// A provider that tells the test of each request and decides as the test said: accept, reject, hang until released, or
 /// throw.
 class TellingProvider : public ProviderConfigHandler {
 public:
-    explicit TellingProvider(Json settings);
+    TellingProvider(Json settings, Perform perform);
 
     bool onDynamicValidate(const std::string& node, int nodeInstance, const std::string& attribute,
                            int attributeInstance, const std::list<std::string>& value,
@@ -49,6 +54,7 @@ public:
 
 private:
     const Json m_settings;
+    const Perform m_perform;
 };
 
 /// The handlers that the test has registered, by the names that it gave them. A handler that is taken out is kept until
@@ -57,8 +63,8 @@ class HandlerBook {
 public:
     static HandlerBook& instance();
 
-    ConsumerConfigHandler* addConsumer(const Json& settings);
-    ProviderConfigHandler* addProvider(const Json& settings);
+    ConsumerConfigHandler* addConsumer(const Json& settings, Perform perform);
+    ProviderConfigHandler* addProvider(const Json& settings, Perform perform);
     ConsumerConfigHandler* consumer(const std::string& name);
     ProviderConfigHandler* provider(const std::string& name);
 

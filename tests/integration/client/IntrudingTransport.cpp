@@ -26,13 +26,13 @@ void IntrudingTransport::intrude(const std::string& type) {
 int IntrudingTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                          google::protobuf::MessageLite* response, const std::string& endpoint) {
     intrude(request.GetTypeName());
-    return m_next.sendWaitResponse(request, response, endpoint);
+    return ForwardingTransport::sendWaitResponse(request, response, endpoint);
 }
 
 int IntrudingTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint,
                              void* reserved) {
     intrude(message.GetTypeName());
-    return m_next.send(message, endpoint, reserved);
+    return ForwardingTransport::send(message, endpoint, reserved);
 }
 
 }  // namespace AppConfigTest

@@ -14,6 +14,7 @@
 #include "Commands.h"
 #include "Handlers.h"
 #include "IntrudingTransport.h"
+#include "Lines.h"
 #include "UnixTransport.h"
 
 namespace {

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Everything.h"
+#include "ForwardingTransport.h"
 #include "MSG.h"
 #include "UnixTransport.h"
 
@@ -17,30 +18,16 @@ using AppConfig::AppCfgManager;
 
 /// Passes everything on, and keeps the rows that the library enters, so that the process can hand them what no service
 /// would send.
-class RowKeeper : public PbUtility::PbUtils {
+class RowKeeper : public PbUtility::ForwardingTransport {
 public:
-    explicit RowKeeper(PbUtility::PbUtils& next) : m_next(next) {}
+    using ForwardingTransport::ForwardingTransport;
 
-    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
-                         const std::string& endpoint) override {
-        return m_next.sendWaitResponse(request, response, endpoint);
-    }
-    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override {
-        return m_next.send(message, endpoint, reserved);
-    }
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override {
-        return m_next.addRemoteEndpoint(endpoint, channel);
-    }
     int addHandlers(const MSG_Callback* table) override {
         for (const MSG_Callback* row = table; row->entry != nullptr; ++row) rows.push_back(*row);
-        return m_next.addHandlers(table);
+        return ForwardingTransport::addHandlers(table);
     }
-    std::string localEndpoint() const override { return m_next.localEndpoint(); }
 
     std::vector<MSG_Callback> rows;
-
-private:
-    PbUtility::PbUtils& m_next;
 };
 
 /// Hands each row a message that does not parse: one line is due for each.

@@ -15,17 +15,16 @@ namespace Simulation {
 
 /// The application of one simulated process: carries operations out through the library's public interface. Owns its
 /// transports and handlers and never gives them back, as a process that is killed does not. Thread-safe.
-class Application final : public ProcessCode {
+class Application final : public ProcessCode, public HandlerOwner {
 public:
     void begin(ProcessHost& host, const ProcessPlan& plan) override;
     void perform(const Operation& operation) override { perform(operation, -1); }
-    /// The same for an operation from within a handler.
-    void perform(const Operation& operation, int fromHandler);
+    void perform(const Operation& operation, int fromHandler) override;
     CachedRecord inspect(int link, int variable) override;
     const void* threadLocal() override;
 
-    ProcessHost& host() { return *m_host; }
-    const Names& names() const { return *m_names; }
+    ProcessHost& host() override { return *m_host; }
+    const Names& names() const override { return *m_names; }
 
 private:
     static constexpr std::size_t slots = 8;

@@ -1,22 +1,22 @@
 #include "process/Handlers.h"
 
-#include "process/Application.h"
+#include "process/Names.h"
 
 namespace Simulation {
 
 void Handler::called(const Announcement& what) {
-    ProcessHost& host = m_application.host();
+    ProcessHost& host = m_owner.host();
     ++m_running;
     host.handlerCalled(m_number, what, !m_deleted);
     if (m_plan.slowness > 0) host.pause(std::chrono::milliseconds(m_plan.slowness));
     const std::size_t reaction = m_reactions++;
-    if (reaction < m_plan.reactions.size()) m_application.perform(m_plan.reactions[reaction], m_number);
+    if (reaction < m_plan.reactions.size()) m_owner.perform(m_plan.reactions[reaction], m_number);
     host.handlerReturned(m_number);
     --m_running;
 }
 
-Consumer::Consumer(Application& application, int number, int link, const HandlerPlan& plan, int kinds)
-    : Handler(application, number, link, plan) {
+Consumer::Consumer(HandlerOwner& owner, int number, int link, const HandlerPlan& plan, int kinds)
+    : Handler(owner, number, link, plan) {
     m_wantsChange = (kinds & wantsChange) != 0;
     m_wantsOptions = (kinds & wantsOptions) != 0;
     m_wantsAccessLevels = (kinds & wantsLevels) != 0;
@@ -28,7 +28,7 @@ void Consumer::onConfigChanged(const std::string& name, int nodeInstance, const 
     Announcement what;
     what.news = News::value;
     what.link = link();
-    what.variable = m_application.names().find(name, nodeInstance, attributeName, attributeInstance);
+    what.variable = m_owner.names().find(name, nodeInstance, attributeName, attributeInstance);
     what.contents.assign(value.begin(), value.end());
     called(what);
 }
@@ -38,7 +38,7 @@ void Consumer::onOptionsChanged(const std::string& name, int nodeInstance, const
     Announcement what;
     what.news = News::options;
     what.link = link();
-    what.variable = m_application.names().find(name, nodeInstance, attributeName, attributeInstance);
+    what.variable = m_owner.names().find(name, nodeInstance, attributeName, attributeInstance);
     what.contents.assign(options.begin(), options.end());
     called(what);
 }
@@ -49,7 +49,7 @@ void Consumer::onAccessLevelsChanged(const std::string& name, int nodeInstance, 
     Announcement what;
     what.news = News::levels;
     what.link = link();
-    what.variable = m_application.names().find(name, nodeInstance, attributeName, attributeInstance);
+    what.variable = m_owner.names().find(name, nodeInstance, attributeName, attributeInstance);
     what.read = readRole;
     what.write = writeRole;
     called(what);
@@ -61,7 +61,7 @@ bool Provider::onDynamicValidate(const std::string& name, int nodeInstance, cons
     Announcement what;
     what.news = News::question;
     what.link = link();
-    what.variable = m_application.names().find(name, nodeInstance, attributeName, attributeInstance);
+    what.variable = m_owner.names().find(name, nodeInstance, attributeName, attributeInstance);
     what.contents.assign(value.begin(), value.end());
     called(what);
     if (!isRefusable(what.contents)) return true;
@@ -75,7 +75,7 @@ bool Provider::onChange(const std::string& name, int nodeInstance, const std::st
     Announcement what;
     what.news = News::change;
     what.link = link();
-    what.variable = m_application.names().find(name, nodeInstance, attributeName, attributeInstance);
+    what.variable = m_owner.names().find(name, nodeInstance, attributeName, attributeInstance);
     what.contents.assign(value.begin(), value.end());
     called(what);
     return true;

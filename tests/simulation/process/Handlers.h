@@ -10,14 +10,27 @@
 
 namespace Simulation {
 
-class Application;
+class Names;
+
+/// What handlers need of the application that they belong to. Thread-safe.
+class HandlerOwner {
+public:
+    virtual ProcessHost& host() = 0;
+    virtual const Names& names() const = 0;
+    /// Carries \p operation out from within the handler of that number.
+    virtual void perform(const Operation& operation, int fromHandler) = 0;
+
+protected:
+    ~HandlerOwner() = default;
+};
 
 /// What both kinds of handlers have in common: who they are, whether they count as deleted, and what they do when they
 /// are called. Their memory is never given back, so that a call after the deletion is seen instead of felt.
 class Handler {
 public:
-    Handler(Application& application, int number, int link, const HandlerPlan& plan)
-        : m_application(application), m_number(number), m_link(link), m_plan(plan) {}
+    /// \p owner is not owned.
+    Handler(HandlerOwner& owner, int number, int link, const HandlerPlan& plan)
+        : m_owner(owner), m_number(number), m_link(link), m_plan(plan) {}
 
     int number() const { return m_number; }
     int link() const { return m_link; }
@@ -33,7 +46,7 @@ protected:
     /// Tells of a call, and does what the plan says.
     void called(const Announcement& what);
 
-    Application& m_application;
+    HandlerOwner& m_owner;
     const int m_number;
     const int m_link;
     const HandlerPlan& m_plan;
@@ -47,7 +60,7 @@ private:
 /// A consumer of the simulation.
 class Consumer final : public Handler, public ConsumerConfigHandler {
 public:
-    Consumer(Application& application, int number, int link, const HandlerPlan& plan, int kinds);
+    Consumer(HandlerOwner& owner, int number, int link, const HandlerPlan& plan, int kinds);
 
     void onConfigChanged(const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance,
                          const std::list<std::string>& value, const std::string& clientName) override;

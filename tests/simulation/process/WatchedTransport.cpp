@@ -43,7 +43,7 @@ bool isMoved(void* link) {
 
 WatchedTransport::WatchedTransport(std::unique_ptr<PbUtility::SocketTransport> transport, ProcessHost& host,
                                    const Names& names)
-    : m_transport(std::move(transport)), m_host(host), m_names(names) {}
+    : ForwardingTransport(*transport), m_transport(std::move(transport)), m_host(host), m_names(names) {}
 
 int WatchedTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                        google::protobuf::MessageLite* response, const std::string& endpoint) {
@@ -51,7 +51,7 @@ int WatchedTransport::sendWaitResponse(const google::protobuf::MessageLite& requ
         m_host.registers(made->var_name(), made->type());
     }
     m_host.requestBegins();
-    const int status = m_transport->sendWaitResponse(request, response, endpoint);
+    const int status = ForwardingTransport::sendWaitResponse(request, response, endpoint);
     m_host.requestEnds(status);
     if (const auto* const options = dynamic_cast<const ConfigIF::GetAttributeOptionsReq*>(&request)) {
         const auto* const reply = dynamic_cast<const ConfigIF::GetAttributeOptionsRsp*>(response);
@@ -64,13 +64,9 @@ int WatchedTransport::sendWaitResponse(const google::protobuf::MessageLite& requ
 
 int WatchedTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) {
     m_host.requestBegins();
-    const int status = m_transport->send(message, endpoint, reserved);
+    const int status = ForwardingTransport::send(message, endpoint, reserved);
     m_host.requestEnds(status);
     return status;
-}
-
-int WatchedTransport::addRemoteEndpoint(const std::string& endpoint, int channel) {
-    return m_transport->addRemoteEndpoint(endpoint, channel);
 }
 
 int WatchedTransport::addHandlers(const MSG_Callback* table) {
@@ -85,11 +81,7 @@ int WatchedTransport::addHandlers(const MSG_Callback* table) {
         }
     }
     wrapped.push_back({});
-    return m_transport->addHandlers(wrapped.data());
-}
-
-std::string WatchedTransport::localEndpoint() const {
-    return m_transport->localEndpoint();
+    return ForwardingTransport::addHandlers(wrapped.data());
 }
 
 void WatchedTransport::entry(void* context, const MSG_Message* message) {

@@ -6,7 +6,7 @@
 #include <string>
 #include <tuple>
 
-#include "PbUtils.h"
+#include "ForwardingTransport.h"
 #include "StandIn.h"
 #include "UnixTransport.h"
 #include "process/ProcessCode.h"
@@ -17,7 +17,7 @@ class Names;
 
 /// A host transport that tells the simulation what passes through it: how long calls take, and what is dispatched when.
 /// What it carries it leaves alone. Thread-safe.
-class WatchedTransport final : public PbUtility::PbUtils {
+class WatchedTransport final : public PbUtility::ForwardingTransport {
 public:
     /// \p host and \p names are not owned.
     WatchedTransport(std::unique_ptr<PbUtility::SocketTransport> transport, ProcessHost& host, const Names& names);
@@ -25,9 +25,7 @@ public:
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override;
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override;
     int addHandlers(const MSG_Callback* table) override;
-    std::string localEndpoint() const override;
 
     /// See SocketTransport::end().
     void end() { m_transport->end(); }

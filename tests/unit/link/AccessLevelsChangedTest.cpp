@@ -12,16 +12,13 @@ const ConfigVar key(0, "display", 1, "brightness", 2);
 
 TEST(AccessLevelsChanged, OnlyAWriteLevelLeavesTheReadLevelUnknown) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
         ntfy.set_write_level(CommonIF::SECURITY_ROLE_WIRE_40);
 
         app.transport.deliver(ntfy);
 
-        EXPECT_EQ(log, Names{"levels display[1].brightness[2] 0,2"});
+        EXPECT_EQ(app.log, Names{"levels display[1].brightness[2] 0,2"});
         const AppConfig::ConfigAccessLevels levels = app.manager->retrieveConfigVar(key)->second.accessLevels();
         EXPECT_EQ(levels.writeRole, AppConfig::SECURITY_ROLE_2);
         EXPECT_TRUE(levels.hasWriteRole);
@@ -31,16 +28,13 @@ TEST(AccessLevelsChanged, OnlyAWriteLevelLeavesTheReadLevelUnknown) {
 
 TEST(AccessLevelsChanged, OnlyAReadLevelLeavesTheWriteLevelUnknown) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
         ntfy.set_read_level(CommonIF::SECURITY_ROLE_WIRE_30);
 
         app.transport.deliver(ntfy);
 
-        EXPECT_EQ(log, Names{"levels display[1].brightness[2] 3,0"});
+        EXPECT_EQ(app.log, Names{"levels display[1].brightness[2] 3,0"});
         const AppConfig::ConfigAccessLevels levels = app.manager->retrieveConfigVar(key)->second.accessLevels();
         EXPECT_EQ(levels.readRole, AppConfig::SECURITY_ROLE_3);
         EXPECT_TRUE(levels.hasReadRole);
@@ -50,24 +44,21 @@ TEST(AccessLevelsChanged, OnlyAReadLevelLeavesTheWriteLevelUnknown) {
 
 TEST(AccessLevelsChanged, TranslatesBothLevels) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         const std::pair<CommonIF::eSecurityRole, int> rows[] = {{CommonIF::SECURITY_ROLE_WIRE_10, 0},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_20, 1},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_30, 3},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_40, 2},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_50, 4}};
         for (const auto& [wire, role] : rows) {
-            log.clear();
+            app.log.clear();
             auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
             ntfy.set_read_level(wire);
             ntfy.set_write_level(wire);
             app.transport.deliver(ntfy);
 
             const std::string text = std::to_string(role);
-            EXPECT_EQ(log, Names{"levels display[1].brightness[2] " + text + "," + text});
+            EXPECT_EQ(app.log, Names{"levels display[1].brightness[2] " + text + "," + text});
             const auto record = app.manager->retrieveConfigVar(key);
             EXPECT_TRUE(record->second.hasAccessLevels());
             EXPECT_EQ(record->second.readRole(), role);
@@ -77,10 +68,7 @@ TEST(AccessLevelsChanged, TranslatesBothLevels) {
 
 TEST(AccessLevelsChanged, ALevelThatNobodyKnowsIsPresentAsRoleNone) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
         ntfy.set_write_level(CommonIF::SECURITY_ROLE_WIRE_50);
         const std::string bytes =
@@ -88,7 +76,7 @@ TEST(AccessLevelsChanged, ALevelThatNobodyKnowsIsPresentAsRoleNone) {
 
         app.transport.deliver(0x1A0333, bytes);
 
-        EXPECT_EQ(log, Names{"levels display[1].brightness[2] 0,4"});
+        EXPECT_EQ(app.log, Names{"levels display[1].brightness[2] 0,4"});
         EXPECT_TRUE(app.manager->retrieveConfigVar(key)->second.accessLevels().hasReadRole);
     });
 }
@@ -120,20 +108,17 @@ TEST(AccessLevelsChanged, TheNewLevelsAreCachedBeforeTheHandlersRun) {
 
 TEST(AccessLevelsChanged, UnderAnUnknownContextIsDropped) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
+        ListeningApplication app;
         PlatformCfgService stranger(0, "", "");
-        app.link->registerHandler("display", "", &consumer);
         stranger.setPbInterface(&app.transport);
-        stranger.registerHandler("display", "", &consumer);
+        stranger.registerHandler("display", "", &app.consumer);
         auto ntfy = about<ConfigIF::AccessLevelChangedNtfy>(steps);
         ntfy.set_read_level(CommonIF::SECURITY_ROLE_WIRE_30);
 
         PlatformCfgService::accessLevelsChangedHandler(ntfy, nullptr, &stranger);
         PlatformCfgService::accessLevelsChangedHandler(ntfy, nullptr, nullptr);
 
-        EXPECT_TRUE(log.empty());
+        EXPECT_TRUE(app.log.empty());
         EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }
@@ -155,10 +140,7 @@ TEST(AccessLevelsChanged, WithoutLevelsChangesNoKnownLevel) {
 
 TEST(OptionsAndLevelsChanged, ForAnotherClientOrNamespaceOrUnreadableAreDropped) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         const Steps foreign = {{"cfg", 3}, {"display", 0}, {"brightness", 0}};
         auto options = about<ConfigIF::OptionsChangedNtfy>(steps);
         options.set_client_name("somebody");
@@ -176,7 +158,7 @@ TEST(OptionsAndLevelsChanged, ForAnotherClientOrNamespaceOrUnreadableAreDropped)
         app.transport.deliver(about<ConfigIF::OptionsChangedNtfy>({{"cfg", 0}}));
         app.transport.deliver(about<ConfigIF::AccessLevelChangedNtfy>({}));
 
-        EXPECT_TRUE(log.empty());
+        EXPECT_TRUE(app.log.empty());
         EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }

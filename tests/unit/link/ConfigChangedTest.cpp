@@ -77,24 +77,18 @@ TEST(ConfigChanged, UpdatesTheCacheWithoutAnyHandler) {
 
 TEST(ConfigChanged, AnEmptyValueIsStoredAndTold) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
 
         app.transport.deliver(changed(steps, {}));
 
         EXPECT_EQ(app.cached(key), List{});
-        EXPECT_EQ(log, Names{"changed display[1].brightness[2] "});
+        EXPECT_EQ(app.log, Names{"changed display[1].brightness[2] "});
     });
 }
 
 TEST(ConfigChanged, ForAnotherClientIsDropped) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         const std::string own = Application::clientName();
 
         for (const std::string& name : {own + "x", own.substr(0, own.size() - 1), "Q" + own.substr(1), std::string()}) {
@@ -103,22 +97,19 @@ TEST(ConfigChanged, ForAnotherClientIsDropped) {
             app.transport.deliver(ntfy);
         }
 
-        EXPECT_TRUE(log.empty());
+        EXPECT_TRUE(app.log.empty());
         EXPECT_EQ(app.cached(key), List{"(not cached)"});
     });
 }
 
 TEST(ConfigChanged, OfAnotherNamespaceIsKeptUnderNamespaceZero) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
 
         app.transport.deliver(changed({{"cfg", 3}, {"Display", 1}, {"Brightness", 2}}, {"70"}));
 
         EXPECT_EQ(app.cached(key), List{"70"});
-        EXPECT_EQ(log, Names{"changed display[1].brightness[2] 70"});
+        EXPECT_EQ(app.log, Names{"changed display[1].brightness[2] 70"});
     });
 }
 

@@ -107,4 +107,14 @@ private:
     const std::string m_name;
 };
 
+/// An application with a consumer of everything below "display", or of one attribute there.
+struct ListeningApplication : Application {
+    explicit ListeningApplication(const std::string& attribute = "") {
+        link->registerHandler("display", attribute, &consumer);
+    }
+
+    Names log;  ///< what the consumer has heard
+    LoggingConsumer consumer{log};
+};
+
 }  // namespace LinkTest

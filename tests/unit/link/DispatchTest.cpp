@@ -14,11 +14,8 @@ constexpr char unparsable[] = "\xFF\xFF\xFF\xFF\xFF";
 
 TEST(Dispatch, AMessageThatDoesNotParseIsReportedAndCallsNobody) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
+        ListeningApplication app;
         ProviderConfigHandler provider;
-        app.link->registerHandler("display", "", &consumer);
         app.link->registerHandler("display", "", &provider);
 
         for (const MSG_Callback& row : app.transport.handlerRows()) {
@@ -28,7 +25,7 @@ TEST(Dispatch, AMessageThatDoesNotParseIsReportedAndCallsNobody) {
             EXPECT_EQ(::testing::internal::GetCapturedStdout(), "Parse Error\n") << std::hex << row.firstId;
         }
 
-        EXPECT_TRUE(log.empty());
+        EXPECT_TRUE(app.log.empty());
         EXPECT_TRUE(app.transport.answers().empty()) << "a provider request that does not parse has no answer";
     });
 }
@@ -89,10 +86,7 @@ TEST(Dispatch, ProviderRequestsAreAnsweredToTheirSender) {
 
 TEST(Dispatch, NotificationsAreNeverAnswered) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
 
         app.transport.deliver(changed(steps, {"1"}));
         app.transport.deliver(about<ConfigIF::AttributeChangedNtfy>(steps));
@@ -100,8 +94,8 @@ TEST(Dispatch, NotificationsAreNeverAnswered) {
         app.transport.deliver(about<ConfigIF::SubmitNtfy>(steps));
         app.transport.deliver(about<ConfigIF::AccessLevelChangedNtfy>(steps));
 
-        EXPECT_EQ(log, (Names{"changed display[1].brightness[2] 1", "options display[1].brightness[2] ",
-                              "submit display[1].brightness[2] 0", "levels display[1].brightness[2] 0,0"}));
+        EXPECT_EQ(app.log, (Names{"changed display[1].brightness[2] 1", "options display[1].brightness[2] ",
+                                  "submit display[1].brightness[2] 0", "levels display[1].brightness[2] 0,0"}));
         EXPECT_TRUE(app.transport.answers().empty());
     });
 }

@@ -30,14 +30,11 @@ TEST(DynamicValidate, StopsAtTheFirstProviderThatRejects) {
 
 TEST(DynamicValidate, DoesNotTouchTheCache) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider accepting(log, "a");
-        app.link->registerHandler("display", "", &accepting);
+        ProvidingApplication app;
 
         app.transport.deliver(request<ConfigIF::DynamicValidateReq>());
 
-        EXPECT_EQ(log.size(), 1U);
+        EXPECT_EQ(app.log.size(), 1U);
         EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }

@@ -24,13 +24,18 @@ public:
     int calls = 0;
 };
 
+/// An application with one of everything below "display".
+struct CallingApplication : Application {
+    CallingApplication() { link->registerHandler("display", "", &consumer); }
+
+    CallingConsumer consumer;
+};
+
 TEST(HandlerCallsBack, AHandlerReadsTheNewValueFromTheCache) {
     inFreshProcess([] {
-        Application app;
-        CallingConsumer consumer;
-        app.link->registerHandler("display", "", &consumer);
+        CallingApplication app;
         std::string seen;
-        consumer.action = [&] { seen = app.manager->getConfigVar("display", 1, "brightness", 2); };
+        app.consumer.action = [&] { seen = app.manager->getConfigVar("display", 1, "brightness", 2); };
         app.transport.forget();
 
         app.transport.deliver(changed(steps, {"70"}));
@@ -42,13 +47,11 @@ TEST(HandlerCallsBack, AHandlerReadsTheNewValueFromTheCache) {
 
 TEST(HandlerCallsBack, AHandlerReadsAndWritesOtherVariables) {
     inFreshProcess([] {
-        Application app;
-        CallingConsumer consumer;
-        app.link->registerHandler("display", "", &consumer);
+        CallingApplication app;
         ConfigIF::ReadRsp reply;
         reply.add_value("7");
         app.transport.answerWith(reply);
-        consumer.action = [&] {
+        app.consumer.action = [&] {
             EXPECT_EQ(app.manager->getConfigVarInt("audio", 0, "volume", 0), 7);
             ConfigResult result;
             EXPECT_TRUE(app.manager->setConfigVar("audio", 0, "volume", 0, 8, &result));
@@ -57,17 +60,15 @@ TEST(HandlerCallsBack, AHandlerReadsAndWritesOtherVariables) {
 
         app.transport.deliver(changed(steps, {"70"}));
 
-        EXPECT_EQ(consumer.calls, 1);
+        EXPECT_EQ(app.consumer.calls, 1);
         EXPECT_EQ(app.transport.requests<ConfigIF::WriteReq>().size(), 2U);
     });
 }
 
 TEST(HandlerCallsBack, AHandlerChangesOptionsAndLevels) {
     inFreshProcess([] {
-        Application app;
-        CallingConsumer consumer;
-        app.link->registerHandler("display", "", &consumer);
-        consumer.action = [&] {
+        CallingApplication app;
+        app.consumer.action = [&] {
             eErrorT error = CFG_ERROR_GENERAL;
             EXPECT_TRUE(app.manager->setConfigOptions("audio", 0, "volume", 0, {"1", "2"}, 1));
             EXPECT_TRUE(app.manager->setAccessHidden("audio", 0, "volume", 0, error));
@@ -76,21 +77,19 @@ TEST(HandlerCallsBack, AHandlerChangesOptionsAndLevels) {
 
         app.transport.deliver(changed(steps, {"70"}));
 
-        EXPECT_EQ(consumer.calls, 1);
+        EXPECT_EQ(app.consumer.calls, 1);
     });
 }
 
 TEST(HandlerCallsBack, AHandlerUnregistersItself) {
     inFreshProcess([] {
-        Application app;
-        CallingConsumer consumer;
-        app.link->registerHandler("display", "", &consumer);
-        consumer.action = [&] { app.link->unregisterHandler("display", "", &consumer); };
+        CallingApplication app;
+        app.consumer.action = [&] { app.link->unregisterHandler("display", "", &app.consumer); };
 
         app.transport.deliver(changed(steps, {"70"}));
         app.transport.deliver(changed(steps, {"71"}));
 
-        EXPECT_EQ(consumer.calls, 1);
+        EXPECT_EQ(app.consumer.calls, 1);
     });
 }
 

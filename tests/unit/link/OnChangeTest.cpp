@@ -41,12 +41,9 @@ TEST(OnChange, EveryProviderIsCalledAlsoAfterAFailure) {
 
 TEST(OnChange, TheCacheHoldsTheValueBeforeAnyProviderRuns) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider provider(log, "a");
+        ProvidingApplication app;
         List seen;
-        provider.action = [&] { seen = app.cached(key); };
-        app.link->registerHandler("display", "", &provider);
+        app.provider.action = [&] { seen = app.cached(key); };
 
         app.transport.deliver(request<ConfigIF::OnChangeReq>());
 
@@ -71,25 +68,22 @@ TEST(OnChange, WithoutAProviderTheCacheIsUpdatedAndTheAnswerIsFine) {
 
 TEST(OnChange, ThatIsOlderThanOneThatWasHandedOnReachesNoProvider) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider provider(log, "a");
-        app.link->registerHandler("display", "", &provider);
+        ProvidingApplication app;
         app.transport.deliver(numbered(steps, 11, 5));
-        ASSERT_EQ(log.size(), 1U);
+        ASSERT_EQ(app.log.size(), 1U);
         app.transport.deliver(numbered(steps, 11, 4));
-        EXPECT_EQ(log.size(), 1U);
+        EXPECT_EQ(app.log.size(), 1U);
         EXPECT_EQ(lastAnswer<ConfigIF::OnChangeRsp>(app).error(), CommonIF::ERROR_NONE);
         app.transport.deliver(numbered(steps, 11, 5));
-        EXPECT_EQ(log.size(), 2U) << "the same one, asked for again after a break";
+        EXPECT_EQ(app.log.size(), 2U) << "the same one, asked for again after a break";
         app.transport.deliver(numbered({{"cfg", 3}, {"Display", 1}, {"Brightness", 3}}, 11, 4));
-        EXPECT_EQ(log.size(), 3U) << "another variable";
+        EXPECT_EQ(app.log.size(), 3U) << "another variable";
         app.transport.deliver(numbered(steps, 12, 1));
-        EXPECT_EQ(log.size(), 4U) << "the service numbers anew";
+        EXPECT_EQ(app.log.size(), 4U) << "the service numbers anew";
         app.transport.deliver(request<ConfigIF::OnChangeReq>());
-        EXPECT_EQ(log.size(), 5U) << "without a number nothing is known";
+        EXPECT_EQ(app.log.size(), 5U) << "without a number nothing is known";
         app.transport.deliver(numbered(steps, 12, 1));
-        EXPECT_EQ(log.size(), 6U);
+        EXPECT_EQ(app.log.size(), 6U);
     });
 }
 
@@ -121,17 +115,14 @@ TEST(OnChange, ThatIsOvertakenByANewerOneIsOverForTheOtherProviders) {
 
 TEST(OnChange, IsNotFilteredByClientName) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider provider(log, "a");
-        app.link->registerHandler("display", "", &provider);
+        ProvidingApplication app;
         auto req = request<ConfigIF::OnChangeReq>();
         req.clear_client_name();
         req.clear_server_context();
 
         app.transport.deliver(req);
 
-        EXPECT_EQ(log.size(), 1U);
+        EXPECT_EQ(app.log.size(), 1U);
         EXPECT_FALSE(lastAnswer<ConfigIF::OnChangeRsp>(app).has_client_name());
     });
 }

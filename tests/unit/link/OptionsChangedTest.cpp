@@ -12,10 +12,7 @@ const ConfigVar key(0, "display", 1, "brightness", 2);
 
 TEST(OptionsChanged, UpdatesTheCacheAndCallsTheHandlers) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
-        app.link->registerHandler("display", "", &consumer);
+        ListeningApplication app;
         auto ntfy = about<ConfigIF::OptionsChangedNtfy>(steps);
         ntfy.add_option("day");
         ntfy.add_option("night");
@@ -26,7 +23,7 @@ TEST(OptionsChanged, UpdatesTheCacheAndCallsTheHandlers) {
         ASSERT_TRUE(record != app.manager->cacheEnd());
         EXPECT_EQ(record->second.getOptions(), (std::vector<std::string>{"day", "night"}));
         EXPECT_FALSE(record->second.hasValue());
-        EXPECT_EQ(log, Names{"options display[1].brightness[2] day,night"});
+        EXPECT_EQ(app.log, Names{"options display[1].brightness[2] day,night"});
     });
 }
 
@@ -96,20 +93,17 @@ TEST(OptionsChanged, UpdatesTheCacheWithoutAnyHandler) {
 
 TEST(OptionsChanged, UnderAnUnknownContextIsDropped) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        LoggingConsumer consumer(log);
+        ListeningApplication app;
         PlatformCfgService stranger(0, "", "");
-        app.link->registerHandler("display", "", &consumer);
         stranger.setPbInterface(&app.transport);
-        stranger.registerHandler("display", "", &consumer);
+        stranger.registerHandler("display", "", &app.consumer);
         auto ntfy = about<ConfigIF::OptionsChangedNtfy>(steps);
         ntfy.add_option("day");
 
         PlatformCfgService::optionsChangedHandler(ntfy, nullptr, &stranger);
         PlatformCfgService::optionsChangedHandler(ntfy, nullptr, nullptr);
 
-        EXPECT_TRUE(log.empty());
+        EXPECT_TRUE(app.log.empty());
         EXPECT_EQ(app.manager->removeVars(""), 0U);
     });
 }

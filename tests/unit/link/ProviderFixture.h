@@ -80,4 +80,12 @@ private:
     const bool m_accept;
 };
 
+/// An application with a provider of everything below "display", which is called "a" and accepts.
+struct ProvidingApplication : Application {
+    ProvidingApplication() { link->registerHandler("display", "", &provider); }
+
+    Names log;  ///< what the provider was asked
+    Provider provider{log, "a"};
+};
+
 }  // namespace ProviderTest

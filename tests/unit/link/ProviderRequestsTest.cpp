@@ -122,17 +122,14 @@ TEST(ProviderRequests, WithoutAnyValueReachTheProviderWithAnEmptyOne) {
 
 TEST(ProviderRequests, TheRequestersRoleIsTranslated) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider provider(log, "a");
-        app.link->registerHandler("display", "", &provider);
+        ProvidingApplication app;
         const std::pair<CommonIF::eSecurityRole, int> rows[] = {{CommonIF::SECURITY_ROLE_WIRE_10, 0},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_20, 1},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_30, 3},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_40, 2},
                                                                 {CommonIF::SECURITY_ROLE_WIRE_50, 4}};
         for (const auto& [wire, role] : rows) {
-            log.clear();
+            app.log.clear();
             auto change = request<ConfigIF::OnChangeReq>();
             change.set_role(wire);
             auto validation = request<ConfigIF::DynamicValidateReq>();
@@ -141,26 +138,23 @@ TEST(ProviderRequests, TheRequestersRoleIsTranslated) {
             app.transport.deliver(change);
             app.transport.deliver(validation);
 
-            ASSERT_EQ(log.size(), 2U);
-            for (const std::string& line : log) EXPECT_EQ(line.back(), '0' + role);
+            ASSERT_EQ(app.log.size(), 2U);
+            for (const std::string& line : app.log) EXPECT_EQ(line.back(), '0' + role);
         }
     });
 }
 
 TEST(ProviderRequests, ARoleThatNobodyKnowsOrNoneIsRoleNone) {
     inFreshProcess([] {
-        Application app;
-        Names log;
-        Provider provider(log, "a");
-        app.link->registerHandler("display", "", &provider);
+        ProvidingApplication app;
         auto req = request<ConfigIF::OnChangeReq>();
         req.clear_role();
 
         app.transport.deliver(req);
         app.transport.deliver(0x1A0100, req.SerializeAsString() + unknownNumberIn(4));
 
-        ASSERT_EQ(log.size(), 2U);
-        for (const std::string& line : log) EXPECT_EQ(line.back(), '0');
+        ASSERT_EQ(app.log.size(), 2U);
+        for (const std::string& line : app.log) EXPECT_EQ(line.back(), '0');
     });
 }
 

@@ -2,6 +2,7 @@
 #include <thread>
 
 #include "DeliveryFixture.h"
+#include "ForwardingTransport.h"
 #include "Signal.h"
 
 using Support::inFreshProcess;
@@ -17,31 +18,22 @@ using Support::FakeTransport;
 using Support::Signal;
 
 /// Runs an action while it is told of its table.
-class SlowTransport : public PbUtility::PbUtils {
+class SlowTransport : public PbUtility::ForwardingTransport {
 public:
-    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
-                         const std::string& endpoint) override {
-        return next.sendWaitResponse(request, response, endpoint);
-    }
-    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override {
-        return next.send(message, endpoint, reserved);
-    }
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override {
-        return next.addRemoteEndpoint(endpoint, channel);
-    }
+    using ForwardingTransport::ForwardingTransport;
+
     int addHandlers(const MSG_Callback* table) override {
-        const int status = next.addHandlers(table);
+        const int status = ForwardingTransport::addHandlers(table);
         if (whileAdding) whileAdding();
         return status;
     }
-    std::string localEndpoint() const override { return next.localEndpoint(); }
 
-    FakeTransport next;
     std::function<void()> whileAdding;
 };
 
 TEST(TransportSetup, ASecondCallerReturnsOnlyWithTheTableInstalled) {
-    SlowTransport transport;
+    FakeTransport fake;
+    SlowTransport transport(fake);
     PlatformCfgService link(0, "", "");
     Signal begun;
     Signal returned;
@@ -56,12 +48,13 @@ TEST(TransportSetup, ASecondCallerReturnsOnlyWithTheTableInstalled) {
     returned.give();
 
     first.join();
-    EXPECT_EQ(transport.next.handlerTables(), 1);
+    EXPECT_EQ(fake.handlerTables(), 1);
 }
 
 TEST(TransportSetup, OtherThreadsUseTheFormerOneUntilTheTableIsInstalled) {
     FakeTransport former;
-    SlowTransport transport;
+    FakeTransport fake;
+    SlowTransport transport(fake);
     PlatformCfgService link(0, "", "");
     const auto seenElsewhere = [&link] {
         std::string seen;
@@ -84,13 +77,14 @@ TEST(TransportSetup, OtherThreadsUseTheFormerOneUntilTheTableIsInstalled) {
 }
 
 TEST(TransportSetup, OneThatCallsBackWhileItIsToldIsNotWaitedFor) {
-    SlowTransport transport;
+    FakeTransport fake;
+    SlowTransport transport(fake);
     PlatformCfgService link(0, "", "");
     transport.whileAdding = [&] { link.setPbInterface(&transport); };
 
     link.setPbInterface(&transport);
 
-    EXPECT_EQ(transport.next.handlerTables(), 1);
+    EXPECT_EQ(fake.handlerTables(), 1);
     FakeTransport next;
     link.setPbInterface(&next);
     EXPECT_EQ(next.handlerTables(), 1) << "nothing was left behind that would be waited for";
@@ -111,12 +105,13 @@ TEST(TransportSetup, EachChangeOfTheTransportInstallsTheTable) {
 TEST(TransportSetup, WhatArrivesWhileThePrimaryServiceChangesReachesTheNewManager) {
     inFreshProcess([] {
         AppCfgManager* const former = AppCfgManager::getInstance();
-        SlowTransport transport;
+        FakeTransport fake;
+        SlowTransport transport(fake);
         const ConfigVar brightness(0, "display", 1, "brightness", 2);
         transport.whileAdding = [&] {
             ConfigIF::ConfigChangedNtfy ntfy = changed({{"display", 1}, {"brightness", 2}}, {"70"});
             ntfy.set_client_name(Application::clientName(5));
-            transport.next.deliver(ntfy);
+            fake.deliver(ntfy);
         };
 
         ASSERT_TRUE(AppCfgManager::changePrimaryConfigService(5, "node5", "self5", &transport));

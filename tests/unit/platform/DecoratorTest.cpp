@@ -1,7 +1,11 @@
 // The transports that remember and that fail on purpose.
 #include <gmock/gmock.h>
 
+#include <functional>
+#include <utility>
+
 #include "FaultTransport.h"
+#include "MessageIds.h"
 #include "RecordingTransport.h"
 #include "TransportFixture.h"
 
@@ -16,6 +20,8 @@ using testing::SizeIs;
 
 class Recording : public TransportFixture {
 protected:
+    Exchange last() const { return recording.exchanges().back(); }
+
     UnixTransport transport{options()};
     RecordingTransport recording{transport};
 };
@@ -29,36 +35,30 @@ TEST_F(Recording, RemembersWhatWentAndWhatCame) {
     EXPECT_EQ(exchanges[0].endpoint, "ConfigSrvc");
     EXPECT_EQ(exchanges[0].type, "ConfigIF.ReadReq");
     EXPECT_EQ(exchanges[0].status, TRANSPORT_OK);
-    EXPECT_EQ(exchanges[0].replyType, "ConfigIF.ReadRsp");
+    EXPECT_TRUE(exchanges[0].ended);
     EXPECT_EQ(exchanges[0].error, 0);
     ConfigIF::ReadReq request;
     ASSERT_TRUE(request.ParseFromString(exchanges[0].request));
     EXPECT_EQ(request.client_name(), "hello");
-    ConfigIF::ReadRsp reply;
-    ASSERT_TRUE(reply.ParseFromString(exchanges[0].reply));
-    EXPECT_EQ(reply.value(0), "hello");
     EXPECT_EQ(exchanges[0].failure, "");
     EXPECT_EQ(exchanges[1].kind, Exchange::Kind::oneWay);
     EXPECT_EQ(exchanges[1].endpoint, "ConfigSrvc");
     EXPECT_EQ(exchanges[1].type, "ConfigIF.WriteReq");
     EXPECT_EQ(exchanges[1].status, TRANSPORT_OK);
     EXPECT_EQ(exchanges[1].failure, "");
-    EXPECT_EQ(exchanges[1].replyType, "");
+    EXPECT_TRUE(exchanges[1].ended);
     EXPECT_EQ(recording.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
-    EXPECT_EQ(recording.lastOutcome()->replyType, "") << "nobody wanted the reply";
+    EXPECT_EQ(last().status, TRANSPORT_OK) << "nobody wanted the reply";
 }
 
 TEST_F(Recording, RemembersTheTransportsFailure) {
     peer.stop();
     EXPECT_EQ(read(recording), TRANSPORT_NO_SUCH_ENDPOINT);
-    const auto outcome = recording.lastOutcome();
-    ASSERT_TRUE(outcome.has_value());
-    EXPECT_EQ(outcome->status, TRANSPORT_NO_SUCH_ENDPOINT);
-    EXPECT_THAT(outcome->failure, HasSubstr("ConfigSrvc"));
-    EXPECT_EQ(outcome->replyType, "");
+    EXPECT_EQ(last().status, TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_THAT(last().failure, HasSubstr("ConfigSrvc"));
     EXPECT_EQ(write(recording, "x"), TRANSPORT_NO_SUCH_ENDPOINT);
-    EXPECT_EQ(recording.lastOutcome()->status, TRANSPORT_NO_SUCH_ENDPOINT);
-    EXPECT_THAT(recording.lastOutcome()->failure, HasSubstr("ConfigSrvc"));
+    EXPECT_EQ(last().status, TRANSPORT_NO_SUCH_ENDPOINT);
+    EXPECT_THAT(last().failure, HasSubstr("ConfigSrvc"));
 }
 
 TEST_F(Recording, RemembersTheErrorOfAReply) {
@@ -71,29 +71,89 @@ TEST_F(Recording, RemembersTheErrorOfAReply) {
         connection.send(reply);
     });
     ASSERT_EQ(read(recording), TRANSPORT_OK);
-    EXPECT_EQ(recording.lastOutcome()->error, CommonIF::ERROR_ACCESS_DENIED);
+    EXPECT_EQ(last().error, CommonIF::ERROR_ACCESS_DENIED);
 }
 
 TEST_F(Recording, RemembersTheTextsOfAReply) {
-    FaultTransport refusing(transport);
-    refusing.refuseWith(CommonIF::ERROR_REJECTED, {"not now", "nor later"});
-    RecordingTransport outer(refusing);
+    peer.onRequest([](ScriptedPeer::Connection& connection, const Frame& frame) {
+        Frame reply = ScriptedPeer::replyTo(frame, "");
+        ConfigIF::WriteRsp response;
+        response.mutable_result()->set_error(CommonIF::ERROR_REJECTED);
+        response.mutable_result()->add_message("not now");
+        response.mutable_result()->add_message("nor later");
+        reply.set_message_id(ConfigIF::messageId("ConfigIF.WriteRsp"));
+        reply.set_payload(response.SerializeAsString());
+        connection.send(reply);
+    });
     ConfigIF::WriteRsp response;
-    ASSERT_EQ(outer.sendWaitResponse(ConfigIF::WriteReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
-    EXPECT_THAT(outer.lastOutcome()->messages, ElementsAre("not now", "nor later"));
+    ASSERT_EQ(recording.sendWaitResponse(ConfigIF::WriteReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
+    EXPECT_EQ(last().error, CommonIF::ERROR_REJECTED);
+    EXPECT_THAT(last().messages, ElementsAre("not now", "nor later"));
 }
 
-TEST_F(Recording, KeepsTheLastOutcomeOfEachThreadApart) {
-    ASSERT_EQ(read(recording, "mine"), TRANSPORT_OK);
-    std::thread([&] {
-        EXPECT_FALSE(recording.lastOutcome().has_value());
-        EXPECT_EQ(write(recording, "other"), TRANSPORT_OK);
-        EXPECT_EQ(recording.lastOutcome()->type, "ConfigIF.WriteReq");
-    }).join();
-    EXPECT_EQ(recording.lastOutcome()->type, "ConfigIF.ReadReq");
-    recording.clear();
-    EXPECT_FALSE(recording.lastOutcome().has_value());
-    EXPECT_THAT(recording.exchanges(), SizeIs(0));
+/// Runs an action while a request is under way.
+class Interrupted : public ForwardingTransport {
+public:
+    using ForwardingTransport::ForwardingTransport;
+
+    int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
+                         const std::string& endpoint) override {
+        if (meanwhile) std::exchange(meanwhile, {})();
+        return ForwardingTransport::sendWaitResponse(request, response, endpoint);
+    }
+
+    std::function<void()> meanwhile;
+};
+
+class RecordingUnderWay : public TransportFixture {
+protected:
+    UnixTransport socket{options()};
+    Interrupted transport{socket};
+    RecordingTransport recording{transport, 2};
+};
+
+TEST_F(RecordingUnderWay, ListsARequestBeforeItIsAnswered) {
+    transport.meanwhile = [this] {
+        ASSERT_THAT(recording.exchanges(), SizeIs(1));
+        EXPECT_EQ(recording.exchanges()[0].type, "ConfigIF.ReadReq");
+        EXPECT_FALSE(recording.exchanges()[0].ended);
+    };
+    ASSERT_EQ(read(recording), TRANSPORT_OK);
+    EXPECT_TRUE(recording.exchanges()[0].ended);
+}
+
+TEST_F(RecordingUnderWay, ListsExchangesInTheOrderInWhichTheyBegan) {
+    transport.meanwhile = [this] { EXPECT_EQ(write(recording, "meanwhile"), TRANSPORT_OK); };
+    ASSERT_EQ(read(recording), TRANSPORT_OK);
+    ASSERT_THAT(recording.exchanges(), SizeIs(2));
+    EXPECT_EQ(recording.exchanges()[0].type, "ConfigIF.ReadReq");
+    EXPECT_EQ(recording.exchanges()[1].type, "ConfigIF.WriteReq");
+}
+
+TEST_F(RecordingUnderWay, ForgetsARequestWhoseAnswerIsYetToCome) {
+    transport.meanwhile = [this] {
+        recording.clear();
+        EXPECT_EQ(write(recording, "meanwhile"), TRANSPORT_OK);
+        peer.stop();
+    };
+    EXPECT_NE(read(recording), TRANSPORT_OK);
+    ASSERT_THAT(recording.exchanges(), SizeIs(1));
+    EXPECT_EQ(recording.exchanges()[0].type, "ConfigIF.WriteReq");
+    EXPECT_EQ(recording.exchanges()[0].status, TRANSPORT_OK) << "the outcome is another request's";
+}
+
+TEST_F(RecordingUnderWay, DropsARequestForYoungerOnes) {
+    transport.meanwhile = [this] {
+        EXPECT_EQ(write(recording, "1"), TRANSPORT_OK);
+        EXPECT_EQ(write(recording, "2"), TRANSPORT_OK);
+        peer.stop();
+    };
+    EXPECT_NE(read(recording), TRANSPORT_OK);
+    ASSERT_THAT(recording.exchanges(), SizeIs(2));
+    for (const Exchange& exchange : recording.exchanges()) {
+        EXPECT_EQ(exchange.type, "ConfigIF.WriteReq");
+        EXPECT_EQ(exchange.status, TRANSPORT_OK);
+    }
 }
 
 TEST_F(Recording, DropsTheOldestBeyondItsCapacity) {
@@ -142,28 +202,13 @@ TEST_F(Fault, LeavesNothingInTheResponseAndASentence) {
     EXPECT_EQ(response.value_size(), 0);
     EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the deadline passed (as told)");
     EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_TIMED_OUT);
-    fault.heal();
-    fault.refuseWith(CommonIF::ERROR_REJECTED);
-    response.add_value("old");
-    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
-    EXPECT_EQ(response.value_size(), 0);
-    EXPECT_EQ(response.error(), CommonIF::ERROR_REJECTED);
-    EXPECT_EQ(lastTransportFailure(), "");
-    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_OK);
-    EXPECT_EQ(peer.connections(REQUESTS), 0U);
 }
 
-TEST_F(Fault, OfOneTypeAfterAnotherStrikesBeforeALaterOneOfAnyType) {
-    fault.failWith(TRANSPORT_BROKEN_OFF, "ConfigIF.ReadReq", 1);
-    fault.failWith(TRANSPORT_TIMED_OUT, {}, 1);
-    EXPECT_EQ(read(fault), TRANSPORT_BROKEN_OFF);
-    EXPECT_EQ(read(fault), TRANSPORT_TIMED_OUT);
-    EXPECT_EQ(read(fault), TRANSPORT_OK);
-    fault.failWith(TRANSPORT_TIMED_OUT, {}, 0);
-    EXPECT_EQ(read(fault), TRANSPORT_OK) << "it was to strike no time";
-    fault.refuseWith(CommonIF::ERROR_REJECTED);
+TEST_F(Fault, FailsWithWhatItWasToldLast) {
     fault.failWith(TRANSPORT_TIMED_OUT);
-    EXPECT_EQ(write(fault, "x"), TRANSPORT_TIMED_OUT) << "a refusal is nothing for a one-way message";
+    fault.failWith(TRANSPORT_BROKEN_OFF);
+    EXPECT_EQ(read(fault), TRANSPORT_BROKEN_OFF);
+    EXPECT_EQ(write(fault, "x"), TRANSPORT_BROKEN_OFF);
 }
 
 TEST_F(Fault, PassesTheRestOn) {
@@ -172,24 +217,6 @@ TEST_F(Fault, PassesTheRestOn) {
     EXPECT_EQ(fault.addRemoteEndpoint("../x", -1), TRANSPORT_BAD_ENDPOINT);
     EXPECT_EQ(fault.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
     EXPECT_NE(peer.awaitDelivery(), nullptr);
-}
-
-TEST_F(Fault, StrikesOnlyTheNamedTypeAndSoManyTimes) {
-    fault.failWith(TRANSPORT_BROKEN_OFF, "ConfigIF.ReadReq", 2);
-    EXPECT_EQ(write(fault, "x"), TRANSPORT_OK);
-    EXPECT_EQ(read(fault), TRANSPORT_BROKEN_OFF);
-    EXPECT_EQ(read(fault), TRANSPORT_BROKEN_OFF);
-    EXPECT_EQ(read(fault), TRANSPORT_OK);
-}
-
-TEST_F(Fault, RefusesInTheServicesName) {
-    fault.refuseWith(CommonIF::ERROR_REJECTED, {"not now"}, "ConfigIF.WriteReq");
-    ConfigIF::WriteRsp response;
-    EXPECT_EQ(fault.sendWaitResponse(ConfigIF::WriteReq(), &response, "ConfigSrvc"), TRANSPORT_OK);
-    EXPECT_EQ(response.result().error(), CommonIF::ERROR_REJECTED);
-    EXPECT_EQ(response.result().message(0), "not now");
-    EXPECT_EQ(write(fault, "x"), TRANSPORT_OK) << "nobody answers a one-way message";
-    EXPECT_EQ(read(fault), TRANSPORT_OK);
 }
 
 }  // namespace

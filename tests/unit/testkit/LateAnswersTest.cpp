@@ -6,7 +6,7 @@
 
 #include "AppConfig/AppConfig.h"
 #include "AppConfig/TestKit.h"
-#include "PbUtils.h"
+#include "ForwardingTransport.h"
 
 // What a thread learns from the service's answer may be out of date by the time that it reaches the cache: others
 // write, and their changes are announced on another thread.
@@ -19,29 +19,20 @@ using AppConfig::AppCfgManager;
 const char* const definitions = "variable { node: \"late\" attribute: \"number\" type: INT default_value: \"1\" }";
 
 /// Lets things happen between the service's answer and the library's next step.
-class Dawdling : public PbUtility::PbUtils {
+class Dawdling : public PbUtility::ForwardingTransport {
 public:
     Dawdling(PbUtility::PbUtils& next, std::function<void()> before, std::function<void()> after)
-        : m_next(next), m_before(std::move(before)), m_after(std::move(after)) {}
+        : ForwardingTransport(next), m_before(std::move(before)), m_after(std::move(after)) {}
 
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override {
         m_before();
-        const int status = m_next.sendWaitResponse(request, response, endpoint);
+        const int status = ForwardingTransport::sendWaitResponse(request, response, endpoint);
         m_after();
         return status;
     }
-    int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override {
-        return m_next.send(message, endpoint, reserved);
-    }
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override {
-        return m_next.addRemoteEndpoint(endpoint, channel);
-    }
-    int addHandlers(const MSG_Callback* table) override { return m_next.addHandlers(table); }
-    std::string localEndpoint() const override { return m_next.localEndpoint(); }
 
 private:
-    PbUtility::PbUtils& m_next;
     std::function<void()> m_before;
     std::function<void()> m_after;
 };

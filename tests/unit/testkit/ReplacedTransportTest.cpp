@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "AppConfig/PlatformCfgService.h"
+#include "ForwardingTransport.h"
 #include "FreshProcess.h"
 #include "MessageIds.h"
 #include "TwoServices.h"
@@ -226,9 +227,9 @@ TEST(ReplacedTransport, BringsNothingBeforeTheHandlerOfTheFormerOneHasReturned) 
 }
 
 /// Holds the first message of one type up until it is told to let go.
-class HeldUp final : public PbUtility::PbUtils {
+class HeldUp final : public PbUtility::ForwardingTransport {
 public:
-    HeldUp(PbUtility::PbUtils& next, std::string type) : m_next(next), m_type(std::move(type)) {}
+    HeldUp(PbUtility::PbUtils& next, std::string type) : ForwardingTransport(next), m_type(std::move(type)) {}
 
     void awaitArrival() { m_arrived.get_future().wait(); }
     void letGo() { m_mayGoOn.set_value(); }
@@ -236,17 +237,12 @@ public:
     int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                          const std::string& endpoint) override {
         hold(request);
-        return m_next.sendWaitResponse(request, response, endpoint);
+        return ForwardingTransport::sendWaitResponse(request, response, endpoint);
     }
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override {
         hold(message);
-        return m_next.send(message, endpoint, reserved);
+        return ForwardingTransport::send(message, endpoint, reserved);
     }
-    int addRemoteEndpoint(const std::string& endpoint, int channel) override {
-        return m_next.addRemoteEndpoint(endpoint, channel);
-    }
-    int addHandlers(const MSG_Callback* table) override { return m_next.addHandlers(table); }
-    std::string localEndpoint() const override { return m_next.localEndpoint(); }
 
 private:
     void hold(const google::protobuf::MessageLite& message) {
@@ -255,7 +251,6 @@ private:
         m_mayGoOn.get_future().wait();
     }
 
-    PbUtility::PbUtils& m_next;
     const std::string m_type;
     std::atomic<bool> m_held{false};
     std::promise<void> m_arrived;
