@@ -6,10 +6,10 @@
 #include <thread>
 #include <vector>
 
-#include "InProcessTransport.h"
 #include "check/Ledger.h"
 #include "script/Script.h"
 #include "server/EmbeddedService.h"
+#include "wire/InProcessPeer.h"
 #include "world/Image.h"
 #include "world/ServiceStore.h"
 
