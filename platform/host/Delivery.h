@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <memory>
 #include <random>
 #include <string>
@@ -13,12 +14,13 @@
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
 #include "Connector.h"
+#include "DeliveryConnection.h"
 #include "Dispatcher.h"
 #include "EventFlag.h"
+#include "FormerHandlers.h"
 #include "FrameStream.h"
 #include "HandlerActivity.h"
 #include "Reachability.h"
-#include "RegistrationTeller.h"
 #include "TransportOptions.h"
 #include "Waiter.h"
 
@@ -32,15 +34,19 @@ class ResumePoints;
 ///
 /// One poll(2) waits for all connections, so a slow endpoint holds up no other. A handler that makes a request waits in
 /// the same loop, as its Waiter: asks that arrive meanwhile are handled nested in it, notifications are queued until it
-/// has returned, up to a limit beyond which the connection is given up, to be resumed afterwards.
+/// has returned, up to a limit beyond which the connection is given up, to be resumed afterwards. This class is the
+/// loop and the queue; what becomes of one connection is DeliveryConnection's affair, and calling handlers the
+/// dispatcher's.
 class Delivery final : public Waiter {
 public:
     /// How many notifications, and how many bytes of them per frame limit, wait for a handler that waits itself.
     static constexpr std::size_t queueLimit = 4096;
 
-    /// The arguments are not owned and outlive this object.
+    /// The arguments are not owned and outlive this object. \p settled is called on the delivery thread when all
+    /// registrations with an endpoint have been told.
     Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
-             const PbUtility::TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended);
+             const PbUtility::TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended,
+             std::function<void(const std::string& endpoint)> settled);
     ~Delivery() override;
 
     /// Starts to connect to \p endpoint unless it was added before. Any thread; does not block.
@@ -54,7 +60,7 @@ public:
 
     /// Delivers no notifications as long as the application code goes on that \p other watches now. Any thread; does
     /// not block.
-    void deliverAfter(const std::shared_ptr<HandlerActivity>& other) APPCONFIG_EXCLUDES(m_mutex);
+    void deliverAfter(const std::shared_ptr<HandlerActivity>& other) { m_formerHandlers.add(other, m_wake); }
 
     /// \return what watches the handlers of this object.
     const std::shared_ptr<HandlerActivity>& activity() const { return m_dispatcher.activity(); }
@@ -79,78 +85,48 @@ public:
     Result wait(int fd, short events, Deadline deadline) override;
 
 private:
-    enum class Phase { paused, greeting, up };
-
-    struct Remote {
-        Remote(RegistrationBook& book, const PbUtility::TransportOptions& options, const std::string& name)
-            : endpoint(name), registrations(book, options, name) {}
-
-        const std::string endpoint;
-        RegistrationTeller registrations;
-        Phase phase = Phase::paused;
-        std::shared_ptr<FrameStream> stream;  ///< null while paused
-        std::uint64_t connection = 0;         ///< its number among the resume points
-        Deadline greetingEnds = Deadline::never();
-        Deadline nextAttempt = Deadline::never();
-        Deadline steady = Deadline::never();  ///< from then on the connection counts as one that lasts
-        std::chrono::milliseconds pause{};
-        std::size_t queued = 0;
-        bool renewing = false;  ///< its point was taken over from another transport, and the service was not told yet
-        std::string reported;
-    };
-
     struct Queued {
-        Remote* remote;
+        DeliveryConnection* from;
         std::shared_ptr<FrameStream> stream;  ///< that it came over
-        std::uint64_t connection;
+        std::uint64_t connection;             ///< the number that this one had
         Frame frame;
     };
 
     void run();
     bool turn(int fd, short events, Deadline deadline);
     Deadline doWhatIsDue();
-    void attempt(Remote& remote);
-    void tellRegistrations(Remote& remote);
-    void readFrom(Remote& remote);
-    void take(Remote& remote, const std::shared_ptr<FrameStream>& stream, Frame& frame);
-    void welcomed(Remote& remote, const Welcome& welcome);
-    void lose(Remote& remote, const Outcome& why);
-    void report(Remote& remote, const Outcome& why);
-    void schedule(Remote& remote);
-    void enqueue(Remote& remote, Frame& frame);
-    bool mayDeliver() APPCONFIG_EXCLUDES(m_mutex);
+    bool isQueued(const DeliveryConnection& connection) const;
+    void attempt(DeliveryConnection& connection);
+    void readFrom(DeliveryConnection& connection);
+    void handle(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, Frame& frame);
+    void enqueue(DeliveryConnection& connection, Frame& frame);
     void deliverQueued();
     void deliver(const Queued& next);
-    void answer(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
-    void ask(Remote& remote, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
+    void ask(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
     void sayGoodbye();
 
-    Connector& m_connector;
     ResumePoints& m_resume;
-    RegistrationBook& m_book;
     const PbUtility::TransportOptions& m_options;
-    const std::string& m_localEndpoint;
     const EventFlag& m_ended;
 
     // Each synchronises itself. The flag is shared with the transports whose place this one takes.
     const std::shared_ptr<EventFlag> m_wake = std::make_shared<EventFlag>();
     Reachability m_reachability;
+    FormerHandlers m_formerHandlers;
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
-    std::vector<std::pair<std::shared_ptr<HandlerActivity>, HandlerActivity::Run>> m_before
-        APPCONFIG_GUARDED_BY(m_mutex);
-    std::atomic<bool> m_mustWait{false};  ///< m_before is not empty
     /// Set and cleared by the delivery thread alone, so each thread reads here surely whether it is that one. An id and
     /// no thread_local: several of a simulation's threads may run on one of the system's.
     std::atomic<std::thread::id> m_threadId{};
 
     // The delivery thread's own.
     Dispatcher m_dispatcher;
-    std::vector<std::unique_ptr<Remote>> m_remotes;
+    std::minstd_rand m_random;
+    const DeliveryConnection::Collaborators m_forConnections;
+    std::vector<std::unique_ptr<DeliveryConnection>> m_connections;
     std::deque<Queued> m_queue;
     std::size_t m_queuedBytes = 0;
-    std::minstd_rand m_random;
 };
 
 }  // namespace AppConfigHost

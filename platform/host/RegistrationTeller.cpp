@@ -4,8 +4,6 @@
 #include <optional>
 #include <utility>
 
-#include "Handover.h"
-
 namespace AppConfigHost {
 
 using namespace PbUtility;
@@ -24,9 +22,7 @@ Outcome RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
 
 bool RegistrationTeller::answered(const Frame& registered) {
     m_answerDue = Deadline::never();
-    if (!m_book.answered(m_endpoint, registered)) return false;
-    if (m_book.isSettled(m_endpoint)) Handover::ofProcess().settled(m_book, m_endpoint);
-    return true;
+    return m_book.answered(m_endpoint, registered);
 }
 
 std::vector<RegistrationReport> RegistrationTeller::takeReports() {

@@ -36,6 +36,9 @@ public:
     /// Takes the answer to the frame. \return false when nobody has asked for it.
     bool answered(const Frame& registered);
 
+    /// \return whether the endpoint has been told of everything.
+    bool isSettled() const { return m_book.isSettled(m_endpoint); }
+
     /// \return what the observer has to be told. Without one, says on standard error when refusals begin or are over.
     std::vector<PbUtility::RegistrationReport> takeReports();
 

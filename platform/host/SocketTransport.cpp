@@ -111,8 +111,9 @@ SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, Transport
       m_book(std::make_unique<RegistrationBook>(m_options)),
       m_handlers(std::make_unique<HandlerTable>()),
       m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),
-      m_delivery(std::make_unique<Delivery>(*m_connector, *m_resume, *m_book, *m_handlers, m_options, m_localEndpoint,
-                                            *m_ended)),
+      m_delivery(std::make_unique<Delivery>(
+          *m_connector, *m_resume, *m_book, *m_handlers, m_options, m_localEndpoint, *m_ended,
+          [this](const std::string& endpoint) { Handover::ofProcess().settled(*m_book, endpoint); })),
       m_member(std::make_unique<HandoverMember>(
           HandoverMember{*m_handlers, *m_book, *m_resume, *m_delivery, m_localEndpoint})) {
     MSG_BindOwner(m_localEndpoint.c_str(), &SocketTransport::carry, this);

@@ -50,7 +50,7 @@ TEST(Renewal, DoesNotWaitForWhatWaitsItselfForAHandlerOfAnotherTransport) {
     RegistrationBook book(options);
     HandlerTable handlers;
     EventFlag ended;
-    Delivery delivery(connector, resume, book, handlers, options, name, ended);
+    Delivery delivery(connector, resume, book, handlers, options, name, ended, [](const std::string&) {});
     handlers.nameEndpoint("ConfigSrvc");
     handlers.add(table);
     const auto elsewhere = std::make_shared<HandlerActivity>();
