@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
-#include "HandlerTable.h"
 #include "TransportStatus.h"
+#include "delivery/HandlerTable.h"
 
 namespace AppConfigTest {
 namespace {

@@ -4,8 +4,8 @@
 #include <limits>
 #include <utility>
 
-#include "HandlerTable.h"
 #include "RequestText.h"
+#include "delivery/HandlerTable.h"
 
 namespace AppConfigTest {
 

@@ -2,10 +2,10 @@
 
 #include <iterator>
 
-#include "Delivery.h"
-#include "HandlerTable.h"
-#include "ResumePoints.h"
 #include "StandIn.h"
+#include "delivery/Delivery.h"
+#include "delivery/HandlerTable.h"
+#include "delivery/ResumePoints.h"
 
 namespace AppConfigHost {
 

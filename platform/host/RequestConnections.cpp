@@ -3,7 +3,7 @@
 #include <utility>
 
 #include "Handshake.h"
-#include "ResumePoints.h"
+#include "delivery/ResumePoints.h"
 #include "wire/FrameVersion.h"
 
 namespace AppConfigHost {

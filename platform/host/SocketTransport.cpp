@@ -10,16 +10,16 @@
 
 #include "CallCounter.h"
 #include "Connector.h"
-#include "Delivery.h"
 #include "EventFlag.h"
-#include "HandlerTable.h"
 #include "Handover.h"
 #include "Handshake.h"
 #include "MessageIds.h"
 #include "RegistrationBook.h"
 #include "RequestConnections.h"
-#include "ResumePoints.h"
 #include "TransportStatus.h"
+#include "delivery/Delivery.h"
+#include "delivery/HandlerTable.h"
+#include "delivery/ResumePoints.h"
 #include "wire/Endpoint.h"
 
 namespace PbUtility {

@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "ResumePoints.h"
+#include "delivery/ResumePoints.h"
 
 namespace {
 

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "RequestConnections.h"
-#include "ResumePoints.h"
 #include "TransportFixture.h"
 #include "Waiter.h"
+#include "delivery/ResumePoints.h"
 #include "wire/FileDescriptor.h"
 
 namespace {

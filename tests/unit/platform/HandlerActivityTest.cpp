@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "HandlerActivity.h"
+#include "delivery/HandlerActivity.h"
 
 namespace {
 

@@ -6,9 +6,9 @@
 #include <thread>
 #include <vector>
 
-#include "HandlerTable.h"
 #include "NamedEndpoints.h"
 #include "StandIn.h"
+#include "delivery/HandlerTable.h"
 
 namespace {
 

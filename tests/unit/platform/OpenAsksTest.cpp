@@ -1,7 +1,7 @@
 // The asks whose handlers are running, and the answers to them.
 #include <gmock/gmock.h>
 
-#include "OpenAsks.h"
+#include "delivery/OpenAsks.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 
 #include <future>
 
-#include "Reachability.h"
+#include "delivery/Reachability.h"
 #include "wire/FileDescriptor.h"
 
 namespace {

@@ -6,12 +6,12 @@
 #include <memory>
 
 #include "Connector.h"
-#include "Delivery.h"
-#include "HandlerTable.h"
 #include "Handlers.h"
 #include "RegistrationBook.h"
-#include "ResumePoints.h"
 #include "TransportFixture.h"
+#include "delivery/Delivery.h"
+#include "delivery/HandlerTable.h"
+#include "delivery/ResumePoints.h"
 
 namespace {
 

@@ -1,7 +1,7 @@
 // What a transport says of where it stands, so that only the state that it knew takes it for its own.
 #include <gmock/gmock.h>
 
-#include "ResumePoints.h"
+#include "delivery/ResumePoints.h"
 
 namespace {
 

@@ -8,10 +8,10 @@
 #include <string>
 #include <vector>
 
-#include "HandlerTable.h"
 #include "MSG.h"
 #include "PbUtils.h"
 #include "TransportStatus.h"
+#include "delivery/HandlerTable.h"
 
 namespace AppConfigTest {
 

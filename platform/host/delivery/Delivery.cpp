@@ -1,4 +1,4 @@
-#include "Delivery.h"
+#include "delivery/Delivery.h"
 
 #include <poll.h>
 
@@ -6,8 +6,8 @@
 #include <system_error>
 #include <utility>
 
-#include "ResumePoints.h"
 #include "SignalsBlocked.h"
+#include "delivery/ResumePoints.h"
 
 namespace AppConfigHost {
 

@@ -1,4 +1,4 @@
-#include "ResumePoints.h"
+#include "delivery/ResumePoints.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "DeliveryConnection.h"
+#include "delivery/DeliveryConnection.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -6,7 +6,7 @@
 
 #include "Handshake.h"
 #include "MessageIds.h"
-#include "ResumePoints.h"
+#include "delivery/ResumePoints.h"
 #include "wire/FrameVersion.h"
 
 namespace AppConfigHost {

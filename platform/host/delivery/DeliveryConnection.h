@@ -11,9 +11,9 @@
 #include "Deadline.h"
 #include "EventFlag.h"
 #include "FrameStream.h"
-#include "Reachability.h"
-#include "RegistrationTeller.h"
 #include "TransportOptions.h"
+#include "delivery/Reachability.h"
+#include "delivery/RegistrationTeller.h"
 
 namespace AppConfigHost {
 

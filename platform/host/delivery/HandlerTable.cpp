@@ -1,4 +1,4 @@
-#include "HandlerTable.h"
+#include "delivery/HandlerTable.h"
 
 #include <algorithm>
 #include <cstdio>

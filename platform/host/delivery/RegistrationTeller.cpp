@@ -1,4 +1,4 @@
-#include "RegistrationTeller.h"
+#include "delivery/RegistrationTeller.h"
 
 #include <cstdio>
 #include <optional>

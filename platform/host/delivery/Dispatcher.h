@@ -4,11 +4,11 @@
 #include <string>
 #include <utility>
 
-#include "HandlerActivity.h"
 #include "MSG.h"
-#include "OpenAsks.h"
 #include "TransportOptions.h"
 #include "WireNames.h"
+#include "delivery/HandlerActivity.h"
+#include "delivery/OpenAsks.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {

@@ -8,7 +8,7 @@
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
 #include "EventFlag.h"
-#include "HandlerActivity.h"
+#include "delivery/HandlerActivity.h"
 
 namespace AppConfigHost {
 

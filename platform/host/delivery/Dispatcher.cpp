@@ -1,9 +1,9 @@
-#include "Dispatcher.h"
+#include "delivery/Dispatcher.h"
 
 #include <cstdint>
 #include <cstdio>
 
-#include "HandlerTable.h"
+#include "delivery/HandlerTable.h"
 
 namespace AppConfigHost {
 

@@ -1,4 +1,4 @@
-#include "FormerHandlers.h"
+#include "delivery/FormerHandlers.h"
 
 #include <algorithm>
 #include <optional>

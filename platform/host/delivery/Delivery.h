@@ -14,15 +14,15 @@
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
 #include "Connector.h"
-#include "DeliveryConnection.h"
-#include "Dispatcher.h"
 #include "EventFlag.h"
-#include "FormerHandlers.h"
 #include "FrameStream.h"
-#include "HandlerActivity.h"
-#include "Reachability.h"
 #include "TransportOptions.h"
 #include "Waiter.h"
+#include "delivery/DeliveryConnection.h"
+#include "delivery/Dispatcher.h"
+#include "delivery/FormerHandlers.h"
+#include "delivery/HandlerActivity.h"
+#include "delivery/Reachability.h"
 
 namespace AppConfigHost {
 

@@ -1,4 +1,4 @@
-#include "Reachability.h"
+#include "delivery/Reachability.h"
 
 #include <utility>
 
