@@ -16,6 +16,7 @@
 namespace AppConfig {
 
 class Inquiry;
+struct Touches;
 
 /// The last known record of every variable that one manager has read or been told of. It owns its records. There is no
 /// expiry and no limit: a record is present and trusted, or absent.
@@ -108,7 +109,7 @@ private:
 
     Records m_cache APPCONFIG_GUARDED_BY(m_mutex);
     mutable PlainMutex m_mutex;
-    std::vector<Inquiry*> m_inquiries APPCONFIG_GUARDED_BY(m_mutex);  ///< requests under way
+    std::vector<Touches*> m_underWay APPCONFIG_GUARDED_BY(m_mutex);  ///< of the requests that are
 };
 
 }  // namespace AppConfig

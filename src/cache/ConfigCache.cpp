@@ -1,7 +1,7 @@
 #include "AppConfig/ConfigCache.h"
 
-#include "cache/Inquiry.h"
 #include "cache/Record.h"
+#include "cache/Touches.h"
 
 namespace AppConfig {
 
@@ -52,7 +52,7 @@ ConfigValue ConfigCache::update(ConfigVar var, std::list<std::string> value) {
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->setValue(value);
-    Inquiry::touched(*this, var, Inquiry::Item::value, Inquiry::Touch::whole);
+    touch(m_underWay, var, CachedItem::value, Touches::How::whole);
     return put(record);
 }
 
@@ -77,8 +77,8 @@ ConfigValue ConfigCache::updateAccessLevels(ConfigVar var, ConfigAccessLevels co
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->entry.second.accessLevels(levels);
-    if (record->entry.second.hasAccessLevels()) record->lost(Inquiry::Item::levels) = false;
-    Inquiry::touched(*this, var, Inquiry::Item::levels, Inquiry::Touch::whole);
+    if (record->entry.second.hasAccessLevels()) record->lost(CachedItem::levels) = false;
+    touch(m_underWay, var, CachedItem::levels, Touches::How::whole);
     return put(record);
 }
 
@@ -86,7 +86,7 @@ ConfigValue ConfigCache::updateOptions(ConfigVar var, std::vector<std::string> o
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->setOptions(options);
-    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::options);
+    touch(m_underWay, var, CachedItem::options, Touches::How::options);
     return put(record);
 }
 
@@ -94,7 +94,7 @@ ConfigValue ConfigCache::updateOptionDefaultIndex(ConfigVar var, unsigned int in
     const PlainLock lock(m_mutex);
     const std::shared_ptr<Record> record = editable(var);
     record->entry.second.defaultIndex(index);
-    Inquiry::touched(*this, var, Inquiry::Item::options, Inquiry::Touch::index);
+    touch(m_underWay, var, CachedItem::options, Touches::How::index);
     return put(record);
 }
 

@@ -6,57 +6,49 @@
 
 namespace AppConfig {
 
-Inquiry::Inquiry(ConfigCache& cache, const ConfigVar& var, Item item) : m_cache(cache), m_var(var), m_item(item) {
+Inquiry::Inquiry(ConfigCache& cache, const ConfigVar& var, Item item) : m_cache(cache), m_touches{var, item} {
     const PlainLock lock(m_cache.m_mutex);
-    m_cache.m_inquiries.push_back(this);
+    m_cache.m_underWay.push_back(&m_touches);
 }
 
 Inquiry::~Inquiry() {
     const PlainLock lock(m_cache.m_mutex);
-    auto& open = m_cache.m_inquiries;
-    open.erase(std::find(open.begin(), open.end(), this));
-}
-
-void Inquiry::touched(ConfigCache& cache, const ConfigVar& var, Item item, Touch how) {
-    for (Inquiry* inquiry : cache.m_inquiries) {
-        if (inquiry->m_item != item || !(inquiry->m_var == var)) continue;
-        inquiry->m_touch = std::max(inquiry->m_touch, how);
-        inquiry->m_indexTouched = inquiry->m_indexTouched || how != Touch::options;
-    }
+    auto& underWay = m_cache.m_underWay;
+    underWay.erase(std::find(underWay.begin(), underWay.end(), &m_touches));
 }
 
 bool Inquiry::mayStore(bool same) const {
-    return m_touch == Touch::none || (m_touch == Touch::whole && same);
+    return m_touches.how == Touches::How::none || (m_touches.how == Touches::How::whole && same);
 }
 
 Inquiry::Outcome Inquiry::read(const std::list<std::string>& value, bool isDefault, const Revision& revision) {
     const PlainLock lock(m_cache.m_mutex);
-    const auto record = m_cache.editable(m_var);
+    const auto record = m_cache.editable(m_touches.var);
     if (revision.isOlderThan(record->newest)) return Outcome::superseded;
     if (revision.isOlderThan(record->doubtful)) return lose(record);
-    const bool newer = revision.isComparableWith(record->newest) && !record->contested && !m_doubted;
+    const bool newer = revision.isComparableWith(record->newest) && !record->contested && !m_touches.doubted;
     if (!newer && !mayStore(record->present && record->entry.second.getValue() == value)) return lose(record);
     record->setValue(value);
     record->entry.second.isDefault(isDefault);
     if (revision.known) record->newest = revision;
-    record->contested = record->contested && m_overtaken;
+    record->contested = record->contested && m_touches.overtaken;
     return store(record);
 }
 
 Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Revision& revision) {
     const PlainLock lock(m_cache.m_mutex);
-    const auto record = m_cache.editable(m_var);
+    const auto record = m_cache.editable(m_touches.var);
     if (revision.isOlderThan(record->newest)) {
         // Somebody's later write was announced already. That the own one was accepted is to be remembered all the same,
         // but no record is made for it.
         record->accepted = true;
-        m_cache.m_cache[m_var] = record;
+        m_cache.m_cache[m_touches.var] = record;
         return Outcome::superseded;
     }
     const bool overtaken = revision.isOlderThan(record->doubtful);
     const bool comparable = revision.isComparableWith(record->newest);
     accept(*record, revision);
-    const bool newer = comparable && !record->contested && !m_doubted;
+    const bool newer = comparable && !record->contested && !m_touches.doubted;
     const bool same = record->present && record->entry.second.getValue() == value;
     if (overtaken || (!newer && !mayStore(same))) return lose(record);
     record->setValue(value);
@@ -66,22 +58,22 @@ Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Rev
 void Inquiry::reset(const Revision& revision) {
     const PlainLock lock(m_cache.m_mutex);
     if (revision.known) {
-        const auto record = m_cache.editable(m_var);
+        const auto record = m_cache.editable(m_touches.var);
         accept(*record, revision);
-        m_cache.m_cache[m_var] = record;
+        m_cache.m_cache[m_touches.var] = record;
     }
-    touched(m_cache, m_var, Item::value, Touch::whole);
-    auto found = m_cache.m_cache.find(m_var);
+    touch(m_cache.m_underWay, m_touches.var, Item::value, Touches::How::whole);
+    auto found = m_cache.m_cache.find(m_touches.var);
     if (found != m_cache.m_cache.end()) m_cache.remove(found);
 }
 
 /// The service accepted a change of this process.
 void Inquiry::accept(ConfigCache::Record& record, const Revision& revision) {
     if (!revision.known) return;
-    for (Inquiry* inquiry : m_cache.m_inquiries) {
-        if (inquiry != this && inquiry->m_var == m_var) inquiry->m_overtaken = true;
+    for (Touches* other : m_cache.m_underWay) {
+        if (other != &m_touches && other->var == m_touches.var) other->overtaken = true;
     }
-    if (!m_overtaken) {
+    if (!m_touches.overtaken) {
         // Whatever was accepted before had been when this one was sent.
         record.contested = false;
     } else if (record.accepted && !revision.isComparableWith(record.newest)) {
@@ -94,7 +86,7 @@ void Inquiry::accept(ConfigCache::Record& record, const Revision& revision) {
 
 Inquiry::Outcome Inquiry::optionsRead(const std::vector<std::string>& options, unsigned int defaultIndex) {
     const PlainLock lock(m_cache.m_mutex);
-    const auto record = m_cache.editable(m_var);
+    const auto record = m_cache.editable(m_touches.var);
     const ConfigValue& known = record->entry.second;
     const bool sameOptions = record->hasAnyOption ? known.getOptions() == options : options.empty();
     if (!mayStore(known.hasOptions() && sameOptions && known.defaultIndex() == defaultIndex)) return lose(record);
@@ -105,7 +97,7 @@ Inquiry::Outcome Inquiry::optionsRead(const std::vector<std::string>& options, u
 
 Inquiry::Outcome Inquiry::levelsRead(const ConfigAccessLevels& levels) {
     const PlainLock lock(m_cache.m_mutex);
-    const auto record = m_cache.editable(m_var);
+    const auto record = m_cache.editable(m_touches.var);
     const ConfigAccessLevels known = record->entry.second.accessLevels();
     const bool same = known.hasReadRole && known.hasWriteRole && known.readRole == levels.readRole &&
                       known.writeRole == levels.writeRole;
@@ -117,24 +109,24 @@ Inquiry::Outcome Inquiry::levelsRead(const ConfigAccessLevels& levels) {
 
 Inquiry::Outcome Inquiry::indexWritten(unsigned int defaultIndex) {
     const PlainLock lock(m_cache.m_mutex);
-    const auto record = m_cache.editable(m_var);
+    const auto record = m_cache.editable(m_touches.var);
     // An announcement of the options, which may well be the own one, says nothing of the index.
-    if (m_indexTouched && record->entry.second.defaultIndex() != defaultIndex) return lose(record);
+    if (m_touches.indexTouched && record->entry.second.defaultIndex() != defaultIndex) return lose(record);
     record->entry.second.defaultIndex(defaultIndex);
-    touched(m_cache, m_var, m_item, Touch::index);
+    touch(m_cache.m_underWay, m_touches.var, m_touches.item, Touches::How::index);
     m_cache.put(record);
     return Outcome::stored;
 }
 
 Inquiry::Outcome Inquiry::store(const std::shared_ptr<ConfigCache::Record>& record) {
     // Whoever else waits for an answer about the same item has been overtaken now; this inquiry is through.
-    touched(m_cache, m_var, m_item, Touch::whole);
+    touch(m_cache.m_underWay, m_touches.var, m_touches.item, Touches::How::whole);
     m_cache.put(record);
     return Outcome::stored;
 }
 
 Inquiry::Outcome Inquiry::lose(const std::shared_ptr<ConfigCache::Record>& record) {
-    switch (m_item) {
+    switch (m_touches.item) {
         case Item::value: record->setValue({}); break;
         case Item::options:
             record->entry.second.clearOptions();
@@ -142,8 +134,8 @@ Inquiry::Outcome Inquiry::lose(const std::shared_ptr<ConfigCache::Record>& recor
             break;
         case Item::levels: record->entry.second.clearAccessLevels(); break;
     }
-    record->lost(m_item) = true;
-    touched(m_cache, m_var, m_item, Touch::whole);
+    record->lost(m_touches.item) = true;
+    touch(m_cache.m_underWay, m_touches.var, m_touches.item, Touches::How::whole);
     m_cache.put(record);
     return Outcome::unknown;
 }
@@ -162,8 +154,8 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
             record->setValue({});
             record->lost(Item::value) = true;
         }
-        for (Inquiry* inquiry : cache.m_inquiries) {
-            if (inquiry->m_var == var) inquiry->m_doubted = true;
+        for (Touches* other : cache.m_underWay) {
+            if (other->var == var) other->doubted = true;
         }
         // An answer of that same start of the service may still come, and be older.
         if (!revision.isOlderThan(record->doubtful)) record->doubtful = revision;
@@ -173,7 +165,7 @@ void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::lis
         // The accepted write is remembered all the same: a provider's request may bring a newer change while older
         // notifications still wait, and the record may go before they come.
     }
-    touched(cache, var, Item::value, Touch::whole);
+    touch(cache.m_underWay, var, Item::value, Touches::How::whole);
     cache.put(record);
 }
 

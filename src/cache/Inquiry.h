@@ -8,6 +8,7 @@
 #include "AppConfig/ConfigAccessLevels.h"
 #include "AppConfig/ConfigCache.h"
 #include "AppConfig/ConfigVar.h"
+#include "cache/Touches.h"
 #include "model/Revision.h"
 
 namespace AppConfig {
@@ -26,13 +27,10 @@ namespace AppConfig {
 /// - Else nobody can tell which is newer. The item becomes unknown, and whoever needs it next asks the service, which
 ///   knows. What it said before is not put back, and what happened to another variable plays no part.
 ///
-/// An item is what the service announces in one piece: a value with its default flag, options with the index of the
-/// default one, both levels with their flags.
-///
 /// One thread. Begin it before the request is sent; the cache must outlive it.
 class Inquiry {
 public:
-    enum class Item { value, options, levels };
+    using Item = CachedItem;
 
     /// What became of the answer.
     enum class Outcome {
@@ -74,32 +72,13 @@ public:
     static bool hasLost(const ConfigCache& cache, const ConfigVar& var, Item item);
 
 private:
-    friend class ConfigCache;
-
-    /// What others did to the item since this inquiry began.
-    enum class Touch {
-        none,
-        whole,    ///< all of it was stored, so that it can be compared with the answer
-        options,  ///< options were stored without the index of the default one
-        index,    ///< the index alone
-    };
-
-    /// Tells the requests under way that something other than their answers has touched \p item of \p var.
-    static void touched(ConfigCache& cache, const ConfigVar& var, Item item, Touch how)
-        APPCONFIG_REQUIRES(cache.m_mutex);
     bool mayStore(bool same) const;
     void accept(ConfigCache::Record& record, const Revision& revision) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome store(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome lose(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
 
     ConfigCache& m_cache;
-    const ConfigVar m_var;
-    const Item m_item;
-    // Guarded by the cache's mutex.
-    Touch m_touch = Touch::none;
-    bool m_indexTouched = false;
-    bool m_doubted = false;    ///< something was announced that could not be compared with what was known
-    bool m_overtaken = false;  ///< the service has accepted another change of this process
+    Touches m_touches APPCONFIG_GUARDED_BY(m_cache.m_mutex);
 };
 
 }  // namespace AppConfig

@@ -3,7 +3,8 @@
 #include <array>
 
 #include "AppConfig/ConfigCache.h"
-#include "cache/Inquiry.h"
+#include "cache/Touches.h"
+#include "model/Revision.h"
 
 namespace AppConfig {
 
@@ -11,20 +12,20 @@ namespace AppConfig {
 struct ConfigCache::Record {
     explicit Record(const ConfigVar& var) : entry(var, ConfigValue()) {}
 
-    bool& lost(Inquiry::Item item) { return lostItems[static_cast<std::size_t>(item)]; }
-    bool lost(Inquiry::Item item) const { return lostItems[static_cast<std::size_t>(item)]; }
+    bool& lost(CachedItem item) { return lostItems[static_cast<std::size_t>(item)]; }
+    bool lost(CachedItem item) const { return lostItems[static_cast<std::size_t>(item)]; }
 
     /// Makes the value known.
     void setValue(const std::list<std::string>& value) {
         entry.second.setValue(value);
-        lost(Inquiry::Item::value) = false;
+        lost(CachedItem::value) = false;
     }
 
     /// Makes the options known. Whether there are any is kept here, since asking an empty list for its contents prints.
     void setOptions(const std::vector<std::string>& options) {
         entry.second.setOptions(options);
         hasAnyOption = !options.empty();
-        lost(Inquiry::Item::options) = false;
+        lost(CachedItem::options) = false;
     }
 
     Entry entry;
@@ -32,7 +33,7 @@ struct ConfigCache::Record {
     /// returns.
     bool present = true;
     bool hasAnyOption = false;
-    std::array<bool, 3> lostItems{};  ///< by Inquiry::Item; see Inquiry::hasLost()
+    std::array<bool, 3> lostItems{};  ///< by CachedItem; see Inquiry::hasLost()
     Revision newest;                  ///< of all values that were stored, accepted or announced
     /// Two starts of the service have accepted a write or reset of this process, and nobody can tell which was the
     /// later one: nothing that is announced can be compared, until an answer says what holds.
