@@ -23,7 +23,7 @@
 
 namespace {
 
-using namespace AppConfigHost;
+using namespace AppConfigWire;
 
 std::string directory;
 

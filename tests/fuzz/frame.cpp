@@ -7,7 +7,7 @@
 
 #include "wire/FrameCodec.h"
 
-using namespace AppConfigHost;
+using namespace AppConfigWire;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     if (size == 0) return 0;

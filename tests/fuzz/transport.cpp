@@ -17,7 +17,7 @@
 #include "wire/FileDescriptor.h"
 #include "wire/FrameCodec.h"
 
-using namespace AppConfigHost;
+using namespace AppConfigWire;
 
 namespace {
 
