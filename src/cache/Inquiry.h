@@ -72,7 +72,7 @@ public:
     static bool hasLost(const ConfigCache& cache, const ConfigVar& var, Item item);
 
 private:
-    bool mayStore(bool same) const;
+    bool mayStore(bool same) const APPCONFIG_REQUIRES(m_cache.m_mutex);
     void accept(ConfigCache::Record& record, const Revision& revision) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome store(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
     Outcome lose(const std::shared_ptr<ConfigCache::Record>& record) APPCONFIG_REQUIRES(m_cache.m_mutex);
