@@ -44,18 +44,19 @@ void Requests::describe(const Variable& variable, int role, ConfigAdmin::Variabl
     const VariableRow& row = variable.row;
     writeName(row.name, definition.namespaceScoped, m_with.options.namespaceNumber, *info.mutable_inst());
     info.set_type(definition.type);
+    info.set_read_level(roleToWire(row.readLevel));
+    info.set_write_level(roleToWire(row.writeLevel));
+    info.set_namespace_scoped(definition.namespaceScoped);
+    // The default is the value of whatever was never written, and options and limits tell what it may be.
+    if (role < row.readLevel) return;
     for (const std::string& element : definition.defaultValue) info.add_default_value(element);
     for (const std::string& option : row.options) info.add_option(option);
     info.set_default_index(row.defaultIndex);
-    info.set_read_level(roleToWire(row.readLevel));
-    info.set_write_level(roleToWire(row.writeLevel));
     if (definition.minimum) info.set_minimum(*definition.minimum);
     if (definition.maximum) info.set_maximum(*definition.maximum);
     if (definition.maxLength) info.set_max_length(*definition.maxLength);
     if (!definition.pattern.empty()) info.set_pattern(definition.pattern);
     if (definition.maxElements) info.set_max_elements(*definition.maxElements);
-    info.set_namespace_scoped(definition.namespaceScoped);
-    if (role < row.readLevel) return;
     for (const std::string& element : row.value) info.add_value(element);
     info.set_is_default(variable.isDefault());
 }

@@ -150,6 +150,13 @@ void Changes::judge(const OperationPtr& operation, const std::vector<const Clien
         if (outcome.withdrawn) return begin(operation);
         operation->result.messages = outcome.messages;
         if (!outcome.verdict.ok()) return conclude(operation, outcome.verdict);
+        // Whoever has unregistered its handlers one by one is still asked, and has no part in it.
+        const Variable& asked = *operation->variable;
+        if (!outcome.judged && asked.definition && asked.definition->needsProvider) {
+            return conclude(operation,
+                            {CommonIF::ERROR_NO_PROVIDER,
+                             asked.display + ": it needs its provider, and nobody who was asked provides it"});
+        }
         decided(operation);
     };
     operation->round =

@@ -93,6 +93,7 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
     }
     // An error of a later version must not read as none.
     const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
+    if (said || result.message().empty()) round.outcome.judged = true;
     if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {

@@ -20,6 +20,7 @@ struct RoundOutcome {
     Verdict verdict;                    ///< the first refusal, or none
     std::vector<std::string> messages;  ///< everything that they said, refusing or not
     bool withdrawn = true;              ///< every question was withdrawn, so nobody said anything
+    bool judged = false;                ///< somebody said more than that it takes no part
 };
 
 /// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has

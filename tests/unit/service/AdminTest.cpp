@@ -8,6 +8,7 @@ namespace {
 
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
+using ::testing::Not;
 
 struct Admin : ::testing::Test {
     CoreBench bench;
@@ -57,12 +58,21 @@ TEST_F(Admin, ListsDefinitionsWhole) {
     EXPECT_TRUE(info.is_default());
 }
 
-TEST_F(Admin, ListsHiddenVariablesWithoutTheirValue) {
+TEST_F(Admin, ListsOfHiddenVariablesNameTypeAndLevelsAlone) {
     const auto reply = list("system.secret", 2);
     ASSERT_EQ(reply.variable_size(), 1);
-    EXPECT_THAT(reply.variable(0).value(), IsEmpty());
-    EXPECT_FALSE(reply.variable(0).has_is_default());
-    EXPECT_EQ(reply.variable(0).read_level(), CommonIF::SECURITY_ROLE_WIRE_30);
+    ConfigAdmin::VariableInfo info = reply.variable(0);
+    EXPECT_EQ(info.read_level(), CommonIF::SECURITY_ROLE_WIRE_30);
+    EXPECT_TRUE(info.has_write_level());
+    EXPECT_TRUE(info.has_type());
+    // Whatever else the definition of the message may get one day, too.
+    info.clear_inst();
+    info.clear_type();
+    info.clear_read_level();
+    info.clear_write_level();
+    info.clear_namespace_scoped();
+    EXPECT_EQ(info.DebugString(), "");
+    EXPECT_THAT(list("system.secret", 3).variable(0).value(), Not(IsEmpty()));
 }
 
 TEST_F(Admin, SubmitsToWhoeverRegisteredForIt) {

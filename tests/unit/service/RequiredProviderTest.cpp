@@ -74,6 +74,26 @@ TEST_F(RequiredProvider, OneThatOnlyAppliesDoesNotJudge) {
     EXPECT_EQ(writer.write("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
 }
 
+TEST_F(RequiredProvider, OneThatTakesNoPartDoesNotJudge) {
+    Peer gone(bench, "p");
+    gone.registerFor("a", dynamicValidate);
+    const ConnectionId first = write("2");
+    gone.answer(*gone.question(), CommonIF::ERROR_NONE, {"Not interested"});
+    const auto refused = writer.replyTo<ConfigIF::WriteRsp>(first);
+    ASSERT_TRUE(refused);
+    EXPECT_EQ(refused->result().error(), CommonIF::ERROR_NO_PROVIDER);
+    EXPECT_THAT(refused->result().message(),
+                ElementsAre("a.b: it needs its provider, and nobody who was asked provides it"));
+    EXPECT_THAT(writer.read("a.b").value(), ElementsAre("1"));
+
+    Peer provider(bench, "q");
+    provider.registerFor("a", dynamicValidate);
+    const ConnectionId second = write("2");
+    gone.answer(*gone.question(), CommonIF::ERROR_NONE, {"Not interested"});
+    acceptAll(provider);
+    EXPECT_EQ(result(second), CommonIF::ERROR_NONE);
+}
+
 TEST_F(RequiredProvider, OneThatLostItsConnectionIsWaitedForAsLongAsForAnAnswer) {
     Peer provider(bench, "p");
     provider.registerFor("a", dynamicValidate);
