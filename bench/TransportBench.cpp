@@ -94,7 +94,7 @@ void serve(const FileDescriptor& frames, const FileDescriptor& bytes, const File
             } else {
                 client.decoder.feed(buffer.data(), static_cast<std::size_t>(count));
                 Frame frame;
-                while (client.decoder.next(frame) == FrameDecoder::Result::frame) {
+                while (client.decoder.next(frame).value_or(false)) {
                     const std::string reply = replyTo(frame);
                     send(fd, reply.data(), reply.size(), MSG_NOSIGNAL);
                 }

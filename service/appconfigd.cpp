@@ -76,14 +76,6 @@ Log logTo(const std::shared_ptr<spdlog::logger>& logger) {
     };
 }
 
-bool readAll(const CommandLine& line, Definitions& definitions,
-             const std::function<void(const std::string&)>& complain) {
-    std::vector<std::string> complaints;
-    const bool fine = readDefinitionFiles(line.definitions, definitions, complaints);
-    for (const std::string& complaint : complaints) complain(complaint);
-    return fine;
-}
-
 class Program {
 public:
     Program(CommandLine line, const std::shared_ptr<spdlog::logger>& logger)
@@ -91,8 +83,8 @@ public:
 
     int run(const Definitions& definitions) {
         // The name first: a second service must not touch the state of the one that runs.
-        std::string error = m_listener.claim(m_line.runtimeDirectory, m_line.service.name);
-        if (!error.empty()) return fail(error);
+        const Result<> claimed = m_listener.claim(m_line.runtimeDirectory, m_line.service.name);
+        if (!claimed) return fail(claimed.error().reason);
         if (m_line.state.empty()) {
             m_store = std::make_unique<MemoryStore>();
             m_log(LogLevel::warning, "no --state: what clients set is lost when the service ends");
@@ -100,12 +92,13 @@ public:
             m_store = std::make_unique<SqliteStore>(m_line.state);
         }
         m_server = std::make_unique<Server>(m_io, *m_store, m_line.service, m_log);
-        if (!m_server->start(definitions, error)) return fail(error);
+        const Result<> started = m_server->start(definitions);
+        if (!started) return fail(started.error().reason);
         if (!m_signals.open()) return fail("cannot wait for signals");
         awaitSignal();
-        error = m_listener.listen(
+        const Result<> listening = m_listener.listen(
             [this](asio::local::stream_protocol::socket socket) { m_server->adopt(std::move(socket)); });
-        if (!error.empty()) return fail(error);
+        if (!listening) return fail(listening.error().reason);
 
         m_log(LogLevel::info,
               std::to_string(definitions.variables.size()) + " variables are served at " + m_listener.path());
@@ -131,18 +124,19 @@ private:
     }
 
     void reload() {
-        Definitions definitions;
-        const bool fine =
-            readAll(m_line, definitions, [this](const std::string& complaint) { m_log(LogLevel::error, complaint); });
-        std::string error;
-        if (!fine) {
+        const auto definitions = readDefinitionFiles(m_line.definitions);
+        if (!definitions) {
+            for (const std::string& complaint : definitions.error()) m_log(LogLevel::error, complaint);
             m_log(LogLevel::error, "the definitions are refused, the service keeps what it had");
-        } else if (!m_server->reload(definitions, error)) {
-            m_log(LogLevel::error, "the definitions cannot be taken into use: " + error);
-        } else {
-            m_log(LogLevel::info,
-                  "the definitions are read again: " + std::to_string(definitions.variables.size()) + " variables");
+            return;
         }
+        const Result<> reloaded = m_server->reload(*definitions);
+        if (!reloaded) {
+            m_log(LogLevel::error, "the definitions cannot be taken into use: " + reloaded.error().reason);
+            return;
+        }
+        m_log(LogLevel::info,
+              "the definitions are read again: " + std::to_string(definitions->variables.size()) + " variables");
     }
 
     const CommandLine m_line;
@@ -164,13 +158,15 @@ int run(int argc, char** argv) {
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? done : badUsage;
     }
-    Definitions definitions;
-    if (!readAll(line, definitions,
-                 [](const std::string& complaint) { std::fprintf(stderr, "appconfigd: %s\n", complaint.c_str()); })) {
+    const auto definitions = readDefinitionFiles(line.definitions);
+    if (!definitions) {
+        for (const std::string& complaint : definitions.error()) {
+            std::fprintf(stderr, "appconfigd: %s\n", complaint.c_str());
+        }
         return badUsage;
     }
     if (line.check) {
-        std::printf("%zu variables, no fault\n", definitions.variables.size());
+        std::printf("%zu variables, no fault\n", definitions->variables.size());
         return done;
     }
     line.service.providerDeadline = milliseconds(line.providerDeadline);
@@ -179,7 +175,7 @@ int run(int argc, char** argv) {
 
     const auto logger = spdlog::stderr_logger_st("appconfigd");
     logger->set_level(spdlog::level::from_str(line.logLevel));
-    return Program(std::move(line), logger).run(definitions);
+    return Program(std::move(line), logger).run(*definitions);
 }
 
 }  // namespace

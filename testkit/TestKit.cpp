@@ -86,8 +86,8 @@ public:
     }
 
     void start() {
-        std::string error;
-        if (!service.start(&error)) throw std::invalid_argument(error);
+        const auto started = service.start();
+        if (!started) throw std::invalid_argument(started.error().reason);
     }
 
     /// Asks for the fence to be sent. \return false when the service does not run.

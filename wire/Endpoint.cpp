@@ -25,12 +25,14 @@ bool isComponent(std::string_view component) {
     return true;
 }
 
-std::string sentence(const std::string& directory, const std::string& reason) {
-    return "the runtime directory '" + directory + "' cannot be used: " + reason;
+using Failed = tl::unexpected<FailureOf<std::errc>>;
+
+Failed unusable(const std::string& directory, std::errc code, const std::string& reason) {
+    return failure(code, "the runtime directory '" + directory + "' cannot be used: " + reason);
 }
 
-std::string systemReason(const std::string& directory, int error) {
-    return sentence(directory, std::strerror(error));
+Failed unusable(const std::string& directory, int error) {
+    return unusable(directory, static_cast<std::errc>(error), std::strerror(error));
 }
 
 }  // namespace
@@ -51,45 +53,55 @@ std::string defaultRuntimeDirectory() {
     return "/tmp/appconfig-" + std::to_string(getuid());
 }
 
-std::string checkPrivateDirectory(const std::string& directory) {
+PathResult<> checkPrivateDirectory(const std::string& directory) {
     struct stat status {};
-    // Anybody can put something in its place, so a symbolic link counts as it stands.
-    if (lstat(directory.c_str(), &status) != 0) return errno == ENOENT ? std::string() : systemReason(directory, errno);
-    if (S_ISLNK(status.st_mode)) return sentence(directory, "it is a symbolic link");
-    if (!S_ISDIR(status.st_mode)) return sentence(directory, "it is not a directory");
-    if (status.st_uid != geteuid()) return sentence(directory, "it belongs to another user");
-    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) return sentence(directory, "other users may write to it");
+    // Anybody can put a symbolic link in its place, so links are not followed.
+    if (lstat(directory.c_str(), &status) != 0) {
+        if (errno == ENOENT) return {};
+        return unusable(directory, errno);
+    }
+    if (S_ISLNK(status.st_mode)) return unusable(directory, std::errc::not_a_directory, "it is a symbolic link");
+    if (!S_ISDIR(status.st_mode)) return unusable(directory, std::errc::not_a_directory, "it is not a directory");
+    if (status.st_uid != geteuid()) {
+        return unusable(directory, std::errc::permission_denied, "it belongs to another user");
+    }
+    if ((status.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+        return unusable(directory, std::errc::permission_denied, "other users may write to it");
+    }
     return {};
 }
 
-std::string prepareRuntimeDirectory(const std::string& directory) {
-    if (mkdir(directory.c_str(), S_IRWXU) != 0 && errno != EEXIST) return systemReason(directory, errno);
+PathResult<> prepareRuntimeDirectory(const std::string& directory) {
+    if (mkdir(directory.c_str(), S_IRWXU) != 0 && errno != EEXIST) return unusable(directory, errno);
     if (directory == defaultRuntimeDirectory()) return checkPrivateDirectory(directory);
     struct stat status {};
-    if (stat(directory.c_str(), &status) != 0) return systemReason(directory, errno);
-    return S_ISDIR(status.st_mode) ? std::string() : sentence(directory, "it is not a directory");
+    if (stat(directory.c_str(), &status) != 0) return unusable(directory, errno);
+    if (!S_ISDIR(status.st_mode)) return unusable(directory, std::errc::not_a_directory, "it is not a directory");
+    return {};
 }
 
-std::string prepareEndpointDirectory(const std::string& directory, const std::string& endpoint) {
+PathResult<> prepareEndpointDirectory(const std::string& directory, const std::string& endpoint) {
     for (std::size_t slash = endpoint.find('/'); slash != std::string::npos; slash = endpoint.find('/', slash + 1)) {
         const std::string path = directory + '/' + endpoint.substr(0, slash);
         if (mkdir(path.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
-            return "cannot create '" + path + "': " + std::strerror(errno);
+            return failure(static_cast<std::errc>(errno), "cannot create '" + path + "': " + std::strerror(errno));
         }
     }
     return {};
 }
 
-EndpointPath endpointPath(const std::string& directory, const std::string& endpoint) {
-    if (!isEndpointName(endpoint)) return {{}, "'" + endpoint + "' is not the name of an endpoint"};
+PathResult<std::string> endpointPath(const std::string& directory, const std::string& endpoint) {
+    if (!isEndpointName(endpoint)) {
+        return failure(std::errc::invalid_argument, "'" + endpoint + "' is not a valid endpoint name");
+    }
     std::string path = directory + '/' + endpoint;
     const std::size_t room = sizeof(sockaddr_un{}.sun_path) - 1;
     if (path.size() > room) {
-        return {{},
-                "the endpoint '" + endpoint + "' has a path of " + std::to_string(path.size()) + " bytes, '" + path +
-                    "', and a socket's address holds " + std::to_string(room)};
+        return failure(std::errc::filename_too_long, "the endpoint '" + endpoint + "' has a path of " +
+                                                        std::to_string(path.size()) + " bytes, '" + path +
+                                                        "', and a socket's address holds " + std::to_string(room));
     }
-    return {std::move(path), {}};
+    return path;
 }
 
 }  // namespace AppConfigWire

@@ -3,11 +3,18 @@
 #include <cstddef>
 #include <string>
 #include <string_view>
+#include <system_error>
+
+#include "wire/Result.h"
 
 namespace AppConfigWire {
 
 /// Names of endpoints, and where a host keeps the sockets that they stand for. Transports and the service share these
 /// rules. Nothing here is kept; every operation may be called from any thread.
+
+/// The code is the system's; not_a_directory and permission_denied also stand for a directory that breaks the rules.
+template <typename T = void>
+using PathResult = ResultOf<T, std::errc>;
 
 /// The longest name of an endpoint, in bytes.
 inline constexpr std::size_t longestEndpointName = 127;
@@ -23,25 +30,18 @@ std::string defaultRuntimeDirectory();
 /// Creates \p directory with mode 0700 unless it exists, and its parents not. The default directory must be a real
 /// directory (no symbolic link) of this user that nobody else may write to; any other directory is the caller's choice
 /// and need only be one.
-/// \return an empty text when the directory can be used, else one sentence that says why not.
-std::string prepareRuntimeDirectory(const std::string& directory);
+/// \return whether the directory can be used.
+PathResult<> prepareRuntimeDirectory(const std::string& directory);
 
-/// \return an empty text when \p directory does not exist or obeys the rules of the default directory, whichever it is;
-/// else one sentence that says why not. Creates nothing.
-std::string checkPrivateDirectory(const std::string& directory);
+/// \return whether \p directory does not exist or obeys the rules of the default directory, whichever it is. Creates
+/// nothing.
+PathResult<> checkPrivateDirectory(const std::string& directory);
 
 /// Creates the directories between \p directory, which exists, and the socket of \p endpoint, with mode 0700.
-/// \return an empty text, else one sentence that says what failed.
-std::string prepareEndpointDirectory(const std::string& directory, const std::string& endpoint);
+PathResult<> prepareEndpointDirectory(const std::string& directory, const std::string& endpoint);
 
-/// Where the socket of an endpoint lies, or why there can be none.
-struct EndpointPath {
-    std::string path;   ///< empty on failure
-    std::string error;  ///< empty on success, else one sentence that names the endpoint
-};
-
-/// \return the path of \p endpoint's socket in \p directory; an error when the name is none, or when the path is longer
-/// than a socket's address can hold.
-EndpointPath endpointPath(const std::string& directory, const std::string& endpoint);
+/// \return the path of \p endpoint's socket in \p directory. Fails with invalid_argument when the name is not valid, and
+/// with filename_too_long when the path is longer than a socket's address can hold; the sentence names the endpoint.
+PathResult<std::string> endpointPath(const std::string& directory, const std::string& endpoint);
 
 }  // namespace AppConfigWire

@@ -28,7 +28,7 @@ void FrameDecoder::feed(const char* bytes, std::size_t count) {
     m_buffer.append(bytes, count);
 }
 
-FrameDecoder::Result FrameDecoder::next(Frame& frame) {
+ResultOf<bool, std::errc> FrameDecoder::next(Frame& frame) {
     const std::size_t available = m_buffer.size() - m_consumed;
     const auto* begin = reinterpret_cast<const std::uint8_t*>(m_buffer.data()) + m_consumed;
 
@@ -36,26 +36,24 @@ FrameDecoder::Result FrameDecoder::next(Frame& frame) {
     std::size_t prefix = 0;
     for (;; ++prefix) {
         if (prefix == longestPrefix) {
-            m_error = "the frame's length is not a 32-bit number";
-            return Result::invalid;
+            return failure(std::errc::message_size, "the frame's length is not a 32-bit number");
         }
-        if (prefix == available) return Result::more;
+        if (prefix == available) return false;
         length |= static_cast<std::uint64_t>(begin[prefix] & 0x7FU) << (7 * prefix);
         if ((begin[prefix] & 0x80U) == 0) break;
     }
     ++prefix;
 
     if (length > m_frameLimit) {
-        m_error = "the frame has " + std::to_string(length) + " bytes, the limit is " + std::to_string(m_frameLimit);
-        return Result::invalid;
+        return failure(std::errc::message_size, "the frame has " + std::to_string(length) +
+                                                       " bytes, the limit is " + std::to_string(m_frameLimit));
     }
-    if (available - prefix < length) return Result::more;
+    if (available - prefix < length) return false;
     if (!frame.ParseFromArray(begin + prefix, static_cast<int>(length)) || !frame.has_kind()) {
-        m_error = "the frame does not parse";
-        return Result::invalid;
+        return failure(std::errc::bad_message, "the frame does not parse");
     }
     m_consumed += prefix + static_cast<std::size_t>(length);
-    return Result::frame;
+    return true;
 }
 
 }  // namespace AppConfigWire

@@ -2,9 +2,11 @@
 
 #include <cstddef>
 #include <string>
+#include <system_error>
 
-#include "wire/FrameLimit.h"
 #include "frame.pb.h"
+#include "wire/FrameLimit.h"
+#include "wire/Result.h"
 
 namespace AppConfigWire {
 
@@ -19,26 +21,17 @@ public:
     /// Adds bytes as they came.
     void feed(const char* bytes, std::size_t count);
 
-    enum class Result {
-        frame,    ///< a frame was taken out
-        more,     ///< no whole frame yet
-        invalid,  ///< what came is no frame; see error(). Nothing after it can be read either.
-    };
-
-    /// Takes the next frame out. \p frame is overwritten with Result::frame, else of no use.
-    Result next(Frame& frame);
+    /// Takes the next frame out into \p frame, which is of no use otherwise. \return whether a whole one was there.
+    /// Fails with message_size or bad_message when what came is not a frame; nothing after it can be read either.
+    ResultOf<bool, std::errc> next(Frame& frame);
 
     /// \return whether every byte that was fed has been taken out as part of a frame.
     bool isEmpty() const { return m_consumed == m_buffer.size(); }
-
-    /// After Result::invalid: one sentence that says what was wrong.
-    const std::string& error() const { return m_error; }
 
 private:
     std::size_t m_frameLimit;
     std::string m_buffer;
     std::size_t m_consumed = 0;
-    std::string m_error;
 };
 
 }  // namespace AppConfigWire

@@ -4,22 +4,27 @@
 
 namespace AppConfigHost {
 
-Outcome connectFailure(int error, const std::string& what) {
+namespace {
+
+PbUtility::TransportStatus statusFor(int error) {
     using namespace PbUtility;
-    Outcome outcome;
-    outcome.reason = what + ": " + std::strerror(error);
     switch (error) {
         case ENOENT:
-        case ECONNREFUSED: outcome.status = TRANSPORT_NO_SUCH_ENDPOINT; break;
+        case ECONNREFUSED: return TRANSPORT_NO_SUCH_ENDPOINT;
         case EMFILE:
         case ENFILE:
         case ENOBUFS:
-        case ENOMEM: outcome.status = TRANSPORT_OUT_OF_RESOURCES; break;
+        case ENOMEM: return TRANSPORT_OUT_OF_RESOURCES;
         case ENOTDIR:
-        case ENAMETOOLONG: outcome.status = TRANSPORT_BAD_ENDPOINT; break;
-        default: outcome.status = TRANSPORT_REFUSED; break;
+        case ENAMETOOLONG: return TRANSPORT_BAD_ENDPOINT;
+        default: return TRANSPORT_REFUSED;
     }
-    return outcome;
+}
+
+}  // namespace
+
+Failure connectFailure(int error, const std::string& what) {
+    return {statusFor(error), what + ": " + std::strerror(error)};
 }
 
 }  // namespace AppConfigHost

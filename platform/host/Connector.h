@@ -2,7 +2,7 @@
 
 #include <string>
 
-#include "Outcome.h"
+#include "TransportResult.h"
 #include "Waiter.h"
 #include "WireNames.h"
 #include "wire/FileDescriptor.h"
@@ -14,16 +14,16 @@ class Connector {
 public:
     virtual ~Connector() = default;
 
-    /// \return whether \p endpoint can be reached by this connector at all; otherwise TRANSPORT_BAD_ENDPOINT with the
-    /// reason. Does not block.
-    virtual Outcome check(const std::string& endpoint) const = 0;
+    /// \return whether \p endpoint can be reached by this connector at all; fails with TRANSPORT_BAD_ENDPOINT. Does not
+    /// block.
+    virtual Result<> check(const std::string& endpoint) const = 0;
 
     /// Connects to \p endpoint, which passed check(). Blocks only while the endpoint has more callers than it takes, up
-    /// to \p deadline. On success \p socket is a non-blocking socket that does not survive exec; otherwise untouched.
-    virtual Outcome connect(const std::string& endpoint, Deadline deadline, Waiter& waiter, FileDescriptor& socket) = 0;
+    /// to \p deadline. \return a non-blocking socket that does not survive exec.
+    virtual Result<FileDescriptor> connect(const std::string& endpoint, Deadline deadline, Waiter& waiter) = 0;
 };
 
 /// \return what a failed connect that left \p error in errno means.
-Outcome connectFailure(int error, const std::string& what);
+Failure connectFailure(int error, const std::string& what);
 
 }  // namespace AppConfigHost

@@ -15,8 +15,8 @@ namespace {
 
 constexpr std::size_t readAtOnce = 64U * 1024;
 
-Outcome waitFailure(Waiter::Result result) {
-    return {result == Waiter::Result::ended ? TRANSPORT_ENDED : TRANSPORT_TIMED_OUT, {}};
+tl::unexpected<Failure> waitFailure(Waiter::Event event) {
+    return failure(event == Waiter::Event::ended ? TRANSPORT_ENDED : TRANSPORT_TIMED_OUT);
 }
 
 }  // namespace
@@ -24,7 +24,7 @@ Outcome waitFailure(Waiter::Result result) {
 FrameStream::FrameStream(FileDescriptor socket, std::size_t frameLimit)
     : m_socket(std::move(socket)), m_decoder(frameLimit) {}
 
-Outcome FrameStream::write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken) {
+Result<> FrameStream::write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken) {
     std::size_t done = 0;
     for (;;) {
         const ssize_t count = ::send(fd(), bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL | MSG_DONTWAIT);
@@ -32,28 +32,34 @@ Outcome FrameStream::write(std::string_view bytes, Deadline deadline, Waiter& wa
         if (taken != nullptr) *taken = done;
         if (done == bytes.size()) return {};
         if (count >= 0 || errno == EINTR) continue;
-        if (errno != EAGAIN && errno != EWOULDBLOCK) return {TRANSPORT_BROKEN_OFF, std::strerror(errno)};
-        const Waiter::Result result = waiter.wait(fd(), POLLOUT, deadline);
-        if (result != Waiter::Result::ready) return waitFailure(result);
+        if (errno != EAGAIN && errno != EWOULDBLOCK) return failure(TRANSPORT_BROKEN_OFF, std::strerror(errno));
+        const Waiter::Event event = waiter.wait(fd(), POLLOUT, deadline);
+        if (event != Waiter::Event::ready) return waitFailure(event);
     }
 }
 
-Outcome FrameStream::read(Frame& frame, Deadline deadline, Waiter& waiter) {
+Result<Frame> FrameStream::read(Deadline deadline, Waiter& waiter) {
+    Result<Frame> frame;
     for (;;) {
-        switch (m_decoder.next(frame)) {
-            case FrameDecoder::Result::frame: return {};
-            case FrameDecoder::Result::invalid: return {TRANSPORT_PROTOCOL_ERROR, m_decoder.error()};
-            case FrameDecoder::Result::more: break;
-        }
+        const Result<bool> found = next(*frame);
+        if (!found) return failure(found.error());
+        if (*found) return frame;
         switch (fill()) {
             case Fill::some: continue;
             case Fill::closed:
-                return {TRANSPORT_BROKEN_OFF, m_readError == 0 ? "the peer closed it" : std::strerror(m_readError)};
+                return failure(TRANSPORT_BROKEN_OFF,
+                               m_readError == 0 ? "the peer closed it" : std::strerror(m_readError));
             case Fill::nothing: break;
         }
-        const Waiter::Result result = waiter.wait(fd(), POLLIN, deadline);
-        if (result != Waiter::Result::ready) return waitFailure(result);
+        const Waiter::Event event = waiter.wait(fd(), POLLIN, deadline);
+        if (event != Waiter::Event::ready) return waitFailure(event);
     }
+}
+
+Result<bool> FrameStream::next(Frame& frame) {
+    auto found = m_decoder.next(frame);
+    if (!found) return failure(TRANSPORT_PROTOCOL_ERROR, std::move(found.error().reason));
+    return *found;
 }
 
 FrameStream::Fill FrameStream::fill() {

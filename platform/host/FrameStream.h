@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "Outcome.h"
+#include "TransportResult.h"
 #include "Waiter.h"
 #include "WireNames.h"
 #include "wire/FileDescriptor.h"
@@ -12,8 +12,8 @@
 
 namespace AppConfigHost {
 
-/// Frames over one connected, non-blocking stream socket, which it owns. One thread at a time. After any outcome but ok
-/// the stream is of no further use.
+/// Frames over one connected, non-blocking stream socket, which it owns. One thread at a time. After any failure the
+/// stream is of no further use.
 class FrameStream {
 public:
     FrameStream(FileDescriptor socket, std::size_t frameLimit);
@@ -22,11 +22,11 @@ public:
 
     /// Writes an encoded frame whole. Never raises SIGPIPE. TRANSPORT_BROKEN_OFF when the peer has gone; \p taken, when
     /// given, then tells how many bytes the system had taken.
-    Outcome write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken = nullptr);
+    Result<> write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken = nullptr);
 
     /// Waits for the next frame. TRANSPORT_BROKEN_OFF when the peer ends the connection first, TRANSPORT_PROTOCOL_ERROR
-    /// when what comes is no frame.
-    Outcome read(Frame& frame, Deadline deadline, Waiter& waiter);
+    /// when what comes is not a frame.
+    Result<Frame> read(Deadline deadline, Waiter& waiter);
 
     /// Ends the connection in both directions for everybody who holds it. Does not block.
     void shutDown();
@@ -36,9 +36,9 @@ public:
     /// Takes in what has arrived, up to a fixed amount. Does not block.
     Fill fill();
 
-    /// Takes out the next frame that has been filled in; see FrameDecoder.
-    FrameDecoder::Result next(Frame& frame) { return m_decoder.next(frame); }
-    const std::string& error() const { return m_decoder.error(); }
+    /// Takes out the next frame that has been filled in. \return whether there was one; fails with
+    /// TRANSPORT_PROTOCOL_ERROR.
+    Result<bool> next(Frame& frame);
 
     /// \return whether the connection stands and the peer has sent nothing that has not been taken out.
     bool isQuiet() const;

@@ -15,26 +15,24 @@ std::string encodeHello(const Hello& hello) {
     return encodeFrame(frame);
 }
 
-Outcome unexpectedFrame(const Frame& frame) {
+Failure unexpectedFrame(const Frame& frame) {
     if (frame.kind() == REFUSED) return {TRANSPORT_REFUSED, frame.reason().substr(0, longestReason)};
     return {TRANSPORT_PROTOCOL_ERROR, "a frame of kind " + Kind_Name(frame.kind()) + " may not come here"};
 }
 
-Outcome readWelcome(const Frame& frame, Welcome& welcome) {
-    if (frame.kind() != WELCOME) return unexpectedFrame(frame);
-    welcome = frame.welcome();
-    return {};
+Result<Welcome> readWelcome(const Frame& frame) {
+    if (frame.kind() != WELCOME) return failure(unexpectedFrame(frame));
+    return frame.welcome();
 }
 
-Outcome greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter, Welcome& welcome) {
+Result<Welcome> greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter) {
     // A peer that refuses at once may have closed the connection before it takes the HELLO; its reason can be read
     // still.
-    Outcome written = stream.write(encodeHello(hello), deadline, waiter);
-    if (!written.ok() && written.status != TRANSPORT_BROKEN_OFF) return written;
-    Frame frame;
-    Outcome read = stream.read(frame, deadline, waiter);
-    if (!read.ok()) return read;
-    return readWelcome(frame, welcome);
+    const Result<> written = stream.write(encodeHello(hello), deadline, waiter);
+    if (!written && written.error().code != TRANSPORT_BROKEN_OFF) return failure(written.error());
+    const Result<Frame> frame = stream.read(deadline, waiter);
+    if (!frame) return failure(frame.error());
+    return readWelcome(*frame);
 }
 
 }  // namespace AppConfigHost

@@ -9,14 +9,14 @@ namespace AppConfigHost {
 /// \return an encoded HELLO.
 std::string encodeHello(const Hello& hello);
 
-/// Takes the frame that answers a HELLO. \p welcome is filled in on success, else untouched.
-Outcome readWelcome(const Frame& frame, Welcome& welcome);
+/// \return what the frame that answers a HELLO says.
+Result<Welcome> readWelcome(const Frame& frame);
 
 /// \return what a frame means that may not come here: TRANSPORT_REFUSED with the peer's reason for REFUSED, else
 /// TRANSPORT_PROTOCOL_ERROR.
-Outcome unexpectedFrame(const Frame& frame);
+Failure unexpectedFrame(const Frame& frame);
 
-/// Says HELLO and awaits the WELCOME.
-Outcome greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter, Welcome& welcome);
+/// Says HELLO and waits for the WELCOME.
+Result<Welcome> greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter);
 
 }  // namespace AppConfigHost

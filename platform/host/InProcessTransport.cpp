@@ -12,7 +12,7 @@ namespace PbUtility {
 namespace {
 
 using AppConfigHost::Deadline;
-using AppConfigHost::Outcome;
+using AppConfigHost::Result;
 using AppConfigHost::Waiter;
 using AppConfigWire::FileDescriptor;
 
@@ -20,22 +20,25 @@ class InProcessConnector final : public AppConfigHost::Connector {
 public:
     explicit InProcessConnector(InProcessPeer& peer) : m_peer(peer) {}
 
-    Outcome check(const std::string& endpoint) const override {
+    Result<> check(const std::string& endpoint) const override {
         if (AppConfigWire::isEndpointName(endpoint)) return {};
-        return {TRANSPORT_BAD_ENDPOINT, "'" + endpoint + "' is not the name of an endpoint"};
+        return AppConfigHost::failure(TRANSPORT_BAD_ENDPOINT, "'" + endpoint + "' is not a valid endpoint name");
     }
 
-    Outcome connect(const std::string& endpoint, Deadline, Waiter&, FileDescriptor& socket) override {
+    Result<FileDescriptor> connect(const std::string& endpoint, Deadline, Waiter&) override {
         FileDescriptor end(m_peer.connect(endpoint));
-        if (!end.isOpen()) return AppConfigHost::connectFailure(errno, "the service in this process");
+        if (!end.isOpen()) return failed("the service in this process");
         if (fcntl(end.get(), F_SETFL, O_NONBLOCK) != 0 || fcntl(end.get(), F_SETFD, FD_CLOEXEC) != 0) {
-            return AppConfigHost::connectFailure(errno, "fcntl");
+            return failed("fcntl");
         }
-        socket = std::move(end);
-        return {};
+        return end;
     }
 
 private:
+    static Result<FileDescriptor> failed(const char* what) {
+        return AppConfigHost::failure(AppConfigHost::connectFailure(errno, what));
+    }
+
     InProcessPeer& m_peer;
 };
 

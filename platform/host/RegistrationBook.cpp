@@ -88,21 +88,21 @@ void RegistrationBook::Call::leaves() {
     m_descriptions = m_book.page(m_endpoint).descriptions();
 }
 
-bool RegistrationBook::Call::end(const Outcome& outcome, const Frame& reply) {
+bool RegistrationBook::Call::end(bool reached, const Frame& reply) {
     const std::uint32_t id = m_request.message_id();
     if (!mayConcern(id)) return false;
     const AppConfig::PlainLock lock(m_book.m_mutex);
     RegistrationPage& page = m_book.page(m_endpoint);
-    const int error = outcome.ok() && m_request.kind() == REQUEST ? errorIn(reply) : 0;
+    const int error = reached && m_request.kind() == REQUEST ? errorIn(reply) : 0;
     if (id == unregisterAllId) {
-        if (outcome.ok() && error == 0) return false;
+        if (reached && error == 0) return false;
         page.tellAll();
         return true;
     }
     if (m_number == 0) return false;
     // Nobody answers a one-way message, so nobody knows what came of it.
     auto ending = RegistrationPage::Ending::unknown;
-    if (outcome.ok() && m_request.kind() == REQUEST) {
+    if (reached && m_request.kind() == REQUEST) {
         ending = error == 0 ? RegistrationPage::Ending::done : RegistrationPage::Ending::refused;
     }
     // A service that was told meanwhile what is confirmed has not heard of this one, and it may be another than the one

@@ -9,7 +9,6 @@
 
 #include "AppConfigLocks/PlainMutex.h"
 #include "AppConfigLocks/ThreadAnnotations.h"
-#include "Outcome.h"
 #include "RegistrationPage.h"
 
 namespace AppConfigHost {
@@ -45,9 +44,10 @@ public:
         /// and \p to are the local endpoints of the two transports.
         void repeat(RegistrationBook& other, const std::string& from, const std::string& to) const;
 
-        /// The request has ended with \p outcome; \p reply is the frame that answered it, if one did.
+        /// The request has ended; \p reached tells whether its peer got it, and \p reply is the frame that answered it,
+        /// if one did.
         /// \return whether the delivery thread may have something to do now.
-        bool end(const Outcome& outcome, const Frame& reply);
+        bool end(bool reached, const Frame& reply);
 
     private:
         RegistrationBook& m_book;

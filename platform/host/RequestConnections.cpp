@@ -38,25 +38,22 @@ std::unique_ptr<RequestConnection> RequestConnections::borrow(const std::string&
     }
 }
 
-Outcome RequestConnections::open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
-                                 std::unique_ptr<RequestConnection>& connection) {
-    FileDescriptor socket;
-    Outcome outcome = m_connector.connect(endpoint, deadline, waiter, socket);
-    if (!outcome.ok()) return outcome;
+Result<std::unique_ptr<RequestConnection>> RequestConnections::open(const std::string& endpoint, Deadline deadline,
+                                                                    Waiter& waiter) {
+    Result<FileDescriptor> socket = m_connector.connect(endpoint, deadline, waiter);
+    if (!socket) return failure(std::move(socket.error()));
 
     auto fresh = std::make_unique<RequestConnection>(
-        RequestConnection{FrameStream(std::move(socket), m_options.frameLimit), 0, {}, false, 0, 0});
+        RequestConnection{FrameStream(std::move(*socket), m_options.frameLimit), 0, {}, false, 0, 0});
     Hello hello;
     hello.set_version(frameVersion);
     hello.set_endpoint(m_localEndpoint);
     hello.set_purpose(REQUESTS);
     m_resume.describe(endpoint, hello);
-    Welcome welcome;
-    outcome = greet(fresh->stream, hello, deadline, waiter, welcome);
-    if (!outcome.ok()) return outcome;
-    m_resume.greetedForRequests(endpoint, welcome);
-    connection = std::move(fresh);
-    return {};
+    const Result<Welcome> welcome = greet(fresh->stream, hello, deadline, waiter);
+    if (!welcome) return failure(welcome.error());
+    m_resume.greetedForRequests(endpoint, *welcome);
+    return fresh;
 }
 
 void RequestConnections::noteSeen(const std::string& endpoint, RequestConnection& connection, const Frame& reply) {

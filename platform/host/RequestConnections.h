@@ -50,9 +50,8 @@ public:
     std::unique_ptr<RequestConnection> borrow(const std::string& endpoint, bool mayOvertake = false)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// Connects and shakes hands. \p connection is set on success.
-    Outcome open(const std::string& endpoint, Deadline deadline, Waiter& waiter,
-                 std::unique_ptr<RequestConnection>& connection);
+    /// Connects and shakes hands.
+    Result<std::unique_ptr<RequestConnection>> open(const std::string& endpoint, Deadline deadline, Waiter& waiter);
 
     /// \p reply came over \p connection: the process is about to learn what it says. To be called before it does.
     void noteSeen(const std::string& endpoint, RequestConnection& connection, const Frame& reply);

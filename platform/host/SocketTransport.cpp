@@ -4,6 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <functional>
 #include <limits>
 #include <random>
 #include <utility>
@@ -41,52 +42,53 @@ std::string uniqueEndpointName() {
     return name + rest;
 }
 
-int finish(const std::string& endpoint, const Outcome& outcome) {
+int finish(const std::string& endpoint, const Result<>& outcome) {
     std::string sentence;
-    if (!outcome.ok()) {
-        sentence = endpoint + ": " + transportStatusText(outcome.status);
-        if (!outcome.reason.empty()) sentence += " (" + outcome.reason + ")";
+    if (!outcome) {
+        const Failure& why = outcome.error();
+        sentence = endpoint + ": " + transportStatusText(why.code);
+        if (!why.reason.empty()) sentence += " (" + why.reason + ")";
     }
     setLastTransportFailure(std::move(sentence));
-    return outcome.status;
+    return statusOf(outcome);
 }
 
 /// Takes the frame that came for the request \p correlation and leaves the payload in \p response.
-Outcome readReply(const Frame& frame, std::uint64_t correlation, google::protobuf::MessageLite* response) {
-    if (frame.kind() != REPLY) return unexpectedFrame(frame);
+Result<> readReply(const Frame& frame, std::uint64_t correlation, google::protobuf::MessageLite* response) {
+    if (frame.kind() != REPLY) return failure(unexpectedFrame(frame));
     if (frame.correlation() != correlation) {
-        return {TRANSPORT_PROTOCOL_ERROR, "a reply came that nobody had asked for"};
+        return failure(TRANSPORT_PROTOCOL_ERROR, "a reply came that nobody had asked for");
     }
     // A status of a later version must not read as the default, which is OK.
     if (!frame.has_status() && !frame.unknown_fields().empty()) {
-        return {TRANSPORT_PROTOCOL_ERROR, "the reply has a status that is not known here"};
+        return failure(TRANSPORT_PROTOCOL_ERROR, "the reply has a status that is not known here");
     }
-    if (frame.status() == UNSUPPORTED) return {TRANSPORT_UNSUPPORTED, frame.reason()};
-    if (frame.status() == UNREADABLE) return {TRANSPORT_UNREADABLE_REQUEST, frame.reason()};
+    if (frame.status() == UNSUPPORTED) return failure(TRANSPORT_UNSUPPORTED, frame.reason());
+    if (frame.status() == UNREADABLE) return failure(TRANSPORT_UNREADABLE_REQUEST, frame.reason());
     if (response == nullptr) return {};
     const std::string type = response->GetTypeName();
     if (frame.message_id() != ConfigIF::messageId(type)) {
         const std::string came(ConfigIF::messageName(frame.message_id()));
-        return {TRANSPORT_UNREADABLE_REPLY,
-                (came.empty() ? "message " + std::to_string(frame.message_id()) : came) + " came instead of " + type};
+        return failure(
+            TRANSPORT_UNREADABLE_REPLY,
+            (came.empty() ? "message " + std::to_string(frame.message_id()) : came) + " came instead of " + type);
     }
     if (!response->ParseFromString(frame.payload())) {
-        return {TRANSPORT_UNREADABLE_REPLY, "the payload is not a valid " + type};
+        return failure(TRANSPORT_UNREADABLE_REPLY, "the payload is not a valid " + type);
     }
     return {};
 }
 
 /// \return the reason that the peer left behind when it closed the connection, else \p brokenOff.
-Outcome whyBrokenOff(FrameStream& stream, const Outcome& brokenOff) {
+Failure whyBrokenOff(FrameStream& stream, const Failure& brokenOff) {
     PlainWaiter waiter(nullptr);
-    Frame frame;
-    const bool said = stream.read(frame, Deadline::after({}), waiter).ok() && frame.kind() == REFUSED;
-    return said ? unexpectedFrame(frame) : brokenOff;
+    const Result<Frame> frame = stream.read(Deadline::after({}), waiter);
+    return frame && frame->kind() == REFUSED ? unexpectedFrame(*frame) : brokenOff;
 }
 
 /// \return whether the connection is in step with its peer after \p outcome.
-bool isReusable(const Outcome& outcome) {
-    switch (outcome.status) {
+bool isReusable(const Result<>& outcome) {
+    switch (statusOf(outcome)) {
         case TRANSPORT_OK:
         case TRANSPORT_UNSUPPORTED:
         case TRANSPORT_UNREADABLE_REQUEST:
@@ -97,130 +99,163 @@ bool isReusable(const Outcome& outcome) {
 
 }  // namespace
 
+/// What a transport consists of. Each part synchronises itself. They are destroyed in reverse order: the delivery
+/// thread before what it uses.
+class SocketTransport::Parts {
+public:
+    Parts(std::unique_ptr<Connector> usedConnector, TransportOptions usedOptions)
+        : options(std::move(usedOptions)), connector(std::move(usedConnector)) {}
+
+    const TransportOptions options;
+    const std::string localEndpoint = uniqueEndpointName();
+    const std::unique_ptr<Connector> connector;
+    EventFlag ended;
+    CallCounter calls;
+    ResumePoints resume{ResumePoints::PassOn{
+        [this](const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
+            Handover::ofProcess().sawLate(member, endpoint, timeline, number);
+        },
+        [this](const std::string& endpoint) { Handover::ofProcess().joinedLate(member, endpoint); }}};
+    RegistrationBook book{options};
+    HandlerTable handlers;
+    RequestConnections requests{*connector, resume, options, localEndpoint};
+    Delivery delivery{
+        *connector, resume,
+        book,       handlers,
+        options,    localEndpoint,
+        ended,      [this](const std::string& endpoint) { Handover::ofProcess().settled(book, endpoint); }};
+    HandoverMember member{handlers, book, resume, delivery, localEndpoint};
+
+    /// Carries a request or a one-way message out. \p response is filled on success, unless it is null.
+    Result<> exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,
+                      const std::string& endpoint, bool awaitReply);
+
+    /// The transport has ended, but a thread may have looked it up before its link was handed another: what that
+    /// registers or unregisters is the other's to tell. \return TRANSPORT_ENDED.
+    Failure passOn(const google::protobuf::MessageLite& message, const std::string& endpoint);
+
+private:
+    /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it. \p leaves is called
+    /// before each attempt to send it.
+    Result<> converse(Frame& frame, const std::string& endpoint, Deadline deadline, const std::function<void()>& leaves,
+                      Frame& reply, google::protobuf::MessageLite* response);
+};
+
 SocketTransport::SocketTransport(std::unique_ptr<Connector> connector, TransportOptions options)
-    : m_options(std::move(options)),
-      m_localEndpoint(uniqueEndpointName()),
-      m_connector(std::move(connector)),
-      m_ended(std::make_unique<EventFlag>()),
-      m_calls(std::make_unique<CallCounter>()),
-      m_resume(std::make_unique<ResumePoints>(ResumePoints::PassOn{
-          [this](const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
-              Handover::ofProcess().sawLate(*m_member, endpoint, timeline, number);
-          },
-          [this](const std::string& endpoint) { Handover::ofProcess().joinedLate(*m_member, endpoint); }})),
-      m_book(std::make_unique<RegistrationBook>(m_options)),
-      m_handlers(std::make_unique<HandlerTable>()),
-      m_requests(std::make_unique<RequestConnections>(*m_connector, *m_resume, m_options, m_localEndpoint)),
-      m_delivery(std::make_unique<Delivery>(
-          *m_connector, *m_resume, *m_book, *m_handlers, m_options, m_localEndpoint, *m_ended,
-          [this](const std::string& endpoint) { Handover::ofProcess().settled(*m_book, endpoint); })),
-      m_member(std::make_unique<HandoverMember>(
-          HandoverMember{*m_handlers, *m_book, *m_resume, *m_delivery, m_localEndpoint})) {
-    MSG_BindOwner(m_localEndpoint.c_str(), &SocketTransport::carry, this);
+    : m_parts(std::make_unique<Parts>(std::move(connector), std::move(options))) {
+    MSG_BindOwner(m_parts->localEndpoint.c_str(), &SocketTransport::carry, this);
 }
 
 SocketTransport::~SocketTransport() {
     end();
-    m_calls->awaitRefused();
-    Handover::ofProcess().leave(*m_member);
+    m_parts->calls.awaitRefused();
+    Handover::ofProcess().leave(m_parts->member);
 }
 
 void SocketTransport::end() {
-    if (!m_calls->close()) return;
-    m_ended->set();
-    m_delivery->end();
-    m_calls->awaitNone();
-    MSG_UnbindOwner(m_localEndpoint.c_str());
+    if (!m_parts->calls.close()) return;
+    m_parts->ended.set();
+    m_parts->delivery.end();
+    m_parts->calls.awaitNone();
+    MSG_UnbindOwner(m_parts->localEndpoint.c_str());
 }
 
 int SocketTransport::sendWaitResponse(const google::protobuf::MessageLite& request,
                                       google::protobuf::MessageLite* response, const std::string& endpoint) {
-    const CallCounter::Call call(*m_calls);
-    const Outcome outcome = call.isAllowed() ? exchange(request, response, endpoint, true) : passOn(request, endpoint);
-    if (!outcome.ok() && response != nullptr) response->Clear();
+    const CallCounter::Call call(m_parts->calls);
+    const Result<> outcome = call.isAllowed() ? m_parts->exchange(request, response, endpoint, true)
+                                              : failure(m_parts->passOn(request, endpoint));
+    if (!outcome && response != nullptr) response->Clear();
     return finish(endpoint, outcome);
 }
 
 int SocketTransport::send(const google::protobuf::MessageLite& message, const std::string& endpoint, void*) {
-    const CallCounter::Call call(*m_calls);
-    return finish(endpoint, call.isAllowed() ? exchange(message, nullptr, endpoint, false) : passOn(message, endpoint));
+    const CallCounter::Call call(m_parts->calls);
+    return finish(endpoint, call.isAllowed() ? m_parts->exchange(message, nullptr, endpoint, false)
+                                             : failure(m_parts->passOn(message, endpoint)));
 }
 
-Outcome SocketTransport::passOn(const google::protobuf::MessageLite& message, const std::string& endpoint) {
-    Outcome outcome{TRANSPORT_ENDED, {}};
+Failure SocketTransport::Parts::passOn(const google::protobuf::MessageLite& message, const std::string& endpoint) {
+    const Failure hasEnded{TRANSPORT_ENDED, {}};
     Frame frame;
     frame.set_kind(ONE_WAY);
     frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
-    if (!RegistrationBook::concerns(frame)) return outcome;
+    if (!RegistrationBook::concerns(frame)) return hasEnded;
     message.SerializePartialToString(frame.mutable_payload());
-    RegistrationBook::Call registration(*m_book, endpoint, frame);
-    registration.end(outcome, Frame());
-    if (registration.isLate()) Handover::ofProcess().forward(*m_member, endpoint, registration);
-    return outcome;
+    RegistrationBook::Call registration(book, endpoint, frame);
+    registration.end(false, Frame());
+    if (registration.isLate()) Handover::ofProcess().forward(member, endpoint, registration);
+    return hasEnded;
 }
 
-Outcome SocketTransport::exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,
-                                  const std::string& endpoint, bool awaitReply) {
-    const Deadline deadline = Deadline::after(m_options.deadline);
-    Outcome outcome = m_connector->check(endpoint);
-    if (!outcome.ok()) return outcome;
+Result<> SocketTransport::Parts::exchange(const google::protobuf::MessageLite& message,
+                                          google::protobuf::MessageLite* response, const std::string& endpoint,
+                                          bool awaitReply) {
+    const Deadline deadline = Deadline::after(options.deadline);
+    Result<> outcome = connector->check(endpoint);
+    if (!outcome) return outcome;
 
     Frame frame;
     frame.set_kind(awaitReply ? REQUEST : ONE_WAY);
     frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));
-    if (frame.message_id() == 0) return {TRANSPORT_UNKNOWN_MESSAGE, message.GetTypeName()};
+    if (frame.message_id() == 0) return failure(TRANSPORT_UNKNOWN_MESSAGE, message.GetTypeName());
     const std::size_t payloadBytes = message.ByteSizeLong();
-    if (payloadBytes <= m_options.frameLimit) message.SerializePartialToString(frame.mutable_payload());
+    if (payloadBytes <= options.frameLimit) message.SerializePartialToString(frame.mutable_payload());
     // With the largest number of all, so that whether a message is too large does not depend on how many went before.
     frame.set_correlation(std::numeric_limits<std::uint64_t>::max());
-    if (payloadBytes > m_options.frameLimit || frame.ByteSizeLong() > m_options.frameLimit) {
-        return {TRANSPORT_TOO_LARGE, std::to_string(payloadBytes) + " bytes, and a frame of at most " +
-                                         std::to_string(m_options.frameLimit) + " has to hold them"};
+    if (payloadBytes > options.frameLimit || frame.ByteSizeLong() > options.frameLimit) {
+        return failure(TRANSPORT_TOO_LARGE, std::to_string(payloadBytes) + " bytes, and a frame of at most " +
+                                                std::to_string(options.frameLimit) + " has to hold them");
     }
     frame.clear_correlation();
 
-    RegistrationBook::Call registration(*m_book, endpoint, frame);
+    RegistrationBook::Call registration(book, endpoint, frame);
     Frame reply;
     outcome = converse(
         frame, endpoint, deadline, [&registration] { registration.leaves(); }, reply, response);
-    if (registration.end(outcome, reply)) {
-        if (!outcome.ok()) m_resume->registeredInVain(endpoint);
-        m_delivery->registrationsChanged();
+    if (registration.end(outcome.has_value(), reply)) {
+        if (!outcome) resume.registeredInVain(endpoint);
+        delivery.registrationsChanged();
     }
-    if (registration.isLate()) Handover::ofProcess().forward(*m_member, endpoint, registration);
+    if (registration.isLate()) Handover::ofProcess().forward(member, endpoint, registration);
     return outcome;
 }
 
-Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Deadline deadline,
-                                  const std::function<void()>& leaves, Frame& reply,
-                                  google::protobuf::MessageLite* response) {
+Result<> SocketTransport::Parts::converse(Frame& frame, const std::string& endpoint, Deadline deadline,
+                                          const std::function<void()>& leaves, Frame& reply,
+                                          google::protobuf::MessageLite* response) {
     const bool awaitReply = frame.kind() == REQUEST;
     // A write may wait until its provider is there, which this process may be about to register. The service tells it
     // of the write all the same, so a registration misses nothing by coming first.
     const bool mayOvertake = RegistrationBook::registers(frame);
-    Outcome outcome;
-    PlainWaiter plain(m_ended.get());
-    Waiter& waiter = m_delivery->isDeliveryThread() ? static_cast<Waiter&>(*m_delivery) : plain;
-    m_delivery->awaitConnection(endpoint, false, deadline);
+    PlainWaiter plain(&ended);
+    Waiter& waiter = delivery.isDeliveryThread() ? static_cast<Waiter&>(delivery) : plain;
+    delivery.awaitConnection(endpoint, false, deadline);
     for (;;) {
-        std::unique_ptr<RequestConnection> connection = m_requests->borrow(endpoint, mayOvertake);
+        std::unique_ptr<RequestConnection> connection = requests.borrow(endpoint, mayOvertake);
         const bool fresh = connection == nullptr;
         if (fresh) {
-            outcome = m_requests->open(endpoint, deadline, waiter, connection);
-            if (!outcome.ok()) return outcome;
-            m_delivery->awaitConnection(endpoint, true, deadline);
+            auto opened = requests.open(endpoint, deadline, waiter);
+            if (!opened) return failure(std::move(opened.error()));
+            connection = std::move(*opened);
+            delivery.awaitConnection(endpoint, true, deadline);
         }
         if (awaitReply) frame.set_correlation(++connection->lastCorrelation);
         std::size_t taken = 0;
         leaves();
-        outcome = connection->stream.write(encodeFrame(frame), deadline, waiter, &taken);
-        // The service ended after the connection had been looked at, and before it got anything: not this call's fault.
-        if (outcome.status == TRANSPORT_BROKEN_OFF && taken == 0 && !fresh) continue;
-        if (outcome.status == TRANSPORT_BROKEN_OFF) return whyBrokenOff(connection->stream, outcome);
-        if (outcome.ok() && awaitReply) {
-            outcome = connection->stream.read(reply, deadline, waiter);
-            if (outcome.ok()) m_requests->noteSeen(endpoint, *connection, reply);
-            if (outcome.ok()) outcome = readReply(reply, frame.correlation(), response);
+        Result<> outcome = connection->stream.write(encodeFrame(frame), deadline, waiter, &taken);
+        if (statusOf(outcome) == TRANSPORT_BROKEN_OFF) {
+            // The service ended after the connection had been looked at, and before it got anything: not this call's
+            // fault.
+            if (taken == 0 && !fresh) continue;
+            return failure(whyBrokenOff(connection->stream, outcome.error()));
+        }
+        if (outcome && awaitReply) {
+            Result<Frame> came = connection->stream.read(deadline, waiter);
+            if (!came) return failure(std::move(came.error()));
+            reply = std::move(*came);
+            requests.noteSeen(endpoint, *connection, reply);
+            outcome = readReply(reply, frame.correlation(), response);
         }
         if (!isReusable(outcome)) return outcome;
         if (awaitReply) {
@@ -228,35 +263,35 @@ Outcome SocketTransport::converse(Frame& frame, const std::string& endpoint, Dea
         } else {
             connection->reserve(frame.message_id() == ConfigIF::messageId("ConfigIF.WriteReq"));
         }
-        m_requests->giveBack(endpoint, std::move(connection));
+        requests.giveBack(endpoint, std::move(connection));
         return outcome;
     }
 }
 
 int SocketTransport::addRemoteEndpoint(const std::string& endpoint, int /*channel*/) {
-    const CallCounter::Call call(*m_calls);
-    if (!call.isAllowed()) return finish(endpoint, {TRANSPORT_ENDED, {}});
+    const CallCounter::Call call(m_parts->calls);
+    if (!call.isAllowed()) return finish(endpoint, failure(TRANSPORT_ENDED));
     // Also when nothing can come from it: the table that follows must not get what is meant for another link.
-    m_handlers->nameEndpoint(endpoint);
-    const Outcome outcome = m_connector->check(endpoint);
-    return finish(endpoint, outcome.ok() ? m_delivery->add(endpoint) : outcome);
+    m_parts->handlers.nameEndpoint(endpoint);
+    const Result<> outcome = m_parts->connector->check(endpoint);
+    return finish(endpoint, outcome ? m_parts->delivery.add(endpoint) : outcome);
 }
 
 int SocketTransport::addHandlers(const MSG_Callback* table) {
-    if (table == nullptr) return finish("addHandlers", {TRANSPORT_BAD_ARGUMENT, "no table"});
-    Handover::ofProcess().claim(*m_member, table, m_handlers->add(table));
+    if (table == nullptr) return finish("addHandlers", failure(TRANSPORT_BAD_ARGUMENT, "no table"));
+    Handover::ofProcess().claim(m_parts->member, table, m_parts->handlers.add(table));
     return finish({}, {});
 }
 
 std::string SocketTransport::localEndpoint() const {
-    return m_localEndpoint;
+    return m_parts->localEndpoint;
 }
 
 int SocketTransport::carry(void* context, MSG_Address receiver, MSG_Message* message) {
     const auto* transport = static_cast<const SocketTransport*>(context);
     const std::unique_ptr<MSG_Message, void (*)(MSG_Message*)> owned(message, MSG_Destroy);
     std::string payload(static_cast<const char*>(MSG_GetPayload(message)), MSG_GetPayloadBytes(message));
-    return transport->m_delivery->answer(receiver, std::move(payload)) ? 0 : -1;
+    return transport->m_parts->delivery.answer(receiver, std::move(payload)) ? 0 : -1;
 }
 
 }  // namespace PbUtility

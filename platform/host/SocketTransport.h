@@ -1,29 +1,14 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
 #include "PbUtils.h"
 #include "TransportOptions.h"
 
-namespace AppConfigWire {
-class Frame;
-}
-
 namespace AppConfigHost {
-class CallCounter;
 class Connector;
-class Deadline;
-class Delivery;
-class EventFlag;
-class HandlerTable;
-struct HandoverMember;
-class RegistrationBook;
-class RequestConnections;
-class ResumePoints;
-struct Outcome;
-}  // namespace AppConfigHost
+}
 
 namespace PbUtility {
 
@@ -106,31 +91,8 @@ protected:
 private:
     static int carry(void* context, MSG_Address receiver, MSG_Message* message);
 
-    AppConfigHost::Outcome exchange(const google::protobuf::MessageLite& message,
-                                    google::protobuf::MessageLite* response, const std::string& endpoint,
-                                    bool awaitReply);
-    /// The transport has ended, but a thread may have looked it up before its link was handed another: what that
-    /// registers or unregisters is the other's to tell.
-    AppConfigHost::Outcome passOn(const google::protobuf::MessageLite& message, const std::string& endpoint);
-    /// Sends \p frame, a request or a one-way message. \p reply gets the frame that answered it. \p leaves is called
-    /// before each attempt to send it.
-    AppConfigHost::Outcome converse(AppConfigWire::Frame& frame, const std::string& endpoint,
-                                    AppConfigHost::Deadline deadline, const std::function<void()>& leaves,
-                                    AppConfigWire::Frame& reply, google::protobuf::MessageLite* response);
-
-    const TransportOptions m_options;
-    const std::string m_localEndpoint;
-    const std::unique_ptr<AppConfigHost::Connector> m_connector;
-
-    // Each synchronises itself. Destroyed in reverse order: the delivery thread before what it uses.
-    const std::unique_ptr<AppConfigHost::EventFlag> m_ended;
-    const std::unique_ptr<AppConfigHost::CallCounter> m_calls;
-    const std::unique_ptr<AppConfigHost::ResumePoints> m_resume;
-    const std::unique_ptr<AppConfigHost::RegistrationBook> m_book;
-    const std::unique_ptr<AppConfigHost::HandlerTable> m_handlers;
-    const std::unique_ptr<AppConfigHost::RequestConnections> m_requests;
-    const std::unique_ptr<AppConfigHost::Delivery> m_delivery;
-    const std::unique_ptr<AppConfigHost::HandoverMember> m_member;
+    class Parts;
+    const std::unique_ptr<Parts> m_parts;
 };
 
 }  // namespace PbUtility

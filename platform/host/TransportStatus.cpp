@@ -11,7 +11,7 @@ thread_local std::string lastFailure;
 const char* transportStatusText(int status) {
     switch (static_cast<TransportStatus>(status)) {
         case TRANSPORT_OK: return "done";
-        case TRANSPORT_BAD_ENDPOINT: return "not the name of an endpoint that can be reached from here";
+        case TRANSPORT_BAD_ENDPOINT: return "not an endpoint that can be reached from here";
         case TRANSPORT_NO_SUCH_ENDPOINT: return "nobody listens at the endpoint";
         case TRANSPORT_REFUSED: return "the endpoint refused the connection";
         case TRANSPORT_TIMED_OUT: return "the deadline passed";

@@ -1,5 +1,6 @@
 #include "MessageIds.h"
 #include "core/Names.h"
+#include "core/Replies.h"
 #include "core/Requests.h"
 #include "wire/CarriesUnknown.h"
 #include "wire/Lower.h"
@@ -79,26 +80,29 @@ void Requests::list(const Call& call, const ConfigAdmin::ListVariablesReq& reque
     reply(call, response);
 }
 
+Result<Variable*> Requests::lookUpToSubmit(const ConfigAdmin::SubmitReq& request, int role) const {
+    Result<Variable*> found = lookUp(request.inst());
+    if (!found) return found;
+    const Variable& variable = **found;
+    if (carriesUnknown(request, ConfigAdmin::SubmitReq::kSubmitTypeFieldNumber)) {
+        return failure(CommonIF::ERROR_INVALID_REQUEST, variable.display + ": the kind of submit is unknown");
+    }
+    if (Result<> allowed = writable(variable, role); !allowed) return failure(std::move(allowed.error()));
+    return found;
+}
+
 void Requests::submit(const Call& call, const ConfigAdmin::SubmitReq& request) {
     const int role = present(call, request.role());
-    Variable* variable = nullptr;
-    Verdict verdict = lookUp(request.inst(), variable);
-    if (verdict.ok() && carriesUnknown(request, ConfigAdmin::SubmitReq::kSubmitTypeFieldNumber)) {
-        verdict = {CommonIF::ERROR_INVALID_REQUEST, variable->display + ": the kind of submit is unknown"};
-    }
-    if (verdict.ok() && role < variable->row.writeLevel) {
-        verdict = {CommonIF::ERROR_ACCESS_DENIED, variable->display + ": role " + std::to_string(role) +
-                                                      " does not reach the write level " +
-                                                      std::to_string(variable->row.writeLevel)};
-    }
-    logRefusal(call, request.inst(), verdict);
-    if (verdict.ok()) {
-        m_with.log(LogLevel::info, "submit of " + variable->display + " by " + call.client.endpoint);
-        m_with.notifier.submit(*variable, request.submit_type());
-    }
+    const Result<Variable*> found = lookUpToSubmit(request, role);
     ConfigAdmin::SubmitRsp response;
-    response.mutable_result()->set_error(verdict.error);
-    if (!verdict.ok()) response.mutable_result()->add_message(verdict.message);
+    if (!found) {
+        logRefusal(call, request.inst(), found.error().code);
+        setRefusal(response, found.error());
+        return reply(call, response);
+    }
+    m_with.log(LogLevel::info, "submit of " + (*found)->display + " by " + call.client.endpoint);
+    m_with.notifier.submit(**found, request.submit_type());
+    response.mutable_result()->set_error(CommonIF::ERROR_NONE);
     reply(call, response);
 }
 

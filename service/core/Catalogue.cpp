@@ -4,6 +4,17 @@
 
 namespace AppConfigService {
 
+namespace {
+
+Result<> checkLevel(const Variable& variable, int role, const char* what, int level) {
+    if (role >= level) return {};
+    return failure(CommonIF::ERROR_ACCESS_DENIED, variable.display + ": role " + std::to_string(role) +
+                                                      " does not reach the " + what + " level " +
+                                                      std::to_string(level));
+}
+
+}  // namespace
+
 bool Variable::isDefault() const {
     return sameMeaning(*definition, row.value, effectiveDefault(*definition, row.options, row.defaultIndex));
 }
@@ -13,6 +24,14 @@ PerKind<bool> difference(const VariableRow& former, const VariableRow& next) {
     if (former.hidden) return {true, true, true};
     return {next.value != former.value, next.options != former.options || next.defaultIndex != former.defaultIndex,
             next.readLevel != former.readLevel || next.writeLevel != former.writeLevel};
+}
+
+Result<> readable(const Variable& variable, int role) {
+    return checkLevel(variable, role, "read", variable.row.readLevel);
+}
+
+Result<> writable(const Variable& variable, int role) {
+    return checkLevel(variable, role, "write", variable.row.writeLevel);
 }
 
 void Catalogue::restore(const std::vector<VariableRow>& rows) {
@@ -27,18 +46,18 @@ Adoption Catalogue::adopt(const VariableDefinition& definition) const {
     row.name = definition.name;
 
     if (row.ownOptions) {
-        const Verdict verdict = checkOptions(definition, row.options, row.defaultIndex);
-        row.ownOptions = verdict.ok();
-        result.complaint = verdict.message;
+        const Result<> allowed = checkOptions(definition, row.options, row.defaultIndex);
+        row.ownOptions = allowed.has_value();
+        if (!allowed) result.complaint = allowed.error().reason;
     }
     if (!row.ownOptions) {
         row.options = definition.options;
         row.defaultIndex = definition.defaultIndex;
     }
     if (row.ownValue) {
-        const Verdict verdict = checkValue(definition, row.options, row.value);
-        row.ownValue = verdict.ok();
-        if (!verdict.ok()) result.complaint = verdict.message;
+        const Result<> allowed = checkValue(definition, row.options, row.value);
+        row.ownValue = allowed.has_value();
+        if (!allowed) result.complaint = allowed.error().reason;
     }
     if (!row.ownValue) row.value = effectiveDefault(definition, row.options, row.defaultIndex);
     if (!row.ownReadLevel) row.readLevel = definition.readLevel;

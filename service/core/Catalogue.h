@@ -25,6 +25,10 @@ struct Variable {
 /// \return what is different about \p next, and so is to be numbered and told, for somebody who knows \p former.
 PerKind<bool> difference(const VariableRow& former, const VariableRow& next);
 
+/// \return whether \p role reaches the level that reading, or writing, \p variable needs.
+Result<> readable(const Variable& variable, int role);
+Result<> writable(const Variable& variable, int role);
+
 /// What a new definition makes of a variable.
 struct Adoption {
     VariableRow row;

@@ -38,19 +38,20 @@ void Changes::submit(ChangeRequest request) {
     operation->order = ++m_order;
     operation->result.context = m_with.options.name + "#" + std::to_string(operation->order);
 
-    Verdict verdict = admit(*operation);
-    if (!verdict.ok()) return conclude(operation, verdict);
+    const Result<> admitted = admit(*operation);
+    if (!admitted) return conclude(operation, admitted);
     Queue& queue = m_queues[operation->variable];
     if (!queue.operations.empty()) {
         if (wouldWaitForItself(*operation)) {
-            return conclude(operation, {CommonIF::ERROR_BUSY, operation->variable->display +
-                                                                  ": a value is being decided on, and the decision "
-                                                                  "waits for the client that asks"});
+            return conclude(operation,
+                            failure(CommonIF::ERROR_BUSY, operation->variable->display +
+                                                              ": a value is being decided on, and the decision "
+                                                              "waits for the client that asks"));
         }
         if (queue.operations.size() >= mostWaiting) {
-            return conclude(operation,
-                            {CommonIF::ERROR_LIMIT, operation->variable->display + ": " + std::to_string(mostWaiting) +
-                                                        " requests wait for the variable already"});
+            return conclude(operation, failure(CommonIF::ERROR_LIMIT, operation->variable->display + ": " +
+                                                                          std::to_string(mostWaiting) +
+                                                                          " requests wait for the variable already"));
         }
     }
     // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
@@ -59,18 +60,14 @@ void Changes::submit(ChangeRequest request) {
     turn(*operation->variable);
 }
 
-Verdict Changes::admit(Operation& operation) const {
+Result<> Changes::admit(Operation& operation) const {
     const Variable& variable = *operation.variable;
     const int claimed = operation.claimedRole;
     operation.role = operation.internal ? claimed : m_with.roles.worth(operation.client, claimed);
     if (!variable.definition) {
-        return {CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable"};
+        return failure(CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable");
     }
-    if (operation.role < variable.row.writeLevel) {
-        return {CommonIF::ERROR_ACCESS_DENIED, variable.display + ": role " + std::to_string(operation.role) +
-                                                   " does not reach the write level " +
-                                                   std::to_string(variable.row.writeLevel)};
-    }
+    if (Result<> allowed = writable(variable, operation.role); !allowed) return allowed;
     const VariableRow& row = variable.row;
     switch (operation.kind) {
         case ChangeRequest::Kind::reset:
@@ -83,7 +80,7 @@ Verdict Changes::admit(Operation& operation) const {
         case ChangeRequest::Kind::write:
         case ChangeRequest::Kind::validate: return checkValue(*variable.definition, row.options, operation.proposed);
     }
-    return {CommonIF::ERROR_GENERAL, "unknown kind of change"};
+    return failure(CommonIF::ERROR_GENERAL, "unknown kind of change");
 }
 
 bool Changes::wouldWaitForItself(const Operation& operation) const {
@@ -130,8 +127,8 @@ void Changes::turn(Variable& variable) {
 
 void Changes::begin(const OperationPtr& operation) {
     // Others may have changed the variable while this one waited.
-    const Verdict verdict = admit(*operation);
-    if (!verdict.ok()) return conclude(operation, verdict);
+    const Result<> admitted = admit(*operation);
+    if (!admitted) return conclude(operation, admitted);
     if (operation->kind == ChangeRequest::Kind::options) return store(operation);
     const Variable& variable = *operation->variable;
     if (operation->proposed == variable.row.value) return conclude(operation, {});
@@ -149,13 +146,13 @@ void Changes::judge(const OperationPtr& operation, const std::vector<const Clien
         // Nobody has judged: the variable may need somebody who does, and others may have come.
         if (outcome.withdrawn) return begin(operation);
         operation->result.messages = outcome.messages;
-        if (!outcome.verdict.ok()) return conclude(operation, outcome.verdict);
+        if (!outcome.verdict) return conclude(operation, outcome.verdict);
         // Whoever has unregistered its handlers one by one is still asked, and has no part in it.
         const Variable& asked = *operation->variable;
         if (!outcome.judged && asked.definition && asked.definition->needsProvider) {
             return conclude(operation,
-                            {CommonIF::ERROR_NO_PROVIDER,
-                             asked.display + ": it needs its provider, and nobody who was asked provides it"});
+                            failure(CommonIF::ERROR_NO_PROVIDER,
+                                    asked.display + ": it needs its provider, and nobody who was asked provides it"));
         }
         decided(operation);
     };
@@ -172,7 +169,7 @@ void Changes::awaitProvider(const OperationPtr& operation) {
         return;
     }
     conclude(operation,
-             {CommonIF::ERROR_NO_PROVIDER, variable.display + ": it needs its provider, and none is connected"});
+             failure(CommonIF::ERROR_NO_PROVIDER, variable.display + ": it needs its provider, and none is connected"));
 }
 
 Time Changes::providerExpected(const Variable& variable) const {
@@ -250,8 +247,8 @@ std::optional<Time> Changes::nextDeadline() const {
 
 void Changes::decided(const OperationPtr& operation) {
     // While the providers thought, levels, roles or the definition may have changed.
-    const Verdict verdict = admit(*operation);
-    if (!verdict.ok() || operation->kind == ChangeRequest::Kind::validate) return conclude(operation, verdict);
+    const Result<> admitted = admit(*operation);
+    if (!admitted || operation->kind == ChangeRequest::Kind::validate) return conclude(operation, admitted);
     store(operation);
 }
 
@@ -263,15 +260,15 @@ void Changes::store(const OperationPtr& operation) {
         [this, operation](Batch& batch) {
             // Levels that were set in the batch before this one count already.
             operation->result.verdict = admit(*operation);
-            if (!operation->result.verdict.ok()) return;
+            if (!operation->result.verdict) return;
             operation->transition.emplace(operation->variable->row, next(*operation));
             operation->transition->stage(batch);
         },
-        [this, operation](bool isStored) {
-            if (!operation->result.verdict.ok()) return conclude(operation, operation->result.verdict);
+        [this, operation](const Result<>& isStored) {
+            if (!operation->result.verdict) return conclude(operation, operation->result.verdict);
             if (isStored) return stored(operation);
-            conclude(operation, {CommonIF::ERROR_STORAGE,
-                                 operation->variable->display + ": the service could not store the change"});
+            conclude(operation, failure(errorOf(isStored),
+                                        operation->variable->display + ": the service could not store the change"));
         });
 }
 
@@ -283,7 +280,7 @@ VariableRow Changes::next(const Operation& operation) {
         row.options = operation.options;
         row.defaultIndex = operation.defaultIndex.value_or(kept);
         row.ownOptions = row.options != definition.options || row.defaultIndex != definition.defaultIndex;
-        if (!checkValue(definition, row.options, row.value).ok()) {
+        if (!checkValue(definition, row.options, row.value)) {
             row.value = effectiveDefault(definition, row.options, row.defaultIndex);
         }
     } else {
@@ -306,7 +303,7 @@ void Changes::stored(const OperationPtr& operation) {
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
         // The value stands: what goes wrong now is told, not undone.
-        operation->result.flag = !outcome.verdict.ok();
+        operation->result.flag = !outcome.verdict.has_value();
         for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
         announce(operation);
     };
@@ -327,15 +324,15 @@ void Changes::announce(const OperationPtr& operation) {
     conclude(operation, {});
 }
 
-void Changes::conclude(const OperationPtr& operation, const Verdict& verdict) {
+void Changes::conclude(const OperationPtr& operation, const Result<>& verdict) {
     ChangeResult& result = operation->result;
     result.verdict = verdict;
     Variable& variable = *operation->variable;
-    if (!verdict.ok()) {
-        if (result.messages.empty() && !verdict.message.empty()) result.messages.push_back(verdict.message);
+    if (!verdict) {
+        const Failure& why = verdict.error();
+        if (result.messages.empty() && !why.reason.empty()) result.messages.push_back(why.reason);
         m_with.log(LogLevel::info, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
-                                       operation->client.endpoint +
-                                       " refused: " + CommonIF::eErrorType_Name(verdict.error));
+                                       operation->client.endpoint + " refused: " + CommonIF::eErrorType_Name(why.code));
         const bool changes =
             operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
         if (changes && !operation->awaited && variable.definition) {

@@ -22,7 +22,7 @@ namespace AppConfigService {
 
 /// How a change ended.
 struct ChangeResult {
-    Verdict verdict;
+    Result<> verdict;
     bool flag = false;  ///< done, but a provider had trouble taking it on board
     std::vector<std::string> messages;
     std::string context;          ///< what the providers were told
@@ -107,7 +107,7 @@ private:
         bool turning = false;
     };
 
-    Verdict admit(Operation& operation) const;
+    Result<> admit(Operation& operation) const;
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
@@ -120,7 +120,7 @@ private:
     void store(const OperationPtr& operation);
     void stored(const OperationPtr& operation);
     void announce(const OperationPtr& operation);
-    void conclude(const OperationPtr& operation, const Verdict& verdict);
+    void conclude(const OperationPtr& operation, const Result<>& verdict);
 
     /// \return what the variable holds when \p operation is done.
     static VariableRow next(const Operation& operation);

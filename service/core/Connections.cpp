@@ -136,7 +136,7 @@ void Connections::forgetOverdue() {
         adds = true;
         // Not before the store has: the next start would bring its registrations back, and take the client, which may
         // have come again and been told nothing, for one that has had them all along.
-        m_with.enrolment.forgetInStore(key, [this, key, why](bool stored) {
+        m_with.enrolment.forgetInStore(key, [this, key, why](const Result<>& stored) {
             if (stored) return forget(key, why);
             // Not at once, however short the grace time is: the disk is in trouble.
             const auto pause = std::max(std::chrono::milliseconds(0), storePause - m_with.options.grace);

@@ -93,7 +93,7 @@ void Core::request(ConnectionId id, const Connection& connection, const Frame& f
         case Interception::Action::serve: break;
         case Interception::Action::ignore: return m_connections.end(id, nullptr);
         case Interception::Action::refuse:
-            return m_requests.refuse(call, frame.payload(), decision.error, decision.message);
+            return m_requests.refuse(call, frame.payload(), {decision.error, decision.message});
         case Interception::Action::disconnect: return m_connections.drop(id);
     }
     m_requests.serve(call, frame.payload());
@@ -197,8 +197,8 @@ void Core::flush(Time now) {
 // What is told that it is stored adds further entries: writes that waited for others. They wait for the next call, so
 // that each turn of the loop stores once and nobody is kept waiting by a chain that never ends.
 void Core::store() {
-    const std::string error = m_journal.flush();
-    if (!error.empty()) m_log(LogLevel::error, "could not store: " + error);
+    const Result<> stored = m_journal.flush();
+    if (!stored) m_log(LogLevel::error, "could not store: " + stored.error().reason);
 }
 
 void Core::tick(Time now) {

@@ -35,14 +35,12 @@ public:
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
 
-    /// Reads the store and takes \p definitions into use. To be called once, first. \return whether it worked; if not,
-    /// \p error gets one sentence.
-    bool start(const Definitions& definitions, std::string& error, Time now);
+    /// Reads the store and takes \p definitions into use. To be called once, first.
+    Result<> start(const Definitions& definitions, Time now);
 
     /// Takes other definitions into use: values that they forbid fall back to the default, which is logged and notified
-    /// like any other change. \return whether they are in use; if not, nothing has changed and \p error gets one
-    /// sentence.
-    bool reload(const Definitions& definitions, std::string& error, Time now);
+    /// like any other change. When that fails, nothing has changed.
+    Result<> reload(const Definitions& definitions, Time now);
 
     /// A client of user \p uid has connected; numbers of connections grow. There may be too many: then it is refused
     /// and closed at once; else it has to say hello until helloDeadline has passed. \p internal connections may claim
@@ -101,7 +99,7 @@ private:
     void store() override;
     void finish(const Call& call, AppConfigWire::Status status, const google::protobuf::MessageLite* response);
 
-    bool adoptAll(const Definitions& definitions, std::string& error, bool announce);
+    Result<> adoptAll(const Definitions& definitions, bool announce);
 
     // Each part refers to parts that are declared before it, and to the core itself, which it calls only when it is
     // called.

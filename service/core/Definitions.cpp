@@ -11,10 +11,11 @@
 
 namespace AppConfigService {
 
-bool Core::start(const Definitions& definitions, std::string& error, Time now) {
+Result<> Core::start(const Definitions& definitions, Time now) {
     m_clock.set(now);
-    StoredState state;
-    if (!m_store.load(state, error)) return false;
+    const Result<StoredState> loaded = m_store.load();
+    if (!loaded) return failure(loaded.error());
+    const StoredState& state = *loaded;
     m_journal.restore(state, m_options.newTimeline ? m_options.newTimeline() : newTimelineId());
     m_catalogue.restore(state.variables);
     m_clients.restore(state.clients, now);
@@ -22,17 +23,17 @@ bool Core::start(const Definitions& definitions, std::string& error, Time now) {
         if (m_clients.find(row.client) != nullptr) m_registrations.add(row, 0);
     }
     m_changes.start();
-    return adoptAll(definitions, error, false);
+    return adoptAll(definitions, false);
 }
 
-bool Core::reload(const Definitions& definitions, std::string& error, Time now) {
+Result<> Core::reload(const Definitions& definitions, Time now) {
     m_clock.set(now);
     // What is pending was decided on under the old definitions.
     while (needsFlush()) store();
-    return adoptAll(definitions, error, true);
+    return adoptAll(definitions, true);
 }
 
-bool Core::adoptAll(const Definitions& definitions, std::string& error, bool announce) {
+Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
     std::vector<Adoption> adoptions;
     std::vector<Transition> transitions;
     Batch batch;
@@ -53,7 +54,10 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
         batch.entries.emplace_back(std::move(row));
     });
     // A start that finds all as it was writes nothing.
-    if (!batch.entries.empty() && !m_journal.commit(batch, error)) return false;
+    if (!batch.entries.empty()) {
+        Result<> stored = m_journal.commit(batch);
+        if (!stored) return stored;
+    }
     // Before anybody is told of anything, and before the rest, which the roles decide over.
     const Roles::Changed roles = m_roles.limit(definitions.roleLimits);
 
@@ -79,7 +83,7 @@ bool Core::adoptAll(const Definitions& definitions, std::string& error, bool ann
     m_changes.withdraw(roles.fallen);
     for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();
-    return true;
+    return {};
 }
 
 }  // namespace AppConfigService

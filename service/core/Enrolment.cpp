@@ -11,7 +11,7 @@
 
 namespace AppConfigService {
 
-Verdict Enrolment::roomFor(const Client& client, std::size_t more) const {
+Result<> Enrolment::roomFor(const Client& client, std::size_t more) const {
     const Registrations& registrations = m_with.registrations;
     const std::uint32_t own = m_with.options.ownUid;
     // What the others may not take is left for root and the service's own user.
@@ -25,17 +25,18 @@ Verdict Enrolment::roomFor(const Client& client, std::size_t more) const {
 }
 
 void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-                      Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done) {
+                      Notifier::Reads reads,
+                      const std::function<void(const std::vector<Wanted>&, const Result<>& stored)>& done) {
     Client& client = *m_with.clients.find(key);
     // While something is pending, it may be the removal of what is still there.
     const bool settled = !m_with.journal.pending() && withdrawn.empty();
     std::vector<RegistrationRow> rows;
     std::size_t fresh = 0;
     for (Wanted& one : wanted) {
-        if (!one.verdict.ok()) continue;
+        if (!one.result) continue;
         const Registration* known = m_with.registrations.find(one.row);
-        if (known == nullptr) one.verdict = roomFor(client, fresh + 1);
-        if (!one.verdict.ok()) continue;
+        if (known == nullptr) one.result = roomFor(client, fresh + 1);
+        if (!one.result) continue;
         if (known != nullptr) known->claim = client.connections.claim();
         if (known == nullptr || !settled) ++fresh;
         rows.push_back(one.row);
@@ -43,26 +44,26 @@ void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const st
     if (fresh == 0 && withdrawn.empty()) {
         // Handlers that stood before have heard nothing of what the client has read since.
         m_with.notifier.catchUp(key, rows, Notifier::Reads::doNotCount);
-        return done(wanted, true);
+        return done(wanted, {});
     }
 
     client.record.addPending(fresh);
     const auto staged = std::make_shared<std::vector<RegistrationRow>>(std::move(rows));
     m_with.journal.add(
         [this, key, staged, withdrawn](Batch& batch) { stage(key, *staged, withdrawn, batch); },
-        [this, key, staged, withdrawn, fresh, reads, wanted = std::move(wanted), done](bool stored) mutable {
+        [this, key, staged, withdrawn, fresh, reads, wanted = std::move(wanted), done](const Result<>& stored) mutable {
             // The client may have said goodbye meanwhile; the store hears of that next.
             Client* registered = m_with.clients.find(key);
             if (registered != nullptr) registered->record.removePending(fresh);
             if (!stored) {
                 for (Wanted& one : wanted) {
-                    if (one.verdict.ok()) one.verdict.error = CommonIF::ERROR_STORAGE;
+                    if (one.result) one.result = stored;
                 }
-                return done(wanted, false);
+                return done(wanted, stored);
             }
             for (const RegistrationRow& row : withdrawn) m_with.registrations.remove(row);
             if (registered != nullptr) enter(*registered, *staged, reads);
-            done(wanted, true);
+            done(wanted, stored);
         });
 }
 
@@ -108,20 +109,21 @@ std::vector<RegistrationRow> Enrolment::untold(const ClientKey& key, const std::
     return rows;
 }
 
-void Enrolment::withdraw(const std::vector<RegistrationRow>& rows, const std::function<void(bool stored)>& done) {
+void Enrolment::withdraw(const std::vector<RegistrationRow>& rows,
+                         const std::function<void(const Result<>& stored)>& done) {
     const bool held = std::any_of(rows.begin(), rows.end(), [this](const RegistrationRow& row) {
         return m_with.registrations.find(row) != nullptr;
     });
     // What is pending may be the registration.
-    if (!held && !m_with.journal.pending()) return done(true);
+    if (!held && !m_with.journal.pending()) return done({});
     m_with.journal.add(
         [rows](Batch& batch) {
             for (const RegistrationRow& row : rows) batch.entries.emplace_back(RegistrationRemoved{row});
         },
-        [this, rows, done](bool stored) {
-            if (!stored) return done(false);
+        [this, rows, done](const Result<>& stored) {
+            if (!stored) return done(stored);
             for (const RegistrationRow& row : rows) m_with.registrations.remove(row);
-            done(true);
+            done(stored);
         });
 }
 
@@ -132,7 +134,7 @@ void Enrolment::forget(Client& client) {
     // At once: registrations that come behind this have to bring the row anew.
     client.record.setStored(false);
     m_with.journal.add([key = client.key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
-                       [this, key = client.key, had](bool stored) {
+                       [this, key = client.key, had](const Result<>& stored) {
                            // Registrations that were under way have been entered just before, and are not stored any
                            // more.
                            if (stored) m_with.registrations.removeClient(key);
@@ -141,9 +143,9 @@ void Enrolment::forget(Client& client) {
                        });
 }
 
-void Enrolment::forgetInStore(const ClientKey& key, const std::function<void(bool stored)>& done) {
+void Enrolment::forgetInStore(const ClientKey& key, const std::function<void(const Result<>& stored)>& done) {
     m_with.journal.add([key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
-                       [this, key, done](bool stored) {
+                       [this, key, done](const Result<>& stored) {
                            Client* const client = m_with.clients.find(key);
                            if (client != nullptr && stored) client->record.setStored(false);
                            done(stored);

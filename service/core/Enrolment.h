@@ -31,31 +31,32 @@ public:
     /// A registration that a client asks for.
     struct Wanted {
         RegistrationRow row;
-        Verdict verdict;  ///< of the row itself; then of all that was done with it
+        Result<> result;  ///< of checking the row; then of all that was done with it
     };
 
-    /// Enters those of \p wanted whose verdict is fine and for which there is room, and takes out \p withdrawn, all in
+    /// Enters those of \p wanted that are fine and for which there is room, and takes out \p withdrawn, all in
     /// one transaction; all of it belongs to the client \p key, which is known. Tells the client what it does not know
     /// of that yet. \p done is called once, from here or later: with what became of each, and whether it is stored.
     void enrol(const ClientKey& key, std::vector<Wanted> wanted, const std::vector<RegistrationRow>& withdrawn,
-               Notifier::Reads reads, const std::function<void(const std::vector<Wanted>&, bool stored)>& done);
+               Notifier::Reads reads,
+               const std::function<void(const std::vector<Wanted>&, const Result<>& stored)>& done);
 
     /// \return what the client \p key has not told over its present delivery connection, nor tells with \p wanted. It
     /// has told all that it holds, so it does not hold this any more.
     std::vector<RegistrationRow> untold(const ClientKey& key, const std::vector<Wanted>& wanted) const;
 
     /// Takes \p rows out. \p done is called once, from here or later, with whether that is stored.
-    void withdraw(const std::vector<RegistrationRow>& rows, const std::function<void(bool stored)>& done);
+    void withdraw(const std::vector<RegistrationRow>& rows, const std::function<void(const Result<>& stored)>& done);
 
     /// Takes out, at once, all that \p client is registered for, and has the store forget it.
     void forget(Client& client);
 
     /// Has the store forget the client \p key, which otherwise stays as it is. \p done is called once, later, with
     /// whether that is stored.
-    void forgetInStore(const ClientKey& key, const std::function<void(bool stored)>& done);
+    void forgetInStore(const ClientKey& key, const std::function<void(const Result<>& stored)>& done);
 
 private:
-    Verdict roomFor(const Client& client, std::size_t more) const;
+    Result<> roomFor(const Client& client, std::size_t more) const;
     void stage(const ClientKey& key, std::vector<RegistrationRow>& rows, const std::vector<RegistrationRow>& withdrawn,
                Batch& batch) const;
     void enter(Client& client, const std::vector<RegistrationRow>& rows, Notifier::Reads reads);

@@ -13,22 +13,23 @@ void Journal::add(Stage stage, Done done) {
     m_entries.push_back({std::move(stage), std::move(done)});
 }
 
-bool Journal::store(Batch& batch, std::string& error) {
+Result<> Journal::store(Batch& batch) {
     // A timeline that could not be stored is tried again with the next batch that raises the counter.
     if (batch.changes > m_changes) batch.timeline = m_timelines.beginning(m_changes);
-    if (!m_store.commit(batch, error)) return false;
+    Result<> stored = m_store.commit(batch);
+    if (!stored) return stored;
     m_changes = batch.changes;
     if (batch.timeline) m_timelines.begun(*batch.timeline);
-    return true;
+    return stored;
 }
 
-bool Journal::commit(Batch& batch, std::string& error) {
-    if (!store(batch, error)) return false;
-    m_settled = m_changes;
-    return true;
+Result<> Journal::commit(Batch& batch) {
+    Result<> stored = store(batch);
+    if (stored) m_settled = m_changes;
+    return stored;
 }
 
-std::string Journal::flush() {
+Result<> Journal::flush() {
     std::vector<Entry> entries;
     entries.swap(m_entries);
     if (entries.empty()) return {};
@@ -41,14 +42,13 @@ std::string Journal::flush() {
         reached.push_back(batch.changes);
     }
 
-    std::string error;
     // Entries that were refused meanwhile have added nothing.
-    const bool stored = batch.entries.empty() || store(batch, error);
+    Result<> stored = batch.entries.empty() ? Result<>() : store(batch);
     for (std::size_t i = 0; i < entries.size(); ++i) {
         if (stored) m_settled = reached[i];
         entries[i].done(stored);
     }
-    return stored ? std::string{} : error;
+    return stored;
 }
 
 }  // namespace AppConfigService

@@ -17,7 +17,7 @@ public:
     /// Adds an entry's contents to the batch. Numbers of changes are drawn with nextChange() within it.
     using Stage = std::function<void(Batch&)>;
     /// Told afterwards whether the batch is stored. May add further entries, which wait for the next flush.
-    using Done = std::function<void(bool stored)>;
+    using Done = std::function<void(const Result<>& stored)>;
 
     explicit Journal(StateStore& store) : m_store(store) {}
 
@@ -29,12 +29,11 @@ public:
     bool pending() const { return !m_entries.empty(); }
 
     /// Stores what is pending in one transaction and tells each entry, in the order in which they came.
-    /// \return empty, or one sentence why nothing of it could be stored.
-    std::string flush();
+    /// \return why nothing of it could be stored, which each of them is told as well.
+    Result<> flush();
 
-    /// Stores \p batch, which began at changes(), at once. Nothing is pending. \return whether it is stored; if not,
-    /// \p error gets one sentence.
-    bool commit(Batch& batch, std::string& error);
+    /// Stores \p batch, which began at changes(), at once. Nothing is pending.
+    Result<> commit(Batch& batch);
 
     /// \return the number of the last change that is stored.
     ChangeNumber changes() const { return m_changes; }
@@ -61,7 +60,7 @@ private:
         Done done;
     };
 
-    bool store(Batch& batch, std::string& error);
+    Result<> store(Batch& batch);
 
     StateStore& m_store;
     Timelines m_timelines;

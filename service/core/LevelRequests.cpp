@@ -45,24 +45,24 @@ std::map<VariableName, VariableRow> changedIn(const Batch& batch) {
 
 void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& request) {
     const int role = present(call, request.role());
-    Variable* variable = nullptr;
     ConfigIF::GetAccessLevelsRsp response;
-    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
-    response.set_error(verdict.error);
-    logRefusal(call, request.inst(), verdict);
-    if (verdict.ok()) {
-        response.set_read_level(roleToWire(variable->row.readLevel));
-        response.set_write_level(roleToWire(variable->row.writeLevel));
-        m_with.notifier.noteRead(call.client, *variable, Topic::levels);
+    const Result<Variable*> found = lookUpReadable(request.inst(), role);
+    response.set_error(errorOf(found));
+    logRefusal(call, request.inst(), errorOf(found));
+    if (found) {
+        const Variable& variable = **found;
+        response.set_read_level(roleToWire(variable.row.readLevel));
+        response.set_write_level(roleToWire(variable.row.writeLevel));
+        m_with.notifier.noteRead(call.client, variable, Topic::levels);
     }
     reply(call, response);
 }
 
-Verdict Requests::levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) {
-    if (role < std::max(variable.row.readLevel, variable.row.writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
+Result<> Requests::levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role) {
+    if (role < std::max(variable.row.readLevel, variable.row.writeLevel)) return failure(CommonIF::ERROR_ACCESS_DENIED);
     const int readLevel = request.has_read_level() ? roleFromWire(request.read_level()) : 0;
     const int writeLevel = request.has_write_level() ? roleFromWire(request.write_level()) : 0;
-    if (role < std::max(readLevel, writeLevel)) return {CommonIF::ERROR_ACCESS_DENIED, {}};
+    if (role < std::max(readLevel, writeLevel)) return failure(CommonIF::ERROR_ACCESS_DENIED);
     return {};
 }
 
@@ -71,7 +71,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
     ConfigIF::SetAccessLevelsRsp response;
     const auto refuseAll = [&](Error error) {
         logRefusal(call, std::string(), error);
-        refuseLevels(request, {error, {}}, response);
+        refuseLevels(request, error, response);
         reply(call, response);
     };
     // A level of a later version must not be taken for the lowest.
@@ -83,17 +83,16 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
 
     std::vector<Variable*> allowed;
     for (const ConfigIF::Inst& inst : request.inst()) {
-        Variable* variable = nullptr;
-        Verdict verdict = lookUp(inst, variable);
-        if (verdict.ok()) verdict = levelsAllowed(request, *variable, role);
-        if (verdict.ok()) {
-            allowed.push_back(variable);
+        const Result<Variable*> found = lookUp(inst);
+        const Error error = found ? errorOf(levelsAllowed(request, **found, role)) : found.error().code;
+        if (error == CommonIF::ERROR_NONE) {
+            allowed.push_back(*found);
             continue;
         }
         ConfigIF::AccessLevelErr* entry = response.add_access_error();
         *entry->mutable_inst() = inst;
-        entry->set_error(verdict.error);
-        logRefusal(call, inst, verdict);
+        entry->set_error(error);
+        logRefusal(call, inst, error);
     }
     // Whoever may set nothing has nothing stored.
     if (allowed.empty()) return reply(call, response);
@@ -127,11 +126,11 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
             steps->back().transition.stage(batch);
         }
     };
-    m_with.journal.add(stage, [this, call, request, steps, response](bool stored) {
+    m_with.journal.add(stage, [this, call, request, steps, response](const Result<>& stored) {
         if (!stored) {
-            for (const Step& step : *steps) logRefusal(call, step.variable->display, CommonIF::ERROR_STORAGE);
+            for (const Step& step : *steps) logRefusal(call, step.variable->display, errorOf(stored));
             ConfigIF::SetAccessLevelsRsp refused;
-            refuseLevels(request, {CommonIF::ERROR_STORAGE, {}}, refused);
+            refuseLevels(request, errorOf(stored), refused);
             return reply(call, refused);
         }
         std::vector<const Transition*> entered;

@@ -4,16 +4,17 @@
 
 namespace AppConfigService {
 
-Verdict readName(const ConfigIF::Inst& inst, int namespaceNumber, VariableName& name) {
-    name = {};
+Result<VariableName> readName(const ConfigIF::Inst& inst, int namespaceNumber) {
+    VariableName name;
     if (!AppConfigWire::readNames(inst, name.node, name.nodeInstance, name.attribute, name.attributeInstance)) {
-        return {CommonIF::ERROR_MALFORMED_NAME, "the request names no variable"};
+        return failure(CommonIF::ERROR_MALFORMED_NAME, "the request names no variable");
     }
     const int wanted = AppConfigWire::namespaceOf(inst);
     if (AppConfigWire::carriesNamespace(inst) && wanted != namespaceNumber) {
-        return {CommonIF::ERROR_UNKNOWN_VARIABLE, "this service does not serve namespace " + std::to_string(wanted)};
+        return failure(CommonIF::ERROR_UNKNOWN_VARIABLE,
+                       "this service does not serve namespace " + std::to_string(wanted));
     }
-    return {};
+    return name;
 }
 
 void writeName(const VariableName& name, bool namespaceScoped, int namespaceNumber, ConfigIF::Inst& inst) {

@@ -145,13 +145,13 @@ bool Notifier::askToApply(Client& client) {
 
 void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNumber number,
                        const RoundOutcome& outcome) {
-    if (!outcome.verdict.ok()) {
+    if (!outcome.verdict) {
         m_with.log(LogLevel::warning,
                    variable.display + ": provider " + key.endpoint + " had trouble with a value that it had missed");
     }
     Client* client = m_with.clients.find(key);
     if (client == nullptr) return;
-    client->progress.questionEnded(variable, number, outcome.verdict.ok());
+    client->progress.questionEnded(variable, number, outcome.verdict.has_value());
     advance(*client);
 }
 

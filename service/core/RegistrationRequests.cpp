@@ -13,13 +13,13 @@ using AppConfigWire::lowered;
 
 namespace {
 
-Verdict checkRow(const RegistrationRow& row, bool typeKnown) {
+Result<> checkRow(const RegistrationRow& row, bool typeKnown) {
     if (row.name.empty() || !typeKnown) {
-        return {CommonIF::ERROR_INVALID_REQUEST, "a registration needs a name and a known type"};
+        return failure(CommonIF::ERROR_INVALID_REQUEST, "a registration needs a name and a known type");
     }
     if (row.name.size() > 2 * longestName + 1 || row.callback.size() > longestName ||
         row.requester.size() > longestName) {
-        return {CommonIF::ERROR_LIMIT, "a name of the registration is too long"};
+        return failure(CommonIF::ERROR_LIMIT, "a name of the registration is too long");
     }
     return {};
 }
@@ -33,10 +33,6 @@ RegistrationRow rowOf(const ClientKey& client, const AppConfigWire::Registration
     return {client, row.requester(), lowered(row.name()), row.type(), row.callback(), 0};
 }
 
-Error withdrawalError(bool stored) {
-    return stored ? CommonIF::ERROR_NONE : CommonIF::ERROR_STORAGE;
-}
-
 }  // namespace
 
 void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
@@ -44,7 +40,7 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
     std::vector<Enrolment::Wanted> wanted;
     for (const AppConfigWire::Registration& row : frame.registration()) {
         wanted.push_back({rowOf(call.client, row), {}});
-        wanted.back().verdict = checkRow(wanted.back().row, ConfigIF::CallbackType_IsValid(row.type()));
+        wanted.back().result = checkRow(wanted.back().row, ConfigIF::CallbackType_IsValid(row.type()));
     }
     std::vector<RegistrationRow> withdrawn;
     for (const AppConfigWire::Registration& row : frame.withdrawn()) withdrawn.push_back(rowOf(call.client, row));
@@ -54,49 +50,49 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
     // Each was made with a role, which the service may not have heard of since it started.
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         const int role = frame.registration(static_cast<int>(i)).role();
-        if (wanted[i].verdict.ok()) present(call, static_cast<CommonIF::eSecurityRole>(role));
+        if (wanted[i].result) present(call, static_cast<CommonIF::eSecurityRole>(role));
     }
     // Behind the registrations come what is to be withdrawn and, at the end, whatever else is left of the client.
     const auto others = static_cast<std::size_t>(frame.withdrawn_size()) + (frame.complete() ? 1U : 0U);
     // These may be older than what the client has read since.
     const auto reads = Notifier::Reads::doNotCount;
-    m_with.enrolment.enrol(call.client, std::move(wanted), withdrawn, reads,
-                           [this, call, others, done](const std::vector<Enrolment::Wanted>& all, bool stored) {
-                               AppConfigWire::Frame registered;
-                               registered.set_kind(AppConfigWire::REGISTERED);
-                               registered.set_correlation(call.correlation);
-                               const auto refuse = [&registered](std::size_t index, Error error) {
-                                   AppConfigWire::Refusal* refusal = registered.add_refusal();
-                                   refusal->set_index(static_cast<std::uint32_t>(index));
-                                   refusal->set_error(error);
-                               };
-                               const Enrolment::Wanted* first = nullptr;
-                               for (std::size_t i = 0; i < all.size(); ++i) {
-                                   if (all[i].verdict.ok()) continue;
-                                   if (first == nullptr) first = &all[i];
-                                   refuse(i, all[i].verdict.error);
-                               }
-                               for (std::size_t i = 0; !stored && i < others; ++i)
-                                   refuse(all.size() + i, CommonIF::ERROR_STORAGE);
-                               if (first != nullptr) {
-                                   logRefusal(call, first->row.name, first->verdict.error,
-                                              std::to_string(registered.refusal_size()) + " of " +
-                                                  std::to_string(all.size()) + " at once");
-                               }
-                               done(registered);
-                           });
+    m_with.enrolment.enrol(
+        call.client, std::move(wanted), withdrawn, reads,
+        [this, call, others, done](const std::vector<Enrolment::Wanted>& all, const Result<>& stored) {
+            AppConfigWire::Frame registered;
+            registered.set_kind(AppConfigWire::REGISTERED);
+            registered.set_correlation(call.correlation);
+            const auto refuse = [&registered](std::size_t index, Error error) {
+                AppConfigWire::Refusal* refusal = registered.add_refusal();
+                refusal->set_index(static_cast<std::uint32_t>(index));
+                refusal->set_error(error);
+            };
+            const Enrolment::Wanted* first = nullptr;
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                if (all[i].result) continue;
+                if (first == nullptr) first = &all[i];
+                refuse(i, errorOf(all[i].result));
+            }
+            for (std::size_t i = 0; !stored && i < others; ++i) refuse(all.size() + i, stored.error().code);
+            if (first != nullptr) {
+                logRefusal(
+                    call, first->row.name, errorOf(first->result),
+                    std::to_string(registered.refusal_size()) + " of " + std::to_string(all.size()) + " at once");
+            }
+            done(registered);
+        });
 }
 
 void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request) {
     present(call, request.role());
     Enrolment::Wanted wanted{rowOf(call.client, request), {}};
-    wanted.verdict = checkRow(wanted.row, request.has_type());
+    wanted.result = checkRow(wanted.row, request.has_type());
     m_with.enrolment.enrol(call.client, {wanted}, {}, Notifier::Reads::count,
                            [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](
-                               const std::vector<Enrolment::Wanted>& one, bool /*stored*/) {
-                               logRefusal(call, name, one.front().verdict.error);
+                               const std::vector<Enrolment::Wanted>& one, const Result<>& /*stored*/) {
+                               logRefusal(call, name, errorOf(one.front().result));
                                ConfigIF::RegisterClientCallbackRsp response;
-                               response.set_error(one.front().verdict.error);
+                               response.set_error(errorOf(one.front().result));
                                reply(call, response);
                            });
 }
@@ -110,9 +106,9 @@ void Requests::unregisterCallback(const Call& call, const ConfigIF::UnregisterCl
         reply(call, response);
     };
     const RegistrationRow row = rowOf(call.client, request);
-    const Verdict verdict = checkRow(row, request.has_type());
-    if (!verdict.ok()) return answer(verdict.error);
-    m_with.enrolment.withdraw({row}, [answer](bool stored) { answer(withdrawalError(stored)); });
+    const Result<> fine = checkRow(row, request.has_type());
+    if (!fine) return answer(fine.error().code);
+    m_with.enrolment.withdraw({row}, [answer](const Result<>& stored) { answer(errorOf(stored)); });
 }
 
 void Requests::unregisterAll(const Call& call, const ConfigIF::UnregisterAllClientCallbacksReq& request) {
@@ -121,9 +117,9 @@ void Requests::unregisterAll(const Call& call, const ConfigIF::UnregisterAllClie
         if (*registration.requester == request.client_name()) own.push_back(Registrations::rowOf(registration));
         return true;
     });
-    m_with.enrolment.withdraw(own, [this, call](bool stored) {
+    m_with.enrolment.withdraw(own, [this, call](const Result<>& stored) {
         ConfigIF::UnregisterAllClientCallbacksRsp response;
-        response.set_error(withdrawalError(stored));
+        response.set_error(errorOf(stored));
         reply(call, response);
     });
 }

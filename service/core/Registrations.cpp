@@ -34,9 +34,9 @@ std::uint64_t digestOf(const RegistrationRow& row) {
 
 }  // namespace
 
-Verdict checkRoom(const RegistrationCounts& counts, std::size_t more) {
+Result<> checkRoom(const RegistrationCounts& counts, std::size_t more) {
     const auto full = [](const char* who, std::size_t limit) {
-        return Verdict{CommonIF::ERROR_LIMIT, std::string(who) + std::to_string(limit) + " registrations already"};
+        return failure(CommonIF::ERROR_LIMIT, std::string(who) + std::to_string(limit) + " registrations already");
     };
     if (counts.client + more > mostRegistrations) return full("the client has ", mostRegistrations);
     if (counts.user + more > mostRegistrationsOfUser) return full("its user has ", mostRegistrationsOfUser);

@@ -38,7 +38,7 @@ struct RegistrationCounts {
 };
 
 /// \return whether the client may have \p more; else which limit it has reached.
-Verdict checkRoom(const RegistrationCounts& counts, std::size_t more);
+Result<> checkRoom(const RegistrationCounts& counts, std::size_t more);
 
 /// Who wants to be called for what. Not thread-safe.
 class Registrations {

@@ -16,12 +16,10 @@ using AppConfigWire::roleFromWire;
 
 namespace {
 
-template <typename Request>
-bool tooLong(const Request& request, Verdict& verdict) {
-    if (request.client_name().size() <= longestName) return false;
-    verdict = {CommonIF::ERROR_LIMIT, "the client's name has " + std::to_string(request.client_name().size()) +
-                                          " bytes, the limit is " + std::to_string(longestName)};
-    return true;
+Result<> checkRequester(const std::string& name) {
+    if (name.size() <= longestName) return {};
+    return failure(CommonIF::ERROR_LIMIT, "the client's name has " + std::to_string(name.size()) +
+                                              " bytes, the limit is " + std::to_string(longestName));
 }
 
 Value toValue(const google::protobuf::RepeatedPtrField<std::string>& texts) {
@@ -40,19 +38,19 @@ std::string printable(const std::string& text) {
 
 template <typename Request, typename Response>
 void Requests::row(void (Requests::*member)(const Call&, const Request&)) {
-    const auto refuseRequest = [this](const Call& call, const std::string& payload, const Verdict& verdict) {
+    const auto refuseRequest = [this](const Call& call, const std::string& payload, const Failure& why) {
         Request request;
         if (!request.ParseFromString(payload)) return fail(call, AppConfigWire::UNREADABLE);
-        logRefusal(call, std::string(), verdict.error);
+        logRefusal(call, std::string(), why.code);
         Response response;
-        setRefusalTo(request, response, verdict);
+        setRefusalTo(request, response, why);
         reply(call, response);
     };
     const auto serveRequest = [this, member, refuseRequest](const Call& call, const std::string& payload) {
         Request request;
         if (!request.ParseFromString(payload)) return fail(call, AppConfigWire::UNREADABLE);
-        Verdict verdict;
-        if (tooLong(request, verdict)) return refuseRequest(call, payload, verdict);
+        const Result<> fine = checkRequester(request.client_name());
+        if (!fine) return refuseRequest(call, payload, fine.error());
         (this->*member)(call, request);
     };
     m_rows.emplace(ConfigIF::messageId(Request().GetTypeName()), Row{serveRequest, refuseRequest});
@@ -82,10 +80,10 @@ void Requests::serve(const Call& call, const std::string& payload) {
     found->second.serve(call, payload);
 }
 
-void Requests::refuse(const Call& call, const std::string& payload, Error error, const std::string& message) {
+void Requests::refuse(const Call& call, const std::string& payload, const Failure& why) {
     const auto found = m_rows.find(call.messageId);
     if (found == m_rows.end()) return fail(call, AppConfigWire::UNSUPPORTED);
-    found->second.refuse(call, payload, {error, message});
+    found->second.refuse(call, payload, why);
 }
 
 void Requests::reply(const Call& call, const google::protobuf::MessageLite& response) {
@@ -103,11 +101,11 @@ void Requests::logRefusal(const Call& call, const std::string& name, Error error
                                    " refused: " + CommonIF::eErrorType_Name(error) + (why.empty() ? "" : ", " + why));
 }
 
-void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const {
-    if (verdict.ok()) return;
-    VariableName name;
-    const Verdict named = readName(inst, m_with.options.namespaceNumber, name);
-    logRefusal(call, named.ok() ? displayName(name) : std::string(), verdict.error, named.message);
+void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, Error error) const {
+    if (error == CommonIF::ERROR_NONE) return;
+    const Result<VariableName> name = readName(inst, m_with.options.namespaceNumber);
+    if (name) return logRefusal(call, displayName(*name), error);
+    logRefusal(call, std::string(), error, name.error().reason);
 }
 
 int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
@@ -119,41 +117,36 @@ int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
     return call.internal ? claimed : m_with.roles.worth(call.client, claimed);
 }
 
-Verdict Requests::lookUp(const ConfigIF::Inst& inst, Variable*& variable) const {
-    VariableName name;
-    Verdict verdict = readName(inst, m_with.options.namespaceNumber, name);
-    if (!verdict.ok()) return verdict;
-    variable = m_with.catalogue.find(name);
+Result<Variable*> Requests::lookUp(const ConfigIF::Inst& inst) const {
+    const Result<VariableName> name = readName(inst, m_with.options.namespaceNumber);
+    if (!name) return failure(name.error());
+    Variable* const variable = m_with.catalogue.find(*name);
     if (variable == nullptr || !variable->definition) {
-        return {CommonIF::ERROR_UNKNOWN_VARIABLE, displayName(name) + ": there is no such variable"};
+        return failure(CommonIF::ERROR_UNKNOWN_VARIABLE, displayName(*name) + ": there is no such variable");
     }
-    return {};
+    return variable;
 }
 
-Verdict Requests::readable(const Variable& variable, int role) {
-    if (role >= variable.row.readLevel) return {};
-    return {CommonIF::ERROR_ACCESS_DENIED, variable.display + ": role " + std::to_string(role) +
-                                               " does not reach the read level " +
-                                               std::to_string(variable.row.readLevel)};
-}
-
-Verdict Requests::lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const {
-    Verdict verdict = lookUp(inst, variable);
-    return verdict.ok() ? readable(*variable, role) : verdict;
+Result<Variable*> Requests::lookUpReadable(const ConfigIF::Inst& inst, int role) const {
+    const Result<Variable*> found = lookUp(inst);
+    if (!found) return found;
+    const Result<> allowed = readable(**found, role);
+    if (!allowed) return failure(allowed.error());
+    return found;
 }
 
 void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
     const int role = present(call, request.role());
-    Variable* variable = nullptr;
     ConfigIF::ReadRsp response;
-    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
-    response.set_error(verdict.error);
-    logRefusal(call, request.inst(), verdict);
-    if (verdict.ok()) {
-        for (const std::string& element : variable->row.value) response.add_value(element);
-        response.set_is_default(variable->isDefault());
-        *response.mutable_revision() = m_with.messages.revision(variable->row.changes.value);
-        m_with.notifier.noteRead(call.client, *variable, Topic::value);
+    const Result<Variable*> found = lookUpReadable(request.inst(), role);
+    response.set_error(errorOf(found));
+    logRefusal(call, request.inst(), errorOf(found));
+    if (found) {
+        const Variable& variable = **found;
+        for (const std::string& element : variable.row.value) response.add_value(element);
+        response.set_is_default(variable.isDefault());
+        *response.mutable_revision() = m_with.messages.revision(variable.row.changes.value);
+        m_with.notifier.noteRead(call.client, variable, Topic::value);
     }
     reply(call, response);
 }
@@ -179,13 +172,16 @@ void Requests::change(const Call& call, const ConfigIF::Inst& inst, ChangeReques
         setResult(response, result, requester);
         reply(call, response);
     };
-    const Verdict verdict = lookUp(inst, request.variable);
-    if (verdict.ok()) return m_with.changes.submit(std::move(request));
-    logRefusal(call, inst, verdict);
-    ChangeResult result;
-    result.verdict = verdict;
-    result.messages.push_back(verdict.message);
-    request.reply(result);
+    const Result<Variable*> found = lookUp(inst);
+    if (!found) {
+        logRefusal(call, inst, found.error().code);
+        ChangeResult result;
+        result.verdict = failure(found.error());
+        result.messages.push_back(found.error().reason);
+        return request.reply(result);
+    }
+    request.variable = *found;
+    m_with.changes.submit(std::move(request));
 }
 
 void Requests::write(const Call& call, const ConfigIF::WriteReq& request) {
@@ -214,15 +210,15 @@ void Requests::setOptions(const Call& call, const ConfigIF::SetAttributeOptionsR
 
 void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsReq& request) {
     const int role = present(call, request.role());
-    Variable* variable = nullptr;
     ConfigIF::GetAttributeOptionsRsp response;
-    const Verdict verdict = lookUpReadable(request.inst(), role, variable);
-    response.set_error(verdict.error);
-    logRefusal(call, request.inst(), verdict);
-    if (verdict.ok()) {
-        response.set_default_index(variable->row.defaultIndex);
-        for (const std::string& option : variable->row.options) response.add_option(option);
-        m_with.notifier.noteRead(call.client, *variable, Topic::options);
+    const Result<Variable*> found = lookUpReadable(request.inst(), role);
+    response.set_error(errorOf(found));
+    logRefusal(call, request.inst(), errorOf(found));
+    if (found) {
+        const Variable& variable = **found;
+        response.set_default_index(variable.row.defaultIndex);
+        for (const std::string& option : variable.row.options) response.add_option(option);
+        m_with.notifier.noteRead(call.client, variable, Topic::options);
     }
     reply(call, response);
 }
@@ -234,7 +230,7 @@ void Requests::getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOpt
     if (variable == nullptr) {
         response.set_error(CommonIF::ERROR_UNKNOWN_VARIABLE);
     } else {
-        response.set_error(readable(*variable, role).error);
+        response.set_error(errorOf(readable(*variable, role)));
     }
     logRefusal(call, request.name(), response.error());
     if (response.error() == CommonIF::ERROR_NONE) {

@@ -43,8 +43,8 @@ public:
     /// Serves \p call. The client must be known.
     void serve(const Call& call, const std::string& payload);
 
-    /// Replies to \p call as if it had been refused with \p error.
-    void refuse(const Call& call, const std::string& payload, Error error, const std::string& message);
+    /// Replies to \p call as if it had been refused for \p why.
+    void refuse(const Call& call, const std::string& payload, const Failure& why);
 
     /// Takes over what the client of \p call holds itself registered for, from a REGISTRATIONS frame. \p done gets the
     /// REGISTERED frame that answers it, once what is taken is stored.
@@ -53,7 +53,7 @@ public:
 
 private:
     using Serve = std::function<void(const Call&, const std::string& payload)>;
-    using Refuse = std::function<void(const Call&, const std::string& payload, const Verdict&)>;
+    using Refuse = std::function<void(const Call&, const std::string& payload, const Failure&)>;
     struct Row {
         Serve serve;
         Refuse refuse;
@@ -84,17 +84,17 @@ private:
     /// Logs that \p call, which is about \p name, was refused; nothing when \p error is none.
     /// Values never get into the log.
     void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
-    void logRefusal(const Call& call, const ConfigIF::Inst& inst, const Verdict& verdict) const;
+    void logRefusal(const Call& call, const ConfigIF::Inst& inst, Error error) const;
     /// Notes the role that the client claims. \return what it is worth.
     int present(const Call& call, CommonIF::eSecurityRole role);
-    Verdict lookUp(const ConfigIF::Inst& inst, Variable*& variable) const;
-    Verdict lookUpReadable(const ConfigIF::Inst& inst, int role, Variable*& variable) const;
-    static Verdict readable(const Variable& variable, int role);
+    Result<Variable*> lookUp(const ConfigIF::Inst& inst) const;
+    Result<Variable*> lookUpReadable(const ConfigIF::Inst& inst, int role) const;
+    Result<Variable*> lookUpToSubmit(const ConfigAdmin::SubmitReq& request, int role) const;
     ChangeRequest changeRequest(const Call& call, ChangeRequest::Kind kind, const std::string& requester,
                                 CommonIF::eSecurityRole role);
     template <typename Response>
     void change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request);
-    static Verdict levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
+    static Result<> levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
     void storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                      const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response);
     void describe(const Variable& variable, int role, ConfigAdmin::VariableInfo& info) const;

@@ -53,7 +53,7 @@ void Roles::store(Client& client, bool risen) {
             if (risen) kept->record.countRoleFrom(Journal::nextChange(batch));
             batch.entries.emplace_back(kept->record.row(key));
         },
-        [this, key = client.key, risen](bool stored) {
+        [this, key = client.key, risen](const Result<>& stored) {
             if (stored) return;
             // Not put off by whoever else fails meanwhile.
             if (m_owed.empty()) m_next = m_clock.now() + storePause;

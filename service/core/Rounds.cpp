@@ -98,15 +98,15 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {
         refuse(round, error, "provider " + client.endpoint + " refused without a reason");
-    } else if (round.outcome.verdict.ok()) {
-        round.outcome.verdict = {error, {}};
+    } else if (round.outcome.verdict) {
+        round.outcome.verdict = failure(error);
     }
 }
 
 void Rounds::refuse(Round& round, Error error, const std::string& message) {
     const std::string text = round.about + ": " + message;
     if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(text);
-    if (round.outcome.verdict.ok()) round.outcome.verdict = {error, text};
+    if (round.outcome.verdict) round.outcome.verdict = failure(error, text);
 }
 
 void Rounds::lost(const ClientKey& client) {

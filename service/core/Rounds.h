@@ -17,7 +17,7 @@ using RoundId = std::uint64_t;
 
 /// What the providers said together.
 struct RoundOutcome {
-    Verdict verdict;                    ///< the first refusal, or none
+    Result<> verdict;                   ///< the first refusal, or none
     std::vector<std::string> messages;  ///< everything that they said, refusing or not
     bool withdrawn = true;              ///< every question was withdrawn, so nobody said anything
     bool judged = false;                ///< somebody said more than that it takes no part

@@ -4,9 +4,11 @@
 #include <cstdint>
 #include <string>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 #include "common.pb.h"
+#include "wire/Result.h"
 #include "wire/VariableName.h"
 
 /// The words that every piece of the service shares. Plain values; any thread.
@@ -70,12 +72,18 @@ struct ClientKey {
     bool operator==(const ClientKey& other) const { return uid == other.uid && endpoint == other.endpoint; }
 };
 
-/// Whether something may be, and if not, why: a code for programs and one sentence for people.
-struct Verdict {
-    Error error = CommonIF::ERROR_NONE;
-    std::string message;
+/// Why a request is refused, with the code that its reply carries; or why the service itself cannot go on.
+using Failure = AppConfigWire::FailureOf<Error>;
 
-    bool ok() const { return error == CommonIF::ERROR_NONE; }
-};
+template <typename T = void>
+using Result = AppConfigWire::ResultOf<T, Error>;
+
+using AppConfigWire::failure;
+
+/// \return what a reply says of \p result: ERROR_NONE, or the code of its failure.
+template <typename T>
+Error errorOf(const Result<T>& result) {
+    return result ? CommonIF::ERROR_NONE : result.error().code;
+}
 
 }  // namespace AppConfigService

@@ -20,8 +20,8 @@ std::string quote(const std::string& text) {
     return "\"" + text.substr(0, longestQuote) + "...\"";
 }
 
-Verdict refuse(const VariableDefinition& definition, Error error, const std::string& reason) {
-    return {error, displayName(definition.name) + ": " + reason};
+Result<> refuse(const VariableDefinition& definition, Error error, const std::string& reason) {
+    return failure(error, displayName(definition.name) + ": " + reason);
 }
 
 bool isBool(const std::string& text) {
@@ -29,7 +29,7 @@ bool isBool(const std::string& text) {
            (text.size() == 5 && strcasecmp(text.c_str(), "false") == 0);
 }
 
-Verdict checkNumber(const VariableDefinition& definition, const std::string& text) {
+Result<> checkNumber(const VariableDefinition& definition, const std::string& text) {
     const std::optional<std::int64_t> number = readNumber(text);
     if (!number) {
         return refuse(definition, CommonIF::ERROR_WRONG_TYPE, quote(text) + " is not a whole number of 32 bits");
@@ -45,7 +45,7 @@ Verdict checkNumber(const VariableDefinition& definition, const std::string& tex
     return {};
 }
 
-Verdict checkText(const VariableDefinition& definition, const std::string& text) {
+Result<> checkText(const VariableDefinition& definition, const std::string& text) {
     if (definition.maxLength && text.size() > *definition.maxLength) {
         return refuse(definition, CommonIF::ERROR_TOO_LONG,
                       "the text has " + std::to_string(text.size()) + " bytes, the limit is " +
@@ -94,7 +94,7 @@ std::optional<std::int64_t> readNumber(const std::string& text) {
     return number;
 }
 
-Verdict checkElement(const VariableDefinition& definition, const std::string& text) {
+Result<> checkElement(const VariableDefinition& definition, const std::string& text) {
     switch (definition.type) {
         case ConfigAdmin::INT: return checkNumber(definition, text);
         case ConfigAdmin::BOOL:
@@ -106,7 +106,7 @@ Verdict checkElement(const VariableDefinition& definition, const std::string& te
     return refuse(definition, CommonIF::ERROR_GENERAL, "the variable has no type that this service knows");
 }
 
-Verdict checkValue(const VariableDefinition& definition, const Value& options, const Value& value) {
+Result<> checkValue(const VariableDefinition& definition, const Value& options, const Value& value) {
     std::size_t bytes = 0;
     for (const std::string& element : value) bytes += element.size();
     if (bytes > longestElement) {
@@ -126,8 +126,8 @@ Verdict checkValue(const VariableDefinition& definition, const Value& options, c
             "the list has " + std::to_string(value.size()) + " elements, the limit is " + std::to_string(most));
     }
     for (const std::string& element : value) {
-        Verdict verdict = checkElement(definition, element);
-        if (!verdict.ok()) return verdict;
+        Result<> fine = checkElement(definition, element);
+        if (!fine) return fine;
         // Options are compared by bytes: whoever shows them looks the value up among them.
         if (!options.empty() && std::find(options.begin(), options.end(), element) == options.end()) {
             return refuse(definition, CommonIF::ERROR_NOT_AN_OPTION,
@@ -137,7 +137,7 @@ Verdict checkValue(const VariableDefinition& definition, const Value& options, c
     return {};
 }
 
-Verdict checkOptions(const VariableDefinition& definition, const Value& options, std::uint32_t defaultIndex) {
+Result<> checkOptions(const VariableDefinition& definition, const Value& options, std::uint32_t defaultIndex) {
     if (options.size() > mostOptions) {
         return refuse(definition, CommonIF::ERROR_LIMIT,
                       std::to_string(options.size()) + " options, the limit is " + std::to_string(mostOptions));
@@ -145,8 +145,8 @@ Verdict checkOptions(const VariableDefinition& definition, const Value& options,
     std::size_t bytes = 0;
     for (const std::string& option : options) {
         bytes += option.size();
-        Verdict verdict = checkElement(definition, option);
-        if (!verdict.ok()) return verdict;
+        Result<> fine = checkElement(definition, option);
+        if (!fine) return fine;
     }
     if (bytes > longestElement) {
         return refuse(definition, CommonIF::ERROR_LIMIT,
@@ -162,7 +162,7 @@ Verdict checkOptions(const VariableDefinition& definition, const Value& options,
 }
 
 Value effectiveDefault(const VariableDefinition& definition, const Value& options, std::uint32_t defaultIndex) {
-    if (options.empty() || checkValue(definition, options, definition.defaultValue).ok()) {
+    if (options.empty() || checkValue(definition, options, definition.defaultValue)) {
         return definition.defaultValue;
     }
     return {options[std::min<std::size_t>(defaultIndex, options.size() - 1)]};

@@ -19,14 +19,14 @@ std::optional<std::int64_t> readNumber(const std::string& text);
 
 /// \return whether \p text is one value, or one element of a list, that has the variable's type and keeps its limits.
 /// Options are not looked at.
-Verdict checkElement(const VariableDefinition& definition, const std::string& text);
+Result<> checkElement(const VariableDefinition& definition, const std::string& text);
 
 /// \return whether the variable may hold \p value while \p options are its options.
-Verdict checkValue(const VariableDefinition& definition, const Value& options, const Value& value);
+Result<> checkValue(const VariableDefinition& definition, const Value& options, const Value& value);
 
 /// \return whether \p options may be the variable's options with \p defaultIndex among them; without options the index
 /// must be 0.
-Verdict checkOptions(const VariableDefinition& definition, const Value& options, std::uint32_t defaultIndex);
+Result<> checkOptions(const VariableDefinition& definition, const Value& options, std::uint32_t defaultIndex);
 
 /// \return the value that the variable takes when nobody has set one: the defined default if the options allow it, else
 /// the option at \p defaultIndex.

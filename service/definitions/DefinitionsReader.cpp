@@ -21,8 +21,7 @@ using google::protobuf::TextFormat;
 /// Collects what protobuf's parser finds; the parser counts lines from 0.
 class ParserComplaints : public google::protobuf::io::ErrorCollector {
 public:
-    ParserComplaints(std::string file, std::vector<std::string>& complaints)
-        : m_file(std::move(file)), m_complaints(complaints) {}
+    ParserComplaints(std::string file, Complaints& complaints) : m_file(std::move(file)), m_complaints(complaints) {}
 
     void AddError(int line, google::protobuf::io::ColumnNumber column, const std::string& message) override {
         m_complaints.push_back(m_file + ":" + std::to_string(line + 1) + ": " + message + " (column " +
@@ -31,13 +30,13 @@ public:
 
 private:
     std::string m_file;
-    std::vector<std::string>& m_complaints;
+    Complaints& m_complaints;
 };
 
 /// Turns one parsed file into definitions, complaining with the line of the field that is at fault.
 class Converter {
 public:
-    Converter(const std::string& file, std::vector<std::string>& complaints, std::map<VariableName, std::string>& seen)
+    Converter(const std::string& file, Complaints& complaints, std::map<VariableName, std::string>& seen)
         : m_file(file), m_complaints(complaints), m_seen(seen) {}
 
     void convert(const AppConfigDefinitions::Definitions& parsed, const TextFormat::ParseInfoTree& lines,
@@ -177,22 +176,25 @@ private:
         definition.options.assign(v.option().begin(), v.option().end());
         definition.defaultIndex = v.default_index();
         for (int i = 0; i < v.option_size(); ++i) {
-            const Verdict verdict = checkElement(definition, v.option(i));
-            if (!verdict.ok()) complain("option", i, verdict.message);
+            const Result<> fine = checkElement(definition, v.option(i));
+            if (!fine) complain("option", i, fine.error().reason);
             const auto before = definition.options.begin() + i;
             if (std::find(definition.options.begin(), before, v.option(i)) != before) {
                 complain("option", i, "the option \"" + v.option(i) + "\" is there twice");
             }
         }
-        const Verdict options = checkOptions(definition, definition.options, definition.defaultIndex);
-        if (options.error == CommonIF::ERROR_INDEX_OUT_OF_RANGE) complain("default_index", -1, options.message);
-        if (options.error == CommonIF::ERROR_LIMIT) complain("option", 0, options.message);
+        const Result<> options = checkOptions(definition, definition.options, definition.defaultIndex);
         // An option that is refused hides what is wrong with the index; nothing below may rely on either.
-        if (!options.ok()) return;
+        if (!options) {
+            const Failure& why = options.error();
+            if (why.code == CommonIF::ERROR_INDEX_OUT_OF_RANGE) complain("default_index", -1, why.reason);
+            if (why.code == CommonIF::ERROR_LIMIT) complain("option", 0, why.reason);
+            return;
+        }
         definition.defaultValue.assign(v.default_value().begin(), v.default_value().end());
         if (definition.defaultValue.empty()) definition.defaultValue = impliedDefault(definition);
-        const Verdict value = checkValue(definition, definition.options, definition.defaultValue);
-        if (!value.ok()) complain("default_value", 0, "the default is refused: " + value.message);
+        const Result<> value = checkValue(definition, definition.options, definition.defaultValue);
+        if (!value) complain("default_value", 0, "the default is refused: " + value.error().reason);
     }
 
     static Value impliedDefault(const VariableDefinition& definition) {
@@ -228,7 +230,7 @@ private:
     }
 
     const std::string& m_file;
-    std::vector<std::string>& m_complaints;
+    Complaints& m_complaints;
     std::map<VariableName, std::string>& m_seen;
     int m_line = 0;
     const TextFormat::ParseInfoTree* m_lines = nullptr;
@@ -237,9 +239,8 @@ private:
 
 }  // namespace
 
-bool readDefinitions(const std::vector<DefinitionsText>& texts, Definitions& definitions,
-                     std::vector<std::string>& complaints) {
-    const std::size_t before = complaints.size();
+tl::expected<Definitions, Complaints> readDefinitions(const std::vector<DefinitionsText>& texts) {
+    Complaints complaints;
     Definitions result;
     std::map<VariableName, std::string> seen;
     for (const DefinitionsText& text : texts) {
@@ -253,15 +254,13 @@ bool readDefinitions(const std::vector<DefinitionsText>& texts, Definitions& def
         if (parser.ParseFromString(text.text, &parsed))
             Converter(text.file, complaints, seen).convert(parsed, lines, result);
     }
-    if (complaints.size() != before) return false;
-    definitions = std::move(result);
-    return true;
+    if (!complaints.empty()) return tl::unexpected(std::move(complaints));
+    return result;
 }
 
-bool readDefinitionFiles(const std::vector<std::string>& files, Definitions& definitions,
-                         std::vector<std::string>& complaints) {
+tl::expected<Definitions, Complaints> readDefinitionFiles(const std::vector<std::string>& files) {
     std::vector<DefinitionsText> texts;
-    const std::size_t before = complaints.size();
+    Complaints complaints;
     for (const std::string& file : files) {
         std::ifstream in(file, std::ios::binary);
         std::ostringstream text;
@@ -274,7 +273,8 @@ bool readDefinitionFiles(const std::vector<std::string>& files, Definitions& def
         }
         texts.push_back({file, text.str()});
     }
-    return complaints.size() == before && readDefinitions(texts, definitions, complaints);
+    if (!complaints.empty()) return tl::unexpected(std::move(complaints));
+    return readDefinitions(texts);
 }
 
 }  // namespace AppConfigService

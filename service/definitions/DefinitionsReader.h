@@ -13,14 +13,15 @@ struct DefinitionsText {
     std::string text;
 };
 
-/// Reads definitions in protobuf's text format and checks them against themselves.
-/// \return whether all of \p texts are fine. If not, \p definitions is untouched and \p complaints gets one line for
-/// each fault, `FILE:LINE: reason`. Any thread; does not block.
-bool readDefinitions(const std::vector<DefinitionsText>& texts, Definitions& definitions,
-                     std::vector<std::string>& complaints);
+/// One line for each fault of definitions, `FILE:LINE: reason`; whoever edits them wants to know all at once.
+using Complaints = std::vector<std::string>;
 
-/// The same for files. A file that cannot be read is a fault like any other. Blocks while it reads.
-bool readDefinitionFiles(const std::vector<std::string>& files, Definitions& definitions,
-                         std::vector<std::string>& complaints);
+/// Reads definitions in protobuf's text format and checks them against themselves.
+/// \return what \p texts define together, or what is wrong with them. Any thread; does not block.
+tl::expected<Definitions, Complaints> readDefinitions(const std::vector<DefinitionsText>& texts);
+
+/// The same for files. A file that cannot be read is a fault like any other; then no text is looked at. Blocks while it
+/// reads.
+tl::expected<Definitions, Complaints> readDefinitionFiles(const std::vector<std::string>& files);
 
 }  // namespace AppConfigService

@@ -24,11 +24,14 @@ std::string joined(const std::vector<std::string>& lines) {
     return text;
 }
 
-bool read(const std::string& text, Definitions& definitions, std::string* error) {
-    std::vector<std::string> complaints;
-    if (readDefinitions({{"definitions", text}}, definitions, complaints)) return true;
-    if (error != nullptr) *error = joined(complaints);
-    return false;
+Result<Definitions> read(const std::string& text) {
+    auto definitions = readDefinitions({{"definitions", text}});
+    if (!definitions) return failure(CommonIF::ERROR_INVALID_REQUEST, joined(definitions.error()));
+    return std::move(*definitions);
+}
+
+tl::unexpected<Failure> notRunning() {
+    return failure(CommonIF::ERROR_UNAVAILABLE, "the service does not run");
 }
 
 /// Something that one thread waits for and another is to do. The waiting also ends when the other thread never does it:
@@ -84,21 +87,18 @@ EmbeddedService::~EmbeddedService() {
     stop();
 }
 
-bool EmbeddedService::start(std::string* error) {
+Result<> EmbeddedService::start() {
     const AppConfig::PlainLock lifecycle(m_lifecycle);
-    if (current()) return true;
-    Definitions definitions;
-    if (!read(m_definitions, definitions, error)) return false;
+    if (current()) return {};
+    const Result<Definitions> definitions = read(m_definitions);
+    if (!definitions) return failure(definitions.error());
     auto running = std::make_shared<Running>(*m_store, m_options);
-    std::string reason;
-    if (!running->server.start(definitions, reason)) {
-        if (error != nullptr) *error = reason;
-        return false;
-    }
+    Result<> started = running->server.start(*definitions);
+    if (!started) return started;
     running->server.withCore([interceptor = m_interceptor](Core& core) { core.intercept(interceptor); });
     running->thread = std::thread([raw = running.get()] { raw->io.run(); });
     setCurrent(std::move(running));
-    return true;
+    return {};
 }
 
 void EmbeddedService::stop() {
@@ -147,21 +147,19 @@ int EmbeddedService::connect(const std::string& endpoint) {
     return ends[0];
 }
 
-bool EmbeddedService::reload(const std::string& text, std::string* error) {
-    Definitions definitions;
-    if (!read(text, definitions, error)) return false;
-    std::string reason;
-    bool reloaded = false;
-    const bool ran = post([&](Server& server) { reloaded = server.reload(definitions, reason); });
-    if (!ran) reason = "the service does not run";
-    if (error != nullptr && !reloaded) *error = reason;
-    if (!reloaded) return false;
+Result<> EmbeddedService::reload(const std::string& text) {
+    const Result<Definitions> definitions = read(text);
+    if (!definitions) return failure(definitions.error());
+    Result<> reloaded;
+    const Result<> ran = post([&](Server& server) { reloaded = server.reload(*definitions); });
+    if (!ran) return ran;
+    if (!reloaded) return reloaded;
     const AppConfig::PlainLock lifecycle(m_lifecycle);
     m_definitions = text;
-    return true;
+    return {};
 }
 
-bool EmbeddedService::call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response) {
+Result<> EmbeddedService::call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response) {
     const auto reply = std::make_shared<AppConfigWire::Frame>();
     auto awaited = std::make_shared<Awaited>();
     // No reference to what runs is kept: with the service go its calls, and with these the waiting.
@@ -174,8 +172,10 @@ bool EmbeddedService::call(const google::protobuf::MessageLite& request, google:
             });
         });
     }
-    return Awaited::await(std::move(awaited)) && reply->status() == AppConfigWire::OK &&
-           reply->kind() == AppConfigWire::REPLY && response.ParseFromString(reply->payload());
+    if (!Awaited::await(std::move(awaited))) return notRunning();
+    const bool served = reply->kind() == AppConfigWire::REPLY && reply->status() == AppConfigWire::OK;
+    if (served && response.ParseFromString(reply->payload())) return {};
+    return failure(CommonIF::ERROR_NOT_SUPPORTED, request.GetTypeName() + " is not served");
 }
 
 void EmbeddedService::intercept(Interceptor interceptor) {
@@ -192,11 +192,11 @@ void EmbeddedService::disconnect(const std::string& clientEndpoint) {
     });
 }
 
-bool EmbeddedService::onServiceThread(const std::function<void(Core&)>& work) {
+Result<> EmbeddedService::onServiceThread(const std::function<void(Core&)>& work) {
     return post([&](Server& server) { server.withCore(work); });
 }
 
-bool EmbeddedService::post(const std::function<void(Server&)>& work) {
+Result<> EmbeddedService::post(const std::function<void(Server&)>& work) {
     auto awaited = std::make_shared<Awaited>();
     if (const std::shared_ptr<Running> running = current()) {
         // The work is the caller's, who waits until this has run or never will.
@@ -205,7 +205,8 @@ bool EmbeddedService::post(const std::function<void(Server&)>& work) {
             awaited->done();
         });
     }
-    return Awaited::await(std::move(awaited));
+    if (!Awaited::await(std::move(awaited))) return notRunning();
+    return {};
 }
 
 std::shared_ptr<EmbeddedService::Running> EmbeddedService::current() const {

@@ -34,9 +34,9 @@ public:
     EmbeddedService(const EmbeddedService&) = delete;
     EmbeddedService& operator=(const EmbeddedService&) = delete;
 
-    /// Starts the service, or does nothing when it runs. \return whether it runs now; if not, \p error (when given)
-    /// gets what is wrong with the definitions or the store. Blocks until clients can connect.
-    bool start(std::string* error = nullptr);
+    /// Starts the service, or does nothing when it runs. Fails with ERROR_INVALID_REQUEST and a line for each fault of
+    /// the definitions, or with what the store says. Blocks until clients can connect.
+    Result<> start();
 
     /// Breaks off every connection and ends the service's thread; what was acknowledged stays in the store. Nothing
     /// happens when it does not run. Blocks until the thread has ended.
@@ -48,15 +48,15 @@ public:
     /// while the service does not run, ENOENT when \p endpoint is not the service's name, or what the system said.
     int connect(const std::string& endpoint) override;
 
-    /// Replaces the definitions, as a signal does for the program. \return whether they are in use now; if not, the old
-    /// ones stay and \p error gets the reasons.
-    bool reload(const std::string& definitions, std::string* error = nullptr);
+    /// Replaces the definitions, as a signal does for the program. Fails as start() does, or with ERROR_UNAVAILABLE
+    /// when the service does not run; then the old ones stay.
+    Result<> reload(const std::string& definitions);
 
     /// Sends \p request as another client of the service's own user would, and waits for the reply. Do not call it from
     /// a handler that the service is waiting for.
-    /// \return whether \p response was filled; false when the service does not run, ends meanwhile or does not know the
-    /// request.
-    bool call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response);
+    /// \return whether \p response was filled. Fails with ERROR_UNAVAILABLE when the service does not run or ends
+    /// meanwhile, and with ERROR_NOT_SUPPORTED when it does not know the request.
+    Result<> call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response);
 
     /// Asks \p interceptor, on the service's thread, about each request and one-way message of a client before it is
     /// served; call() is not asked about. It must not block. An empty function ends that. Stays across stop and start.
@@ -67,16 +67,16 @@ public:
     /// connect again at once. Blocks until it is done.
     void disconnect(const std::string& clientEndpoint = {});
 
-    /// Runs \p work on the service's thread and waits for it. \return false, without running it, when the service does
-    /// not run.
-    bool onServiceThread(const std::function<void(Core&)>& work);
+    /// Runs \p work on the service's thread and waits for it. Fails with ERROR_UNAVAILABLE, without running it, when
+    /// the service does not run.
+    Result<> onServiceThread(const std::function<void(Core&)>& work);
 
 private:
     struct Running;
 
     std::shared_ptr<Running> current() const;
     void setCurrent(std::shared_ptr<Running> running);
-    bool post(const std::function<void(Server&)>& work);
+    Result<> post(const std::function<void(Server&)>& work);
 
     const ServiceOptions m_options;
     const std::shared_ptr<StateStore> m_store;

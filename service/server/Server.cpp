@@ -49,14 +49,14 @@ void Server::closeAll() {
     m_sessions.clear();
 }
 
-bool Server::start(const Definitions& definitions, std::string& error) {
-    const bool started = m_core.start(definitions, error, Clock::now());
+Result<> Server::start(const Definitions& definitions) {
+    Result<> started = m_core.start(definitions, Clock::now());
     settle();
     return started;
 }
 
-bool Server::reload(const Definitions& definitions, std::string& error) {
-    const bool reloaded = m_core.reload(definitions, error, Clock::now());
+Result<> Server::reload(const Definitions& definitions) {
+    Result<> reloaded = m_core.reload(definitions, Clock::now());
     settle();
     return reloaded;
 }

@@ -20,10 +20,10 @@ public:
     ~Server() override;
 
     /// See Core::start().
-    bool start(const Definitions& definitions, std::string& error);
+    Result<> start(const Definitions& definitions);
 
     /// See Core::reload().
-    bool reload(const Definitions& definitions, std::string& error);
+    Result<> reload(const Definitions& definitions);
 
     /// Serves the client at the other end of \p socket.
     void adopt(asio::local::stream_protocol::socket socket);

@@ -56,13 +56,13 @@ void Session::pump() {
     bool drained = false;
     // A client that does not take its replies is not read from either.
     while (!m_closed && m_queue.bytes() < writeSize && m_events->accepting(m_id)) {
-        const AppConfigWire::FrameDecoder::Result result = m_decoder.next(frame);
-        if (result == AppConfigWire::FrameDecoder::Result::more) {
-            drained = true;
+        const auto found = m_decoder.next(frame);
+        if (!found) {
+            m_events->onInvalid(m_id, found.error().reason);
             break;
         }
-        if (result == AppConfigWire::FrameDecoder::Result::invalid) {
-            m_events->onInvalid(m_id, m_decoder.error());
+        if (!*found) {
+            drained = true;
             break;
         }
         m_events->onFrame(m_id, frame);

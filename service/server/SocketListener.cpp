@@ -15,8 +15,13 @@ namespace AppConfigService {
 
 namespace {
 
-std::string because(const std::string& what, int error) {
-    return what + ": " + std::strerror(error);
+/// \return a failure to get hold of the name or the socket; whoever starts the service can mend it.
+tl::unexpected<Failure> unavailable(std::string reason) {
+    return failure(CommonIF::ERROR_UNAVAILABLE, std::move(reason));
+}
+
+tl::unexpected<Failure> because(const std::string& what, int error) {
+    return unavailable(what + ": " + std::strerror(error));
 }
 
 }  // namespace
@@ -32,47 +37,46 @@ SocketListener::~SocketListener() {
     if (own) unlink(m_path.c_str());
 }
 
-std::string SocketListener::claim(const std::string& directory, const std::string& name) {
-    if (!AppConfigWire::isEndpointName(name)) return "'" + name + "' is not a valid name for a service";
-    std::string error = AppConfigWire::prepareRuntimeDirectory(directory);
-    if (error.empty()) error = AppConfigWire::prepareEndpointDirectory(directory, name);
-    if (!error.empty()) return error;
-    const AppConfigWire::EndpointPath path = AppConfigWire::endpointPath(directory, name);
-    if (!path.error.empty()) return path.error;
+Result<> SocketListener::claim(const std::string& directory, const std::string& name) {
+    const auto path = AppConfigWire::endpointPath(directory, name);
+    if (!path) return unavailable(path.error().reason);
+    auto prepared = AppConfigWire::prepareRuntimeDirectory(directory);
+    if (prepared) prepared = AppConfigWire::prepareEndpointDirectory(directory, name);
+    if (!prepared) return unavailable(prepared.error().reason);
 
-    const std::string lockPath = path.path + ".lock";
+    const std::string lockPath = *path + ".lock";
     AppConfigWire::FileDescriptor lock(open(lockPath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
     if (!lock.isOpen()) return because("the lock file " + lockPath + " cannot be opened", errno);
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) return because("the lock file " + lockPath + " cannot be locked", errno);
-        return "a service called " + name + " runs in " + directory + " already";
+        return unavailable("a service called " + name + " runs in " + directory + " already");
     }
-    m_path = path.path;
+    m_path = *path;
     m_lock = std::move(lock);
     return {};
 }
 
-std::string SocketListener::listen(Accepted accepted) {
+Result<> SocketListener::listen(Accepted accepted) {
     m_accepted = std::move(accepted);
     struct stat status {};
     if (lstat(m_path.c_str(), &status) == 0) {
-        if (!S_ISSOCK(status.st_mode)) return m_path + " exists and is not a socket";
+        if (!S_ISSOCK(status.st_mode)) return unavailable(m_path + " exists and is not a socket");
         // The lock is ours, so whoever made this socket is dead.
         if (unlink(m_path.c_str()) != 0) return because("the old socket " + m_path + " cannot be removed", errno);
     }
     asio::error_code error;
     m_acceptor.open(asio::local::stream_protocol(), error);
     if (!error) m_acceptor.bind(asio::local::stream_protocol::endpoint(m_path), error);
-    if (error) return "the socket " + m_path + " cannot be made: " + error.message();
+    if (error) return unavailable("the socket " + m_path + " cannot be made: " + error.message());
     m_bound = true;
-    // Who may connect is the directory's matter; what a client may do, its user's.
+    // The directory decides who may connect; what a client may do depends on its user.
     if (chmod(m_path.c_str(), 0666) != 0 || lstat(m_path.c_str(), &status) != 0) {
         return because("the socket " + m_path + " cannot be opened to clients", errno);
     }
     m_device = status.st_dev;
     m_inode = status.st_ino;
     m_acceptor.listen(asio::socket_base::max_listen_connections, error);
-    if (error) return "the socket " + m_path + " takes no clients: " + error.message();
+    if (error) return unavailable("the socket " + m_path + " takes no clients: " + error.message());
     accept();
     return {};
 }

@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 
+#include "core/Types.h"
 #include "wire/FileDescriptor.h"
 
 namespace AppConfigService {
@@ -24,13 +25,12 @@ public:
     SocketListener(const SocketListener&) = delete;
     SocketListener& operator=(const SocketListener&) = delete;
 
-    /// Claims \p name in \p directory, which is created when missing. \return empty, or one sentence why it cannot be
-    /// had; then nothing has been touched that belongs to another service.
-    std::string claim(const std::string& directory, const std::string& name);
+    /// Claims \p name in \p directory, which is created when missing. Fails with ERROR_UNAVAILABLE when it
+    /// cannot be had; then nothing has been touched that belongs to another service.
+    Result<> claim(const std::string& directory, const std::string& name);
 
-    /// Lets clients connect and gives each to \p accepted. After claim(). \return empty, or one sentence that says what
-    /// failed.
-    std::string listen(Accepted accepted);
+    /// Lets clients connect and gives each to \p accepted. After claim(). Fails with ERROR_UNAVAILABLE.
+    Result<> listen(Accepted accepted);
 
     /// \return where the socket is, after claim().
     const std::string& path() const { return m_path; }

@@ -31,28 +31,25 @@ struct MemoryStore::Apply {
     void operator()(const RegistrationRemoved& removed) { store.m_registrations.erase(removed.registration); }
 };
 
-bool MemoryStore::load(StoredState& state, std::string&) {
-    state = {};
+Result<StoredState> MemoryStore::load() {
+    StoredState state;
     state.timelines = m_timelines;
     state.changes = m_changes;
     for (const auto& entry : m_variables) state.variables.push_back(entry.second);
     for (const auto& entry : m_clients) state.clients.push_back(entry.second);
     state.registrations.assign(m_registrations.begin(), m_registrations.end());
-    return true;
+    return state;
 }
 
-bool MemoryStore::commit(const Batch& batch, std::string& error) {
-    if (!m_failure.empty()) {
-        error = m_failure;
-        return false;
-    }
+Result<> MemoryStore::commit(const Batch& batch) {
+    if (!m_failure.empty()) return failure(CommonIF::ERROR_STORAGE, m_failure);
     for (const StoredChange& entry : batch.entries) std::visit(Apply{*this}, entry);
     m_changes = batch.changes;
     if (batch.timeline) {
         m_timelines.push_back(*batch.timeline);
         if (m_timelines.size() > mostTimelines) m_timelines.erase(m_timelines.begin());
     }
-    return true;
+    return {};
 }
 
 }  // namespace AppConfigService

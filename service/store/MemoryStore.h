@@ -16,8 +16,8 @@ public:
     /// \p timeline is the first one's number.
     explicit MemoryStore(std::uint64_t timeline = newTimelineId()) : m_timelines{{timeline, 0}} {}
 
-    bool load(StoredState& state, std::string& error) override;
-    bool commit(const Batch& batch, std::string& error) override;
+    Result<StoredState> load() override;
+    Result<> commit(const Batch& batch) override;
 
     /// From now on commit() fails with \p reason; with an empty reason it works again.
     void failWith(std::string reason) { m_failure = std::move(reason); }

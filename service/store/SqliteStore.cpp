@@ -135,8 +135,8 @@ struct SqliteStore::Database {
         statement.bind(":callback", row.callback);
     }
 
-    /// Fills \p state, which is empty.
-    void read(StoredState& state) {
+    StoredState read() {
+        StoredState state;
         SQLite::Statement own(connection, "SELECT changes FROM state");
         if (!own.executeStep()) throw SQLite::Exception("it is not the state of a service");
         state.changes = numberIn(own.getColumn("changes"));
@@ -153,6 +153,7 @@ struct SqliteStore::Database {
                                      numberIn(clients.getColumn("role_since"))});
         }
         readRegistrations(state);
+        return state;
     }
 
     void readVariables(StoredState& state) {
@@ -207,35 +208,28 @@ SqliteStore::SqliteStore(std::string file) : m_file(std::move(file)) {}
 
 SqliteStore::~SqliteStore() = default;
 
-bool SqliteStore::load(StoredState& state, std::string& error) {
-    state = {};
+Result<StoredState> SqliteStore::load() {
     try {
         if (!m_database) m_database = std::make_unique<Database>(m_file);
-        m_database->read(state);
-        return true;
+        return m_database->read();
     } catch (const SQLite::Exception& exception) {
-        error = "the state file " + m_file + " cannot be used: " + exception.what();
         m_database.reset();
-        return false;
+        return failure(CommonIF::ERROR_STORAGE, "the state file " + m_file + " cannot be used: " + exception.what());
     }
 }
 
-bool SqliteStore::commit(const Batch& batch, std::string& error) {
-    if (!m_database) {
-        error = "the state file " + m_file + " is not open";
-        return false;
-    }
+Result<> SqliteStore::commit(const Batch& batch) {
+    if (!m_database) return failure(CommonIF::ERROR_STORAGE, "the state file " + m_file + " is not open");
     try {
         SQLite::Transaction transaction(m_database->connection);
         if (batch.timeline) (*m_database)(*batch.timeline);
         for (const StoredChange& entry : batch.entries) std::visit(*m_database, entry);
         m_database->setCounter(batch.changes);
         transaction.commit();
-        return true;
+        return {};
     } catch (const SQLite::Exception& exception) {
         m_database->reset();
-        error = m_file + ": " + exception.what();
-        return false;
+        return failure(CommonIF::ERROR_STORAGE, m_file + ": " + exception.what());
     }
 }
 

@@ -17,8 +17,8 @@ public:
 
     /// Opens the file, or makes it; one that another version of the service wrote in a way that is unknown here is
     /// refused and left alone, and so is one that another process has open as its state.
-    bool load(StoredState& state, std::string& error) override;
-    bool commit(const Batch& batch, std::string& error) override;
+    Result<StoredState> load() override;
+    Result<> commit(const Batch& batch) override;
 
 private:
     struct Database;

@@ -91,13 +91,12 @@ class StateStore {
 public:
     virtual ~StateStore() = default;
 
-    /// Reads everything. \return whether it could be read; if not, \p error gets one sentence and \p state is of no
-    /// use.
-    virtual bool load(StoredState& state, std::string& error) = 0;
+    /// Reads everything. \return ERROR_STORAGE and one sentence when that is not possible.
+    virtual Result<StoredState> load() = 0;
 
-    /// Stores \p batch durably: when this returns true, the batch survives a crash and a power cut. When it returns
-    /// false, nothing of the batch is stored and \p error has one sentence. Blocks until the medium has it.
-    virtual bool commit(const Batch& batch, std::string& error) = 0;
+    /// Stores \p batch durably: when this succeeds, the batch survives a crash and a power cut. When it fails, with
+    /// ERROR_STORAGE and one sentence, nothing of the batch is stored. Blocks until the medium has it.
+    virtual Result<> commit(const Batch& batch) = 0;
 };
 
 }  // namespace AppConfigService

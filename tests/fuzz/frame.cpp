@@ -18,17 +18,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         decoder.feed(reinterpret_cast<const char*>(data) + at, std::min(piece, size - at));
         for (;;) {
             Frame frame;
-            const FrameDecoder::Result result = decoder.next(frame);
-            if (result == FrameDecoder::Result::more) break;
-            if (result == FrameDecoder::Result::invalid) {
-                if (decoder.error().empty()) std::abort();
+            const auto found = decoder.next(frame);
+            if (!found) {
+                if (found.error().reason.empty()) std::abort();
                 return 0;
             }
+            if (!*found) break;
             FrameDecoder again;
             const std::string bytes = encodeFrame(frame);
             again.feed(bytes.data(), bytes.size());
             Frame copy;
-            if (again.next(copy) != FrameDecoder::Result::frame || !again.isEmpty()) std::abort();
+            if (!again.next(copy).value_or(false) || !again.isEmpty()) std::abort();
             if (copy.SerializeAsString() != frame.SerializeAsString()) std::abort();
         }
     }

@@ -78,7 +78,7 @@ ExitStatus listVariables(Session& session) {
     request.set_pattern(session.arguments().pattern);
     const int status = session.transport().sendWaitResponse(request, &reply, session.endpoint());
     const std::string subject = session.arguments().pattern.empty() ? "list" : session.arguments().pattern;
-    if (const auto failure = session.failure()) return session.fail(subject, *failure);
+    if (const auto done = session.outcome(); !done) return session.fail(subject, done.error());
     if (status != 0) return session.fail(subject, {ExitStatus::notReachable, "no answer"});
     std::size_t width = 0;
     for (const auto& info : reply.variable()) width = std::max(width, variableText(varOf(info.inst())).size());
@@ -102,7 +102,7 @@ ExitStatus submitVariable(Session& session) {
     AppConfig::ProtobufMessageHelper::addVarName(request.mutable_inst(), name.var());
     request.set_submit_type(session.arguments().submitType == 0 ? ConfigIF::SUBMIT_TYPE_0 : ConfigIF::SUBMIT_TYPE_1);
     const int status = session.transport().sendWaitResponse(request, &reply, session.endpoint());
-    if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
+    if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
     if (status != 0) return session.fail(name.text(), {ExitStatus::notReachable, "no answer"});
     session.output().result({{"variable", name.text()}, {"submitted", session.arguments().submitType}},
                             name.text() + ": submitted");

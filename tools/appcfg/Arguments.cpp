@@ -169,10 +169,9 @@ private:
     }
 
     void addVariable(const std::string& text, bool nodeAllowed) {
-        std::string reason;
-        const auto name =
-            nodeAllowed ? VariableArgument::parseVariableOrNode(text, reason) : VariableArgument::parse(text, reason);
-        if (!name) throw CLI::ValidationError("VAR '" + text + "'", reason);
+        const Result<VariableArgument> name =
+            nodeAllowed ? VariableArgument::parseVariableOrNode(text) : VariableArgument::parse(text);
+        if (!name) throw CLI::ValidationError("VAR '" + text + "'", name.error().reason);
         if (!m_args.variables.empty() && m_args.variables.front().namespaceId != name->namespaceId) {
             throw CLI::ValidationError("VAR '" + text + "'", "all names must be of one namespace");
         }

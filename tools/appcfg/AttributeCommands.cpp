@@ -42,7 +42,7 @@ ExitStatus setOptions(Session& session, const VariableArgument& name) {
             manager.setConfigOptions(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance, options);
     }
     if (!done) {
-        return session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
+        return session.fail(name.text(), session.failureOr(ExitStatus::refused, "refused"));
     }
     session.output().result({{"variable", name.text()}, {"options", options}, {"set", true}},
                             name.text() + ": options " + valueText({options.begin(), options.end()}));
@@ -55,8 +55,7 @@ ExitStatus printLevels(Session& session) {
         SecurityRole read = AppConfig::SECURITY_ROLE_NONE;
         SecurityRole write = AppConfig::SECURITY_ROLE_NONE;
         if (!session.manager().getAccessLevels(name.var(), &read, &write)) {
-            status =
-                session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::refused, "no levels known"}));
+            status = session.fail(name.text(), session.failureOr(ExitStatus::refused, "no levels known"));
             continue;
         }
         session.output().result({{"variable", name.text()},
@@ -79,12 +78,12 @@ ExitStatus showOrSetOptions(Session& session) {
     if (arguments.defaultOptions) {
         session.manager().getConfigDefaultOptions(var.m_node, var.m_nodeInstance, var.m_attribute,
                                                   var.m_attributeInstance, options);
-        if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
+        if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
         session.manager().getConfigOptionDefaultIndex(var.m_node, var.m_nodeInstance, var.m_attribute,
                                                       var.m_attributeInstance, index);
     } else {
         session.manager().getConfigOptions(var, options);
-        if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
+        if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
         session.manager().getConfigOptionDefaultIndex(var, index);
     }
     return printOptions(session, name.text(), options, index);
@@ -110,8 +109,7 @@ ExitStatus showOrSetAccess(Session& session) {
                                                  arguments.writeRole ? &write : nullptr, errors);
     }
     if (!done && errors.empty()) {
-        return session.fail(arguments.variables.front().text(),
-                            session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
+        return session.fail(arguments.variables.front().text(), session.failureOr(ExitStatus::refused, "refused"));
     }
     for (const auto& [var, error] : errors) session.fail(variableText(var), Session::refusal(error, {}));
     for (const ConfigVar& var : vars) {

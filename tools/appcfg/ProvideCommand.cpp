@@ -62,7 +62,7 @@ ExitStatus provideVariable(const Arguments& arguments, Output& output) {
     Session session(arguments, output, ServiceNews(printer));
     for (const VariableArgument& name : arguments.variables) {
         registerHandler(name.node, name.attribute, &judge, &session.manager());
-        if (const auto failure = session.registrationFailure()) return session.fail(name.text(), *failure);
+        if (const auto done = session.registrationOutcome(); !done) return session.fail(name.text(), done.error());
         output.complain("providing " + name.text());
     }
     signals.waitForEnd();

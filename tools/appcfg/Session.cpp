@@ -41,53 +41,58 @@ std::string Session::endpoint() {
     return manager().getPlatformCfgService()->getConfigFQName();
 }
 
-std::optional<Failure> Session::failure() {
+Result<> Session::outcome() {
     return firstFailure(false);
 }
 
-std::optional<Failure> Session::registrationFailure() {
+Failure Session::failureOr(ExitStatus status, const std::string& otherwise) {
+    const Result<> first = outcome();
+    return first ? Failure{status, otherwise} : first.error();
+}
+
+Result<> Session::registrationOutcome() {
     return firstFailure(true);
 }
 
-std::optional<Failure> Session::firstFailure(bool registrations) {
-    std::optional<Failure> first;
+Result<> Session::firstFailure(bool registrations) {
+    Result<> first;
     for (const PbUtility::Exchange& exchange : m_transport->exchanges()) {
-        if ((exchange.type == registrationType) == registrations && !first) first = judge(exchange);
+        if ((exchange.type == registrationType) == registrations && first) first = judge(exchange);
     }
     m_transport->clear();
     return first;
 }
 
-std::optional<Failure> Session::judge(const PbUtility::Exchange& exchange) {
+Result<> Session::judge(const PbUtility::Exchange& exchange) const {
     const std::string service = "the service at '" + exchange.endpoint + "' ";
     const std::string details =
         exchange.failure.empty() ? PbUtility::transportStatusText(exchange.status) : exchange.failure;
     switch (exchange.status) {
         case PbUtility::TRANSPORT_OK: break;
         case PbUtility::TRANSPORT_TIMED_OUT:
-            return Failure{ExitStatus::timedOut, service + "did not answer within " + seconds(m_arguments.timeout)};
+            return failure(ExitStatus::timedOut, service + "did not answer within " + seconds(m_arguments.timeout));
         case PbUtility::TRANSPORT_UNSUPPORTED:
         case PbUtility::TRANSPORT_UNREADABLE_REQUEST:
         case PbUtility::TRANSPORT_UNREADABLE_REPLY:
-            return Failure{ExitStatus::refused, service + "cannot do this: " + details};
+            return failure(ExitStatus::refused, service + "cannot do this: " + details);
         case PbUtility::TRANSPORT_BAD_ENDPOINT:
-        case PbUtility::TRANSPORT_TOO_LARGE: return Failure{ExitStatus::usage, details};
-        default: return Failure{ExitStatus::notReachable, service + "cannot be reached: " + details};
+        case PbUtility::TRANSPORT_TOO_LARGE: return failure(ExitStatus::usage, details);
+        default: return failure(ExitStatus::notReachable, service + "cannot be reached: " + details);
     }
-    if (exchange.error == 0) return std::nullopt;
-    return refusal(static_cast<eErrorT>(exchange.error), {exchange.messages.begin(), exchange.messages.end()});
+    if (exchange.error == 0) return {};
+    return failure(refusal(static_cast<eErrorT>(exchange.error), {exchange.messages.begin(), exchange.messages.end()}));
 }
 
 Failure Session::refusal(eErrorT error, const std::list<std::string>& messages) {
-    Failure failure{ExitStatus::refused, "refused, " + std::string(AppConfig::errorText(error)) + " (" +
-                                             std::to_string(static_cast<int>(error)) + ")"};
-    for (const std::string& message : messages) failure.text += ": " + message;
-    return failure;
+    Failure why{ExitStatus::refused, "refused, " + std::string(AppConfig::errorText(error)) + " (" +
+                                         std::to_string(static_cast<int>(error)) + ")"};
+    for (const std::string& message : messages) why.reason += ": " + message;
+    return why;
 }
 
-ExitStatus Session::fail(const std::string& subject, const Failure& failure) {
-    m_output.complain(subject + ": " + failure.text);
-    return failure.status;
+ExitStatus Session::fail(const std::string& subject, const Failure& why) {
+    m_output.complain(subject + ": " + why.reason);
+    return why.code;
 }
 
 }  // namespace AppConfigTool

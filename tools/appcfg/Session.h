@@ -2,7 +2,6 @@
 
 #include <functional>
 #include <memory>
-#include <optional>
 #include <string>
 
 #include "AppConfig/AppConfig.h"
@@ -10,20 +9,15 @@
 #include "ExitStatus.h"
 #include "Output.h"
 #include "RecordingTransport.h"
+#include "ToolResult.h"
 
 namespace AppConfigTool {
-
-/// Why a command did not do what it was asked to.
-struct Failure {
-    ExitStatus status = ExitStatus::refused;
-    std::string text;  ///< for people, without the variable's name
-};
 
 /// Hears that the service's endpoint was connected, or lost.
 using ServiceObserver = std::function<void(const std::string& endpoint, bool connected)>;
 
 /// One run's way to the service: the transport, which remembers what came of each request, and the manager over it. The
-/// library's reads tell their caller nothing of a failure; failure() does. One per process, since the library's
+/// library's reads tell their caller nothing of a failure; outcome() does. One per process, since the library's
 /// managers are. Used by one thread; the observer is called on the transport's delivery thread.
 class Session {
 public:
@@ -39,22 +33,26 @@ public:
     /// \return the endpoint of the service.
     std::string endpoint();
 
-    /// \return the first failure among the requests since the last call, callback registrations aside; nothing when all
-    /// was well.
-    std::optional<Failure> failure();
+    /// \return the first failure among the requests since the last call, callback registrations aside; success when
+    /// there was none.
+    Result<> outcome();
 
-    /// As failure(), but only callback registrations count.
-    std::optional<Failure> registrationFailure();
+    /// The same when the library's own call said that something was wrong: never success. Without a failed request
+    /// \p otherwise is the reason.
+    Failure failureOr(ExitStatus status, const std::string& otherwise);
 
-    /// Complains about \p failure of \p subject. \return its exit status.
-    ExitStatus fail(const std::string& subject, const Failure& failure);
+    /// As outcome(), but only callback registrations count.
+    Result<> registrationOutcome();
+
+    /// Complains that \p subject failed. \return its exit status.
+    ExitStatus fail(const std::string& subject, const Failure& why);
 
     /// For a request that the service answered with \p error and \p messages.
     static Failure refusal(eErrorT error, const std::list<std::string>& messages);
 
 private:
-    std::optional<Failure> firstFailure(bool registrations);
-    std::optional<Failure> judge(const PbUtility::Exchange& exchange);
+    Result<> firstFailure(bool registrations);
+    Result<> judge(const PbUtility::Exchange& exchange) const;
 
     const Arguments& m_arguments;
     Output& m_output;

@@ -33,7 +33,7 @@ ExitStatus conclude(Session& session, const std::string& subject, bool done, con
     if (result.m_error != CFG_ERROR_NONE) {
         return session.fail(subject, Session::refusal(result.m_error, result.m_messages));
     }
-    return session.fail(subject, session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
+    return session.fail(subject, session.failureOr(ExitStatus::refused, "refused"));
 }
 
 std::list<std::string> proposed(const Arguments& arguments) {
@@ -47,7 +47,7 @@ ExitStatus getValue(Session& session) {
     const ConfigVar var = name.var();
     std::list<std::string> value;
     session.manager().getConfigVar(var, value);
-    if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
+    if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
     ordered_json object = {{"variable", name.text()}};
     std::string text;
     // The value is in the cache by now, so the typed reads below send nothing.
@@ -83,7 +83,7 @@ ExitStatus setValue(Session& session) {
     const std::list<std::string> value = proposed(session.arguments());
     if (session.arguments().noWait) {
         if (!session.manager().setConfigVar(name.var(), value)) {
-            return session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::notReachable, "not sent"}));
+            return session.fail(name.text(), session.failureOr(ExitStatus::notReachable, "not sent"));
         }
         session.output().result({{"variable", name.text()}, {"value", value}, {"awaited", false}},
                                 name.text() + " = " + valueText(value) + " (sent, not awaited)");
@@ -123,7 +123,7 @@ ExitStatus resetVariable(Session& session) {
                                                                           var.m_attribute, var.m_attributeInstance)
                                            : session.manager().getPlatformCfgService()->resetValue(var);
     if (!done) {
-        return session.fail(name.text(), session.failure().value_or(Failure{ExitStatus::refused, "refused"}));
+        return session.fail(name.text(), session.failureOr(ExitStatus::refused, "refused"));
     }
     session.output().result({{"variable", name.text()}, {"reset", true}}, name.text() + " reset");
     return ExitStatus::done;
@@ -138,7 +138,7 @@ ExitStatus showRecord(Session& session) {
                                        options);
     const AppConfig::ConfigValue record =
         session.manager().getConfigValue(var.m_node, var.m_nodeInstance, var.m_attribute, var.m_attributeInstance);
-    if (const auto failure = session.failure()) return session.fail(name.text(), *failure);
+    if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
     const AppConfig::ConfigAccessLevels levels = record.accessLevels();
     ordered_json object = {{"variable", name.text()}, {"value", record.getValue()}, {"is_default", record.isDefault()}};
     std::string text = name.text() + "\n  value    " + valueText(record.getValue()) +

@@ -12,36 +12,38 @@ bool parseInt(std::string_view text, int& number) {
     return error == std::errc() && stop == end && !text.empty();
 }
 
+tl::unexpected<Failure> unreadable(const char* reason) {
+    return failure(ExitStatus::usage, reason);
+}
+
 /// Takes `[n]` off the end of \p text.
-bool takeInstance(std::string_view& text, std::optional<int>& instance, std::string& reason) {
+Result<std::optional<int>> takeInstance(std::string_view& text) {
+    std::optional<int> instance;
     if (!text.empty() && text.back() == ']') {
         const std::size_t open = text.rfind('[');
         int number = 0;
         if (open == std::string_view::npos || !parseInt(text.substr(open + 1, text.size() - open - 2), number)) {
-            reason = "an instance is a number in brackets, as in wifi[1]";
-            return false;
+            return unreadable("an instance is a number in brackets, as in wifi[1]");
         }
         instance = number;
         text = text.substr(0, open);
     }
     if (text.find_first_of("[]") != std::string_view::npos) {
-        reason = "brackets may stand only behind the node and behind the attribute";
-        return false;
+        return unreadable("brackets may stand only behind the node and behind the attribute");
     }
-    return true;
+    return instance;
 }
 
 bool isName(std::string_view text) {
     return !text.empty() && text.front() != '.' && text.back() != '.' && text.find("..") == std::string_view::npos;
 }
 
-std::optional<VariableArgument> parseName(std::string_view text, bool nodeAllowed, std::string& reason) {
+Result<VariableArgument> parseName(std::string_view text, bool nodeAllowed) {
     VariableArgument name;
     const std::size_t digits = text.find_first_not_of("0123456789");
     if (digits != 0 && digits != std::string_view::npos && text[digits] == ':') {
         if (!parseInt(text.substr(0, digits), name.namespaceId)) {
-            reason = "the namespace is too large a number";
-            return std::nullopt;
+            return unreadable("the namespace is too large a number");
         }
         text.remove_prefix(digits + 1);
     }
@@ -49,18 +51,19 @@ std::optional<VariableArgument> parseName(std::string_view text, bool nodeAllowe
     std::string_view node = text.substr(0, dot);
     std::string_view attribute = dot == std::string_view::npos ? std::string_view() : text.substr(dot + 1);
     if (dot == std::string_view::npos && !nodeAllowed) {
-        reason = "a dot must part node from attribute, as in display.brightness";
-        return std::nullopt;
+        return unreadable("a dot must separate node and attribute, as in display.brightness");
     }
-    if (!takeInstance(node, name.nodeInstance, reason) || !takeInstance(attribute, name.attributeInstance, reason)) {
-        return std::nullopt;
-    }
+    const auto nodeInstance = takeInstance(node);
+    if (!nodeInstance) return failure(nodeInstance.error());
+    const auto attributeInstance = takeInstance(attribute);
+    if (!attributeInstance) return failure(attributeInstance.error());
     if (!isName(node) || (dot != std::string_view::npos && attribute.empty())) {
-        reason = "node and attribute must not be empty";
-        return std::nullopt;
+        return unreadable("node and attribute must not be empty");
     }
     name.node = node;
     name.attribute = attribute;
+    name.nodeInstance = *nodeInstance;
+    name.attributeInstance = *attributeInstance;
     return name;
 }
 
@@ -71,12 +74,12 @@ void appendStep(std::string& text, const std::string& name, int instance) {
 
 }  // namespace
 
-std::optional<VariableArgument> VariableArgument::parse(std::string_view text, std::string& reason) {
-    return parseName(text, false, reason);
+Result<VariableArgument> VariableArgument::parse(std::string_view text) {
+    return parseName(text, false);
 }
 
-std::optional<VariableArgument> VariableArgument::parseVariableOrNode(std::string_view text, std::string& reason) {
-    return parseName(text, true, reason);
+Result<VariableArgument> VariableArgument::parseVariableOrNode(std::string_view text) {
+    return parseName(text, true);
 }
 
 ConfigVar VariableArgument::var() const {

@@ -5,11 +5,12 @@
 #include <string_view>
 
 #include "AppConfig/ConfigVar.h"
+#include "ToolResult.h"
 
 namespace AppConfigTool {
 
-/// A variable as people write it: `[namespace:]node[instance].attribute[instance]`. The last dot parts node from
-/// attribute; instances that are not written are 0. A value type.
+/// A variable as people write it: `[namespace:]node[instance].attribute[instance]`. The last dot separates node
+/// and attribute; instances that are not written are 0. A value type.
 struct VariableArgument {
     int namespaceId = 0;
     std::string node;
@@ -18,12 +19,11 @@ struct VariableArgument {
     std::optional<int> attributeInstance;
 
     /// Reads \p text, in which a node and an attribute must both stand.
-    /// \return the name; nothing, with one sentence in \p reason, when \p text is none. \p reason is untouched on
-    /// success.
-    static std::optional<VariableArgument> parse(std::string_view text, std::string& reason);
+    /// Fails with ExitStatus::usage.
+    static Result<VariableArgument> parse(std::string_view text);
 
     /// As parse(), but a text without a dot is a whole node.
-    static std::optional<VariableArgument> parseVariableOrNode(std::string_view text, std::string& reason);
+    static Result<VariableArgument> parseVariableOrNode(std::string_view text);
 
     /// \return the identity under which the library knows the variable.
     ConfigVar var() const;

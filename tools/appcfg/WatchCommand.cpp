@@ -90,7 +90,7 @@ ExitStatus watchVariables(const Arguments& arguments, Output& output) {
             Watcher& watcher = watchers.emplace_back(reading, below, printer);
             for (const int kind : arguments.kinds) watcher.want(kind);
             registerHandler(reading.node, reading.attribute, &watcher, &session.manager());
-            if (const auto failure = session.registrationFailure()) return session.fail(name.text(), *failure);
+            if (const auto done = session.registrationOutcome(); !done) return session.fail(name.text(), done.error());
         }
     }
     for (const VariableArgument& name : arguments.variables) output.complain("watching " + name.text());

@@ -42,16 +42,16 @@ Delivery::Delivery(Connector& connector, ResumePoints& resume, RegistrationBook&
 
 Delivery::~Delivery() = default;
 
-Outcome Delivery::add(const std::string& endpoint) {
+Result<> Delivery::add(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     // end() may be joining already; a thread started now would have nobody to join it.
-    if (m_ended.isSet()) return {TRANSPORT_ENDED, {}};
+    if (m_ended.isSet()) return failure(TRANSPORT_ENDED);
     if (!m_thread.joinable()) {
         const SignalsBlocked blocked;
         try {
             m_thread = std::thread([this] { run(); });
         } catch (const std::system_error& error) {
-            return {TRANSPORT_OUT_OF_RESOURCES, error.what()};
+            return failure(TRANSPORT_OUT_OF_RESOURCES, error.what());
         }
     }
     if (m_reachability.add(endpoint)) m_wake->set();
@@ -90,11 +90,11 @@ void Delivery::end() {
     if (thread.joinable()) thread.join();
 }
 
-Waiter::Result Delivery::wait(int fd, short events, Deadline deadline) {
+Waiter::Event Delivery::wait(int fd, short events, Deadline deadline) {
     for (;;) {
-        if (m_ended.isSet()) return Result::ended;
-        if (turn(fd, events, deadline)) return Result::ready;
-        if (deadline.passed()) return Result::timedOut;
+        if (m_ended.isSet()) return Event::ended;
+        if (turn(fd, events, deadline)) return Event::ready;
+        if (deadline.passed()) return Event::timedOut;
     }
 }
 
@@ -185,10 +185,11 @@ void Delivery::readFrom(DeliveryConnection& connection) {
     const FrameStream::Fill filled = stream->fill();
     Frame frame;
     while (connection.isOn(stream) && !m_ended.isSet()) {
-        const FrameDecoder::Result result = stream->next(frame);
-        if (result == FrameDecoder::Result::more) break;
-        if (result == FrameDecoder::Result::invalid) {
-            connection.lose({TRANSPORT_PROTOCOL_ERROR, stream->error()});
+        const Result<bool> found = stream->next(frame);
+        if (!found) {
+            connection.lose(found.error());
+        } else if (!*found) {
+            break;
         } else if (connection.take(frame)) {
             handle(connection, stream, frame);
         }

@@ -50,7 +50,7 @@ public:
     ~Delivery() override;
 
     /// Starts to connect to \p endpoint unless it was added before. Any thread; does not block.
-    Outcome add(const std::string& endpoint);
+    Result<> add(const std::string& endpoint);
 
     /// The book of registrations has changed, so that an endpoint may have to be told. Any thread; does not block.
     void registrationsChanged() { m_wake->set(); }
@@ -82,7 +82,7 @@ public:
     void end();
 
     /// How the delivery thread waits for a reply. Only there.
-    Result wait(int fd, short events, Deadline deadline) override;
+    Event wait(int fd, short events, Deadline deadline) override;
 
 private:
     struct Queued {

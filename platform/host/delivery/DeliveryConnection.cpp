@@ -37,10 +37,9 @@ void DeliveryConnection::renew() {
 
 void DeliveryConnection::attempt() {
     PlainWaiter waiter(&m_with.ended);
-    FileDescriptor socket;
     // A local socket takes both at once or not at all.
-    Outcome outcome = m_with.connector.connect(m_endpoint, now(), waiter, socket);
-    if (!outcome.ok()) {
+    Result<FileDescriptor> socket = m_with.connector.connect(m_endpoint, now(), waiter);
+    if (!socket) {
         schedule();
         m_with.reachability.attemptEnded(m_endpoint, -1);
         return;
@@ -51,20 +50,20 @@ void DeliveryConnection::attempt() {
     hello.set_purpose(DELIVERY);
     m_number = m_with.resume.describeForDelivery(m_endpoint, hello);
     m_registrations.describe(hello);
-    m_stream = std::make_shared<FrameStream>(std::move(socket), m_with.options.frameLimit);
+    m_stream = std::make_shared<FrameStream>(std::move(*socket), m_with.options.frameLimit);
     m_phase = Phase::greeting;
     m_greetingEnds = Deadline::after(m_with.options.deadline);
-    outcome = m_stream->write(encodeHello(hello), now(), waiter);
+    const Result<> written = m_stream->write(encodeHello(hello), now(), waiter);
     // A peer that has closed already may have left a reason to be read.
-    if (!outcome.ok() && outcome.status != TRANSPORT_BROKEN_OFF) lose(outcome);
+    if (!written && written.error().code != TRANSPORT_BROKEN_OFF) lose(written.error());
 }
 
 std::vector<RegistrationReport> DeliveryConnection::tellRegistrations() {
     if (m_phase == Phase::up) {
         PlainWaiter waiter(&m_with.ended);
         const std::shared_ptr<FrameStream> stream = m_stream;
-        const Outcome told = m_registrations.tell(*stream, waiter);
-        if (!told.ok()) lose(told);
+        const Result<> told = m_registrations.tell(*stream, waiter);
+        if (!told) lose(told.error());
     }
     return m_registrations.takeReports();
 }
@@ -84,12 +83,11 @@ bool DeliveryConnection::isLate() const {
 
 bool DeliveryConnection::take(const Frame& frame) {
     if (m_phase == Phase::greeting) {
-        Welcome welcome;
-        const Outcome outcome = readWelcome(frame, welcome);
-        if (outcome.ok()) {
-            welcomed(welcome);
+        const Result<Welcome> welcome = readWelcome(frame);
+        if (welcome) {
+            welcomed(*welcome);
         } else {
-            lose(outcome);
+            lose(welcome.error());
         }
         return false;
     }
@@ -126,11 +124,11 @@ void DeliveryConnection::welcomed(const Welcome& welcome) {
 void DeliveryConnection::answer(const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
     if (!isOn(stream)) return;
     PlainWaiter waiter(&m_with.ended);
-    const Outcome written = stream->write(encodeFrame(frame), Deadline::after(m_with.options.deadline), waiter);
-    if (!written.ok()) lose(written);
+    const Result<> written = stream->write(encodeFrame(frame), Deadline::after(m_with.options.deadline), waiter);
+    if (!written) lose(written.error());
 }
 
-void DeliveryConnection::lose(const Outcome& why) {
+void DeliveryConnection::lose(const Failure& why) {
     const Phase before = std::exchange(m_phase, Phase::paused);
     if (before == Phase::up && m_steady.passed()) m_pause = m_with.options.firstPause;
     m_with.reachability.lost(m_endpoint);
@@ -141,7 +139,7 @@ void DeliveryConnection::lose(const Outcome& why) {
     schedule();
     if (before == Phase::greeting) m_with.reachability.attemptEnded(m_endpoint, -1);
 
-    const bool remarkable = why.status == TRANSPORT_PROTOCOL_ERROR || why.status == TRANSPORT_REFUSED;
+    const bool remarkable = why.code == TRANSPORT_PROTOCOL_ERROR || why.code == TRANSPORT_REFUSED;
     if (remarkable) report(why);
     // Last, since the application may call back.
     if (before == Phase::up) m_with.observe(m_endpoint, false);
@@ -156,8 +154,8 @@ void DeliveryConnection::sayGoodbye(const std::string& goodbye, Deadline deadlin
 }
 
 /// Says once why a connection is closed, and not again with each attempt that ends the same way.
-void DeliveryConnection::report(const Outcome& why) {
-    const std::string sentence = std::string(transportStatusText(why.status)) + ": " + why.reason;
+void DeliveryConnection::report(const Failure& why) {
+    const std::string sentence = std::string(transportStatusText(why.code)) + ": " + why.reason;
     if (std::exchange(m_reported, sentence) == sentence) return;
     std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s\n", m_endpoint.c_str(),
                  sentence.c_str());

@@ -80,7 +80,7 @@ public:
     void answer(const std::shared_ptr<FrameStream>& stream, const Frame& frame);
 
     /// There is a connection, which is closed. Says so on standard error where the peer broke the rules or refused.
-    void lose(const Outcome& why);
+    void lose(const Failure& why);
 
     /// Writes \p goodbye and closes the connection, if it is up.
     void sayGoodbye(const std::string& goodbye, Deadline deadline);
@@ -88,7 +88,7 @@ public:
 private:
     void welcomed(const Welcome& welcome);
     void schedule();
-    void report(const Outcome& why);
+    void report(const Failure& why);
 
     const Collaborators& m_with;
     const std::string m_endpoint;

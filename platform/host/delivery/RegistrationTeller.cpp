@@ -13,7 +13,7 @@ void RegistrationTeller::lost() {
     m_book.lost(m_endpoint);
 }
 
-Outcome RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
+Result<> RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
     const std::optional<Frame> frame = m_book.next(m_endpoint);
     if (!frame) return {};
     m_answerDue = Deadline::after(m_options.deadline);

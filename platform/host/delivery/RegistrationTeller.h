@@ -25,7 +25,7 @@ public:
     void lost();
 
     /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be.
-    Outcome tell(FrameStream& stream, Waiter& waiter);
+    Result<> tell(FrameStream& stream, Waiter& waiter);
 
     /// \return whether the frame that was sent last should have been answered by now.
     bool isOverdue() const { return m_answerDue.passed(); }

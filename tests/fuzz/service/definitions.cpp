@@ -12,18 +12,17 @@ using namespace AppConfigService;
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const std::string text(reinterpret_cast<const char*>(data), size);
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    if (!readDefinitions({{"file", text}}, definitions, complaints)) {
-        if (complaints.empty() || !definitions.variables.empty()) std::abort();
-        for (const std::string& complaint : complaints) {
+    const auto definitions = readDefinitions({{"file", text}});
+    if (!definitions) {
+        if (definitions.error().empty()) std::abort();
+        for (const std::string& complaint : definitions.error()) {
             if (complaint.compare(0, 5, "file:") != 0) std::abort();
         }
         return 0;
     }
-    for (const VariableDefinition& definition : definitions.variables) {
-        if (!checkValue(definition, definition.options, definition.defaultValue).ok()) std::abort();
-        if (!checkOptions(definition, definition.options, definition.defaultIndex).ok()) std::abort();
+    for (const VariableDefinition& definition : definitions->variables) {
+        if (!checkValue(definition, definition.options, definition.defaultValue)) std::abort();
+        if (!checkOptions(definition, definition.options, definition.defaultIndex)) std::abort();
     }
     return 0;
 }

@@ -47,11 +47,8 @@ constexpr const char* requests[] = {"ConfigIF.ReadReq",
 class Bench : public Outbox {
 public:
     Bench() : m_core(m_store, *this, ServiceOptions(), [](LogLevel, const std::string&) {}) {
-        Definitions parsed;
-        std::vector<std::string> complaints;
-        std::string error;
-        if (!readDefinitions({{"file", definitions}}, parsed, complaints)) std::abort();
-        if (!m_core.start(parsed, error, m_now)) std::abort();
+        const auto parsed = readDefinitions({{"file", definitions}});
+        if (!parsed || !m_core.start(*parsed, m_now)) std::abort();
         connect();
     }
 
@@ -137,7 +134,7 @@ private:
 
     void check() {
         m_core.catalogue().each([](const Variable& variable) {
-            if (!checkValue(*variable.definition, variable.row.options, variable.row.value).ok()) std::abort();
+            if (!checkValue(*variable.definition, variable.row.options, variable.row.value)) std::abort();
             if (variable.row.readLevel < 0 || variable.row.readLevel > highestRole) std::abort();
         });
     }

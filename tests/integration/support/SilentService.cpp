@@ -15,7 +15,7 @@ SilentService::SilentService(const std::string& runtimeDirectory) {
     AppConfigWire::prepareRuntimeDirectory(runtimeDirectory);
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    const std::string path = AppConfigWire::endpointPath(runtimeDirectory, "ConfigSrvc").path;
+    const std::string path = AppConfigWire::endpointPath(runtimeDirectory, "ConfigSrvc").value();
     std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
     m_listener = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
     // The system completes connections by itself; nobody ever takes them.

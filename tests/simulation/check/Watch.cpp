@@ -21,11 +21,11 @@ const Names& names() {
 }
 
 int indexOf(const ConfigIF::Inst& inst) {
-    AppConfigWire::VariableName name;
     // Both namespaces: the second service's names carry its own.
     for (const int number : {0, secondNamespace}) {
-        if (!AppConfigService::readName(inst, number, name).ok()) continue;
-        return names().find(name.node, name.nodeInstance, name.attribute, name.attributeInstance);
+        const auto name = AppConfigService::readName(inst, number);
+        if (!name) continue;
+        return names().find(name->node, name->nodeInstance, name->attribute, name->attributeInstance);
     }
     return -1;
 }
@@ -154,9 +154,7 @@ void Watch::received(int service, const Session& from, const Frame& frame) {
     if (frame.kind() != AppConfigWire::HELLO || from.purpose != AppConfigWire::DELIVERY) return;
     Ledger* const ledger = m_find(from.connection->client);
     if (ledger == nullptr) return;
-    AppConfigService::StoredState state;
-    std::string error;
-    m_hosts[static_cast<std::size_t>(service)]->store().load(state, error);
+    const AppConfigService::StoredState state = m_hosts[static_cast<std::size_t>(service)]->store().load().value();
     const bool known = std::any_of(state.registrations.begin(), state.registrations.end(),
                                    [&](const auto& row) { return row.client.endpoint == from.endpoint; });
     ledger->deliveryBegins(service, known);

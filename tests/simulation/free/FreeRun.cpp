@@ -77,12 +77,12 @@ void FreeRun::makeServices() {
 
 void FreeRun::start(int number) {
     AppConfigService::EmbeddedService& service = *m_services[static_cast<std::size_t>(number)].service;
-    std::string error;
-    if (!service.start(&error)) {
-        std::fprintf(stderr, "simulation: the service does not start: %s\n", error.c_str());
+    const auto started = service.start();
+    if (!started) {
+        std::fprintf(stderr, "simulation: the service does not start: %s\n", started.error().reason.c_str());
         std::abort();
     }
-    service.onServiceThread([&](AppConfigService::Core& core) {
+    (void)service.onServiceThread([&](AppConfigService::Core& core) {
         const auto held = lock();
         m_book.history.adopted(number, core);
     });

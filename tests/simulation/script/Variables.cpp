@@ -97,13 +97,12 @@ std::string definitionText(std::size_t number) {
 std::vector<AppConfigService::Definitions> readDefinitionSets() {
     std::vector<AppConfigService::Definitions> result;
     for (const char* set : sets) {
-        AppConfigService::Definitions definitions;
-        std::vector<std::string> complaints;
-        if (!AppConfigService::readDefinitions({{"common", common}, {"set", set}}, definitions, complaints)) {
-            for (const std::string& complaint : complaints) std::fprintf(stderr, "%s\n", complaint.c_str());
+        auto definitions = AppConfigService::readDefinitions({{"common", common}, {"set", set}});
+        if (!definitions) {
+            for (const std::string& complaint : definitions.error()) std::fprintf(stderr, "%s\n", complaint.c_str());
             std::exit(2);
         }
-        result.push_back(std::move(definitions));
+        result.push_back(std::move(*definitions));
     }
     return result;
 }

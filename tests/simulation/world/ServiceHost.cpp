@@ -78,9 +78,9 @@ bool ServiceHost::start() {
     };
     AppConfigService::Outbox& outbox = *this;
     m_core = std::make_unique<Core>(m_store, outbox, m_settings.options, log);
-    std::string error;
-    if (!m_core->start(m_definitions[m_inUse], error, time())) {
-        m_scheduler.trace().note(m_scheduler.now(), m_name, "does not start", error);
+    const AppConfigService::Result<> started = m_core->start(m_definitions[m_inUse], time());
+    if (!started) {
+        m_scheduler.trace().note(m_scheduler.now(), m_name, "does not start", started.error().reason);
         m_core.reset();
         return false;
     }
@@ -110,11 +110,10 @@ void ServiceHost::reload(std::size_t definitions) {
         m_inUse = definitions;
         return;
     }
-    std::string error;
     // What is pending belongs to the definitions before.
     while (m_core->needsFlush()) m_core->flush(time());
     const std::size_t before = std::exchange(m_inUse, definitions);
-    if (m_core->reload(m_definitions[definitions], error, time())) {
+    if (m_core->reload(m_definitions[definitions], time())) {
         m_observer.adopted(number());
     } else {
         m_inUse = before;
@@ -233,11 +232,12 @@ void ServiceHost::serve(Session& session) {
 /// \return whether the core was given something.
 bool ServiceHost::takeFrame(Session& session) {
     Frame frame;
-    switch (session.decoder.next(frame)) {
-        case FrameDecoder::Result::more: return false;
-        case FrameDecoder::Result::invalid: m_core->reject(session.id, session.decoder.error(), time()); return true;
-        case FrameDecoder::Result::frame: break;
+    const auto found = session.decoder.next(frame);
+    if (!found) {
+        m_core->reject(session.id, found.error().reason, time());
+        return true;
     }
+    if (!*found) return false;
     if (frame.kind() == AppConfigWire::HELLO) {
         session.endpoint = frame.hello().endpoint();
         session.purpose = frame.hello().purpose();

@@ -14,17 +14,14 @@ public:
     /// Called after each batch that was stored.
     std::function<void(const AppConfigService::Batch&)> onStored;
 
-    bool load(AppConfigService::StoredState& state, std::string& error) override { return m_state->load(state, error); }
+    AppConfigService::Result<AppConfigService::StoredState> load() override { return m_state->load(); }
 
-    bool commit(const AppConfigService::Batch& batch, std::string& error) override {
-        if (m_failing) {
-            error = "the simulated disk fails";
-            return false;
-        }
-        if (m_pretending) return true;
-        if (!m_state->commit(batch, error)) return false;
-        if (onStored) onStored(batch);
-        return true;
+    AppConfigService::Result<> commit(const AppConfigService::Batch& batch) override {
+        if (m_failing) return AppConfigService::failure(CommonIF::ERROR_STORAGE, "the simulated disk fails");
+        if (m_pretending) return {};
+        AppConfigService::Result<> stored = m_state->commit(batch);
+        if (stored && onStored) onStored(batch);
+        return stored;
     }
 
     /// While \p failing nothing can be stored.

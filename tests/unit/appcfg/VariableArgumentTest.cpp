@@ -6,10 +6,9 @@ namespace AppConfigTool {
 namespace {
 
 TEST(VariableArgument, ReadsNodeAndAttributeAtTheLastDot) {
-    std::string reason;
-    const auto name = VariableArgument::parse("net.wifi.ssid", reason);
+    const auto name = VariableArgument::parse("net.wifi.ssid");
 
-    ASSERT_TRUE(name) << reason;
+    ASSERT_TRUE(name) << name.error().reason;
     EXPECT_EQ(name->node, "net.wifi");
     EXPECT_EQ(name->attribute, "ssid");
     EXPECT_EQ(name->var().m_nodeInstance, 0);
@@ -17,10 +16,9 @@ TEST(VariableArgument, ReadsNodeAndAttributeAtTheLastDot) {
 }
 
 TEST(VariableArgument, ReadsNamespaceAndInstances) {
-    std::string reason;
-    const auto name = VariableArgument::parse("3:Audio[1].volume[2]", reason);
+    const auto name = VariableArgument::parse("3:Audio[1].volume[2]");
 
-    ASSERT_TRUE(name) << reason;
+    ASSERT_TRUE(name) << name.error().reason;
     EXPECT_EQ(name->var().m_namespace, 3);
     EXPECT_EQ(name->var().m_node, "audio");
     EXPECT_EQ(name->var().m_nodeInstance, 1);
@@ -30,18 +28,15 @@ TEST(VariableArgument, ReadsNamespaceAndInstances) {
 }
 
 TEST(VariableArgument, WritesTheShortestCanonicalText) {
-    std::string reason;
-
-    EXPECT_EQ(VariableArgument::parse("0:A[0].B[0]", reason)->text(), "a.b");
-    EXPECT_EQ(VariableArgument::parseVariableOrNode("Net", reason)->text(), "net");
+    EXPECT_EQ(VariableArgument::parse("0:A[0].B[0]")->text(), "a.b");
+    EXPECT_EQ(VariableArgument::parseVariableOrNode("Net")->text(), "net");
 }
 
 TEST(VariableArgument, AWholeNodeIsTakenOnlyWhereOneMayStand) {
-    std::string reason;
-
-    EXPECT_FALSE(VariableArgument::parse("display", reason));
-    EXPECT_NE(reason.find("dot"), std::string::npos);
-    const auto node = VariableArgument::parseVariableOrNode("display[2]", reason);
+    const auto refused = VariableArgument::parse("display");
+    ASSERT_FALSE(refused);
+    EXPECT_NE(refused.error().reason.find("dot"), std::string::npos);
+    const auto node = VariableArgument::parseVariableOrNode("display[2]");
     ASSERT_TRUE(node);
     EXPECT_EQ(node->node, "display");
     EXPECT_EQ(node->nodeInstance, 2);
@@ -51,10 +46,10 @@ TEST(VariableArgument, AWholeNodeIsTakenOnlyWhereOneMayStand) {
 class MalformedName : public ::testing::TestWithParam<const char*> {};
 
 TEST_P(MalformedName, IsRefusedWithAReason) {
-    std::string reason;
-
-    EXPECT_FALSE(VariableArgument::parseVariableOrNode(GetParam(), reason)) << GetParam();
-    EXPECT_FALSE(reason.empty());
+    const auto refused = VariableArgument::parseVariableOrNode(GetParam());
+    ASSERT_FALSE(refused) << GetParam();
+    EXPECT_EQ(refused.error().code, ExitStatus::usage);
+    EXPECT_FALSE(refused.error().reason.empty());
 }
 
 INSTANTIATE_TEST_SUITE_P(VariableArgument, MalformedName,

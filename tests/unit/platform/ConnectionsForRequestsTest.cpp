@@ -27,15 +27,12 @@ using testing::SizeIs;
 /// Connections to a peer that greets, and answers nothing.
 class ConnectionsForRequests : public TransportFixture, public Connector {
 protected:
-    Outcome check(const std::string&) const override { return {}; }
-    Outcome connect(const std::string& endpoint, Deadline, Waiter&, FileDescriptor& socket) override {
-        socket = FileDescriptor(inside.connect(endpoint));
-        return {};
+    Result<> check(const std::string&) const override { return {}; }
+    Result<FileDescriptor> connect(const std::string& endpoint, Deadline, Waiter&) override {
+        return FileDescriptor(inside.connect(endpoint));
     }
     RequestConnection* open() {
-        std::unique_ptr<RequestConnection> connection;
-        EXPECT_TRUE(connections.open("ConfigSrvc", Deadline::after(20s), waiter, connection).ok());
-        opened.push_back(std::move(connection));
+        opened.push_back(connections.open("ConfigSrvc", Deadline::after(20s), waiter).value());
         return opened.back().get();
     }
     /// Hands back what open() has made, in the order of the indices.

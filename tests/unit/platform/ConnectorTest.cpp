@@ -26,9 +26,9 @@ void PrintTo(const ErrnoCase& row, std::ostream* out) {
 class ConnectFailure : public testing::TestWithParam<ErrnoCase> {};
 
 TEST_P(ConnectFailure, IsNamedAndKeepsTheSystemsReason) {
-    const Outcome outcome = connectFailure(GetParam().error, "/run/ConfigSrvc");
-    EXPECT_EQ(outcome.status, GetParam().status);
-    EXPECT_EQ(outcome.reason, std::string("/run/ConfigSrvc: ") + std::strerror(GetParam().error));
+    const Failure why = connectFailure(GetParam().error, "/run/ConfigSrvc");
+    EXPECT_EQ(why.code, GetParam().status);
+    EXPECT_EQ(why.reason, std::string("/run/ConfigSrvc: ") + std::strerror(GetParam().error));
 }
 
 INSTANTIATE_TEST_SUITE_P(Table, ConnectFailure,

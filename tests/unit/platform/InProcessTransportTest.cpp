@@ -57,8 +57,8 @@ TEST_F(InProcess, FailsAsBetweenProcessesWhenNobodyIsThere) {
                   std::strerror(ENOENT) + ")");
     EXPECT_EQ(read(transport, "x", "../x"), TRANSPORT_BAD_ENDPOINT);
     EXPECT_EQ(lastTransportFailure(),
-              "../x: not the name of an endpoint that can be reached from here ('../x' is not "
-              "the name of an endpoint)");
+              "../x: not an endpoint that can be reached from here ('../x' is not "
+              "a valid endpoint name)");
     service.stop();
     EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);
 }

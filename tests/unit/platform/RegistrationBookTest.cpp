@@ -18,8 +18,8 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 
 const std::string service = "ConfigSrvc";
-const Outcome reached{};
-const Outcome brokenOff{TRANSPORT_BROKEN_OFF, {}};
+constexpr bool reached = true;
+constexpr bool brokenOff = false;
 
 template <typename Request>
 Frame frameOf(const Request& request, Kind kind = REQUEST) {
@@ -67,7 +67,7 @@ struct RegistrationBookTest : testing::Test {
     }
 
     /// One call from its start to its end. \return what its end said.
-    bool call(const Frame& request, const Outcome& outcome = reached, const Frame& reply = saying(0),
+    bool call(const Frame& request, bool outcome = reached, const Frame& reply = saying(0),
               const std::string& endpoint = service) {
         RegistrationBook::Call call(book, endpoint, request);
         call.leaves();

@@ -23,11 +23,11 @@ using testing::SizeIs;
 class PeerConnector final : public Connector {
 public:
     explicit PeerConnector(ScriptedPeer& peer) : m_peer(peer) {}
-    Outcome check(const std::string&) const override { return {}; }
-    Outcome connect(const std::string& endpoint, Deadline, Waiter&, FileDescriptor& socket) override {
-        socket = FileDescriptor(m_peer.connect(endpoint));
+    Result<> check(const std::string&) const override { return {}; }
+    Result<FileDescriptor> connect(const std::string& endpoint, Deadline, Waiter&) override {
+        FileDescriptor socket(m_peer.connect(endpoint));
         fcntl(socket.get(), F_SETFL, O_NONBLOCK);
-        return {};
+        return socket;
     }
 
 private:
@@ -57,7 +57,7 @@ TEST(Renewal, DoesNotWaitForWhatWaitsItselfForAHandlerOfAnotherTransport) {
     elsewhere->began();
     delivery.deliverAfter(elsewhere);
 
-    ASSERT_TRUE(delivery.add("ConfigSrvc").ok());
+    ASSERT_TRUE(delivery.add("ConfigSrvc"));
     const auto first = peer.awaitDelivery(1);
     ASSERT_NE(first, nullptr);
     first->send(notification("one", 1));

@@ -43,14 +43,12 @@ public:
         return end;
     }
     static Frame next(FrameStream& end) {
-        Frame frame;
         PlainWaiter waiter(nullptr);
-        EXPECT_TRUE(end.read(frame, Deadline::after(ScriptedPeer::patience), waiter).ok());
-        return frame;
+        return end.read(Deadline::after(ScriptedPeer::patience), waiter).value();
     }
     static void say(FrameStream& end, const Frame& frame) {
         PlainWaiter waiter(nullptr);
-        EXPECT_TRUE(end.write(encodeFrame(frame), Deadline::after(ScriptedPeer::patience), waiter).ok());
+        EXPECT_TRUE(end.write(encodeFrame(frame), Deadline::after(ScriptedPeer::patience), waiter));
     }
     static void awaitBytes(const FrameStream& end) {
         pollfd state{end.fd(), POLLIN, 0};

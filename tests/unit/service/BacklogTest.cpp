@@ -38,10 +38,7 @@ struct Flood {
         peer.cut();
         EXPECT_TRUE(define("7"));
     }
-    bool define(const std::string& value) {
-        std::string error;
-        return bench.core->reload(many(count, value), error, bench.now);
-    }
+    bool define(const std::string& value) { return bench.core->reload(many(count, value), bench.now).has_value(); }
 
     const std::size_t count;
     CoreBench bench;

@@ -12,19 +12,15 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 
 std::vector<std::string> complaintsOf(const std::string& text) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_FALSE(readDefinitions({{"test.textproto", text}}, definitions, complaints));
-    EXPECT_TRUE(definitions.variables.empty());
-    return complaints;
+    const auto refused = readDefinitions({{"test.textproto", text}});
+    EXPECT_FALSE(refused);
+    return refused ? Complaints() : refused.error();
 }
 
 VariableDefinition only(const std::string& text) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_TRUE(readDefinitions({{"test.textproto", text}}, definitions, complaints))
-        << ::testing::PrintToString(complaints);
-    return definitions.variables.empty() ? VariableDefinition() : definitions.variables.front();
+    const auto definitions = readDefinitions({{"test.textproto", text}});
+    EXPECT_TRUE(definitions) << ::testing::PrintToString(definitions.error());
+    return definitions ? definitions->variables.at(0) : VariableDefinition();
 }
 
 TEST(DefinitionsReader, ReadsEachField) {
@@ -129,22 +125,18 @@ TEST(DefinitionsReader, AnIndexBeyondOptionsThatAreRefusedThemselvesIsNotFollowe
 }
 
 TEST(DefinitionsReader, RefusesTwoVariablesOfOneNameAlsoAcrossFiles) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_FALSE(readDefinitions({{"one", "variable { node: 'a' attribute: 'B' type: INT }"},
-                                  {"two", "\nvariable { node: 'A' attribute: 'b' type: BOOL }"}},
-                                 definitions, complaints));
-    EXPECT_THAT(complaints, ElementsAre("two:2: a.b is defined already, at one:1"));
+    const auto refused = readDefinitions({{"one", "variable { node: 'a' attribute: 'B' type: INT }"},
+                                          {"two", "\nvariable { node: 'A' attribute: 'b' type: BOOL }"}});
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error(), ElementsAre("two:2: a.b is defined already, at one:1"));
 }
 
 TEST(DefinitionsReader, OtherInstancesAreOtherVariables) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_TRUE(readDefinitions({{"one",
-                                  "variable { node: 'a' attribute: 'b' type: INT }"
-                                  "variable { node: 'a' node_instance: 1 attribute: 'b' type: INT }"}},
-                                definitions, complaints));
-    EXPECT_EQ(definitions.variables.size(), 2U);
+    const auto definitions = readDefinitions({{"one",
+                                               "variable { node: 'a' attribute: 'b' type: INT }"
+                                               "variable { node: 'a' node_instance: 1 attribute: 'b' type: INT }"}});
+    ASSERT_TRUE(definitions);
+    EXPECT_EQ(definitions->variables.size(), 2U);
 }
 
 TEST(DefinitionsReader, ComplainsAboutEachFaultAtOnce) {
@@ -154,10 +146,9 @@ TEST(DefinitionsReader, ComplainsAboutEachFaultAtOnce) {
 }
 
 TEST(DefinitionsReader, ReadsRoleLimitsAndRefusesThoseThatMakeNoSense) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_TRUE(readDefinitions({{"t", "role_limit { uid: 1000 role: 2 }"}}, definitions, complaints));
-    EXPECT_EQ(definitions.roleLimits[1000], 2);
+    const auto definitions = readDefinitions({{"t", "role_limit { uid: 1000 role: 2 }"}});
+    ASSERT_TRUE(definitions);
+    EXPECT_EQ(definitions->roleLimits.at(1000), 2);
     EXPECT_THAT(complaintsOf("role_limit { uid: 1 role: 5 }"),
                 ElementsAre("test.textproto:1: role 5 is not between 0 and 4"));
     EXPECT_THAT(complaintsOf("role_limit { role: 1 }"),
@@ -171,16 +162,16 @@ TEST(DefinitionsReader, ReadsFilesAndSaysWhichCannotBeRead) {
     const std::string& directory = temporary.path();
     const std::string file = directory + "/fine.textproto";
     std::ofstream(file) << "variable { node: 'a' attribute: 'b' type: INT }\n";
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_TRUE(readDefinitionFiles({file}, definitions, complaints));
-    EXPECT_EQ(definitions.variables.size(), 1U);
-    EXPECT_EQ(definitions.variables.front().where, file + ":1");
-    EXPECT_FALSE(readDefinitionFiles({file, directory + "/missing"}, definitions, complaints));
-    EXPECT_THAT(complaints, ElementsAre(directory + "/missing:1: the file cannot be read"));
-    EXPECT_FALSE(readDefinitionFiles({directory}, definitions, complaints)) << "a directory is no file";
+    const auto definitions = readDefinitionFiles({file});
+    ASSERT_TRUE(definitions);
+    EXPECT_EQ(definitions->variables.size(), 1U);
+    EXPECT_EQ(definitions->variables.front().where, file + ":1");
+    const auto refused = readDefinitionFiles({file, directory + "/missing"});
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error(), ElementsAre(directory + "/missing:1: the file cannot be read"));
+    EXPECT_FALSE(readDefinitionFiles({directory})) << "a directory is not a file";
     std::ofstream(directory + "/empty").flush();
-    EXPECT_TRUE(readDefinitionFiles({directory + "/empty"}, definitions, complaints));
+    EXPECT_TRUE(readDefinitionFiles({directory + "/empty"}));
 }
 
 }  // namespace

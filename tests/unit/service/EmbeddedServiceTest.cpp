@@ -89,7 +89,7 @@ public:
     Frame nextOfAll() {
         Frame frame;
         char buffer[4096];
-        while (m_decoder.next(frame) != AppConfigWire::FrameDecoder::Result::frame) {
+        while (!m_decoder.next(frame).value_or(false)) {
             pollfd waiting{m_fd.get(), POLLIN, 0};
             if (poll(&waiting, 1, 10'000) != 1) return {};
             const ssize_t count = recv(m_fd.get(), buffer, sizeof(buffer), 0);
@@ -132,9 +132,10 @@ TEST_F(Embedded, ServesOverItsSockets) {
 
 TEST_F(Embedded, SaysWhatIsWrongWithItsDefinitions) {
     EmbeddedService wrong("variable {}", store);
-    std::string error;
-    EXPECT_FALSE(wrong.start(&error));
-    EXPECT_THAT(error, HasSubstr("definitions:1: a variable needs a node"));
+    const Result<> refused = wrong.start();
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, CommonIF::ERROR_INVALID_REQUEST);
+    EXPECT_THAT(refused.error().reason, HasSubstr("definitions:1: a variable needs a node"));
     EXPECT_FALSE(wrong.running());
 }
 
@@ -168,11 +169,11 @@ TEST_F(Embedded, ReadsBehindAOneWayWriteSeeIt) {
 
 TEST_F(Embedded, CallsAsAnotherClientWithoutLeavingATrace) {
     ConfigIF::ReadRsp response;
-    EXPECT_FALSE(service.call(readRequest(), response));
+    EXPECT_EQ(errorOf(service.call(readRequest(), response)), CommonIF::ERROR_UNAVAILABLE);
     ASSERT_TRUE(service.start());
     EXPECT_TRUE(service.call(readRequest(), response));
     EXPECT_THAT(response.value(), ElementsAre("1"));
-    EXPECT_FALSE(service.call(ConfigIF::BatchReadReq(), response));
+    EXPECT_EQ(errorOf(service.call(ConfigIF::BatchReadReq(), response)), CommonIF::ERROR_NOT_SUPPORTED);
     ConfigAdmin::StatisticsRsp statistics;
     ASSERT_TRUE(service.call(ConfigAdmin::StatisticsReq(), statistics));
     EXPECT_EQ(statistics.clients(), 1U) << "the one that asks";
@@ -180,10 +181,10 @@ TEST_F(Embedded, CallsAsAnotherClientWithoutLeavingATrace) {
 
 TEST_F(Embedded, ReloadsDefinitionsAndKeepsTheOldOnesWhenTheNewAreWrong) {
     ASSERT_TRUE(service.start());
-    std::string error;
-    EXPECT_FALSE(service.reload("variable { nod: 'x' }", &error));
-    EXPECT_THAT(error, HasSubstr("definitions:1"));
-    EXPECT_TRUE(service.reload("variable { node: 'a' attribute: 'b' type: INT default_value: '2' }", &error));
+    const Result<> refused = service.reload("variable { nod: 'x' }");
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error().reason, HasSubstr("definitions:1"));
+    EXPECT_TRUE(service.reload("variable { node: 'a' attribute: 'b' type: INT default_value: '2' }"));
     ConfigIF::ReadRsp response;
     ASSERT_TRUE(service.call(readRequest(), response));
     EXPECT_THAT(response.value(), ElementsAre("2"));

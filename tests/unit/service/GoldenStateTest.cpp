@@ -26,12 +26,7 @@ protected:
     }
 
     /// \return what the file holds, as a service that starts finds it.
-    StoredState load() {
-        StoredState state;
-        std::string error;
-        EXPECT_TRUE(SqliteStore(m_file).load(state, error)) << error;
-        return state;
-    }
+    StoredState load() { return SqliteStore(m_file).load().value(); }
 
     const AppConfigTest::TemporaryDirectory m_directory;
     const std::string m_file = m_directory.path() + "/state.db";
@@ -93,12 +88,10 @@ TEST_P(GoldenState, GoesOnWhereItEnded) {
     ASSERT_FALSE(before.timelines.empty());
     {
         SqliteStore store(m_file);
-        StoredState state;
-        std::string error;
-        ASSERT_TRUE(store.load(state, error)) << error;
+        const StoredState state = store.load().value();
         VariableRow row = byName(state).at("system0servers0");
         row.value = {"new", ""};
-        ASSERT_TRUE(store.commit({state.changes + 1, Timeline{7, state.changes}, {row}}, error)) << error;
+        ASSERT_TRUE(store.commit({state.changes + 1, Timeline{7, state.changes}, {row}}));
     }
     const StoredState after = load();
     EXPECT_EQ(after.changes, before.changes + 1);
@@ -112,10 +105,9 @@ TEST_P(GoldenState, IsTakenOverWholeOrLeftAsItWas) {
     // Found only after all other steps.
     SQLite::Database(m_file, SQLite::OPEN_READWRITE)
         .exec("UPDATE variable SET options = X'00000005' WHERE attribute = 'mode'");
-    StoredState state;
-    std::string error;
-    EXPECT_FALSE(SqliteStore(m_file).load(state, error));
-    EXPECT_THAT(error, HasSubstr("a stored value cannot be read"));
+    const Result<StoredState> refused = SqliteStore(m_file).load();
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error().reason, HasSubstr("a stored value cannot be read"));
     SQLite::Database file(m_file, SQLite::OPEN_READWRITE);
     EXPECT_EQ(file.execAndGet("PRAGMA user_version").getInt(), GetParam());
     EXPECT_EQ(file.execAndGet("SELECT value FROM variable WHERE attribute = 'mode'").getString().size(), 4U + 3U);

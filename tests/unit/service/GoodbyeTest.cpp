@@ -27,9 +27,7 @@ Frame goodbye() {
 
 /// \return the registrations that \p bench has stored, each behind its client, or behind "nobody's".
 std::vector<std::string> storedRegistrations(CoreBench& bench) {
-    AppConfigService::StoredState state;
-    std::string error;
-    EXPECT_TRUE(bench.store.load(state, error)) << error;
+    const AppConfigService::StoredState state = bench.store.load().value();
     std::vector<std::string> found;
     for (const auto& row : state.registrations) {
         const bool owned = std::any_of(state.clients.begin(), state.clients.end(),

@@ -135,20 +135,20 @@ TEST(Registrations, AreLimitedInNumberPerClient) {
 TEST(Registrations, AreLimitedInNumberPerUserAndInAllButForRootAndTheServicesOwnUser) {
     using AppConfigService::checkRoom;
     using AppConfigService::RegistrationCounts;
-    const auto message = [](const RegistrationCounts& counts) { return checkRoom(counts, 1).message; };
+    const auto message = [](const RegistrationCounts& counts) { return checkRoom(counts, 1).error().reason; };
     RegistrationCounts counts;
     counts.isOther = true;
-    EXPECT_TRUE(checkRoom(counts, mostRegistrations).ok());
-    EXPECT_FALSE(checkRoom(counts, mostRegistrations + 1).ok());
+    EXPECT_TRUE(checkRoom(counts, mostRegistrations));
+    EXPECT_FALSE(checkRoom(counts, mostRegistrations + 1));
     counts.user = counts.others = mostRegistrationsOfUser;
     EXPECT_EQ(message(counts), "its user has 400000 registrations already");
     counts.user = 5;
-    EXPECT_TRUE(checkRoom(counts, 1).ok());
+    EXPECT_TRUE(checkRoom(counts, 1));
     counts.others = mostRegistrationsOfOthers;
     EXPECT_EQ(message(counts), "all users together have 800000 registrations already");
-    EXPECT_EQ(checkRoom(counts, 1).error, CommonIF::ERROR_LIMIT);
+    EXPECT_EQ(checkRoom(counts, 1).error().code, CommonIF::ERROR_LIMIT);
     counts.isOther = false;
-    EXPECT_TRUE(checkRoom(counts, 1).ok());
+    EXPECT_TRUE(checkRoom(counts, 1));
 }
 
 }  // namespace

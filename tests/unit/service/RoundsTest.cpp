@@ -41,7 +41,7 @@ struct ProviderRounds : ::testing::Test {
         AppConfigWire::Frame question;
         question.set_message_id(ConfigIF::messageId("ConfigIF.OnChangeReq"));
         return rounds.start(question, about, clients, 1, [this, about, then](const RoundOutcome& outcome) {
-            ended.push_back(about + " " + CommonIF::eErrorType_Name(outcome.verdict.error));
+            ended.push_back(about + " " + CommonIF::eErrorType_Name(AppConfigService::errorOf(outcome.verdict)));
             if (then) then();
         });
     }

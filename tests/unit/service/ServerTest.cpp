@@ -20,12 +20,9 @@ using Socket = asio::local::stream_protocol::socket;
 /// A server that runs whenever the test lets it, on the test's own thread.
 struct RunningServer : ::testing::Test {
     RunningServer() {
-        Definitions definitions;
-        std::vector<std::string> complaints;
-        EXPECT_TRUE(readDefinitions({{"test", "variable { node: 'a' attribute: 'b' type: INT default_value: '1' }"}},
-                                    definitions, complaints));
-        std::string error;
-        EXPECT_TRUE(server.start(definitions, error)) << error;
+        const auto definitions =
+            readDefinitions({{"test", "variable { node: 'a' attribute: 'b' type: INT default_value: '1' }"}});
+        EXPECT_TRUE(server.start(definitions.value()));
     }
 
     /// Lets the server do all that it can do now.

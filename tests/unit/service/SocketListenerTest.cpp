@@ -33,8 +33,8 @@ TEST_F(Listener, TakesClientsAtItsPathAndRemovesItsSocketAtTheEnd) {
     std::string path;
     {
         SocketListener listener(io);
-        ASSERT_EQ(listener.claim(directory, "Srv"), "");
-        ASSERT_EQ(listener.listen(ignore), "");
+        ASSERT_TRUE(listener.claim(directory, "Srv"));
+        ASSERT_TRUE(listener.listen(ignore));
         path = listener.path();
         EXPECT_EQ(path, directory + "/Srv");
         EXPECT_TRUE(connects(path));
@@ -44,15 +44,16 @@ TEST_F(Listener, TakesClientsAtItsPathAndRemovesItsSocketAtTheEnd) {
 
 TEST_F(Listener, RefusesANameThatIsTakenAndLeavesItsServiceAlone) {
     SocketListener first(io);
-    ASSERT_EQ(first.claim(directory, "Srv"), "");
-    ASSERT_EQ(first.listen(ignore), "");
+    ASSERT_TRUE(first.claim(directory, "Srv"));
+    ASSERT_TRUE(first.listen(ignore));
     {
         SocketListener second(io);
-        EXPECT_EQ(second.claim(directory, "Srv"), "a service called Srv runs in " + directory + " already");
+        EXPECT_EQ(second.claim(directory, "Srv").error().reason,
+                  "a service called Srv runs in " + directory + " already");
     }
     EXPECT_TRUE(connects(first.path()));
     SocketListener other(io);
-    EXPECT_EQ(other.claim(directory, "Srv2"), "");
+    EXPECT_TRUE(other.claim(directory, "Srv2"));
 }
 
 TEST_F(Listener, TakesASocketOverThatADeadServiceLeft) {
@@ -61,7 +62,7 @@ TEST_F(Listener, TakesASocketOverThatADeadServiceLeft) {
     if (child == 0) {
         asio::io_context childIo;
         SocketListener dying(childIo);
-        const bool fine = dying.claim(directory, "Srv").empty() && dying.listen(ignore).empty();
+        const bool fine = dying.claim(directory, "Srv") && dying.listen(ignore);
         if (!fine) _exit(1);
         kill(getpid(), SIGKILL);
     }
@@ -71,24 +72,24 @@ TEST_F(Listener, TakesASocketOverThatADeadServiceLeft) {
     ASSERT_TRUE(std::filesystem::exists(directory + "/Srv"));
     EXPECT_FALSE(connects(directory + "/Srv"));
     SocketListener listener(io);
-    ASSERT_EQ(listener.claim(directory, "Srv"), "");
-    ASSERT_EQ(listener.listen(ignore), "");
+    ASSERT_TRUE(listener.claim(directory, "Srv"));
+    ASSERT_TRUE(listener.listen(ignore));
     EXPECT_TRUE(connects(directory + "/Srv"));
 }
 
 TEST_F(Listener, RefusesToRemoveWhatIsNoSocket) {
     std::ofstream(directory + "/Srv") << "precious";
     SocketListener listener(io);
-    ASSERT_EQ(listener.claim(directory, "Srv"), "");
-    EXPECT_THAT(listener.listen(ignore), HasSubstr("is not a socket"));
+    ASSERT_TRUE(listener.claim(directory, "Srv"));
+    EXPECT_THAT(listener.listen(ignore).error().reason, HasSubstr("is not a socket"));
     EXPECT_TRUE(std::filesystem::exists(directory + "/Srv"));
 }
 
 TEST_F(Listener, LeavesASocketThatIsNotItsOwn) {
     {
         SocketListener listener(io);
-        ASSERT_EQ(listener.claim(directory, "Srv"), "");
-        ASSERT_EQ(listener.listen(ignore), "");
+        ASSERT_TRUE(listener.claim(directory, "Srv"));
+        ASSERT_TRUE(listener.listen(ignore));
         std::filesystem::remove(directory + "/Srv");
         std::ofstream(directory + "/Srv") << "another's";
     }
@@ -97,9 +98,9 @@ TEST_F(Listener, LeavesASocketThatIsNotItsOwn) {
 
 TEST_F(Listener, RefusesNamesThatAreNone) {
     SocketListener listener(io);
-    EXPECT_THAT(listener.claim(directory, "../Srv"), HasSubstr("not a valid name for a service"));
-    EXPECT_THAT(listener.claim(directory, ""), HasSubstr("not a valid name for a service"));
-    EXPECT_NE(listener.claim(directory + "/missing/below", "Srv"), "");
+    EXPECT_THAT(listener.claim(directory, "../Srv").error().reason, HasSubstr("is not a valid endpoint name"));
+    EXPECT_THAT(listener.claim(directory, "").error().reason, HasSubstr("is not a valid endpoint name"));
+    EXPECT_FALSE(listener.claim(directory + "/missing/below", "Srv"));
 }
 
 }  // namespace

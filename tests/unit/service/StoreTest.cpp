@@ -52,15 +52,9 @@ protected:
         m_store.reset();
         m_store = std::make_unique<SqliteStore>(m_directory.file("state.db"));
     }
-    StoredState load() {
-        StoredState state;
-        std::string error;
-        EXPECT_TRUE(m_store->load(state, error)) << error;
-        return state;
-    }
+    StoredState load() { return m_store->load().value(); }
     void commit(ChangeNumber changes, std::vector<StoredChange> entries) {
-        std::string error;
-        EXPECT_TRUE(m_store->commit({changes, {}, std::move(entries)}, error)) << error;
+        EXPECT_TRUE(m_store->commit({changes, {}, std::move(entries)}));
     }
 
     TemporaryDirectory m_directory;
@@ -147,9 +141,8 @@ TEST_P(Store, CarriesABatchOutInItsOrder) {
 
 TEST_P(Store, KeepsTheNewestTimelinesAndTheNumbersOfRegistrationsAndRoles) {
     load();
-    std::string error;
     for (std::uint64_t id = 1; id <= mostTimelines + 3; ++id) {
-        ASSERT_TRUE(m_store->commit({id, Timeline{id << 56U, id - 1}, {}}, error)) << error;
+        ASSERT_TRUE(m_store->commit({id, Timeline{id << 56U, id - 1}, {}}));
     }
     VariableRow hidden = variable("h", {"x"});
     hidden.hidden = true;
@@ -173,13 +166,12 @@ INSTANTIATE_TEST_SUITE_P(, Store, ::testing::Values(Kind::memory, Kind::sqlite),
 TEST(SqliteStore, RefusesAFileOfAnotherVersionAndLeavesItAlone) {
     const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
-    StoredState state;
-    std::string error;
-    ASSERT_TRUE(SqliteStore(file).load(state, error));
+    ASSERT_TRUE(SqliteStore(file).load());
     SQLite::Database(file, SQLite::OPEN_READWRITE).exec("PRAGMA user_version = 99");
-    EXPECT_FALSE(SqliteStore(file).load(state, error));
-    EXPECT_THAT(error, HasSubstr("it has version 99, this service reads versions 1 to 4"));
-    EXPECT_THAT(error, HasSubstr(file));
+    const Result<StoredState> refused = SqliteStore(file).load();
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error().reason, HasSubstr("it has version 99, this service reads versions 1 to 4"));
+    EXPECT_THAT(refused.error().reason, HasSubstr(file));
 }
 
 /// What version 1 of the service wrote.
@@ -211,16 +203,12 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
     const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
     SQLite::Database(file, SQLite::OPEN_READWRITE | SQLite::OPEN_CREATE).exec(version1);
-    std::string error;
     {
         SqliteStore store(file);
-        StoredState state;
-        ASSERT_TRUE(store.load(state, error)) << error;
-        ASSERT_TRUE(store.commit({43, Timeline{7, 42}, {variable("c", {"new"})}}, error)) << error;
+        ASSERT_TRUE(store.load());
+        ASSERT_TRUE(store.commit({43, Timeline{7, 42}, {variable("c", {"new"})}}));
     }
-    SqliteStore store(file);
-    StoredState state;
-    ASSERT_TRUE(store.load(state, error)) << error;
+    const StoredState state = SqliteStore(file).load().value();
     EXPECT_EQ(state.changes, 43U);
     ASSERT_EQ(state.timelines.size(), 2U);
     EXPECT_EQ(state.timelines[0].id, 0x0123456789abcdefU) << "the first half of the file's former name";
@@ -251,20 +239,16 @@ TEST(SqliteStore, TakesOverAFileOfVersion1WithAllThatItHolds) {
 TEST(SqliteStore, TakesOverAFileOfVersion2WithItsTimelineAndTheRolesOfClients) {
     const TemporaryDirectory directory;
     const std::string file = directory.file("state.db");
-    StoredState state;
-    std::string error;
     std::uint64_t timeline = 0;
     {
         SqliteStore store(file);
-        ASSERT_TRUE(store.load(state, error)) << error;
-        timeline = state.timelines.at(0).id;
-        ASSERT_TRUE(store.commit({5, std::nullopt, {ClientRow{someone, 3, 3, 4}}}, error)) << error;
+        timeline = store.load().value().timelines.at(0).id;
+        ASSERT_TRUE(store.commit({5, std::nullopt, {ClientRow{someone, 3, 3, 4}}}));
     }
     // Version 2 had everything but the claimed role.
     SQLite::Database(file, SQLite::OPEN_READWRITE)
         .exec("ALTER TABLE client DROP COLUMN claimed_role; PRAGMA user_version = 2;");
-    SqliteStore store(file);
-    ASSERT_TRUE(store.load(state, error)) << error;
+    const StoredState state = SqliteStore(file).load().value();
     EXPECT_EQ(state.changes, 5U);
     ASSERT_EQ(state.timelines.size(), 1U);
     EXPECT_EQ(state.timelines[0].id, timeline);
@@ -278,39 +262,36 @@ TEST(SqliteStore, RefusesWhatIsNoDatabaseAndWhatCannotBeMade) {
     const TemporaryDirectory directory;
     const std::string file = directory.file("garbage");
     std::ofstream(file) << std::string(5000, 'g');
-    StoredState state;
-    std::string error;
-    EXPECT_FALSE(SqliteStore(file).load(state, error));
-    EXPECT_THAT(error, HasSubstr(file));
-    EXPECT_FALSE(SqliteStore(directory.file("no/such/directory.db")).load(state, error));
+    const Result<StoredState> refused = SqliteStore(file).load();
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, CommonIF::ERROR_STORAGE);
+    EXPECT_THAT(refused.error().reason, HasSubstr(file));
+    EXPECT_FALSE(SqliteStore(directory.file("no/such/directory.db")).load());
 }
 
 TEST(SqliteStore, RefusesAFileThatAnotherServiceHasOpen) {
     const TemporaryDirectory directory;
     SqliteStore first(directory.file("state.db"));
-    StoredState state;
-    std::string error;
-    ASSERT_TRUE(first.load(state, error));
-    SqliteStore second(directory.file("state.db"));
-    EXPECT_FALSE(second.load(state, error));
-    EXPECT_THAT(error, HasSubstr("locked"));
+    ASSERT_TRUE(first.load());
+    const Result<StoredState> refused = SqliteStore(directory.file("state.db")).load();
+    ASSERT_FALSE(refused);
+    EXPECT_THAT(refused.error().reason, HasSubstr("locked"));
 }
 
 TEST(SqliteStore, CommitsNothingBeforeItIsLoaded) {
     const TemporaryDirectory directory;
-    std::string error;
-    EXPECT_FALSE(SqliteStore(directory.file("state.db")).commit({}, error));
-    EXPECT_FALSE(error.empty());
+    const Result<> refused = SqliteStore(directory.file("state.db")).commit({});
+    ASSERT_FALSE(refused);
+    EXPECT_FALSE(refused.error().reason.empty());
 }
 
 /// Commits one number after the other and says so once each is acknowledged, until it is killed.
 [[noreturn]] void writeUntilKilled(const std::string& file, int out) {
     SqliteStore store(file);
-    StoredState state;
-    std::string error;
-    if (!store.load(state, error)) _exit(1);
-    for (ChangeNumber number = state.changes + 1;; ++number) {
-        if (!store.commit({number, {}, {variable("b", {std::to_string(number)})}}, error)) _exit(2);
+    const Result<StoredState> state = store.load();
+    if (!state) _exit(1);
+    for (ChangeNumber number = state->changes + 1;; ++number) {
+        if (!store.commit({number, {}, {variable("b", {std::to_string(number)})}})) _exit(2);
         if (write(out, &number, sizeof(number)) != sizeof(number)) _exit(3);
     }
 }
@@ -339,10 +320,7 @@ TEST(SqliteStore, HoldsEachAcknowledgedBatchAfterItsWriterWasKilled) {
         while (read(pipe[0], &number, sizeof(number)) == static_cast<ssize_t>(sizeof(number)));
         close(pipe[0]);
 
-        SqliteStore store(file);
-        StoredState state;
-        std::string error;
-        ASSERT_TRUE(store.load(state, error)) << error;
+        const StoredState state = SqliteStore(file).load().value();
         EXPECT_GE(state.changes, acknowledged);
         EXPECT_LE(state.changes, acknowledged + 1) << "at most the one that was not acknowledged any more";
         ASSERT_EQ(state.variables.size(), 1U);

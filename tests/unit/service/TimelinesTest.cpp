@@ -76,9 +76,7 @@ TEST_F(State, AStartAloneWritesNothing) {
     bench.restart();
     bench.store.failWith("not to be written");
     bench.restart();
-    AppConfigService::StoredState state;
-    std::string error;
-    ASSERT_TRUE(bench.store.load(state, error));
+    const AppConfigService::StoredState state = bench.store.load().value();
     EXPECT_EQ(state.timelines.size(), 2U) << "the store's own and that of the run that stored the registration";
 }
 

@@ -28,46 +28,46 @@ TEST(ReadNumber, RefusesWhateverIsNotWhollyANumber) {
 TEST(CheckValue, RefusesMoreBytesThanTheServiceTakes) {
     VariableDefinition definition;
     definition.name = VariableName("a", 0, "b", 0);
-    EXPECT_TRUE(checkValue(definition, {}, {std::string(longestElement, 'x')}).ok());
-    const Verdict verdict = checkValue(definition, {}, {std::string(longestElement + 1, 'x')});
-    EXPECT_EQ(verdict.error, CommonIF::ERROR_TOO_LONG);
-    EXPECT_EQ(verdict.message, "a.b: the value has 1048577 bytes, the service takes at most 1048576");
+    EXPECT_TRUE(checkValue(definition, {}, {std::string(longestElement, 'x')}));
+    const Result<> refused = checkValue(definition, {}, {std::string(longestElement + 1, 'x')});
+    EXPECT_EQ(refused.error().code, CommonIF::ERROR_TOO_LONG);
+    EXPECT_EQ(refused.error().reason, "a.b: the value has 1048577 bytes, the service takes at most 1048576");
 }
 
 TEST(CheckValue, RefusesMoreElementsThanTheServiceTakes) {
     VariableDefinition definition;
     definition.type = ConfigAdmin::LIST;
-    EXPECT_TRUE(checkValue(definition, {}, Value(mostElements, "x")).ok());
-    EXPECT_EQ(checkValue(definition, {}, Value(mostElements + 1, "x")).error, CommonIF::ERROR_TOO_MANY_ELEMENTS);
+    EXPECT_TRUE(checkValue(definition, {}, Value(mostElements, "x")));
+    EXPECT_EQ(checkValue(definition, {}, Value(mostElements + 1, "x")).error().code, CommonIF::ERROR_TOO_MANY_ELEMENTS);
 }
 
 TEST(CheckValue, TakesBooleansInAnyCaseAndNothingElse) {
     VariableDefinition definition;
     definition.type = ConfigAdmin::BOOL;
-    EXPECT_TRUE(checkValue(definition, {}, {"True"}).ok());
-    EXPECT_TRUE(checkValue(definition, {}, {"FALSE"}).ok());
-    EXPECT_FALSE(checkValue(definition, {}, {"1"}).ok());
-    EXPECT_FALSE(checkValue(definition, {}, {std::string("true\0", 5)}).ok());
+    EXPECT_TRUE(checkValue(definition, {}, {"True"}));
+    EXPECT_TRUE(checkValue(definition, {}, {"FALSE"}));
+    EXPECT_FALSE(checkValue(definition, {}, {"1"}));
+    EXPECT_FALSE(checkValue(definition, {}, {std::string("true\0", 5)}));
 }
 
 TEST(CheckValue, ComparesOptionsByBytes) {
     VariableDefinition definition;
     definition.type = ConfigAdmin::INT;
-    EXPECT_TRUE(checkValue(definition, {"1", "2"}, {"2"}).ok());
-    EXPECT_EQ(checkValue(definition, {"1", "2"}, {"0x2"}).error, CommonIF::ERROR_NOT_AN_OPTION);
+    EXPECT_TRUE(checkValue(definition, {"1", "2"}, {"2"}));
+    EXPECT_EQ(checkValue(definition, {"1", "2"}, {"0x2"}).error().code, CommonIF::ERROR_NOT_AN_OPTION);
 }
 
 TEST(CheckValue, QuotesLongTextsInPart) {
     VariableDefinition definition;
     definition.type = ConfigAdmin::BOOL;
-    EXPECT_LT(checkValue(definition, {}, {std::string(100000, 'x')}).message.size(), 200U);
+    EXPECT_LT(checkValue(definition, {}, {std::string(100000, 'x')}).error().reason.size(), 200U);
 }
 
 TEST(CheckOptions, TakeAnIndexOnlyWithinThem) {
     VariableDefinition definition;
-    EXPECT_TRUE(checkOptions(definition, {}, 0).ok());
-    EXPECT_EQ(checkOptions(definition, {}, 1).error, CommonIF::ERROR_INDEX_OUT_OF_RANGE);
-    EXPECT_EQ(checkOptions(definition, {"a"}, 1).error, CommonIF::ERROR_INDEX_OUT_OF_RANGE);
+    EXPECT_TRUE(checkOptions(definition, {}, 0));
+    EXPECT_EQ(checkOptions(definition, {}, 1).error().code, CommonIF::ERROR_INDEX_OUT_OF_RANGE);
+    EXPECT_EQ(checkOptions(definition, {"a"}, 1).error().code, CommonIF::ERROR_INDEX_OUT_OF_RANGE);
 }
 
 TEST(DisplayName, LeavesInstancesOfZeroOut) {

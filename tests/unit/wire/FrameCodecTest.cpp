@@ -28,9 +28,9 @@ TEST(FrameCodec, TakesOutWhatWasEncoded) {
     const std::string bytes = encodeFrame(sample());
     decoder.feed(bytes.data(), bytes.size());
     Frame frame;
-    ASSERT_EQ(decoder.next(frame), FrameDecoder::Result::frame);
+    ASSERT_TRUE(decoder.next(frame).value());
     EXPECT_EQ(frame.SerializeAsString(), sample().SerializeAsString());
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::more);
+    EXPECT_FALSE(decoder.next(frame).value());
     EXPECT_TRUE(decoder.isEmpty());
 }
 
@@ -41,7 +41,7 @@ TEST(FrameCodec, PutsFramesTogetherByteByByte) {
     Frame frame;
     for (const char byte : bytes) {
         decoder.feed(&byte, 1);
-        if (decoder.next(frame) == FrameDecoder::Result::frame) ++frames;
+        if (decoder.next(frame).value()) ++frames;
     }
     EXPECT_EQ(frames, 2);
     EXPECT_TRUE(decoder.isEmpty());
@@ -52,7 +52,7 @@ TEST(FrameCodec, KnowsOfAFrameThatIsNotWholeYet) {
     const std::string bytes = encodeFrame(sample());
     decoder.feed(bytes.data(), bytes.size() - 1);
     Frame frame;
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::more);
+    EXPECT_FALSE(decoder.next(frame).value());
     EXPECT_FALSE(decoder.isEmpty());
 }
 
@@ -60,31 +60,37 @@ TEST(FrameCodec, RefusesALengthOverTheLimitBeforeItsBytesCome) {
     FrameDecoder decoder(100);
     decoder.feed("\x65", 1);
     Frame frame;
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::invalid);
-    EXPECT_EQ(decoder.error(), "the frame has 101 bytes, the limit is 100");
+    const auto refused = decoder.next(frame);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, std::errc::message_size);
+    EXPECT_EQ(refused.error().reason, "the frame has 101 bytes, the limit is 100");
 }
 
 TEST(FrameCodec, RefusesALengthOfMoreThanFiveBytes) {
     FrameDecoder decoder;
     decoder.feed("\xFF\xFF\xFF\xFF\xFF\xFF", 6);
     Frame frame;
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::invalid);
-    EXPECT_EQ(decoder.error(), "the frame's length is not a 32-bit number");
+    const auto refused = decoder.next(frame);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, std::errc::message_size);
+    EXPECT_EQ(refused.error().reason, "the frame's length is not a 32-bit number");
 }
 
 TEST(FrameCodec, RefusesBytesThatAreNoFrame) {
     FrameDecoder decoder;
     decoder.feed("\x03\xFF\xFF\xFF", 4);
     Frame frame;
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::invalid);
-    EXPECT_EQ(decoder.error(), "the frame does not parse");
+    const auto refused = decoder.next(frame);
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().code, std::errc::bad_message);
+    EXPECT_EQ(refused.error().reason, "the frame does not parse");
 }
 
 TEST(FrameCodec, RefusesAFrameWhoseKindIsNotKnown) {
     FrameDecoder decoder;
     decoder.feed("\x02\x08\x63", 3);
     Frame frame;
-    EXPECT_EQ(decoder.next(frame), FrameDecoder::Result::invalid);
+    EXPECT_FALSE(decoder.next(frame));
 }
 
 }  // namespace

@@ -127,7 +127,7 @@ void ScriptedPeer::serve(const std::shared_ptr<Connection>& connection) {
         if (count <= 0) break;
         decoder.feed(bytes.data(), static_cast<std::size_t>(count));
         Frame frame;
-        while (decoder.next(frame) == FrameDecoder::Result::frame) {
+        while (decoder.next(frame).value_or(false)) {
             OnFrame react;
             {
                 const std::lock_guard lock(m_mutex);

@@ -21,11 +21,7 @@ variable { node: "displays" attribute: "count" type: INT default_value: "1" }
 )";
 
 Definitions parse(const std::string& text) {
-    Definitions definitions;
-    std::vector<std::string> complaints;
-    EXPECT_TRUE(AppConfigService::readDefinitions({{"test", text}}, definitions, complaints))
-        << ::testing::PrintToString(complaints);
-    return definitions;
+    return AppConfigService::readDefinitions({{"test", text}}).value();
 }
 
 VariableName var(const std::string& text) {
@@ -51,10 +47,8 @@ ConfigIF::Inst inst(const std::string& text) {
 }
 
 std::string nameOf(const ConfigIF::Inst& inst) {
-    VariableName name;
     const int number = inst.node(0).name() == "cfg" ? inst.node(0).instance() : 0;
-    EXPECT_TRUE(AppConfigService::readName(inst, number, name).ok());
-    return AppConfigService::displayName(name);
+    return AppConfigService::displayName(AppConfigService::readName(inst, number).value());
 }
 
 ServiceOptions CoreBench::usualOptions() {
@@ -70,13 +64,11 @@ CoreBench::CoreBench(const std::string& definitions, ServiceOptions options) : m
 void CoreBench::restart(const std::string& definitions) {
     core = std::make_unique<Core>(store, *this, m_options,
                                   [this](AppConfigService::LogLevel, const std::string& line) { log.push_back(line); });
-    std::string error;
-    ASSERT_TRUE(core->start(parse(definitions), error, now)) << error;
+    ASSERT_TRUE(core->start(parse(definitions), now));
 }
 
 bool CoreBench::reload(const std::string& definitions) {
-    std::string error;
-    const bool reloaded = core->reload(parse(definitions), error, now);
+    const bool reloaded = core->reload(parse(definitions), now).has_value();
     settle();
     return reloaded;
 }
