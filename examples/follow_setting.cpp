@@ -1,8 +1,8 @@
-// Follows the brightness of a display: prints it once, and again whenever anybody changes it.
+// Follows the brightness of a display: prints it once, and again after each change.
 //
 // usage: follow_setting [RUNTIME_DIRECTORY [CHANGES]]
 //
-// CHANGES ends the program after so many changes; without it, it runs until it is killed.
+// With CHANGES the program ends after that many changes; without, it runs until it is killed.
 
 #include <AppConfig/AppConfig.h>
 #include <UnixTransport.h>
@@ -16,7 +16,7 @@
 
 namespace {
 
-/// Is told of each change on the transport's own thread, and lets main wait for the next.
+/// Is notified of each change on the transport's own thread, and lets main wait for the next one.
 class BrightnessFollower : public ConsumerConfigHandler {
 public:
     BrightnessFollower() { m_wantsChange = true; }

@@ -20,7 +20,7 @@ Thermostat::~Thermostat() {
 std::string Thermostat::requestTarget(int degrees) {
     ConfigResult result;
     if (m_config.setConfigVar(node, 0, attribute, 0, degrees, &result)) {
-        // The library has cached what was accepted; its notification may still be under way.
+        // The library has cached the accepted value; its notification may still be under way.
         m_target = m_config.getConfigVarInt(node, 0, attribute, 0);
         return {};
     }
@@ -29,6 +29,6 @@ std::string Thermostat::requestTarget(int degrees) {
 
 void Thermostat::onConfigChanged(const std::string&, int, const std::string&, int, const std::list<std::string>&,
                                  const std::string&) {
-    // The library has cached the new value before it calls, so this asks nobody.
+    // The library has cached the new value before this call, so the read sends no request.
     m_target = m_config.getConfigVarInt(node, 0, attribute, 0);
 }

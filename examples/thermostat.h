@@ -6,8 +6,8 @@
 #include <list>
 #include <string>
 
-/// Decides whether to heat, by a target temperature that is configured as `heating.target`, in degrees.
-/// Follows changes of it for as long as it lives. Any thread may call any operation.
+/// Decides whether to heat, by the target temperature `heating.target`, in degrees. Follows its changes as long as the
+/// object exists. Any thread may call any operation.
 class Thermostat : private ConsumerConfigHandler {
 public:
     explicit Thermostat(AppConfig::AppCfgManager& config);
@@ -15,7 +15,7 @@ public:
 
     bool shouldHeat(int measured) const { return measured < m_target; }
 
-    /// Asks for another target. \return the empty text when it was accepted, else why not.
+    /// Writes another target. \return an empty text if it was accepted, otherwise the reason.
     std::string requestTarget(int degrees);
 
 private:

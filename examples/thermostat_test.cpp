@@ -1,5 +1,5 @@
-// How an application tests a class of its own against the configuration service, without a device and without a service
-// to start.
+// How an application tests one of its classes against the configuration service, without a device and without starting
+// a service.
 
 #include "thermostat.h"
 
@@ -28,7 +28,7 @@ TEST_F(ThermostatTest, HeatsBelowTheConfiguredTarget) {
     EXPECT_FALSE(thermostat.shouldHeat(20));
 }
 
-TEST_F(ThermostatTest, FollowsAChangeThatSomebodyElseMakes) {
+TEST_F(ThermostatTest, FollowsAChangeThatAnotherClientMakes) {
     const Thermostat thermostat(config());
 
     kit.setValue("heating.target", "25");
@@ -37,7 +37,7 @@ TEST_F(ThermostatTest, FollowsAChangeThatSomebodyElseMakes) {
     EXPECT_TRUE(thermostat.shouldHeat(24));
 }
 
-TEST_F(ThermostatTest, TellsWhyATargetIsRefused) {
+TEST_F(ThermostatTest, SaysWhyATargetIsRefused) {
     Thermostat thermostat(config());
 
     const std::string reason = thermostat.requestTarget(31);
@@ -46,7 +46,7 @@ TEST_F(ThermostatTest, TellsWhyATargetIsRefused) {
     EXPECT_FALSE(thermostat.shouldHeat(20));
 }
 
-TEST_F(ThermostatTest, GoesOnWithTheLastTargetWhileTheServiceIsGone) {
+TEST_F(ThermostatTest, KeepsTheLastTargetWhileTheServiceIsStopped) {
     Thermostat thermostat(config());
     kit.stopService();
 
@@ -57,7 +57,7 @@ TEST_F(ThermostatTest, GoesOnWithTheLastTargetWhileTheServiceIsGone) {
     EXPECT_EQ(thermostat.requestTarget(25), "");
 }
 
-TEST_F(ThermostatTest, HearsAfterARestartOfWhatChangedMeanwhile) {
+TEST_F(ThermostatTest, FollowsChangesAfterARestartOfTheService) {
     const Thermostat thermostat(config());
     kit.restartService();
 

@@ -1,4 +1,4 @@
-// Provides the volume of an amplifier: judges each proposed value, and applies those that the service accepted.
+// Provides the volume of an amplifier: validates each proposed value, and applies those that the service has stored.
 //
 // usage: volume_provider [RUNTIME_DIRECTORY]
 //
@@ -36,7 +36,7 @@ public:
 }  // namespace
 
 int main(int argc, char** argv) {
-    // Blocked before the transport starts its thread, so that only sigwait takes them.
+    // Blocked before the transport starts its thread, so that only sigwait gets them.
     sigset_t endSignals;
     sigemptyset(&endSignals);
     sigaddset(&endSignals, SIGINT);

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Everything that an application needs to read, write, watch and provide configuration variables.
+/// Includes everything that an application needs to read, write, watch and provide configuration variables.
 
 #include "AppConfig/AppCfgManager.h"
 #include "AppConfig/ConfigResult.h"

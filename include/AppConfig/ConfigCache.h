@@ -18,28 +18,28 @@ namespace AppConfig {
 class Inquiry;
 struct Touches;
 
-/// The last known record of every variable that one manager has read or been told of. It owns its records. There is no
+/// The last known record of every variable that one manager has read or been notified of. Owns its records. There is no
 /// expiry and no limit: a record is present and trusted, or absent.
 ///
-/// Thread-safe: each operation takes the cache's mutex for its own duration, also when an exception passes. No
-/// operation blocks on anything else. An iterator outlives that lock; see there.
+/// Thread-safe: each operation holds the cache's mutex while it runs and blocks on nothing else. An iterator stays
+/// valid after that; see there.
 class APPCONFIG_EXPORT ConfigCache {
 public:
     /// One record under its variable.
     using Entry = std::pair<const ConfigVar, ConfigValue>;
 
-    /// Gives access to the record that was current when the iterator was handed out, or to none (the cache's end).
+    /// Gives access to the record that was current when the iterator was returned, or to none (the cache's end).
     ///
     /// A record is never changed in place: an update puts a changed copy into the map, and an iterator shares ownership
-    /// of the record it was given. It may therefore be read without a lock for as long as it exists, while other
-    /// threads update, replace or remove the variable; such changes are seen by the next getConfigValue() only. Copies
-    /// may be used by several threads; one object is not synchronised. Reading through the end is undefined.
+    /// of its record. It may therefore be read without a lock for as long as it exists, while other threads update,
+    /// replace or remove the variable; only the next getConfigValue() sees such changes. Copies may be used by several
+    /// threads; one object is not synchronised. Dereferencing the end is undefined.
     class iterator {
     public:
         iterator() = default;
         const Entry& operator*() const { return *m_entry; }
         const Entry* operator->() const { return m_entry.get(); }
-        /// Two iterators are equal when they give the same record or none.
+        /// Two iterators are equal if both give the same record, or both none.
         bool operator==(const iterator& other) const { return m_entry == other.m_entry; }
         bool operator!=(const iterator& other) const { return m_entry != other.m_entry; }
 
@@ -49,7 +49,7 @@ public:
         std::shared_ptr<const Entry> m_entry;
     };
 
-    /// Empty.
+    /// Creates an empty cache.
     ConfigCache();
     /// No operation may be running. Iterators stay readable.
     ~ConfigCache();
@@ -57,17 +57,17 @@ public:
     ConfigCache(const ConfigCache&) = delete;
     ConfigCache& operator=(const ConfigCache&) = delete;
 
-    /// Stores \p value as the value of the record of \p var, which is created when there is none. An empty list is
-    /// stored as such. No other field of the record changes. \return a copy of the whole record after the change.
+    /// Stores \p value in the record of \p var, which is created if there is none. An empty list is stored as such. No
+    /// other field of the record changes. \return a copy of the whole record after the change.
     ConfigValue update(ConfigVar var, std::list<std::string> value);
 
-    /// \return the record of \p var; end() when there is none. Namespace and instances count.
+    /// \return the record of \p var; end() if there is none. Namespace and instances count.
     iterator getConfigValue(ConfigVar var) const;
 
-    /// \return what getConfigValue() gives for an absent variable.
+    /// \return what getConfigValue() returns for an absent variable.
     iterator end() const;
 
-    /// Removes the record of \p var, so that the next read goes to the service.
+    /// Removes the record of \p var, so that the next read asks the service.
     /// \return whether there was one.
     bool setStale(ConfigVar var);
 
@@ -77,7 +77,7 @@ public:
     /// As update(), for the options, which become known. The default index stays.
     ConfigValue updateOptions(ConfigVar var, std::vector<std::string> options);
 
-    /// As update(), for the index of the default option.
+    /// As update(), for the default index.
     ConfigValue updateOptionDefaultIndex(ConfigVar var, unsigned int index);
 
     /// As update(), for the flag that says whether the value is the default.
@@ -86,30 +86,30 @@ public:
     /// Removes every record.
     void reset();
 
-    /// Removes every record whose node name holds \p part anywhere. The attribute is not searched; \p part is taken as
-    /// it is, so one with a capital letter matches nothing, and an empty one matches everything. \return how many
+    /// Removes every record whose node name contains \p part. The attribute is not searched. \p part is compared as
+    /// given, so one with an upper-case letter matches nothing, and an empty one matches everything. \return how many
     /// records were removed.
     unsigned int removeVars(std::string part);
 
 private:
-    // A request under way has to tell what happened to its variable meanwhile.
+    // Decides, for a request under way, whether its reply may be stored.
     friend class Inquiry;
 
     struct APPCONFIG_HIDDEN Record;
     using Records = std::map<ConfigVar, std::shared_ptr<const Record>>;
 
-    /// \return the record of \p var, also one that only remembers; null when there is none.
+    /// \return the record of \p var, also one that only remembers revisions; null if there is none.
     std::shared_ptr<const Record> find(const ConfigVar& var) const APPCONFIG_REQUIRES(m_mutex);
-    /// \return a copy of the record of \p var to be changed and put back; a new one when there is none.
+    /// \return a copy of the record of \p var, to be changed and put back; a new one if there is none.
     std::shared_ptr<Record> editable(const ConfigVar& var) const APPCONFIG_REQUIRES(m_mutex);
     /// \return a copy of its contents.
     ConfigValue put(std::shared_ptr<Record> record) APPCONFIG_REQUIRES(m_mutex);
-    /// Removes the record at \p at, which moves on to the next. \return whether there was one to be seen.
+    /// Removes the record at \p at, which moves on to the next. \return whether it was visible to readers.
     bool remove(Records::iterator& at) APPCONFIG_REQUIRES(m_mutex);
 
     Records m_cache APPCONFIG_GUARDED_BY(m_mutex);
     mutable PlainMutex m_mutex;
-    std::vector<Touches*> m_underWay APPCONFIG_GUARDED_BY(m_mutex);  ///< of the requests that are
+    std::vector<Touches*> m_underWay APPCONFIG_GUARDED_BY(m_mutex);  ///< one for each request under way
 };
 
 }  // namespace AppConfig

@@ -15,17 +15,18 @@
 class ConsumerConfigHandler;
 class ProviderConfigHandler;
 
-/// Remembers which application objects want to hear of which variables: consumers per kind of event, providers once per
-/// variable. A registration with an empty attribute covers the node, all its attributes and every node below it.
+/// The handlers of an application and the variables that they are registered for: consumers per kind of notification,
+/// providers once per variable. A handler registered with an empty attribute is registered for the node, all its
+/// attributes and every node below it.
 ///
-/// It owns nothing that it points to and never calls a handler. Pointers may be null (placeholders, which say that the
-/// service was already asked for a kind of event although no handler stands behind it) and may occur several times.
+/// Does not own the handlers and never calls one. A pointer may be null (a placeholder: there is a registration at the
+/// service for this kind, but no handler) and may occur several times.
 ///
-/// Thread-safe: each operation takes the registrar's mutex for its own duration and returns copies; it blocks on
-/// nothing else. A handler taken from a returned list may have been unregistered since.
+/// Thread-safe: each operation holds the registrar's mutex while it runs, blocks on nothing else and returns copies. A
+/// handler taken from a returned list may have been unregistered since.
 class APPCONFIG_EXPORT ConfigRegistrar {
 public:
-    /// Kinds of events. The service's number for a kind is this one plus 3; any other number counts as SUBMIT there.
+    /// Kinds of notifications. The service's number for a kind is this one plus 3; any other number is sent as SUBMIT.
     enum ConsumerCallbackType : std::int32_t {
         CONFIG_CHANGED = 0,
         ATTRIBUTE_CHANGED = 1,  ///< the library dispatches nothing for it
@@ -34,7 +35,7 @@ public:
         ACCESS_LEVELS_CHANGED = 4,
     };
 
-    /// Handlers under what they were registered for. Entries are never erased; an empty list finds nothing.
+    /// Handlers by what they were registered for. Elements are never erased; an empty list has no effect.
     template <typename Handler>
     using Table = std::map<ConfigVar, std::list<Handler*>, CfgHandlerLookup>;
 
@@ -45,7 +46,7 @@ public:
     ConfigRegistrar(const ConfigRegistrar&) = delete;
     ConfigRegistrar& operator=(const ConfigRegistrar&) = delete;
 
-    /// Appends \p h to the handlers of \p var, also when it is there already.
+    /// Appends \p h to the handlers of \p var, also if it is there already.
     void registerHandler(ConfigVar const& var, ProviderConfigHandler* h);
     void registerHandler(ConfigVar const& var, ConsumerConfigHandler* h, ConsumerCallbackType type);
 
@@ -54,9 +55,9 @@ public:
     bool unregisterHandler(ConfigVar const& var, ConsumerConfigHandler* h, ConsumerCallbackType type);
     bool unregisterHandler(ConfigVar const& var, ProviderConfigHandler* h);
 
-    /// \return the handlers to call for the variable: those of its fully qualified name first, then those of nodes that
-    /// cover it, each group in the order of its names, without placeholders. A handler is returned once per
-    /// registration.
+    /// \return the handlers to call for the variable: first those of its fully qualified name, then those of its node
+    /// and of the nodes above, each group ordered by name, without placeholders. A handler is returned as often as it
+    /// was registered.
     std::list<ConsumerConfigHandler*> getHandlers(std::string const& node, std::string const& attribute,
                                                   ConsumerCallbackType type);
     std::list<ProviderConfigHandler*> getProviderHandlers(std::string const& node, std::string const& attribute);
@@ -65,13 +66,13 @@ public:
     bool isHandlerRegistered(ConfigVar const& var, ConsumerCallbackType type);
     bool isProviderHandlerRegistered(ConfigVar const& var);
 
-    /// \return whether \p h is among the handlers to call for the variable now. For whoever calls the handlers of a
-    /// list one after another, since each may remove those after it.
+    /// \return whether \p h is among the handlers to call for the variable now. Used between the calls to the handlers
+    /// of a list, since each handler may remove those after it.
     bool isStillRegistered(std::string const& node, std::string const& attribute, ConsumerConfigHandler* h,
                            ConsumerCallbackType type);
     bool isStillRegistered(std::string const& node, std::string const& attribute, ProviderConfigHandler* h);
 
-    /// \return how many removals have found something so far: as long as it stays, no list has lost a handler.
+    /// \return how many removals have found a handler so far. While it does not change, no list has lost a handler.
     std::uint64_t removals() const { return m_removals.load(std::memory_order_relaxed); }
 
     /// The lookup and the removal behind the operations above, on one of this registrar's tables; they take the mutex.
@@ -81,7 +82,7 @@ public:
     bool unregisterHandler(ConfigVar const& var, Handler* h, Table<Handler>& table);
 
 private:
-    /// \return whether \p accept accepts the handlers of an entry that reaches \p var.
+    /// \return whether \p accept returns true for the handlers of an element that reaches \p var.
     template <typename Handler, typename Accept>
     bool reaches(ConfigVar const& var, const Table<Handler>& table, Accept&& accept);
     Table<ConsumerConfigHandler>& consumerTable(ConsumerCallbackType type);

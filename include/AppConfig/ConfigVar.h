@@ -5,12 +5,12 @@
 
 #include "AppConfig/Export.h"
 
-/// Names one configuration variable: a node, one attribute of it, the instance number of each, and the namespace that
-/// the variable lives in.
+/// Names one configuration variable: a node, one of its attributes, the instance number of each, and the namespace of
+/// the variable.
 ///
-/// A plain value that owns its two names. Node and attribute never hold an ASCII capital letter once init() or the
-/// five-part constructor has run, and a copy is normalised again. Whoever writes m_node or m_attribute directly has to
-/// keep that up. Not synchronised; distinct objects may be used by distinct threads.
+/// A plain value that owns its two names. After init() or the five-part constructor, node and attribute are in lower
+/// case (ASCII), and a copy is converted again. Code that writes m_node or m_attribute directly must keep them so. Not
+/// synchronised; distinct objects may be used by distinct threads.
 class APPCONFIG_EXPORT ConfigVar {
 public:
     /// All numbers 0, both names empty.
@@ -19,31 +19,31 @@ public:
     /// The same as default construction followed by init().
     ConfigVar(int ns, const std::string& node, int nodeInstance, const std::string& attribute, int attributeInstance);
 
-    /// Copies go through init(): the names are lowered again and m_spare is 0.
+    /// Copies go through init(): the names are converted to lower case again, and m_spare is 0.
     ConfigVar(const ConfigVar& other);
     ConfigVar& operator=(const ConfigVar& other);
     ~ConfigVar() = default;
 
-    /// Fills every field. 'A' to 'Z' in \p node and \p attribute become small letters, in every locale; every other
-    /// byte stays. Nothing is checked: empty names, spaces and negative numbers are stored as given. m_spare becomes 0.
+    /// Fills every field. 'A' to 'Z' in \p node and \p attribute become lower case, in every locale; every other byte
+    /// stays. Nothing is checked: empty names, spaces and negative numbers are stored as given. m_spare becomes 0.
     void init(int ns, std::string const& node, int nodeInstance, std::string const& attribute, int attributeInstance);
 
-    /// \return the fully qualified name: the node, then, unless the attribute is empty, "." and the attribute.
-    /// Namespace and instances are never part of it.
+    /// \return the fully qualified name: the node and, unless the attribute is empty, "." and the attribute. Namespace
+    /// and instances are not part of it.
     std::string getFQName() const;
 
     /// Orders by namespace, node, node instance, attribute, attribute instance; numbers as signed numbers, names as
-    /// unsigned bytes, the shorter first. m_spare takes no part.
+    /// unsigned bytes, the shorter first. m_spare does not count.
     bool operator<(ConfigVar const& other) const;
 
-    /// \return whether all five parts are equal; m_spare takes no part.
+    /// \return whether all five parts are equal; m_spare does not count.
     bool operator==(ConfigVar const& other) const;
     bool operator!=(ConfigVar const& other) const { return !(*this == other); }
 
     std::int32_t m_namespace = 0;  ///< 0: none given; 1 or more: the number of a configuration service
-    std::string m_node;            ///< may hold "." between nested nodes
+    std::string m_node;            ///< may contain "." between nested nodes
     std::int32_t m_nodeInstance = 0;
     std::string m_attribute;  ///< empty: the variable stands for the node itself
     std::int32_t m_attributeInstance = 0;
-    std::int32_t m_spare = 0;  ///< without meaning; a copy does not carry it over
+    std::int32_t m_spare = 0;  ///< has no meaning, and is not copied
 };

@@ -10,12 +10,11 @@
 
 namespace AppConfig {
 
-/// Turns requests of the library into the service's messages, and what the service sends back into the library's
-/// values.
+/// Builds the messages for the service from the library's types, and reads the service's messages into them.
 ///
 /// Without state; every operation may be called from any thread and blocks on nothing. Builders return the filled
 /// message by value and cannot fail: a role, an error or a callback type outside its enum is a programming error and
-/// aborts, in every build. Names go out as the variable holds them; names that come in are lowered.
+/// aborts, in every build. Names are sent as the variable holds them; names that arrive are converted to lower case.
 class APPCONFIG_EXPORT ProtobufMessageHelper {
 public:
     virtual ~ProtobufMessageHelper();
@@ -77,8 +76,8 @@ public:
                                                                  std::list<std::string> options,
                                                                  unsigned int* defaultIndex);
 
-    /// The builders behind those above. One variable, several variables, a name, or one variable with a value; the
-    /// library holds an instance for each message that the builders return.
+    /// The templates behind the builders above: for one variable, several variables, a name, or one variable with a
+    /// value. The library contains an instance for each message that the builders return.
     template <typename Message>
     static Message fillBasicMessage(std::string const& clientName, CommonIF::eSecurityRole role, ConfigVar var);
     template <typename Message>
@@ -91,42 +90,42 @@ public:
     static Message fillBasicMessage(std::string const& clientName, CommonIF::eSecurityRole role, ConfigVar var,
                                     Value const& value);
 
-    /// Appends the steps of \p var: "cfg" with the namespace when that is 1 or more, the node, the attribute. Steps
-    /// that \p inst holds already stay.
+    /// Appends the steps of \p var: "cfg" with the namespace if that is 1 or more, the node, the attribute. Existing
+    /// steps of \p inst stay.
     static void addVarName(ConfigIF::Inst* inst, ConfigVar var);
 
-    /// Append to the value of \p instValue; what is there stays.
+    /// Append to the value of \p instValue; existing elements stay.
     static void addVarValue(ConfigIF::InstValue* instValue, std::string const& value);
     static void addVarValue(ConfigIF::InstValue* instValue, std::list<std::string> const& value);
 
     // ---- replies and notifications
 
-    /// Reads a variable's parts. The last step is the attribute; the steps before it, without a leading "cfg" (small
-    /// letters only), are joined by "." and appended to \p node, which is to be empty; \p nodeInstance is that of the
-    /// last of them and stays untouched when there is none. \return 0, or CFG_ERROR_MALFORMED_NAME when there is no
-    /// step beside "cfg"; then every output is untouched.
+    /// Reads a variable's parts. The last step is the attribute; the steps before it, without a leading "cfg" (exactly
+    /// in lower case), are joined by "." and appended to \p node, which should be empty. \p nodeInstance is the
+    /// instance of the last of them and stays untouched if there is none. \return 0; or CFG_ERROR_MALFORMED_NAME, with
+    /// every output untouched, if there is no step other than "cfg".
     static int getConfigVarName(std::string& node, int& nodeInstance, std::string& attribute, int& attributeInstance,
                                 ConfigIF::Inst const& inst);
 
-    /// \return the instance of the first step when its name is exactly "cfg", else 0.
+    /// \return the instance of the first step if its name is exactly "cfg", otherwise 0.
     static int getConfigVarNamespace(ConfigIF::Inst const& inst);
 
-    /// Replaces \p value by the strings of \p instValue. \return 0
+    /// Replaces \p value with the strings of \p instValue. \return 0
     static int getConfigVarValue(std::list<std::string>& value, ConfigIF::InstValue const& instValue);
 
-    /// Replaces \p list by \p strings. \return 0
+    /// Replaces \p list with \p strings. \return 0
     static int getStringList(std::list<std::string>& list,
                              google::protobuf::RepeatedPtrField<std::string> const& strings);
 
     /// Reads a reply: error and flag are replaced, messages appended; the server context and the client name are
-    /// replaced unless the reply's are empty. An error number that this library does not know becomes
+    /// replaced unless they are empty in the reply. An error number that this library does not know becomes
     /// CFG_ERROR_GENERAL.
     static void fillReturnMessage(ConfigResult& result, ConfigIF::ReturnMessage const& message);
 
-    /// Writes an answer: the error code goes out as it is and has to be one of CommonIF::eErrorType.
+    /// Writes an answer: the error code is sent as it is and must be one of CommonIF::eErrorType.
     static void fillReturnMessage(ConfigIF::ReturnMessage* message, ConfigResult const& result);
 
-    /// A provider's answers.
+    /// The answers of a provider.
     static ConfigIF::OnChangeRsp getOnChangeResponse(ConfigResult const& result);
     static ConfigIF::DynamicValidateRsp getDynamicValidateResponse(ConfigResult const& result);
 };

@@ -4,8 +4,9 @@
 
 namespace AppConfig {
 
-/// The rights of a client, and the least rights that a variable asks for. A larger number has more rights; access
-/// checks compare the numbers. (The service's numbers for the same roles are in another order; the library translates.)
+/// What a client may do; a variable's levels are the lowest roles that may read and write it. A larger number has more
+/// rights, and access checks compare the numbers. (Messages have other numbers for the roles, in another order; the
+/// library translates them.)
 enum SecurityRole : std::int32_t {
     SECURITY_ROLE_NONE = 0,
     SECURITY_ROLE_1 = 1,

@@ -6,8 +6,8 @@
 
 namespace AppConfig {
 
-/// A plain, non-recursive mutex as the cache and the registry hold it: a pthread mutex made from an attribute object
-/// without a type, which is destroyed right after the mutex has been made from it. Lock it with PlainLock only.
+/// The plain, non-recursive mutex of the cache and the registry: a pthread mutex made with an attribute object that
+/// sets no type and is destroyed as soon as the mutex is made. Lock it with PlainLock only.
 class APPCONFIG_CAPABILITY("mutex") PlainMutex {
 public:
     PlainMutex() {
@@ -28,7 +28,7 @@ private:
     pthread_mutexattr_t m_mutexAttr;
 };
 
-/// Holds a PlainMutex for its own lifetime, also when an exception passes.
+/// Holds a PlainMutex as long as it exists.
 class APPCONFIG_SCOPED_CAPABILITY PlainLock {
 public:
     explicit PlainLock(PlainMutex& mutex) APPCONFIG_ACQUIRE(mutex) : m_mutex(mutex) { m_mutex.lock(); }

@@ -1,6 +1,6 @@
 #pragma once
 
-/// Names for Clang's thread-safety analysis; other compilers see nothing.
+/// Macros for Clang's thread-safety analysis; empty for other compilers.
 #if defined(__clang__)
 #define APPCONFIG_THREAD_ATTRIBUTE(x) __attribute__((x))
 #else

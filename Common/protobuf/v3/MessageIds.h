@@ -4,8 +4,8 @@
 #include <cstdint>
 #include <string_view>
 
-/// The id under which each message of the interface definition travels. One row per message; an id, once released, is
-/// never given to another message. A test walks the definition and finds each message here exactly once.
+/// The id of each message of the interface definition. One row per message; an id, once released, is never given to
+/// another message. A test checks that each message of the definition is here exactly once.
 namespace ConfigIF {
 
 struct MessageId {
@@ -69,7 +69,7 @@ inline constexpr MessageId messageIds[] = {
     {"ConfigAdmin.StatisticsRsp", 0x1A0507},
 };
 
-/// \return the id of the message called \p fullName; 0, which no message has, when there is none.
+/// \return the id of the message called \p fullName; 0, which no message has, if there is none.
 constexpr std::uint32_t messageId(std::string_view fullName) {
     for (const MessageId& row : messageIds) {
         if (row.name == fullName) return row.id;
@@ -77,7 +77,7 @@ constexpr std::uint32_t messageId(std::string_view fullName) {
     return 0;
 }
 
-/// \return the full name of the message with \p id; empty when there is none.
+/// \return the full name of the message with \p id; empty if there is none.
 constexpr std::string_view messageName(std::uint32_t id) {
     for (const MessageId& row : messageIds) {
         if (row.id == id) return row.name;
