@@ -17,6 +17,7 @@
 #include "store/MemoryStore.h"
 #include "store/SqliteStore.h"
 #include "wire/Endpoint.h"
+#include "wire/Escaped.h"
 
 using namespace AppConfigService;
 
@@ -66,7 +67,9 @@ void describe(CLI::App& app, CommandLine& line) {
 }
 
 Log logTo(const std::shared_ptr<spdlog::logger>& logger) {
-    return [logger](LogLevel level, const std::string& text) {
+    return [logger](LogLevel level, const std::string& line) {
+        // Clients and providers have chosen parts of it.
+        const std::string text = AppConfigWire::escaped(line);
         switch (level) {
             case LogLevel::debug: return logger->debug(text);
             case LogLevel::info: return logger->info(text);

@@ -22,6 +22,7 @@
 #include "delivery/HandlerTable.h"
 #include "delivery/ResumePoints.h"
 #include "wire/Endpoint.h"
+#include "wire/Escaped.h"
 
 namespace PbUtility {
 
@@ -48,6 +49,8 @@ int finish(const std::string& endpoint, const Result<>& outcome) {
         const Failure& why = outcome.error();
         sentence = endpoint + ": " + transportStatusText(why.code);
         if (!why.reason.empty()) sentence += " (" + why.reason + ")";
+        // Applications log it, and the peer has chosen some of its words.
+        sentence = AppConfigWire::escaped(sentence);
     }
     setLastTransportFailure(std::move(sentence));
     return statusOf(outcome);

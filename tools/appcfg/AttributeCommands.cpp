@@ -14,12 +14,12 @@ using AppConfig::SecurityRole;
 
 ExitStatus printOptions(Session& session, const std::string& subject, const std::vector<std::string>& options,
                         unsigned defaultIndex) {
-    std::string text;
+    std::list<std::string> lines;
     for (std::size_t i = 0; i < options.size(); ++i) {
-        text += (i == 0 ? "" : "\n") + options[i] + (i == defaultIndex ? "  (default)" : "");
+        lines.push_back(options[i] + (i == defaultIndex ? "  (default)" : ""));
     }
-    session.output().result({{"variable", subject}, {"options", options}, {"default_index", defaultIndex}},
-                            options.empty() ? "any value" : text);
+    if (options.empty()) lines.emplace_back("any value");
+    session.output().result({{"variable", subject}, {"options", options}, {"default_index", defaultIndex}}, lines);
     return ExitStatus::done;
 }
 

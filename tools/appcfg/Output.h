@@ -18,11 +18,14 @@ public:
     Output(std::ostream& results, std::ostream& complaints, bool json)
         : m_results(results), m_complaints(complaints), m_json(json) {}
 
-    /// One result: \p object with JSON, else \p text, whose last line gets its line end here. With text, an empty
-    /// \p text writes an empty line.
-    void result(const nlohmann::ordered_json& object, const std::string& text);
+    /// One result: \p object with JSON, else each of \p lines in a line of its own. What a line has from other
+    /// processes is shown escaped: it could clear the terminal or look like another line.
+    void result(const nlohmann::ordered_json& object, const std::list<std::string>& lines);
+    void result(const nlohmann::ordered_json& object, const std::string& line) {
+        result(object, std::list<std::string>{line});
+    }
 
-    /// One complaint for people, written as `appcfg: <text>`.
+    /// One complaint for people, written as `appcfg: <text>` in one line, escaped.
     void complain(const std::string& text);
 
     bool json() const { return m_json; }
@@ -34,7 +37,7 @@ private:
     const bool m_json;
 };
 
-/// \return \p value for people: one element as it stands, several (or none) in brackets.
+/// \return \p value for people: one element by itself, several (or none) in brackets.
 std::string valueText(const std::list<std::string>& value);
 
 }  // namespace AppConfigTool

@@ -11,15 +11,6 @@ namespace {
 
 using nlohmann::ordered_json;
 
-std::string lines(const std::list<std::string>& value) {
-    std::string text;
-    for (const std::string& element : value) {
-        if (&element != &value.front()) text += "\n";
-        text += element;
-    }
-    return text;
-}
-
 void addNotes(Session& session, const std::string& subject, const ConfigResult& result) {
     for (const std::string& message : result.m_messages) session.output().complain(subject + ": " + message);
 }
@@ -55,8 +46,9 @@ ExitStatus getValue(Session& session) {
         case Arguments::As::elements:
         case Arguments::As::list:
             object["value"] = value;
-            text = lines(value);
-            break;
+            // An empty list is an empty line: a script that reads lines finds one.
+            session.output().result(object, value.empty() ? std::list<std::string>{""} : value);
+            return ExitStatus::done;
         case Arguments::As::text:
             text = session.manager().getConfigVar(var);
             object["value"] = text;
@@ -141,21 +133,22 @@ ExitStatus showRecord(Session& session) {
     if (const auto done = session.outcome(); !done) return session.fail(name.text(), done.error());
     const AppConfig::ConfigAccessLevels levels = record.accessLevels();
     ordered_json object = {{"variable", name.text()}, {"value", record.getValue()}, {"is_default", record.isDefault()}};
-    std::string text = name.text() + "\n  value    " + valueText(record.getValue()) +
-                       (record.isDefault() ? "  (the default)" : "") + "\n  read     role " +
-                       std::to_string(levels.readRole) + "\n  write    role " + std::to_string(levels.writeRole) +
-                       "\n  options  ";
+    std::list<std::string> lines = {
+        name.text(),
+        "  value    " + valueText(record.getValue()) + (record.isDefault() ? "  (the default)" : ""),
+        "  read     role " + std::to_string(levels.readRole),
+        "  write    role " + std::to_string(levels.writeRole),
+        "  options  any value",
+    };
     object["read_level"] = static_cast<int>(levels.readRole);
     object["write_level"] = static_cast<int>(levels.writeRole);
     object["options"] = options;
-    if (options.empty()) {
-        text += "any value";
-    } else {
+    if (!options.empty()) {
         object["default_index"] = record.defaultIndex();
-        text +=
-            valueText({options.begin(), options.end()}) + ", default index " + std::to_string(record.defaultIndex());
+        lines.back() = "  options  " + valueText({options.begin(), options.end()}) + ", default index " +
+                       std::to_string(record.defaultIndex());
     }
-    session.output().result(object, text);
+    session.output().result(object, lines);
     return ExitStatus::done;
 }
 

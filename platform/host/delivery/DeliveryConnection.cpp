@@ -7,6 +7,7 @@
 #include "Handshake.h"
 #include "MessageIds.h"
 #include "delivery/ResumePoints.h"
+#include "wire/Escaped.h"
 #include "wire/FrameVersion.h"
 
 namespace AppConfigHost {
@@ -155,7 +156,7 @@ void DeliveryConnection::sayGoodbye(const std::string& goodbye, Deadline deadlin
 
 /// Says once why a connection is closed, and not again with each attempt that ends the same way.
 void DeliveryConnection::report(const Failure& why) {
-    const std::string sentence = std::string(transportStatusText(why.code)) + ": " + why.reason;
+    const std::string sentence = std::string(transportStatusText(why.code)) + ": " + AppConfigWire::escaped(why.reason);
     if (std::exchange(m_reported, sentence) == sentence) return;
     std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s\n", m_endpoint.c_str(),
                  sentence.c_str());

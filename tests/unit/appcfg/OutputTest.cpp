@@ -19,6 +19,18 @@ TEST(Output, WritesTextForPeople) {
     EXPECT_EQ(complaints.str(), "appcfg: no\n");
 }
 
+TEST(Output, ShowsWhatOthersHaveWrittenEscapedAndInItsOwnLine) {
+    std::ostringstream results;
+    std::ostringstream complaints;
+    Output output(results, complaints, false);
+
+    output.result({}, std::list<std::string>{"first\nsecond", "\x1b[2J\xff"});
+    output.complain("refused: \rappcfg: all is well\n");
+
+    EXPECT_EQ(results.str(), "first\\nsecond\n\\x1b[2J\\xff\n");
+    EXPECT_EQ(complaints.str(), "appcfg: refused: \\rappcfg: all is well\\n\n");
+}
+
 TEST(Output, WritesOneObjectPerLineWithJson) {
     std::ostringstream results;
     std::ostringstream complaints;
