@@ -100,7 +100,7 @@ void Requests::submit(const Call& call, const ConfigAdmin::SubmitReq& request) {
         setRefusal(response, found.error());
         return reply(call, response);
     }
-    m_with.log(LogLevel::info, "submit of " + (*found)->display + " by " + call.client.endpoint);
+    m_with.log(LogLevel::info, "submit of " + (*found)->display + " by " + displayName(call.client, call.pid));
     m_with.notifier.submit(**found, request.submit_type());
     response.mutable_result()->set_error(CommonIF::ERROR_NONE);
     reply(call, response);

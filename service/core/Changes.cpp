@@ -12,7 +12,7 @@
 // - Whatever is waited for may take long, and others go on meanwhile: levels, roles, definitions and providers are
 // looked
 //   up anew at each step. Variables themselves stay where they are.
-// - conclude() takes the operation out of its queue while steps of it are still on the stack. They work on a shared
+// - conclude() takes the operation out of its line while steps of it are still on the stack. They work on a shared
 //   pointer that the round, the journal's entry or turn() keeps.
 // - conclude() sets others going. It is the last thing that a step does.
 
@@ -40,23 +40,20 @@ void Changes::submit(ChangeRequest request) {
 
     const Result<> admitted = admit(*operation);
     if (!admitted) return conclude(operation, admitted);
-    Queue& queue = m_queues[operation->variable];
-    if (!queue.operations.empty()) {
-        if (wouldWaitForItself(*operation)) {
-            return conclude(operation,
-                            failure(CommonIF::ERROR_BUSY, operation->variable->display +
-                                                              ": a value is being decided on, and the decision "
-                                                              "waits for the client that asks"));
-        }
-        if (queue.operations.size() >= mostWaiting) {
-            return conclude(operation, failure(CommonIF::ERROR_LIMIT, operation->variable->display + ": " +
-                                                                          std::to_string(mostWaiting) +
-                                                                          " requests wait for the variable already"));
-        }
+    Line& line = m_lines[operation->variable];
+    if (!line.empty() && wouldWaitForItself(*operation)) {
+        return conclude(operation, failure(CommonIF::ERROR_BUSY, operation->variable->display +
+                                                                     ": a value is being decided on, and the decision "
+                                                                     "waits for the client that asks"));
     }
     // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
     operation->queued = true;
-    queue.operations.push_back(operation);
+    if (const OperationPtr removed = line.add(operation)) {
+        removed->queued = false;
+        conclude(removed,
+                 failure(CommonIF::ERROR_LIMIT, operation->variable->display + ": " + std::to_string(mostWaiting) +
+                                                    " requests wait for the variable already"));
+    }
     turn(*operation->variable);
 }
 
@@ -68,6 +65,16 @@ Result<> Changes::admit(Operation& operation) const {
         return failure(CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable");
     }
     if (Result<> allowed = writable(variable, operation.role); !allowed) return allowed;
+    Result<> fine = checkRules(operation);
+    if (fine || mayKnowWhy(operation)) return fine;
+    return failure(fine.error().code,
+                   variable.display + ": role " + std::to_string(operation.role) + " may not know why it is refused");
+}
+
+/// \return whether the variable may take what is proposed. A reset proposes nothing; what it comes to is worked out
+/// here.
+Result<> Changes::checkRules(Operation& operation) {
+    const Variable& variable = *operation.variable;
     const VariableRow& row = variable.row;
     switch (operation.kind) {
         case ChangeRequest::Kind::reset:
@@ -83,6 +90,12 @@ Result<> Changes::admit(Operation& operation) const {
     return failure(CommonIF::ERROR_GENERAL, "unknown kind of change");
 }
 
+/// Whoever may write a variable and not read it learns whether it is accepted. Reasons tell of limits, options and,
+/// from providers, of anything.
+bool Changes::mayKnowWhy(const Operation& operation) {
+    return operation.role >= operation.variable->row.readLevel;
+}
+
 bool Changes::wouldWaitForItself(const Operation& operation) const {
     // Who waits in line waits for the decision that runs; that waits for the clients that are asked; and each of those
     // may be waiting, from within its handler, for a request that it made after it was asked. Requests that it made
@@ -93,14 +106,14 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
         Variable* variable = next.back();
         next.pop_back();
         if (!seen.insert(variable).second) continue;
-        const auto queue = m_queues.find(variable);
-        if (queue == m_queues.end() || queue->second.operations.empty()) continue;
-        const Operation& running = *queue->second.operations.front();
+        const auto line = m_lines.find(variable);
+        if (line == m_lines.end() || line->second.empty()) continue;
+        const Operation& running = *line->second.first();
         if (!running.round) continue;
         for (const Rounds::Outstanding& question : m_with.rounds.outstanding(*running.round)) {
             if (question.client == operation.client) return true;
-            for (const auto& other : m_queues) {
-                for (const OperationPtr& made : other.second.operations) {
+            for (const auto& other : m_lines) {
+                for (const OperationPtr& made : other.second.all()) {
                     if (made->client == question.client && made->order > question.order) next.push_back(other.first);
                 }
             }
@@ -110,19 +123,19 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
 }
 
 void Changes::turn(Variable& variable) {
-    Queue& queue = m_queues[&variable];
+    Line& line = m_lines[&variable];
     // An operation that ends at once calls this from conclude(). It brings its successor up through the loop of the
-    // outermost call, not through the stack, which a long queue would exhaust; and only that call, which looks at the
-    // queue once more, takes it away.
-    if (queue.turning) return;
-    queue.turning = true;
-    while (!queue.operations.empty() && !queue.operations.front()->running) {
-        const OperationPtr operation = queue.operations.front();
+    // outermost call, not through the stack, which a long line would exhaust; and only that call, which looks at the
+    // line once more, takes it away.
+    if (line.turning) return;
+    line.turning = true;
+    while (!line.empty() && !line.first()->running) {
+        const OperationPtr operation = line.first();
         operation->running = true;
         begin(operation);
     }
-    queue.turning = false;
-    if (queue.operations.empty()) m_queues.erase(&variable);
+    line.turning = false;
+    if (line.empty()) m_lines.erase(&variable);
 }
 
 void Changes::begin(const OperationPtr& operation) {
@@ -145,8 +158,17 @@ void Changes::judge(const OperationPtr& operation, const std::vector<const Clien
         operation->round.reset();
         // Nobody has judged: the variable may need somebody who does, and others may have come.
         if (outcome.withdrawn) return begin(operation);
-        operation->result.messages = outcome.messages;
-        if (!outcome.verdict) return conclude(operation, outcome.verdict);
+        if (mayKnowWhy(*operation)) operation->result.messages = outcome.messages;
+        for (const std::string& provider : outcome.refusedBy) {
+            m_with.log(LogLevel::info, "provider " + provider + " refused the " + nameOf(operation->kind) + " of " +
+                                           operation->variable->display + " by " +
+                                           displayName(operation->client, operation->pid));
+        }
+        if (!outcome.verdict) {
+            if (mayKnowWhy(*operation)) return conclude(operation, outcome.verdict);
+            return conclude(operation, failure(outcome.verdict.error().code,
+                                               operation->variable->display + ": a provider refused it"));
+        }
         // Whoever has unregistered its handlers one by one is still asked, and has no part in it.
         const Variable& asked = *operation->variable;
         if (!outcome.judged && asked.definition && asked.definition->needsProvider) {
@@ -179,7 +201,7 @@ Time Changes::providerExpected(const Variable& variable) const {
     for (const auto& target :
          m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_DYNAMIC_VALIDATE)) {
         const Client* client = m_with.clients.find(*target.client);
-        if (client == nullptr || client->record.role() < variable.row.readLevel) continue;
+        if (client == nullptr || !m_with.deciders.mayDecide(client->key, variable)) continue;
         const std::optional<Time> lost = client->connections.deliveryLost();
         if (lost) expected = std::max(expected, *lost + grace);
     }
@@ -209,26 +231,26 @@ void Changes::providerArrived() {
     });
 }
 
-void Changes::withdraw(const std::vector<ClientKey>& clients) {
-    if (clients.empty()) return;
-    // By their order, which shows: queues are kept by address. Those that get their turn while this goes on are not
-    // among them, and ask under the new roles.
+void Changes::withdraw() {
+    // By their order, which shows: lines are kept by address. Those that get their turn while this goes on are not
+    // among them, and ask under the new rights.
     std::map<std::uint64_t, OperationPtr> asking;
-    for (const auto& entry : m_queues) {
-        const OperationPtr& operation = entry.second.operations.front();
+    for (const auto& entry : m_lines) {
+        const OperationPtr& operation = entry.second.first();
         if (operation->round) asking.emplace(operation->order, operation);
     }
     for (const auto& entry : asking) {
         const Operation& operation = *entry.second;
         const Variable& variable = *operation.variable;
-        for (const ClientKey& key : clients) {
-            const Client* client = m_with.clients.find(key);
+        // A row that is stored is there to be applied.
+        const auto type = operation.transition ? ConfigIF::CALLBACK_ON_CHANGE : ConfigIF::CALLBACK_DYNAMIC_VALIDATE;
+        for (const Rounds::Outstanding& question : m_with.rounds.outstanding(*operation.round)) {
+            const Client* client = m_with.clients.find(question.client);
+            if (client != nullptr && variable.definition && mayBeAsked(*client, variable, type)) continue;
             // With its last question a round ends, and the operation may begin another.
-            if (!operation.round || client == nullptr || client->record.role() >= variable.row.readLevel) continue;
-            if (!m_with.rounds.withdraw(*operation.round, key)) continue;
-            m_with.log(LogLevel::warning, "provider " + key.endpoint + " was asked about " + variable.display +
-                                              ", and its answer does not count: its role does not reach the read "
-                                              "level any more");
+            if (!operation.round || !m_with.rounds.withdraw(*operation.round, question.client)) continue;
+            m_with.log(LogLevel::warning, "provider " + question.who + " was asked about " + variable.display +
+                                              ", and its answer does not count: it has lost the right to it");
         }
     }
 }
@@ -304,7 +326,9 @@ void Changes::stored(const OperationPtr& operation) {
         operation->round.reset();
         // The value stands: what goes wrong now is told, not undone.
         operation->result.flag = !outcome.verdict.has_value();
-        for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
+        if (mayKnowWhy(*operation)) {
+            for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
+        }
         announce(operation);
     };
     // The row has just been entered, so what is noted is what the question carries. A provider that is lost before it
@@ -343,12 +367,12 @@ void Changes::conclude(const OperationPtr& operation, const Result<>& verdict) {
         const VariableRow& row = operation->transition ? operation->transition->row() : variable.row;
         result.revision = m_with.messages.revision(row.changes.value);
         m_with.log(LogLevel::debug, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
-                                        operation->client.endpoint);
+                                        displayName(operation->client, operation->pid));
     }
     operation->reply(result);
     if (!operation->queued) return;
-    // The queue is there, and this is its first: only that one runs.
-    m_queues[&variable].operations.pop_front();
+    // The line is there, and this is its first: only that one runs.
+    m_lines[&variable].removeFirst();
     turn(variable);
 }
 
@@ -359,14 +383,21 @@ std::vector<const Client*> Changes::providers(const Variable& variable, ConfigIF
         // One client may have several callbacks; it is asked once.
         if (client == nullptr || !client->connections.delivery()) continue;
         if (!result.empty() && result.back() == client) continue;
-        if (client->record.role() < variable.row.readLevel) {
-            m_with.log(LogLevel::warning, "provider " + client->key.endpoint + " is not asked about " +
-                                              variable.display + ": its role does not reach the read level");
+        if (!mayBeAsked(*client, variable, type)) {
+            m_with.log(LogLevel::warning,
+                       "provider " + displayName(*client) + " is not asked about " + variable.display +
+                           (type == ConfigIF::CALLBACK_ON_CHANGE ? ": its role does not reach the read level"
+                                                                 : ": its user may not decide on the value"));
             continue;
         }
         result.push_back(client);
     }
     return result;
+}
+
+bool Changes::mayBeAsked(const Client& client, const Variable& variable, ConfigIF::CallbackType type) const {
+    if (type == ConfigIF::CALLBACK_ON_CHANGE) return client.record.role() >= variable.row.readLevel;
+    return m_with.deciders.mayDecide(client.key, variable);
 }
 
 Messages::Asker Changes::askerOf(const Operation& operation) const {
@@ -375,7 +406,7 @@ Messages::Asker Changes::askerOf(const Operation& operation) const {
 
 std::size_t Changes::waiting() const {
     std::size_t count = 0;
-    for (const auto& queue : m_queues) count += queue.second.operations.size();
+    for (const auto& line : m_lines) count += line.second.all().size();
     return count;
 }
 

@@ -10,43 +10,19 @@
 
 #include "configservice.pb.h"
 #include "core/Catalogue.h"
+#include "core/Deciders.h"
 #include "core/Journal.h"
 #include "core/Limits.h"
+#include "core/Line.h"
 #include "core/Messages.h"
 #include "core/Notifier.h"
 #include "core/Roles.h"
 #include "core/Rounds.h"
-#include "core/Transition.h"
 
 namespace AppConfigService {
 
-/// How a change ended.
-struct ChangeResult {
-    Result<> verdict;
-    bool flag = false;  ///< done, but a provider had trouble taking it on board
-    std::vector<std::string> messages;
-    std::string context;          ///< what the providers were told
-    ConfigIF::Revision revision;  ///< of the value that an accepted change left behind
-};
-
-/// Somebody wants to change a variable, or to know whether it could be changed.
-struct ChangeRequest {
-    enum class Kind : std::uint8_t { write, validate, reset, options };
-    Kind kind = Kind::write;
-    Variable* variable = nullptr;
-    ClientKey client;
-    bool internal = false;  ///< whatever it claims counts
-    int claimedRole = 0;    ///< what it is worth is looked up again at each step
-    std::string requester;  ///< client_name of the request
-    bool awaited = true;    ///< somebody waits for the result
-    Value proposed;         ///< of a write or a validation
-    Value options;          ///< of an options request
-    std::optional<std::uint32_t> defaultIndex;
-    std::function<void(const ChangeResult&)> reply;  ///< called once, from whichever operation ends the request
-};
-
 /// Takes variables from one state to the next: checks, asks the providers, stores, tells providers and clients,
-/// replies. One request at a time is under decision per variable, the others wait in order. Refers to its
+/// replies. One request at a time is under decision per variable, the others wait in their Line. Refers to its
 /// collaborators, which must outlive it; not thread-safe.
 class Changes {
 public:
@@ -55,6 +31,7 @@ public:
         const Registrations& registrations;
         const Clients& clients;
         const Roles& roles;
+        const Deciders& deciders;
         const Messages& messages;
         Rounds& rounds;
         Journal& journal;
@@ -75,9 +52,9 @@ public:
     /// somebody who waits for a provider may go on.
     void providerArrived();
 
-    /// The roles of \p clients have fallen: what they are asked about variables that they may not know any more counts
-    /// no longer, whatever they answer.
-    void withdraw(const std::vector<ClientKey>& clients);
+    /// Roles, or the right to decide, may have been taken away: whoever may not be asked any more is not waited for,
+    /// and what it answers does not count.
+    void withdraw();
 
     /// Ends the waiting for providers whose time is over.
     void expire();
@@ -89,25 +66,10 @@ public:
     std::size_t waiting() const;
 
 private:
-    struct Operation : ChangeRequest {
-        int role = 0;  ///< what the claimed one was worth when it was admitted last
-        std::uint64_t order = 0;
-        bool queued = false;
-        bool running = false;
-        std::optional<RoundId> round;
-        std::optional<Time> waitsUntil;  ///< for a provider to come back
-        std::vector<ClientKey> asked;    ///< who was asked to apply it
-        ChangeResult result;
-        std::optional<Transition> transition;  ///< once it is accepted and about to be stored
-    };
-    using OperationPtr = std::shared_ptr<Operation>;
-
-    struct Queue {
-        std::deque<OperationPtr> operations;  ///< the first is under decision
-        bool turning = false;
-    };
-
     Result<> admit(Operation& operation) const;
+    static Result<> checkRules(Operation& operation);
+    static bool mayKnowWhy(const Operation& operation);
+    bool mayBeAsked(const Client& client, const Variable& variable, ConfigIF::CallbackType type) const;
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
@@ -129,8 +91,8 @@ private:
 
     const Collaborators m_with;
     Time m_started{};
-    std::uint64_t m_order = 0;            ///< of requests and questions
-    std::map<Variable*, Queue> m_queues;  ///< looked up, and listed only where the order does not show
+    std::uint64_t m_order = 0;          ///< of requests and questions
+    std::map<Variable*, Line> m_lines;  ///< looked up, and listed only where the order does not show
     std::map<std::uint64_t, OperationPtr> m_waitForProvider;  ///< by their order
 };
 

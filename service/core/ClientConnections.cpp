@@ -4,8 +4,9 @@
 
 namespace AppConfigService {
 
-void ClientConnections::open(ConnectionId connection) {
+void ClientConnections::open(ConnectionId connection, std::int32_t pid) {
     m_all.insert(connection);
+    m_pid = pid;
     m_goneSince.reset();
 }
 

@@ -12,8 +12,8 @@ namespace AppConfigService {
 /// Connections alone, and by Clients when a client comes from the store. Not thread-safe.
 class ClientConnections {
 public:
-    /// \p connection has said HELLO.
-    void open(ConnectionId connection);
+    /// \p connection, of the process \p pid, has said HELLO.
+    void open(ConnectionId connection, std::int32_t pid);
 
     /// The open \p connection takes the deliveries from here on; there is no other. \p number is its place among those
     /// of the client's own count, 0 when the client does not count. Whoever connects for deliveries stays, whatever it
@@ -49,6 +49,9 @@ public:
     /// \return how many delivery connections there were, the present one included; see Registration::claim.
     std::uint32_t claim() const { return m_claim; }
 
+    /// \return the process that has connected last; 0 when there was none in this run.
+    std::int32_t pid() const { return m_pid; }
+
     /// \return since when the client has no connection; nothing while it has one.
     std::optional<Time> goneSince() const { return m_goneSince; }
 
@@ -60,6 +63,7 @@ private:
     std::uint64_t m_deliveryNumber = 0;
     std::optional<Time> m_deliveryLost;
     std::uint32_t m_claim = 0;
+    std::int32_t m_pid = 0;
     std::optional<Time> m_goneSince;
     bool m_leaving = false;
 };

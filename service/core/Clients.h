@@ -27,6 +27,11 @@ struct Client {
     ClientRecord record;            ///< Roles' and Enrolment's
 };
 
+/// \return \p client for the log, with the process that has connected last.
+inline std::string displayName(const Client& client) {
+    return displayName(client.key, client.connections.pid());
+}
+
 /// Every client that is connected or within its grace time. Not thread-safe.
 class Clients {
 public:

@@ -12,8 +12,8 @@ namespace AppConfigService {
 
 using AppConfigWire::Frame;
 
-void Connections::open(ConnectionId id, std::uint32_t uid, bool internal) {
-    m_connections[id] = Connection{uid, internal, std::nullopt, AppConfigWire::REQUESTS, false};
+void Connections::open(ConnectionId id, const Peer& peer, bool internal) {
+    m_connections[id] = Connection{peer, internal, std::nullopt, AppConfigWire::REQUESTS, false};
     if (internal) return;
     m_silent[id] = m_with.clock.now() + helloDeadline;
     if (m_connections.size() > mostConnections) {
@@ -48,7 +48,11 @@ void Connections::drained(ConnectionId id) {
 
 std::string Connections::clientOf(ConnectionId id) const {
     const Connection* const connection = find(id);
-    return connection != nullptr && connection->client ? connection->client->endpoint : "a client without a name";
+    if (connection == nullptr) return "an unknown client";
+    const Peer& peer = connection->peer;
+    // It has not said its name yet.
+    if (!connection->client) return displayName(ClientKey{peer.uid, "a client"}, peer.pid);
+    return displayName(*connection->client, peer.pid);
 }
 
 void Connections::reject(ConnectionId id, const std::string& reason) {
@@ -106,7 +110,7 @@ void Connections::farewell(ConnectionId delivery) {
 void Connections::forget(const ClientKey& key, const char* why) {
     Client* const client = m_with.clients.find(key);
     if (client == nullptr) return;
-    m_with.log(LogLevel::info, "client " + key.endpoint + " is forgotten: it " + why);
+    m_with.log(LogLevel::info, "client " + displayName(key) + " is forgotten: it " + why);
     const std::set<ConnectionId> ids = client->connections.all();
     m_with.enrolment.forget(*client);
     m_with.clients.erase(key);

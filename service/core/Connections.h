@@ -21,7 +21,7 @@ namespace AppConfigService {
 
 /// One connection, as far as the core knows it.
 struct Connection {
-    std::uint32_t uid = 0;
+    Peer peer;
     bool internal = false;            ///< see Core::connected()
     std::optional<ClientKey> client;  ///< once it has said HELLO
     AppConfigWire::Purpose purpose = AppConfigWire::REQUESTS;
@@ -50,8 +50,8 @@ public:
 
     explicit Connections(const Collaborators& collaborators) : m_with(collaborators) {}
 
-    /// A process of user \p uid has connected. It has to say HELLO in time, unless \p internal.
-    void open(ConnectionId id, std::uint32_t uid, bool internal);
+    /// \p peer has connected. It has to say HELLO in time, unless \p internal.
+    void open(ConnectionId id, const Peer& peer, bool internal);
 
     /// \p frame is the first that came on \p id, which is open: it should be HELLO.
     void greet(ConnectionId id, const AppConfigWire::Frame& frame);
@@ -83,7 +83,7 @@ public:
     /// The client behind \p delivery says goodbye over it.
     void farewell(ConnectionId delivery);
 
-    /// \return the endpoint of the client behind \p id, for people.
+    /// \return the client behind \p id, for the log.
     std::string clientOf(ConnectionId id) const;
 
     /// Closes what said no HELLO in time, and forgets the clients that stayed away for too long.

@@ -22,19 +22,20 @@ Core::Core(StateStore& store, Outbox& outbox, ServiceOptions options, Log log)
       m_messages(m_options, m_journal),
       m_rounds(m_options, m_clock, *this),
       m_roles(m_options, m_clients, m_journal, m_clock),
+      m_deciders(m_roles, m_catalogue),
       m_notifier(
           {m_options, m_catalogue, m_registrations, m_clients, m_journal, m_messages, m_rounds, outbox, *this, m_log}),
-      m_changes({m_options, m_registrations, m_clients, m_roles, m_messages, m_rounds, m_journal, m_notifier, m_clock,
-                 m_log}),
+      m_changes({m_options, m_registrations, m_clients, m_roles, m_deciders, m_messages, m_rounds, m_journal,
+                 m_notifier, m_clock, m_log}),
       m_enrolment({m_options, m_registrations, m_clients, m_journal, m_notifier, m_changes}),
-      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_changes, m_enrolment, m_journal,
-                  m_notifier, m_messages, m_statistics, *this, m_log}),
+      m_requests({m_options, m_catalogue, m_registrations, m_clients, m_roles, m_deciders, m_changes, m_enrolment,
+                  m_journal, m_notifier, m_messages, m_statistics, *this, m_log}),
       m_connections({m_options, m_registrations, m_clients, m_journal, m_rounds, m_notifier, m_changes, m_enrolment,
                      outbox, *this, m_clock, m_log}) {}
 
-void Core::connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal) {
+void Core::connected(ConnectionId connection, const Peer& peer, Time now, bool internal) {
     m_clock.set(now);
-    m_connections.open(connection, uid, internal);
+    m_connections.open(connection, peer, internal);
 }
 
 bool Core::busy(ConnectionId connection) const {
@@ -85,6 +86,7 @@ void Core::request(ConnectionId id, const Connection& connection, const Frame& f
                     frame.message_id(),
                     frame.kind() == AppConfigWire::REQUEST,
                     *connection.client,
+                    connection.peer.pid,
                     connection.internal};
     // Before it is served, since it may be through before that returns.
     m_connections.begin(id);
@@ -106,8 +108,13 @@ void Core::registrations(ConnectionId id, const Connection& connection, const Fr
         return m_connections.reject(
             id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows");
     }
-    const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
-                    true, *connection.client,  connection.internal};
+    const Call call{id,
+                    frame.correlation(),
+                    ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
+                    true,
+                    *connection.client,
+                    connection.peer.pid,
+                    connection.internal};
     m_connections.begin(id);
     const auto done = [this, id](const Frame& reply) { m_connections.end(id, &reply); };
     if (frame.registration_size() > 0) {

@@ -42,10 +42,10 @@ public:
     /// like any other change. When that fails, nothing has changed.
     Result<> reload(const Definitions& definitions, Time now);
 
-    /// A client of user \p uid has connected; numbers of connections grow. There may be too many: then it is refused
+    /// A client of \p peer has connected; numbers of connections grow. There may be too many: then it is refused
     /// and closed at once; else it has to say hello until helloDeadline has passed. \p internal connections may claim
     /// any role, are not intercepted, and their client is forgotten with its last connection.
-    void connected(ConnectionId connection, std::uint32_t uid, Time now, bool internal = false);
+    void connected(ConnectionId connection, const Peer& peer, Time now, bool internal = false);
 
     /// \p frame came on \p connection, which is not busy.
     void receive(ConnectionId connection, const AppConfigWire::Frame& frame, Time now);
@@ -60,7 +60,7 @@ public:
     /// closed.
     void disconnected(ConnectionId connection, Time now);
 
-    /// \return the endpoint of the client behind \p connection, for people.
+    /// \return the client behind \p connection, for the log.
     std::string clientOf(ConnectionId connection) const { return m_connections.clientOf(connection); }
 
     /// Refuses \p connection with \p reason and closes it: what came on it is no frame, or its queue is full.
@@ -116,6 +116,7 @@ private:
     const Messages m_messages;
     Rounds m_rounds;
     Roles m_roles;
+    Deciders m_deciders;
     Notifier m_notifier;
     Changes m_changes;
     Enrolment m_enrolment;

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <memory>
 #include <set>
 #include <utility>
@@ -60,15 +61,18 @@ Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
     }
     // Before anybody is told of anything, and before the rest, which the roles decide over.
     const Roles::Changed roles = m_roles.limit(definitions.roleLimits);
+    m_deciders.name(definitions.providers);
 
     std::vector<const Transition*> entered;
     for (std::size_t i = 0; i < adoptions.size(); ++i) {
         Variable& variable = m_catalogue.define(definitions.variables[i]);
         defined.insert(&variable);
+        const int formerLevel = variable.row.readLevel;
         transitions[i].enter(variable, m_notifier);
         entered.push_back(&transitions[i]);
         if (!adoptions[i].complaint.empty()) {
-            const bool hidden = variable.row.readLevel > 0;
+            // The complaint quotes the value, which was under the former level.
+            const bool hidden = std::max(formerLevel, variable.row.readLevel) > 0;
             m_log(LogLevel::warning, variable.display + " falls back to its default, its definition forbids the rest" +
                                          (hidden ? "" : ": " + adoptions[i].complaint));
         }
@@ -80,7 +84,7 @@ Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
         return announce ? m_notifier.inform(variable) : std::vector<ClientKey>();
     };
     Transition::tell(entered, m_notifier, asked);
-    m_changes.withdraw(roles.fallen);
+    m_changes.withdraw();
     for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();
     return {};

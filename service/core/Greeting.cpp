@@ -53,7 +53,7 @@ std::string Connections::makeRoom() {
 void Connections::greet(ConnectionId id, const Frame& frame) {
     Connection& connection = m_connections.at(id);
     const Hello& hello = frame.hello();
-    const ClientKey key{connection.uid, hello.endpoint()};
+    const ClientKey key{connection.peer.uid, hello.endpoint()};
     // Refused before anything is noted of it, but for a client that had to make room.
     const std::string why = refusal(frame, key, connection.internal);
     if (!why.empty()) return reject(id, why);
@@ -61,14 +61,14 @@ void Connections::greet(ConnectionId id, const Frame& frame) {
     const bool known = m_with.clients.find(key) != nullptr;
     Client& client = m_with.clients.insert(key);
     if (!known) {
-        m_with.log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
+        m_with.log(LogLevel::info, "client " + displayName(key, connection.peer.pid) + " is new");
     }
     const bool delivers = hello.purpose() == AppConfigWire::DELIVERY;
     Standing standing = standingOf(hello);
     client.progress.join(standing.joined, delivers);
     // One without a point began with its first connection, whichever that was.
     if (standing.fresh && client.progress.joined()) standing.delivered = client.progress.joined();
-    client.connections.open(id);
+    client.connections.open(id, connection.peer.pid);
     m_silent.erase(id);
     connection.client = key;
     connection.purpose = hello.purpose();
@@ -112,9 +112,9 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
             hello.registrations() == held && hello.registrations_digest() == m_with.registrations.digest(key);
         welcome.set_registrations_known(known);
         if (!known) {
-            m_with.log(LogLevel::info, "client " + key.endpoint + " holds " + std::to_string(hello.registrations()) +
-                                           " registrations, the service " + std::to_string(held) +
-                                           " that are not the same: the client tells them anew");
+            m_with.log(LogLevel::info, "client " + displayName(key) + " holds " +
+                                           std::to_string(hello.registrations()) + " registrations, the service " +
+                                           std::to_string(held) + " that are not the same: the client tells them anew");
         }
     }
     m_with.outbox.send(id, frame);

@@ -140,7 +140,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
             const VariableRow& row = step.variable->row;
             m_with.log(LogLevel::info, "levels of " + step.variable->display + " set to " +
                                            std::to_string(row.readLevel) + " and " + std::to_string(row.writeLevel) +
-                                           " by " + call.client.endpoint);
+                                           " by " + displayName(call.client, call.pid));
         }
         Transition::tell(entered, m_with.notifier, nullptr);
         m_with.changes.providerArrived();

@@ -146,8 +146,8 @@ bool Notifier::askToApply(Client& client) {
 void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNumber number,
                        const RoundOutcome& outcome) {
     if (!outcome.verdict) {
-        m_with.log(LogLevel::warning,
-                   variable.display + ": provider " + key.endpoint + " had trouble with a value that it had missed");
+        m_with.log(LogLevel::warning, variable.display + ": provider " + displayName(key) +
+                                          " had trouble with a value that it had missed");
     }
     Client* client = m_with.clients.find(key);
     if (client == nullptr) return;

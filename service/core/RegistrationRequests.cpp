@@ -35,12 +35,18 @@ RegistrationRow rowOf(const ClientKey& client, const AppConfigWire::Registration
 
 }  // namespace
 
+Result<> Requests::check(const RegistrationRow& row, bool typeKnown) const {
+    Result<> fine = checkRow(row, typeKnown);
+    if (!fine || row.type != ConfigIF::CALLBACK_DYNAMIC_VALIDATE) return fine;
+    return m_with.deciders.mayRegister(row.client, row.name);
+}
+
 void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
                      const std::function<void(const AppConfigWire::Frame&)>& done) {
     std::vector<Enrolment::Wanted> wanted;
     for (const AppConfigWire::Registration& row : frame.registration()) {
         wanted.push_back({rowOf(call.client, row), {}});
-        wanted.back().result = checkRow(wanted.back().row, ConfigIF::CallbackType_IsValid(row.type()));
+        wanted.back().result = check(wanted.back().row, ConfigIF::CallbackType_IsValid(row.type()));
     }
     std::vector<RegistrationRow> withdrawn;
     for (const AppConfigWire::Registration& row : frame.withdrawn()) withdrawn.push_back(rowOf(call.client, row));
@@ -86,7 +92,7 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
 void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request) {
     present(call, request.role());
     Enrolment::Wanted wanted{rowOf(call.client, request), {}};
-    wanted.result = checkRow(wanted.row, request.has_type());
+    wanted.result = check(wanted.row, request.has_type());
     m_with.enrolment.enrol(call.client, {wanted}, {}, Notifier::Reads::count,
                            [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](
                                const std::vector<Enrolment::Wanted>& one, const Result<>& /*stored*/) {

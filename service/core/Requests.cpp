@@ -6,6 +6,7 @@
 #include "MessageIds.h"
 #include "core/Names.h"
 #include "core/Replies.h"
+#include "wire/Escaped.h"
 #include "wire/Lower.h"
 #include "wire/Roles.h"
 
@@ -26,12 +27,9 @@ Value toValue(const google::protobuf::RepeatedPtrField<std::string>& texts) {
     return {texts.begin(), texts.end()};
 }
 
-/// \return \p text, which a client chose, so that it stays a part of one line of the log.
-std::string printable(const std::string& text) {
-    std::string result = text.substr(0, 2 * longestName + 1);
-    std::replace_if(
-        result.begin(), result.end(), [](char byte) { return byte <= ' ' || byte > '~'; }, '?');
-    return result;
+/// \return the part of \p text, which a client chose, that the log has room for, in one line.
+std::string inPart(const std::string& text) {
+    return AppConfigWire::escaped(std::string_view(text).substr(0, 2 * longestName + 1));
 }
 
 }  // namespace
@@ -97,7 +95,8 @@ void Requests::fail(const Call& call, AppConfigWire::Status status) {
 void Requests::logRefusal(const Call& call, const std::string& name, Error error, const std::string& why) const {
     if (error == CommonIF::ERROR_NONE) return;
     m_with.log(LogLevel::info, std::string(ConfigIF::messageName(call.messageId)) +
-                                   (name.empty() ? "" : " about " + printable(name)) + " by " + call.client.endpoint +
+                                   (name.empty() ? "" : " about " + inPart(name)) + " by " +
+                                   displayName(call.client, call.pid) +
                                    " refused: " + CommonIF::eErrorType_Name(error) + (why.empty() ? "" : ", " + why));
 }
 
@@ -156,6 +155,7 @@ ChangeRequest Requests::changeRequest(const Call& call, ChangeRequest::Kind kind
     ChangeRequest request;
     request.kind = kind;
     request.client = call.client;
+    request.pid = call.pid;
     present(call, role);
     request.internal = call.internal;
     request.claimedRole = roleFromWire(role);

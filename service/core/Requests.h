@@ -28,6 +28,7 @@ public:
         const Registrations& registrations;
         const Clients& clients;
         Roles& roles;
+        const Deciders& deciders;
         Changes& changes;
         Enrolment& enrolment;
         Journal& journal;
@@ -94,6 +95,8 @@ private:
                                 CommonIF::eSecurityRole role);
     template <typename Response>
     void change(const Call& call, const ConfigIF::Inst& inst, ChangeRequest request);
+    /// \return whether \p row may be registered, as far as that depends on nothing that is registered already.
+    Result<> check(const RegistrationRow& row, bool typeKnown) const;
     static Result<> levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, const Variable& variable, int role);
     void storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                      const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response);

@@ -55,7 +55,7 @@ RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about,
     for (const Client* client : clients) {
         // Before it is sent, and never used again: an answer that comes late meets nothing.
         const std::uint64_t correlation = m_next++;
-        round.open.emplace(correlation, Outstanding{client->key, order});
+        round.open.emplace(correlation, Outstanding{client->key, order, displayName(*client)});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
         m_upcalls.deliver(*client->connections.delivery(), question);
@@ -70,18 +70,19 @@ void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const st
     Round& round = m_rounds.at(id);
     // Correlations can be guessed, and nobody answers for another.
     if (!(round.open.at(correlation).client == client)) return;
-    if (payloads.empty()) {
-        refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
-    }
-    for (const std::string& payload : payloads) read(round, client, payload);
+    const std::string who = round.open.at(correlation).who;
+    bool refused = payloads.empty();
+    if (refused) refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
+    for (const std::string& payload : payloads) refused = !read(round, client, payload) || refused;
+    if (refused) round.outcome.refusedBy.push_back(who);
     close(id, correlation);
 }
 
-void Rounds::read(Round& round, const ClientKey& client, const std::string& payload) {
+bool Rounds::read(Round& round, const ClientKey& client, const std::string& payload) {
     ConfigIF::ReturnMessage result;
     if (!parse(round.messageId, payload, result)) {
         refuse(round, CommonIF::ERROR_GENERAL, "the answer of provider " + client.endpoint + " does not parse");
-        return;
+        return false;
     }
     bool unread = false;
     bool said = false;
@@ -94,13 +95,14 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
     // An error of a later version must not read as none.
     const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
     if (said || result.message().empty()) round.outcome.judged = true;
-    if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
+    if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return true;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {
         refuse(round, error, "provider " + client.endpoint + " refused without a reason");
     } else if (round.outcome.verdict) {
         round.outcome.verdict = failure(error);
     }
+    return false;
 }
 
 void Rounds::refuse(Round& round, Error error, const std::string& message) {

@@ -17,10 +17,11 @@ using RoundId = std::uint64_t;
 
 /// What the providers said together.
 struct RoundOutcome {
-    Result<> verdict;                   ///< the first refusal, or none
-    std::vector<std::string> messages;  ///< everything that they said, refusing or not
-    bool withdrawn = true;              ///< every question was withdrawn, so nobody said anything
-    bool judged = false;                ///< somebody said more than that it takes no part
+    Result<> verdict;                    ///< the first refusal, or none
+    std::vector<std::string> messages;   ///< everything that they said, refusing or not
+    bool withdrawn = true;               ///< every question was withdrawn, so nobody said anything
+    bool judged = false;                 ///< somebody said more than that it takes no part
+    std::vector<std::string> refusedBy;  ///< who said no, for the log
 };
 
 /// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has
@@ -33,6 +34,7 @@ public:
     struct Outstanding {
         ClientKey client;
         std::uint64_t order;  ///< of the question among all questions and requests
+        std::string who;      ///< the client, for the log
     };
 
     Rounds(const ServiceOptions& options, const CoreClock& clock, Upcalls& upcalls)
@@ -72,7 +74,8 @@ private:
         Finished finished;
     };
 
-    void read(Round& round, const ClientKey& client, const std::string& payload);
+    /// \return whether the provider has nothing against it.
+    bool read(Round& round, const ClientKey& client, const std::string& payload);
     void refuse(Round& round, Error error, const std::string& message);
     Round* openWith(RoundId id, std::uint64_t correlation);
     void close(RoundId id, std::uint64_t correlation);

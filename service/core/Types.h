@@ -72,6 +72,18 @@ struct ClientKey {
     bool operator==(const ClientKey& other) const { return uid == other.uid && endpoint == other.endpoint; }
 };
 
+/// Whose process is at the other end of a connection, as the system says.
+struct Peer {
+    std::uint32_t uid = 0;
+    std::int32_t pid = 0;  ///< 0: not known
+};
+
+/// \return a client for the log. Its endpoint's name is its own choice; the user and the process are the system's word.
+inline std::string displayName(const ClientKey& client, std::int32_t pid = 0) {
+    return client.endpoint + " (uid " + std::to_string(client.uid) +
+           (pid == 0 ? std::string() : ", pid " + std::to_string(pid)) + ")";
+}
+
 /// Why a request is refused, with the code that its reply carries; or why the service itself cannot go on.
 using Failure = AppConfigWire::FailureOf<Error>;
 

@@ -14,6 +14,7 @@ struct Call {
     std::uint32_t messageId = 0;
     bool awaited = true;
     ClientKey client;
+    std::int32_t pid = 0;   ///< of its process, for the log
     bool internal = false;  ///< see Core::connected()
 };
 

@@ -39,6 +39,8 @@ struct VariableDefinition {
 struct Definitions {
     std::vector<VariableDefinition> variables;  ///< no two of the same name
     std::map<std::uint32_t, int> roleLimits;    ///< highest role by user
+    /// By user, the nodes and variables that it provides whatever role it may claim; full names in lower case.
+    std::map<std::uint32_t, std::vector<std::string>> providers;
 };
 
 }  // namespace AppConfigService

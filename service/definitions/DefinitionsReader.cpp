@@ -11,6 +11,7 @@
 #include "core/Limits.h"
 #include "core/ValueRules.h"
 #include "definitions.pb.h"
+#include "wire/Lower.h"
 
 namespace AppConfigService {
 
@@ -49,18 +50,30 @@ public:
         }
         for (int i = 0; i < parsed.role_limit_size(); ++i) {
             m_line = lineOf(lines, parsed, "role_limit", i);
-            const AppConfigDefinitions::RoleLimit& limit = parsed.role_limit(i);
-            if (!limit.has_uid() || !limit.has_role()) {
-                complain(m_line, "a role_limit needs uid and role");
-            } else if (limit.role() < 0 || limit.role() > highestRole) {
-                complain(m_line, "role " + std::to_string(limit.role()) + " is not between 0 and 4");
-            } else if (!definitions.roleLimits.emplace(limit.uid(), limit.role()).second) {
-                complain(m_line, "user " + std::to_string(limit.uid()) + " has a role_limit already");
+            roleLimit(parsed.role_limit(i), definitions);
+        }
+        for (int i = 0; i < parsed.provider_size(); ++i) {
+            m_line = lineOf(lines, parsed, "provider", i);
+            const AppConfigDefinitions::ProviderOf& provider = parsed.provider(i);
+            if (!provider.has_uid() || provider.node().empty()) {
+                complain(m_line, "a provider needs uid and node");
+            } else {
+                definitions.providers[provider.uid()].push_back(AppConfigWire::lowered(provider.node()));
             }
         }
     }
 
 private:
+    void roleLimit(const AppConfigDefinitions::RoleLimit& limit, Definitions& definitions) {
+        if (!limit.has_uid() || !limit.has_role()) {
+            complain(m_line, "a role_limit needs uid and role");
+        } else if (limit.role() < 0 || limit.role() > highestRole) {
+            complain(m_line, "role " + std::to_string(limit.role()) + " is not between 0 and 4");
+        } else if (!definitions.roleLimits.emplace(limit.uid(), limit.role()).second) {
+            complain(m_line, "user " + std::to_string(limit.uid()) + " has a role_limit already");
+        }
+    }
+
     static int lineOf(const TextFormat::ParseInfoTree& lines, const google::protobuf::Message& message,
                       const char* field, int index) {
         return lines.GetLocation(message.GetDescriptor()->FindFieldByName(field), index).line + 1;
@@ -177,7 +190,7 @@ private:
         definition.defaultIndex = v.default_index();
         for (int i = 0; i < v.option_size(); ++i) {
             const Result<> fine = checkElement(definition, v.option(i));
-            if (!fine) complain("option", i, fine.error().reason);
+            if (!fine) complain("option", i, faultOf(definition, fine.error()));
             const auto before = definition.options.begin() + i;
             if (std::find(definition.options.begin(), before, v.option(i)) != before) {
                 complain("option", i, "the option \"" + v.option(i) + "\" is there twice");
@@ -187,14 +200,21 @@ private:
         // An option that is refused hides what is wrong with the index; nothing below may rely on either.
         if (!options) {
             const Failure& why = options.error();
-            if (why.code == CommonIF::ERROR_INDEX_OUT_OF_RANGE) complain("default_index", -1, why.reason);
-            if (why.code == CommonIF::ERROR_LIMIT) complain("option", 0, why.reason);
+            if (why.code == CommonIF::ERROR_INDEX_OUT_OF_RANGE) complain("default_index", -1, faultOf(definition, why));
+            if (why.code == CommonIF::ERROR_LIMIT) complain("option", 0, faultOf(definition, why));
             return;
         }
         definition.defaultValue.assign(v.default_value().begin(), v.default_value().end());
         if (definition.defaultValue.empty()) definition.defaultValue = impliedDefault(definition);
         const Result<> value = checkValue(definition, definition.options, definition.defaultValue);
-        if (!value) complain("default_value", 0, "the default is refused: " + value.error().reason);
+        if (!value) complain("default_value", 0, "the default is refused: " + faultOf(definition, value.error()));
+    }
+
+    /// The reason quotes the value. These lines get into the log, and the default is the value of whatever was never
+    /// written.
+    static std::string faultOf(const VariableDefinition& definition, const Failure& why) {
+        if (definition.readLevel == 0) return why.reason;
+        return displayName(definition.name) + ": " + CommonIF::eErrorType_Name(why.code);
     }
 
     static Value impliedDefault(const VariableDefinition& definition) {

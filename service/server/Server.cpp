@@ -71,7 +71,7 @@ void Server::adopt(asio::local::stream_protocol::socket socket) {
     const ConnectionId id = m_nextConnection++;
     const auto session = std::make_shared<Session>(id, std::move(socket), m_events);
     m_sessions.emplace(id, session);
-    m_core.connected(id, peer.uid, Clock::now());
+    m_core.connected(id, {peer.uid, peer.pid}, Clock::now());
     session->start();
     settle();
 }
@@ -79,7 +79,7 @@ void Server::adopt(asio::local::stream_protocol::socket socket) {
 void Server::call(std::uint32_t messageId, const std::string& payload, std::function<void(const Frame&)> done) {
     const ConnectionId id = m_nextConnection++;
     m_calls.emplace(id, std::move(done));
-    m_core.connected(id, 0, Clock::now(), true);
+    m_core.connected(id, {}, Clock::now(), true);
     Frame hello;
     hello.set_kind(AppConfigWire::HELLO);
     hello.mutable_hello()->set_version(AppConfigWire::frameVersion);

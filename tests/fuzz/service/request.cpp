@@ -96,7 +96,7 @@ private:
 
     ConnectionId open(AppConfigWire::Purpose purpose) {
         const ConnectionId id = m_next++;
-        m_core.connected(id, 0, m_now);
+        m_core.connected(id, {}, m_now);
         Frame hello;
         hello.set_kind(AppConfigWire::HELLO);
         hello.mutable_hello()->set_version(AppConfigWire::frameVersion);

@@ -135,7 +135,7 @@ bool ServiceHost::breakConnections(const Process* client, bool requests, bool de
 void ServiceHost::call(std::uint32_t messageId, const std::string& payload) {
     if (!m_core) return;
     const ConnectionId id = m_next++;
-    m_core->connected(id, 0, time(), true);
+    m_core->connected(id, {}, time(), true);
     Frame hello;
     hello.set_kind(AppConfigWire::HELLO);
     hello.mutable_hello()->set_version(AppConfigWire::frameVersion);
@@ -212,7 +212,7 @@ void ServiceHost::serve(Session& session) {
     if (!session.adopted) {
         session.adopted = true;
         mark(session);
-        return m_core->connected(session.id, connection.client.uid, time());
+        return m_core->connected(session.id, {connection.client.uid, 0}, time());
     }
     if (session.cut) return report(session);
     writeNow(session);

@@ -149,7 +149,7 @@ TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
     using namespace std::chrono_literals;
     CoreBench bench;
     constexpr ConnectionId silent = 5000;
-    bench.core->connected(silent, ownUid, bench.now);
+    bench.core->connected(silent, {ownUid, pid}, bench.now);
     EXPECT_EQ(bench.core->nextDeadline(), bench.now + AppConfigService::helloDeadline);
     const ConnectionId polite = bench.open(ownUid, hello("p"));
     bench.pass(AppConfigService::helloDeadline - 1ms);
@@ -166,7 +166,7 @@ TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
 
 TEST(Connections, ThatEndBeforeTheirHelloLeaveNoDeadlineBehind) {
     CoreBench bench;
-    bench.core->connected(5000, ownUid, bench.now);
+    bench.core->connected(5000, {ownUid, pid}, bench.now);
     bench.drop(5000);
     EXPECT_EQ(bench.core->nextDeadline(), std::nullopt);
 }
@@ -187,16 +187,16 @@ TEST(Connections, OfOneClientForRequestsAreOnlySoMany) {
 TEST(Connections, AreOnlySoManyInAllAndThoseThatEndMakeRoom) {
     CoreBench bench;
     for (ConnectionId id = 1; id <= AppConfigService::mostConnections; ++id) {
-        bench.core->connected(id, ownUid, bench.now);
+        bench.core->connected(id, {ownUid, pid}, bench.now);
         ASSERT_FALSE(bench.isClosed(id));
     }
-    bench.core->connected(5000, ownUid, bench.now);
+    bench.core->connected(5000, {ownUid, pid}, bench.now);
     EXPECT_TRUE(bench.isClosed(5000));
     const auto refusal = bench.take(5000);
     ASSERT_TRUE(refusal);
     EXPECT_THAT(refusal->reason(), HasSubstr("4096 connections"));
     bench.drop(1);
-    bench.core->connected(5001, ownUid, bench.now);
+    bench.core->connected(5001, {ownUid, pid}, bench.now);
     EXPECT_FALSE(bench.isClosed(5001));
 }
 

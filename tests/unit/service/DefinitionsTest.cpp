@@ -157,6 +157,27 @@ TEST(DefinitionsReader, ReadsRoleLimitsAndRefusesThoseThatMakeNoSense) {
                 ElementsAre("test.textproto:2: user 1 has a role_limit already"));
 }
 
+TEST(DefinitionsReader, ReadsWhoProvidesWhatAndRefusesEntriesThatLackSomething) {
+    const auto definitions = readDefinitions(
+        {{"t",
+          "provider { uid: 1000 node: 'Display' } provider { uid: 1000 node: 'a.b' } provider { uid: 0 node: 'c' }"}});
+    ASSERT_TRUE(definitions);
+    EXPECT_THAT(definitions->providers.at(1000), ElementsAre("display", "a.b"));
+    EXPECT_THAT(definitions->providers.at(0), ElementsAre("c"));
+    EXPECT_THAT(complaintsOf("\nprovider { uid: 1 }"), ElementsAre("test.textproto:2: a provider needs uid and node"));
+    EXPECT_THAT(complaintsOf("provider { node: 'a' }"), ElementsAre("test.textproto:1: a provider needs uid and node"));
+}
+
+TEST(DefinitionsReader, QuotesNoDefaultAndNoOptionThatNotEverybodyMayRead) {
+    const std::string hidden = "variable { node: 'a' attribute: 'b' read_level: 1 type: ";
+    EXPECT_THAT(complaintsOf(hidden + "INT maximum: 3 default_value: '77' }"),
+                ElementsAre("test.textproto:1: the default is refused: a.b: ERROR_OUT_OF_RANGE"));
+    EXPECT_THAT(complaintsOf(hidden + "INT option: '1'\noption: 'one' }"),
+                ElementsAre("test.textproto:2: a.b: ERROR_WRONG_TYPE"));
+    EXPECT_THAT(complaintsOf("variable { node: 'a' attribute: 'b' type: INT default_value: '7x' }"),
+                ElementsAre(HasSubstr("7x")));
+}
+
 TEST(DefinitionsReader, ReadsFilesAndSaysWhichCannotBeRead) {
     const AppConfigTest::TemporaryDirectory temporary;
     const std::string& directory = temporary.path();

@@ -65,7 +65,7 @@ TEST(Goodbye, IsFollowedByWhatWasHandedOverBeforeIt) {
     EXPECT_THAT(other.read("display.brightness").value(), ElementsAre("1"));
     EXPECT_FALSE(bench.logged("p is forgotten"));
     bench.drop(requests);
-    EXPECT_TRUE(bench.logged("p is forgotten: it said goodbye"));
+    EXPECT_TRUE(bench.logged("p (uid 1000) is forgotten: it said goodbye"));
 }
 
 TEST(Goodbye, InOneTransactionWithRegistrationsLeavesOnlyThoseThatFollowIt) {
@@ -98,8 +98,8 @@ TEST(Goodbye, LeavesAClientThatComesAgainInItsTransactionWhatThatRegisters) {
     registerSoon(bench, peer, one, "display.on");
     bench.core->receive(peer.delivery, goodbye(), bench.now);
     bench.core->disconnected(one, bench.now);
-    EXPECT_TRUE(bench.logged("p is forgotten: it said goodbye"));
-    bench.core->connected(901, ownUid, bench.now);
+    EXPECT_TRUE(bench.logged("p (uid 1000) is forgotten: it said goodbye"));
+    bench.core->connected(901, {ownUid, pid}, bench.now);
     bench.core->receive(901, hello("p"), bench.now);
     registerSoon(bench, peer, 901, "display.mode");
     bench.settle();

@@ -287,7 +287,7 @@ TEST_F(Healing, AForgottenClientIsToldWhatChangedWhileNobodyKnewIt) {
     peer.held = {registration("display", valueChanged)};
     bench.core->disconnectClient("p", bench.now);
     bench.pass(std::chrono::minutes(5));
-    ASSERT_TRUE(bench.logged("p is forgotten"));
+    ASSERT_TRUE(bench.logged("p (uid 1000) is forgotten"));
     writer.write("display.brightness", {"80"});
     peer.connect();
     EXPECT_FALSE(peer.welcome.registrations_known());

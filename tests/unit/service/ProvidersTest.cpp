@@ -321,8 +321,8 @@ TEST_F(Rounds, AVariableTakesOnlySoManyWaitingRequests) {
     EXPECT_EQ(result(last)->error(), CommonIF::ERROR_LIMIT);
 }
 
-TEST_F(Rounds, AProviderWhoseRoleDoesNotReachTheValueIsNotAskedAboutIt) {
-    provider.registerFor("system.secret", dynamicValidate, 2);
+TEST_F(Rounds, AProviderWhoseRoleDoesNotReachTheValueIsNotAskedToApplyIt) {
+    provider.registerFor("system.secret", onChange, 2);
     EXPECT_EQ(writer.write("system.secret", {"x"}).error(), CommonIF::ERROR_NONE);
     EXPECT_FALSE(provider.question());
     EXPECT_TRUE(bench.logged("is not asked about system.secret"));

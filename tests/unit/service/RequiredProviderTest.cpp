@@ -148,16 +148,18 @@ TEST_F(RequiredProvider, ThatStaysAwayAfterAStartIsNotWaitedForLonger) {
     EXPECT_EQ(result(connection), CommonIF::ERROR_NO_PROVIDER);
 }
 
-TEST_F(RequiredProvider, IsWhoeverMayReadTheVariable) {
-    bench.restart(needing("read_level: 2"));
+TEST_F(RequiredProvider, IsWhoeverMayDecideOnTheVariable) {
+    const std::string named = " provider { uid: 2000 node: 'a.b' }";
+    bench.restart(needing("read_level: 2") + named);
+    Peer provider(bench, "p", otherUid);
+    provider.registerFor("a", dynamicValidate);
+    ASSERT_TRUE(bench.reload(needing("read_level: 2")));
     bench.pass(10s);
-    Peer provider(bench, "p");
-    provider.registerFor("a", dynamicValidate, 1);
     EXPECT_EQ(writer.write("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
     provider.cut();
     EXPECT_EQ(writer.write("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER) << "it is not worth waiting for";
     provider.connect();
-    provider.registerFor("free", dynamicValidate, 2);
+    ASSERT_TRUE(bench.reload(needing("read_level: 2") + named));
     const ConnectionId connection = write("2");
     acceptAll(provider);
     EXPECT_EQ(result(connection), CommonIF::ERROR_NONE);

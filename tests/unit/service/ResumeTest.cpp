@@ -318,9 +318,9 @@ TEST(Resume, IsNotOverAsLongAsThatCannotBeStored) {
     bench.core->disconnectClient("p", bench.now);
     bench.store.failWith("");
     bench.pass(299s);
-    EXPECT_FALSE(bench.logged("p is forgotten"));
+    EXPECT_FALSE(bench.logged("p (uid 1000) is forgotten"));
     bench.pass(1s);
-    EXPECT_TRUE(bench.logged("p is forgotten"));
+    EXPECT_TRUE(bench.logged("p (uid 1000) is forgotten"));
     bench.restart();
     peer.connect();
     peer.write("display.brightness", {"2"});

@@ -51,7 +51,7 @@ TEST_F(RoleLimitAsked, AQuestionUnderWayIsOverAndItsAnswerDoesNotCount) {
     ASSERT_TRUE(question);
     limit(1);
     EXPECT_EQ(result(connection), CommonIF::ERROR_NONE) << "nobody waits for the answer";
-    EXPECT_TRUE(bench.logged("provider p was asked about a.b, and its answer does not count"));
+    EXPECT_TRUE(bench.logged("provider p (uid 2000, pid 4711) was asked about a.b, and its answer does not count"));
     provider.answer(*question, CommonIF::ERROR_REJECTED, {"too late"});
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("2"));
     EXPECT_EQ(bench.core->waiting(), 0U);
@@ -174,10 +174,10 @@ TEST_F(RoleLimitAsked, MissedValuesThatWaitForTheirTurnAreNotAskedAbout) {
 }
 
 TEST_F(RoleLimitAsked, AWriteThatWaitsForAProviderGoesOnOnceItsLimitRises) {
+    provider.registerFor("a.b", dynamicValidate);
     // A service that has just started waits for providers.
     bench.restart(definitions(1, "provider: REQUIRED"));
     provider.connect();
-    provider.registerFor("a.b", dynamicValidate);
     const ConnectionId connection = write("2");
     EXPECT_FALSE(result(connection));
     limit(4, "provider: REQUIRED");
@@ -222,7 +222,7 @@ TEST_F(RoleLimitAsked, TheProgramThatEmbedsTheServiceIsNotLimited) {
     ASSERT_TRUE(bench.reload(definitions(4) + "role_limit { uid: 0 role: 0 }"));
     EXPECT_EQ(Peer(bench, "root", 0).write("a.low", {"2"}).error(), CommonIF::ERROR_ACCESS_DENIED);
     const ConnectionId connection = 1000;
-    bench.core->connected(connection, 0, bench.now, true);
+    bench.core->connected(connection, {0, pid}, bench.now, true);
     Frame hello;
     hello.set_kind(AppConfigWire::HELLO);
     hello.mutable_hello()->set_version(AppConfigWire::frameVersion);

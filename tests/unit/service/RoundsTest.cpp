@@ -32,7 +32,7 @@ struct ProviderRounds : ::testing::Test {
     ProviderRounds() {
         clock.set(Time(std::chrono::hours(1)));
         for (Client* client : {&one, &two}) {
-            client->connections.open(client->key.uid);
+            client->connections.open(client->key.uid, 4711);
             client->connections.deliverOver(client->key.uid, 0);
         }
     }

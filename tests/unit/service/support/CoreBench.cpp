@@ -85,7 +85,7 @@ void CoreBench::pass(std::chrono::milliseconds time) {
 
 ConnectionId CoreBench::open(std::uint32_t uid, const Frame& first) {
     const ConnectionId id = m_next++;
-    core->connected(id, uid, now);
+    core->connected(id, {uid, pid}, now);
     feed(id, first);
     return id;
 }

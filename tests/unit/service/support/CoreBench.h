@@ -29,6 +29,8 @@ using AppConfigWire::Frame;
 /// The user that the service of the tests runs as, and one without any right of its own.
 inline constexpr std::uint32_t ownUid = 1000;
 inline constexpr std::uint32_t otherUid = 2000;
+/// The process of every client, as far as the core is told.
+inline constexpr std::int32_t pid = 4711;
 
 /// What most tests define.
 extern const char* const usualDefinitions;
