@@ -17,7 +17,7 @@ std::string encodeHello(const Hello& hello) {
 
 Failure unexpectedFrame(const Frame& frame) {
     if (frame.kind() == REFUSED) return {TRANSPORT_REFUSED, frame.reason().substr(0, longestReason)};
-    return {TRANSPORT_PROTOCOL_ERROR, "a frame of kind " + Kind_Name(frame.kind()) + " may not come here"};
+    return {TRANSPORT_PROTOCOL_ERROR, "unexpected " + Kind_Name(frame.kind()) + " frame"};
 }
 
 Result<Welcome> readWelcome(const Frame& frame) {
@@ -25,7 +25,7 @@ Result<Welcome> readWelcome(const Frame& frame) {
     return frame.welcome();
 }
 
-Result<Welcome> greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter) {
+Result<Welcome> shakeHands(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter) {
     // A peer that refuses at once may have closed the connection before it takes the HELLO; its reason can be read
     // still.
     const Result<> written = stream.write(encodeHello(hello), deadline, waiter);

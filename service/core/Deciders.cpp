@@ -20,7 +20,7 @@ int levelToDecide(const Variable& variable) {
 }  // namespace
 
 bool Deciders::mayDecide(const ClientKey& client, const Variable& variable) const {
-    if (m_roles.worth(client, highestRole) >= levelToDecide(variable)) return true;
+    if (m_roles.effectiveRole(client, highestRole) >= levelToDecide(variable)) return true;
     const auto named = m_named.find(client.uid);
     return named != m_named.end() &&
            std::any_of(named->second.begin(), named->second.end(),

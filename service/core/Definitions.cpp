@@ -34,7 +34,7 @@ Result<> Core::reload(const Definitions& definitions, Time now) {
     return adoptAll(definitions, true);
 }
 
-Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
+Result<> Core::adoptAll(const Definitions& definitions, bool notify) {
     std::vector<Adoption> adoptions;
     std::vector<Transition> transitions;
     Batch batch;
@@ -73,7 +73,8 @@ Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
         if (!adoptions[i].complaint.empty()) {
             // The complaint quotes the value, which was under the former level.
             const bool hidden = std::max(formerLevel, variable.row.readLevel) > 0;
-            m_log(LogLevel::warning, variable.display + " falls back to its default, its definition forbids the rest" +
+            m_log(LogLevel::warning, variable.display +
+                                         " falls back to its default: its definition does not allow what was set" +
                                          (hidden ? "" : ": " + adoptions[i].complaint));
         }
     }
@@ -81,9 +82,9 @@ Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
 
     // No client wants these values, so nobody waits for the providers, and at a start none is there.
     const auto asked = [&](const Variable& variable) {
-        return announce ? m_notifier.inform(variable) : std::vector<ClientKey>();
+        return notify ? m_notifier.queueApplyQuestions(variable) : std::vector<ClientKey>();
     };
-    Transition::tell(entered, m_notifier, asked);
+    Transition::notify(entered, m_notifier, asked);
     m_changes.withdraw();
     for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();

@@ -35,7 +35,7 @@ bool parse(std::uint32_t messageId, const std::string& payload, ConfigIF::Return
 
 // A link answers every question that reaches its process, with success and one of these texts when it has no part in it
 // or could not read it.
-bool takesNoPart(const std::string& message) {
+bool abstains(const std::string& message) {
     return message == "Not interested" || message == "Not intersted";
 }
 bool couldNotRead(const std::string& message) {
@@ -55,7 +55,7 @@ RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about,
     for (const Client* client : clients) {
         // Before it is sent, and never used again: an answer that comes late meets nothing.
         const std::uint64_t correlation = m_next++;
-        round.open.emplace(correlation, Outstanding{client->key, order, displayName(*client)});
+        round.open.emplace(correlation, OpenQuestion{client->key, order, displayName(*client)});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
         m_upcalls.deliver(*client->connections.delivery(), question);
@@ -72,7 +72,7 @@ void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const st
     if (!(round.open.at(correlation).client == client)) return;
     const std::string who = round.open.at(correlation).who;
     bool refused = payloads.empty();
-    if (refused) refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
+    if (refused) refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed to answer");
     for (const std::string& payload : payloads) refused = !read(round, client, payload) || refused;
     if (refused) round.outcome.refusedBy.push_back(who);
     close(id, correlation);
@@ -87,14 +87,14 @@ bool Rounds::read(Round& round, const ClientKey& client, const std::string& payl
     bool unread = false;
     bool said = false;
     for (const std::string& message : result.message()) {
-        if (result.error() == CommonIF::ERROR_NONE && takesNoPart(message)) continue;
+        if (result.error() == CommonIF::ERROR_NONE && abstains(message)) continue;
         unread = unread || couldNotRead(message);
         said = true;
         if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(message);
     }
     // An error of a later version must not read as none.
     const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
-    if (said || result.message().empty()) round.outcome.judged = true;
+    if (said || result.message().empty()) round.outcome.validated = true;
     if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return true;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {
@@ -121,7 +121,8 @@ void Rounds::lost(const ClientKey& client) {
     for (const auto& [id, correlation] : gone) {
         Round* const round = openWith(id, correlation);
         if (round == nullptr) continue;
-        refuse(*round, CommonIF::ERROR_PROVIDER_GONE, "provider " + client.endpoint + " went away while it was asked");
+        refuse(*round, CommonIF::ERROR_PROVIDER_GONE,
+               "the connection to provider " + client.endpoint + " was lost before it answered");
         close(id, correlation);
     }
 }
@@ -184,8 +185,8 @@ std::optional<Time> Rounds::nextDeadline() const {
     return next;
 }
 
-std::vector<Rounds::Outstanding> Rounds::outstanding(RoundId round) const {
-    std::vector<Outstanding> result;
+std::vector<Rounds::OpenQuestion> Rounds::openQuestions(RoundId round) const {
+    std::vector<OpenQuestion> result;
     const auto found = m_rounds.find(round);
     if (found == m_rounds.end()) return result;
     for (const auto& question : found->second.open) result.push_back(question.second);

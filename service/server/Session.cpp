@@ -30,7 +30,8 @@ void Session::send(const AppConfigWire::Frame& frame) {
     if (frame.kind() == AppConfigWire::REPLY) {
         m_queue.pushUnbounded(std::move(bytes));
     } else if (!m_queue.push(std::move(bytes))) {
-        return end("it does not read: more than " + std::to_string(mostQueuedBytes) + " bytes wait for it");
+        return end("the client does not read: more than " + std::to_string(mostQueuedBytes) +
+                   " bytes are queued for it");
     }
     write();
 }
@@ -112,12 +113,12 @@ void Session::write() {
         if (self->m_closed) return;
         if (error) return self->end(error.message());
         self->write();
-        self->tellRoom();
+        self->reportRoom();
         self->pump();
     });
 }
 
-void Session::tellRoom() {
+void Session::reportRoom() {
     // Well below the mark, so that what follows comes in bulk.
     if (m_closed || !m_roomWanted || m_queue.bytes() >= mostQueuedBytes / 4) return;
     m_roomWanted = false;
@@ -131,7 +132,7 @@ void Session::end(const std::string& reason) {
     m_socket.close(ignored);
     // Reported from the loop: whoever sends is not to be called back.
     asio::post(m_socket.get_executor(),
-               [self = shared_from_this(), reason] { self->m_events->onEnd(self->m_id, reason); });
+               [self = shared_from_this(), reason] { self->m_events->onLost(self->m_id, reason); });
 }
 
 }  // namespace AppConfigService

@@ -97,7 +97,7 @@ TEST_F(FrameStreamTest, ReadsWhatThePeerLeftBehindAndThenSaysThatItHasGone) {
     EXPECT_TRUE(stream->read(Deadline::after(20s), waiter));
     const Failure gone = stream->read(Deadline::after(20s), waiter).error();
     EXPECT_EQ(gone.code, TRANSPORT_BROKEN_OFF);
-    EXPECT_EQ(gone.reason, "the peer closed it");
+    EXPECT_EQ(gone.reason, "the peer closed the connection");
     EXPECT_EQ(stream->fill(), FrameStream::Fill::closed);
 }
 
@@ -139,15 +139,15 @@ TEST_F(FrameStreamTest, IsQuietWhileThePeerStandsAndHasSaidNothing) {
 }
 
 TEST_F(FrameStreamTest, IsNotQuietWhenThePeerHasGone) {
-    EXPECT_FALSE(peerHasGone(stream->fd()));
+    EXPECT_FALSE(peerHasClosed(stream->fd()));
     peer.reset();
     EXPECT_FALSE(stream->isQuiet());
-    EXPECT_TRUE(peerHasGone(stream->fd()));
+    EXPECT_TRUE(peerHasClosed(stream->fd()));
 }
 
 TEST_F(FrameStreamTest, StandsAlsoWhenThePeerHasSaidSomething) {
     say("x");
-    EXPECT_FALSE(peerHasGone(stream->fd()));
+    EXPECT_FALSE(peerHasClosed(stream->fd()));
 }
 
 TEST_F(FrameStreamTest, IsShutDownForEverybodyWhoHoldsIt) {

@@ -55,7 +55,7 @@ TEST_F(Deciding, IsRefusedBelowTheWriteLevelAndBelowTheReadLevel) {
 
 TEST_F(Deciding, IsRefusedWhenManyRegistrationsAreToldAtOnceAndTheOthersAreTaken) {
     const Frame reply =
-        provider.tellRegistrations({registration("a.four", dynamicValidate), registration("a.two", dynamicValidate),
+        provider.sendRegistrations({registration("a.four", dynamicValidate), registration("a.two", dynamicValidate),
                                     registration("a.four", onChange)});
     ASSERT_EQ(reply.refusal_size(), 1);
     EXPECT_EQ(reply.refusal(0).index(), 0U);

@@ -109,7 +109,8 @@ TEST_F(Rounds, AProviderThatDiesRefusesAtOnce) {
     const auto reply = result(connection);
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->error(), CommonIF::ERROR_PROVIDER_GONE);
-    EXPECT_THAT(reply->message(), ElementsAre("display.brightness: provider provider went away while it was asked"));
+    EXPECT_THAT(reply->message(),
+                ElementsAre("display.brightness: the connection to provider provider was lost before it answered"));
 }
 
 TEST_F(Rounds, AProviderThatIsGoneIsNotAsked) {
@@ -153,7 +154,7 @@ TEST_F(Rounds, AnyOfSeveralHandlersOfOneProcessMayRefuse) {
     EXPECT_EQ(result(connection)->error(), CommonIF::ERROR_REJECTED);
 }
 
-TEST_F(Rounds, ALinkThatTakesNoPartSaysNothingAndOneThatCouldNotReadRefuses) {
+TEST_F(Rounds, ALinkThatAbstainsSaysNothingAndOneThatCouldNotReadRefuses) {
     provide(provider, "display.brightness");
     ConnectionId connection = write("80");
     provider.answer(*provider.question(), CommonIF::ERROR_NONE, {"Not intersted"});

@@ -103,7 +103,7 @@ std::size_t registerMany(Peer& peer, std::size_t count, const std::string& prefi
     for (std::size_t i = 0; i < count; ++i) {
         rows.push_back(registration(prefix + std::to_string(i), valueChanged));
         if (rows.size() < mostRegistrationsAtOnce && i + 1 < count) continue;
-        refused += static_cast<std::size_t>(peer.tellRegistrations(rows).refusal_size());
+        refused += static_cast<std::size_t>(peer.sendRegistrations(rows).refusal_size());
         rows.clear();
     }
     return refused;
@@ -141,11 +141,11 @@ TEST(Registrations, AreLimitedInNumberPerUserAndInAllButForRootAndTheServicesOwn
     EXPECT_TRUE(checkRoom(counts, mostRegistrations));
     EXPECT_FALSE(checkRoom(counts, mostRegistrations + 1));
     counts.user = counts.others = mostRegistrationsOfUser;
-    EXPECT_EQ(message(counts), "its user has 400000 registrations already");
+    EXPECT_EQ(message(counts), "its user already has 400000 registrations");
     counts.user = 5;
     EXPECT_TRUE(checkRoom(counts, 1));
     counts.others = mostRegistrationsOfOthers;
-    EXPECT_EQ(message(counts), "all users together have 800000 registrations already");
+    EXPECT_EQ(message(counts), "all users together already have 800000 registrations");
     EXPECT_EQ(checkRoom(counts, 1).error().code, CommonIF::ERROR_LIMIT);
     counts.isOther = false;
     EXPECT_TRUE(checkRoom(counts, 1));

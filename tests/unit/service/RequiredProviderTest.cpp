@@ -41,7 +41,7 @@ struct RequiredProvider : ::testing::Test {
 TEST_F(RequiredProvider, WritesResetsAndValidationsAreRefusedWithoutOne) {
     const auto refused = writer.write("a.b", {"2"});
     EXPECT_EQ(refused.error(), CommonIF::ERROR_NO_PROVIDER);
-    EXPECT_THAT(refused.message(), ElementsAre("a.b: it needs its provider, and none is connected"));
+    EXPECT_THAT(refused.message(), ElementsAre("a.b: the variable requires a provider, and none is connected"));
     EXPECT_EQ(writer.validate("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("1"));
     EXPECT_EQ(writer.write("a.b", {"1"}).error(), CommonIF::ERROR_NONE) << "that changes nothing";
@@ -74,7 +74,7 @@ TEST_F(RequiredProvider, OneThatOnlyAppliesDoesNotJudge) {
     EXPECT_EQ(writer.write("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
 }
 
-TEST_F(RequiredProvider, OneThatTakesNoPartDoesNotJudge) {
+TEST_F(RequiredProvider, OneThatAbstainsDoesNotValidate) {
     Peer gone(bench, "p");
     gone.registerFor("a", dynamicValidate);
     const ConnectionId first = write("2");
@@ -83,7 +83,7 @@ TEST_F(RequiredProvider, OneThatTakesNoPartDoesNotJudge) {
     ASSERT_TRUE(refused);
     EXPECT_EQ(refused->result().error(), CommonIF::ERROR_NO_PROVIDER);
     EXPECT_THAT(refused->result().message(),
-                ElementsAre("a.b: it needs its provider, and nobody who was asked provides it"));
+                ElementsAre("a.b: the variable requires a provider, and all providers abstained"));
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("1"));
 
     Peer provider(bench, "q");
@@ -109,7 +109,7 @@ TEST_F(RequiredProvider, OneThatLostItsConnectionIsWaitedForAsLongAsForAnAnswer)
     EXPECT_EQ(writer.write("a.b", {"3"}).error(), CommonIF::ERROR_NO_PROVIDER) << "it has had its time";
 }
 
-TEST_F(RequiredProvider, OneThatComesBackInTimeJudges) {
+TEST_F(RequiredProvider, OneThatComesBackInTimeValidates) {
     Peer provider(bench, "p");
     provider.registerFor("a", dynamicValidate);
     provider.cut();
@@ -135,7 +135,7 @@ TEST_F(RequiredProvider, IsWaitedForAfterAStartAlsoWhenNobodyKnowsWhoItIs) {
     EXPECT_FALSE(result(connection));
     provider.connect();
     EXPECT_FALSE(result(connection)) << "its registrations are not known here";
-    provider.tellRegistrations({registration("a", dynamicValidate)}, true);
+    provider.sendRegistrations({registration("a", dynamicValidate)}, true);
     acceptAll(provider);
     EXPECT_EQ(result(connection), CommonIF::ERROR_NONE);
 }
