@@ -19,7 +19,7 @@ CommonIF::eSecurityRole wire(AppConfig::SecurityRole role) {
 
 /// Sends \p request and reads the plain error of the \p Reply.
 template <typename Reply, typename Request>
-eErrorT ask(AppConfigService::EmbeddedService& service, const Request& request) {
+eErrorT sendRequest(AppConfigService::EmbeddedService& service, const Request& request) {
     Reply reply;
     if (!service.call(request, reply)) return CFG_ERROR_UNAVAILABLE;
     return convertErrorTypeToCommonPbType(reply.error());
@@ -46,13 +46,14 @@ ConfigResult OtherClient::write(const ConfigVar& var, const std::list<std::strin
 }
 
 eErrorT OtherClient::reset(const ConfigVar& var, AppConfig::SecurityRole role) {
-    return ask<ConfigIF::ResetValueRsp>(m_service,
-                                        AppConfig::ProtobufMessageHelper::getResetValueRequest(name, wire(role), var));
+    return sendRequest<ConfigIF::ResetValueRsp>(
+        m_service, AppConfig::ProtobufMessageHelper::getResetValueRequest(name, wire(role), var));
 }
 
 eErrorT OtherClient::setOptions(const ConfigVar& var, const std::list<std::string>& options, unsigned defaultIndex) {
-    return ask<ConfigIF::SetAttributeOptionsRsp>(m_service, AppConfig::ProtobufMessageHelper::getSetOptionsRequest(
-                                                                name, everyRight, var, options, &defaultIndex));
+    return sendRequest<ConfigIF::SetAttributeOptionsRsp>(
+        m_service,
+        AppConfig::ProtobufMessageHelper::getSetOptionsRequest(name, everyRight, var, options, &defaultIndex));
 }
 
 eErrorT OtherClient::setLevels(const ConfigVar& var, AppConfig::SecurityRole read, AppConfig::SecurityRole write) {

@@ -38,7 +38,7 @@ public:
 
     int connect(const std::string& endpoint) override {
         const AppConfig::PlainLock lock(m_mutex);
-        if (!m_cut) return m_service.connect(endpoint);
+        if (!m_refusing) return m_service.connect(endpoint);
         errno = ECONNREFUSED;
         return -1;
     }
@@ -48,20 +48,20 @@ public:
         {
             // Whoever connects at this moment is either refused or among those that are broken off.
             const AppConfig::PlainLock lock(m_mutex);
-            m_cut = true;
+            m_refusing = true;
         }
         m_service.disconnect();
     }
 
     void mend() {
         const AppConfig::PlainLock lock(m_mutex);
-        m_cut = false;
+        m_refusing = false;
     }
 
 private:
     AppConfigService::EmbeddedService& m_service;
     AppConfig::PlainMutex m_mutex;
-    bool m_cut APPCONFIG_GUARDED_BY(m_mutex) = false;
+    bool m_refusing APPCONFIG_GUARDED_BY(m_mutex) = false;
 };
 
 }  // namespace

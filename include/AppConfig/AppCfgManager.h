@@ -299,8 +299,8 @@ private:
     bool isCacheable(const ConfigVar& var) const;
     bool lacksValue(const ConfigVar& key) const;
     /// \return the value from the cache or the service; empty on failure, with \p isDefault untouched.
-    std::list<std::string> cachedOrAsked(const ConfigVar& var, bool& isDefault);
-    void takeAnnounced(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision);
+    std::list<std::string> cachedOrRead(const ConfigVar& var, bool& isDefault);
+    void storeNotified(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision);
 
     static std::atomic<AppCfgManager*> ms_instance;
     static std::atomic<AppCfgManager*> ms_localInstance;

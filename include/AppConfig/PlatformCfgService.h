@@ -265,8 +265,8 @@ private:
     CommonIF::eSecurityRole role() const;
     ConfigVar inOwnNamespace(ConfigVar const& var) const;
     std::list<ConfigVar> inOwnNamespace(std::list<ConfigVar> const& vars) const;
-    bool ask(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& reply) const;
-    bool handOver(const google::protobuf::MessageLite& message) const;
+    bool sendRequest(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& reply) const;
+    bool sendOneWay(const google::protobuf::MessageLite& message) const;
 
     /// getConfigVar(), setConfigVar() and resetValue(); on success also the value's revision.
     std::list<std::string> readValue(ConfigVar const& var, bool& isDefault, Revision& revision);

@@ -86,7 +86,7 @@ bool FrameStream::isQuiet() const {
     return m_decoder.isEmpty() && poll(&state, 1, 0) == 0;
 }
 
-bool peerHasGone(int fd) {
+bool peerHasClosed(int fd) {
     pollfd state{fd, POLLRDHUP, 0};
     return poll(&state, 1, 0) > 0;
 }

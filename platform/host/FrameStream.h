@@ -50,6 +50,6 @@ private:
 };
 
 /// \return whether the peer of \p fd has gone. Does not block; any thread.
-bool peerHasGone(int fd);
+bool peerHasClosed(int fd);
 
 }  // namespace AppConfigHost

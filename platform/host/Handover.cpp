@@ -14,7 +14,7 @@ Handover& Handover::ofProcess() {
     return only;
 }
 
-void Handover::claim(Member& member, const MSG_Callback* table, const std::set<std::string>& endpoints) {
+void Handover::tableAdded(Member& member, const MSG_Callback* table, const std::set<std::string>& endpoints) {
     const AppConfig::PlainLock lock(m_mutex);
     for (const std::string& endpoint : endpoints) {
         m_successors.erase({&member, endpoint});
@@ -36,11 +36,11 @@ void Handover::pass(Member& from, Member& to, void* link, const std::string& end
     // What runs there may be older than what comes here.
     to.delivery.deliverAfter(from.delivery.activity());
     // Before the handlers are passed over.
-    from.resume.cede(endpoint);
+    from.resume.handOver(endpoint);
     // Another link may go on with the former transport. Its registrations cannot be told from this link's, so they stay
     // there as well, and bring this link nothing.
-    const bool othersStay = from.handlers.cede(link, endpoint);
-    const auto rows = othersStay ? from.book.held(endpoint) : from.book.cede(endpoint);
+    const bool othersStay = from.handlers.handOver(link, endpoint);
+    const auto rows = othersStay ? from.book.held(endpoint) : from.book.handOver(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
     // Between the last news there and the first ones here may lie some that nobody delivers. Without registrations it
     // is the same for what a thread has read there, and registers late.
@@ -58,7 +58,7 @@ Handover::Member* Handover::successorOf(Member& member, const std::string& endpo
 
 Handover::Member& Handover::lastAfter(Member& member, const std::string& endpoint) const {
     Member* holder = &member;
-    // Each transport was ceded after the one before it, so this ends at the one that was set last.
+    // Each transport was handed over after the one before it, so this ends at the one that was set last.
     while (Member* const next = successorOf(*holder, endpoint)) holder = next;
     return *holder;
 }
@@ -79,7 +79,7 @@ void Handover::forward(Member& member, const std::string& endpoint, const Regist
     const AppConfig::PlainLock lock(m_mutex);
     Member& holder = lastAfter(member, endpoint);
     // Nobody has the place, or this one has it again.
-    if (&holder == &member && member.book.isCeded(endpoint)) return;
+    if (&holder == &member && member.book.isHandedOver(endpoint)) return;
     // From the call itself: what it entered in the former book may have been withdrawn with all the rest there.
     late.repeat(holder.book, member.localEndpoint, holder.localEndpoint);
     holder.delivery.registrationsChanged();
@@ -93,7 +93,7 @@ void Handover::settled(const RegistrationBook& book, const std::string& endpoint
         Member* place = successor;
         while (place != nullptr && &place->book != &book) place = successorOf(*place, endpoint);
         if (place == nullptr) continue;
-        former.first->book.withdrawCeded(endpoint);
+        former.first->book.withdrawHandedOver(endpoint);
         former.first->delivery.registrationsChanged();
     }
 }

@@ -40,21 +40,21 @@ public:
     static Handover& ofProcess();
 
     /// The rows of \p table were added to \p member for \p endpoints.
-    void claim(Member& member, const MSG_Callback* table, const std::set<std::string>& endpoints)
+    void tableAdded(Member& member, const MSG_Callback* table, const std::set<std::string>& endpoints)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// Passes on what a thread registered or unregistered over \p member although that had ceded \p endpoint: the
+    /// Passes on what a thread registered or unregistered over \p member although that had handed over \p endpoint: the
     /// thread had looked up the link's transport before. The place may be the member's own again.
     void forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// Passes on that the process learns over \p member, which has ceded \p endpoint, of change \p number of \p
+    /// Passes on that the process learns over \p member, which has handed over \p endpoint, of change \p number of \p
     /// timeline.
     void sawLate(Member& member, const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// The process reaches the service at \p endpoint for the first time over \p member, which has ceded that: what it
-    /// reads there is kept fresh by whoever has the place.
+    /// The process reaches the service at \p endpoint for the first time over \p member, which has handed over that:
+    /// what it reads there is kept fresh by whoever has the place.
     void joinedLate(Member& member, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
 
     /// Everything in \p book that concerns \p endpoint has been told: those whose place its transport took may

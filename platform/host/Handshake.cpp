@@ -25,7 +25,7 @@ Result<Welcome> readWelcome(const Frame& frame) {
     return frame.welcome();
 }
 
-Result<Welcome> greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter) {
+Result<Welcome> shakeHands(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter) {
     // A peer that refuses at once may have closed the connection before it takes the HELLO; its reason can be read
     // still.
     const Result<> written = stream.write(encodeHello(hello), deadline, waiter);

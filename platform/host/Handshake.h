@@ -17,6 +17,6 @@ Result<Welcome> readWelcome(const Frame& frame);
 Failure unexpectedFrame(const Frame& frame);
 
 /// Says HELLO and waits for the WELCOME.
-Result<Welcome> greet(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter);
+Result<Welcome> shakeHands(FrameStream& stream, const Hello& hello, Deadline deadline, Waiter& waiter);
 
 }  // namespace AppConfigHost

@@ -63,7 +63,7 @@ RegistrationBook::Call::Call(RegistrationBook& book, const std::string& endpoint
     const std::uint32_t id = request.message_id();
     if (!mayConcern(id)) return;
     const AppConfig::PlainLock lock(m_book.m_mutex);
-    m_isLate = m_book.m_ceded.count(endpoint) != 0;
+    m_isLate = m_book.m_handedOver.count(endpoint) != 0;
     RegistrationPage& page = m_book.page(endpoint);
     if (id == registerId) {
         ConfigIF::RegisterClientCallbackReq message;
@@ -96,7 +96,7 @@ bool RegistrationBook::Call::end(bool reached, const Frame& reply) {
     const int error = reached && m_request.kind() == REQUEST ? errorIn(reply) : 0;
     if (id == unregisterAllId) {
         if (reached && error == 0) return false;
-        page.tellAll();
+        page.queueAll();
         return true;
     }
     if (m_number == 0) return false;
@@ -135,25 +135,25 @@ std::vector<RegistrationPage::Held> RegistrationBook::held(const std::string& en
     return page(endpoint).held();
 }
 
-std::vector<RegistrationPage::Held> RegistrationBook::cede(const std::string& endpoint) {
+std::vector<RegistrationPage::Held> RegistrationBook::handOver(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
-    m_ceded.insert(endpoint);
+    m_handedOver.insert(endpoint);
     return page(endpoint).held();
 }
 
-void RegistrationBook::withdrawCeded(const std::string& endpoint) {
+void RegistrationBook::withdrawHandedOver(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
-    if (m_ceded.count(endpoint) != 0) page(endpoint).withdrawAll();
+    if (m_handedOver.count(endpoint) != 0) page(endpoint).withdrawAll();
 }
 
 void RegistrationBook::reopen(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
-    m_ceded.erase(endpoint);
+    m_handedOver.erase(endpoint);
 }
 
-bool RegistrationBook::isCeded(const std::string& endpoint) {
+bool RegistrationBook::isHandedOver(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
-    return m_ceded.count(endpoint) != 0;
+    return m_handedOver.count(endpoint) != 0;
 }
 
 void RegistrationBook::adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows,
@@ -172,9 +172,9 @@ void RegistrationBook::describe(const std::string& endpoint, Hello& hello) {
     page(endpoint).describe(hello);
 }
 
-void RegistrationBook::greeted(const std::string& endpoint, const Welcome& welcome) {
+void RegistrationBook::welcomed(const std::string& endpoint, const Welcome& welcome) {
     const AppConfig::PlainLock lock(m_mutex);
-    page(endpoint).greeted(welcome);
+    page(endpoint).welcomed(welcome);
 }
 
 void RegistrationBook::lost(const std::string& endpoint) {

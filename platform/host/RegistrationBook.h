@@ -34,7 +34,7 @@ public:
         /// this object.
         Call(RegistrationBook& book, const std::string& endpoint, const Frame& request);
 
-        /// \return whether the endpoint had been ceded before, so that whoever has the place now has to be told.
+        /// \return whether the endpoint had been handed over before, so that whoever has the place now has to be told.
         bool isLate() const { return m_isLate; }
 
         /// The request is about to be sent to the service that is connected now.
@@ -64,17 +64,17 @@ public:
     // are the local endpoints of the former and of this one, by which the rows' requesters are told apart.
     std::vector<RegistrationPage::Held> held(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     /// Up to reopen(), calls are late. \return what is registered at \p endpoint.
-    std::vector<RegistrationPage::Held> cede(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    std::vector<RegistrationPage::Held> handOver(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     /// Withdraws that, unless the endpoint was reopened.
-    void withdrawCeded(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    void withdrawHandedOver(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     void reopen(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
-    bool isCeded(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
+    bool isHandedOver(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     void adopt(const std::string& endpoint, const std::vector<RegistrationPage::Held>& rows, const std::string& from,
                const std::string& to) APPCONFIG_EXCLUDES(m_mutex);
 
     // For the delivery thread; see RegistrationPage.
     void describe(const std::string& endpoint, Hello& hello) APPCONFIG_EXCLUDES(m_mutex);
-    void greeted(const std::string& endpoint, const Welcome& welcome) APPCONFIG_EXCLUDES(m_mutex);
+    void welcomed(const std::string& endpoint, const Welcome& welcome) APPCONFIG_EXCLUDES(m_mutex);
     void lost(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     std::optional<Frame> next(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     bool answered(const std::string& endpoint, const Frame& registered) APPCONFIG_EXCLUDES(m_mutex);
@@ -94,7 +94,7 @@ private:
     const PbUtility::TransportOptions& m_options;
     AppConfig::PlainMutex m_mutex;
     std::map<std::string, RegistrationPage> m_pages APPCONFIG_GUARDED_BY(m_mutex);
-    std::set<std::string> m_ceded APPCONFIG_GUARDED_BY(m_mutex);
+    std::set<std::string> m_handedOver APPCONFIG_GUARDED_BY(m_mutex);
 };
 
 }  // namespace AppConfigHost

@@ -179,7 +179,7 @@ void RegistrationPage::ended(const Key& key, std::uint64_t number, bool register
     if (it.state == State::asking) queue(row);
 }
 
-void RegistrationPage::tellAll() {
+void RegistrationPage::queueAll() {
     for (auto row = m_rows.begin(); row != m_rows.end(); ++row) {
         if (row->second.state != State::sent) queue(row);
     }
@@ -192,13 +192,13 @@ void RegistrationPage::describe(Hello& hello) {
     hello.set_registrations_digest(m_digest);
 }
 
-void RegistrationPage::greeted(const Welcome& welcome) {
+void RegistrationPage::welcomed(const Welcome& welcome) {
     m_speaks = welcome.has_registrations_known();
     m_pause = m_options.firstRegistrationPause;
     m_nextTry = Deadline::never();
     m_complete = m_completeRefused = false;
     while (!m_refused.empty()) queue(m_refused.begin()->second);
-    if (m_speaks && !welcome.registrations_known()) tellAll();
+    if (m_speaks && !welcome.registrations_known()) queueAll();
 }
 
 void RegistrationPage::lost() {

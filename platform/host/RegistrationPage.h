@@ -61,13 +61,13 @@ public:
     void ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error);
 
     /// Nobody knows what the service holds: it is to be told everything.
-    void tellAll();
+    void queueAll();
 
     // The delivery connection.
     void describe(Hello& hello);
     /// \return how often that was done.
     std::uint64_t descriptions() const { return m_descriptions; }
-    void greeted(const Welcome& welcome);
+    void welcomed(const Welcome& welcome);
     void lost();
 
     /// \return the next frame to be sent, if there is something to tell and no other is under way.

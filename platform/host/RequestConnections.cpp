@@ -50,9 +50,9 @@ Result<std::unique_ptr<RequestConnection>> RequestConnections::open(const std::s
     hello.set_endpoint(m_localEndpoint);
     hello.set_purpose(REQUESTS);
     m_resume.describe(endpoint, hello);
-    const Result<Welcome> welcome = greet(fresh->stream, hello, deadline, waiter);
+    const Result<Welcome> welcome = shakeHands(fresh->stream, hello, deadline, waiter);
     if (!welcome) return failure(welcome.error());
-    m_resume.greetedForRequests(endpoint, *welcome);
+    m_resume.welcomedForRequests(endpoint, *welcome);
     return fresh;
 }
 

@@ -79,11 +79,11 @@ Result<> readReply(const Frame& frame, std::uint64_t correlation, google::protob
     return {};
 }
 
-/// \return the reason that the peer left behind when it closed the connection, else \p brokenOff.
-Failure whyBrokenOff(FrameStream& stream, const Failure& brokenOff) {
+/// \return the reason that the peer left behind when it closed the connection, else \p lost.
+Failure whyLost(FrameStream& stream, const Failure& lost) {
     PlainWaiter waiter(nullptr);
     const Result<Frame> frame = stream.read(Deadline::after({}), waiter);
-    return frame && frame->kind() == REFUSED ? unexpectedFrame(*frame) : brokenOff;
+    return frame && frame->kind() == REFUSED ? unexpectedFrame(*frame) : lost;
 }
 
 /// \return whether the connection is in step with its peer after \p outcome.
@@ -248,7 +248,7 @@ Result<> SocketTransport::Parts::converse(Frame& frame, const std::string& endpo
             // The service ended after the connection had been looked at, and before it got anything: not this call's
             // fault.
             if (taken == 0 && !fresh) continue;
-            return failure(whyBrokenOff(connection->stream, outcome.error()));
+            return failure(whyLost(connection->stream, outcome.error()));
         }
         if (outcome && awaitReply) {
             Result<Frame> came = connection->stream.read(deadline, waiter);
@@ -279,7 +279,7 @@ int SocketTransport::addRemoteEndpoint(const std::string& endpoint, int /*channe
 
 int SocketTransport::addHandlers(const MSG_Callback* table) {
     if (table == nullptr) return finish("addHandlers", failure(TRANSPORT_BAD_ARGUMENT, "no table"));
-    Handover::ofProcess().claim(m_parts->member, table, m_parts->handlers.add(table));
+    Handover::ofProcess().tableAdded(m_parts->member, table, m_parts->handlers.add(table));
     return finish({}, {});
 }
 

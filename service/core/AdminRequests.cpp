@@ -63,7 +63,7 @@ void Requests::describe(const Variable& variable, int role, ConfigAdmin::Variabl
 }
 
 void Requests::list(const Call& call, const ConfigAdmin::ListVariablesReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     const std::string pattern = lowered(request.pattern());
     ConfigAdmin::ListVariablesRsp response;
     response.set_error(CommonIF::ERROR_NONE);
@@ -92,7 +92,7 @@ Result<Variable*> Requests::lookUpToSubmit(const ConfigAdmin::SubmitReq& request
 }
 
 void Requests::submit(const Call& call, const ConfigAdmin::SubmitReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     const Result<Variable*> found = lookUpToSubmit(request, role);
     ConfigAdmin::SubmitRsp response;
     if (!found) {

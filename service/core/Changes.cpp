@@ -4,10 +4,10 @@
 #include <set>
 #include <utility>
 
-// The course of an operation: submit(), turn(), begin(), judge() while providers are asked, decided(), store() while
-// the journal stores, stored() while providers apply, announce(), conclude(). Where there is nothing to wait for, a
-// step calls the next one, so a request may be over when submit() returns; where there is, Rounds or Journal call the
-// next step, from the middle of their own work. Three things follow.
+// The course of an operation: submit(), turn(), begin(), startValidateRound() while providers are asked, validated(),
+// store() while the journal stores, stored() while providers apply, notify(), conclude(). Where there is nothing to
+// wait for, a step calls the next one, so a request may be over when submit() returns; where there is, Rounds or
+// Journal call the next step, from the middle of their own work. Three things follow.
 //
 // - Whatever is waited for may take long, and others go on meanwhile: levels, roles, definitions and providers are
 // looked
@@ -63,7 +63,7 @@ void Changes::submit(ChangeRequest request) {
 Result<> Changes::admit(Operation& operation) const {
     const Variable& variable = *operation.variable;
     const int claimed = operation.claimedRole;
-    operation.role = operation.internal ? claimed : m_with.roles.worth(operation.client, claimed);
+    operation.role = operation.internal ? claimed : m_with.roles.effectiveRole(operation.client, claimed);
     if (!variable.definition) {
         return failure(CommonIF::ERROR_UNKNOWN_VARIABLE, variable.display + ": there is no such variable");
     }
@@ -97,7 +97,7 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
         if (queue == m_queues.end() || queue->second.operations.empty()) continue;
         const Operation& running = *queue->second.operations.front();
         if (!running.round) continue;
-        for (const Rounds::Outstanding& question : m_with.rounds.outstanding(*running.round)) {
+        for (const Rounds::OpenQuestion& question : m_with.rounds.openQuestions(*running.round)) {
             if (question.client == operation.client) return true;
             for (const auto& other : m_queues) {
                 for (const OperationPtr& made : other.second.operations) {
@@ -133,13 +133,13 @@ void Changes::begin(const OperationPtr& operation) {
     const Variable& variable = *operation->variable;
     if (operation->proposed == variable.row.value) return conclude(operation, {});
 
-    const auto judges = providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
-    if (judges.empty() && variable.definition->needsProvider) return awaitProvider(operation);
-    if (judges.empty()) return decided(operation);
-    judge(operation, judges);
+    const auto validators = providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
+    if (validators.empty() && variable.definition->needsProvider) return awaitProvider(operation);
+    if (validators.empty()) return validated(operation);
+    startValidateRound(operation, validators);
 }
 
-void Changes::judge(const OperationPtr& operation, const std::vector<const Client*>& judges) {
+void Changes::startValidateRound(const OperationPtr& operation, const std::vector<const Client*>& validators) {
     const Variable& variable = *operation->variable;
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
@@ -149,16 +149,16 @@ void Changes::judge(const OperationPtr& operation, const std::vector<const Clien
         if (!outcome.verdict) return conclude(operation, outcome.verdict);
         // Whoever has unregistered its handlers one by one is still asked, and has no part in it.
         const Variable& asked = *operation->variable;
-        if (!outcome.judged && asked.definition && asked.definition->needsProvider) {
+        if (!outcome.validated && asked.definition && asked.definition->needsProvider) {
             return conclude(operation,
                             failure(CommonIF::ERROR_NO_PROVIDER,
                                     asked.display + ": it needs its provider, and nobody who was asked provides it"));
         }
-        decided(operation);
+        validated(operation);
     };
     operation->round =
-        m_with.rounds.start(m_with.messages.validation(variable, operation->proposed, askerOf(*operation)),
-                            variable.display, judges, ++m_order, finished);
+        m_with.rounds.start(m_with.messages.validation(variable, operation->proposed, requesterOf(*operation)),
+                            variable.display, validators, ++m_order, finished);
 }
 
 void Changes::awaitProvider(const OperationPtr& operation) {
@@ -245,7 +245,7 @@ std::optional<Time> Changes::nextDeadline() const {
     return next;
 }
 
-void Changes::decided(const OperationPtr& operation) {
+void Changes::validated(const OperationPtr& operation) {
     // While the providers thought, levels, roles or the definition may have changed.
     const Result<> admitted = admit(*operation);
     if (!admitted || operation->kind == ChangeRequest::Kind::validate) return conclude(operation, admitted);
@@ -296,31 +296,31 @@ void Changes::stored(const OperationPtr& operation) {
     // all that it brings is due. Providers are told before anybody else, so that whoever hears of a value finds it
     // applied.
     operation->transition->enter(variable, m_with.notifier);
-    if (!operation->transition->changes(ChangeKind::value)) return announce(operation);
+    if (!operation->transition->changes(ChangeKind::value)) return notify(operation);
 
     const auto clients = providers(variable, ConfigIF::CALLBACK_ON_CHANGE);
-    if (clients.empty()) return announce(operation);
+    if (clients.empty()) return notify(operation);
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
         // The value stands: what goes wrong now is told, not undone.
         operation->result.flag = !outcome.verdict.has_value();
         for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
-        announce(operation);
+        notify(operation);
     };
     // The row has just been entered, so what is noted is what the question carries. A provider that is lost before it
     // has answered, or a point proves that it was asked, is asked anew when it comes back.
     for (const Client* client : clients) {
-        m_with.notifier.noteAsked(client->key, variable);
+        m_with.notifier.noteQuestionSent(client->key, variable);
         operation->asked.push_back(client->key);
     }
-    operation->round = m_with.rounds.start(m_with.messages.application(variable, askerOf(*operation)), variable.display,
-                                           clients, ++m_order, finished);
+    operation->round = m_with.rounds.start(m_with.messages.application(variable, requesterOf(*operation)),
+                                           variable.display, clients, ++m_order, finished);
 }
 
-void Changes::announce(const OperationPtr& operation) {
+void Changes::notify(const OperationPtr& operation) {
     // Everybody is told, as far as it can be, before the writer hears that its write is through.
     const auto asked = [&operation](const Variable&) { return operation->asked; };
-    Transition::tell({&*operation->transition}, m_with.notifier, asked);
+    Transition::notify({&*operation->transition}, m_with.notifier, asked);
     conclude(operation, {});
 }
 
@@ -336,7 +336,7 @@ void Changes::conclude(const OperationPtr& operation, const Result<>& verdict) {
         const bool changes =
             operation->kind == ChangeRequest::Kind::write || operation->kind == ChangeRequest::Kind::reset;
         if (changes && !operation->awaited && variable.definition) {
-            m_with.notifier.correct(operation->client, variable);
+            m_with.notifier.notifyCurrentValue(operation->client, variable);
         }
     } else {
         // Another value may have come since, of a new definition.
@@ -369,7 +369,7 @@ std::vector<const Client*> Changes::providers(const Variable& variable, ConfigIF
     return result;
 }
 
-Messages::Asker Changes::askerOf(const Operation& operation) const {
+Messages::Requester Changes::requesterOf(const Operation& operation) const {
     return {operation.requester, operation.role, operation.result.context};
 }
 

@@ -111,21 +111,21 @@ private:
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
     void begin(const OperationPtr& operation);
-    void judge(const OperationPtr& operation, const std::vector<const Client*>& judges);
+    void startValidateRound(const OperationPtr& operation, const std::vector<const Client*>& validators);
     void awaitProvider(const OperationPtr& operation);
     /// \return until when a provider of \p variable that is away now may come back.
     Time providerExpected(const Variable& variable) const;
     void beginAgain(const std::function<bool(const Operation&)>& which);
-    void decided(const OperationPtr& operation);
+    void validated(const OperationPtr& operation);
     void store(const OperationPtr& operation);
     void stored(const OperationPtr& operation);
-    void announce(const OperationPtr& operation);
+    void notify(const OperationPtr& operation);
     void conclude(const OperationPtr& operation, const Result<>& verdict);
 
     /// \return what the variable holds when \p operation is done.
     static VariableRow next(const Operation& operation);
     std::vector<const Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
-    Messages::Asker askerOf(const Operation& operation) const;
+    Messages::Requester requesterOf(const Operation& operation) const;
 
     const Collaborators m_with;
     Time m_started{};

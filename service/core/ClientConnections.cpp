@@ -6,7 +6,7 @@ namespace AppConfigService {
 
 void ClientConnections::open(ConnectionId connection) {
     m_all.insert(connection);
-    m_goneSince.reset();
+    m_awaySince.reset();
 }
 
 void ClientConnections::deliverOver(ConnectionId connection, std::uint64_t number) {
@@ -14,12 +14,12 @@ void ClientConnections::deliverOver(ConnectionId connection, std::uint64_t numbe
     m_deliveryNumber = number;
     m_deliveryLost.reset();
     ++m_claim;
-    m_leaving = false;
+    m_saidGoodbye = false;
 }
 
 void ClientConnections::lose(ConnectionId connection, Time now) {
     m_all.erase(connection);
-    if (m_all.empty()) m_goneSince = now;
+    if (m_all.empty()) m_awaySince = now;
     if (m_delivery != connection) return;
     m_delivery.reset();
     m_deliveryLost = now;

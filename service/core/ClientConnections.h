@@ -24,14 +24,14 @@ public:
     void lose(ConnectionId connection, Time now);
 
     /// The client said goodbye: it is forgotten with its last connection.
-    void leave() { m_leaving = true; }
+    void noteGoodbye() { m_saidGoodbye = true; }
 
     /// The client is known from an earlier run of the service. When its connections were lost nobody knows any more:
     /// all of its time counts from \p now.
-    void restore(Time now) { m_goneSince = m_deliveryLost = now; }
+    void restore(Time now) { m_awaySince = m_deliveryLost = now; }
 
     /// Counts the time that the client has been away from \p since on.
-    void countFrom(Time since) { m_goneSince = since; }
+    void countFrom(Time since) { m_awaySince = since; }
 
     /// \return whether the client has made a delivery connection after its own number \p number. A number that is far
     /// behind comes from another transport, which began to count anew.
@@ -50,9 +50,9 @@ public:
     std::uint32_t claim() const { return m_claim; }
 
     /// \return since when the client has no connection; nothing while it has one.
-    std::optional<Time> goneSince() const { return m_goneSince; }
+    std::optional<Time> awaySince() const { return m_awaySince; }
 
-    bool leaving() const { return m_leaving; }
+    bool saidGoodbye() const { return m_saidGoodbye; }
 
 private:
     std::set<ConnectionId> m_all;
@@ -60,8 +60,8 @@ private:
     std::uint64_t m_deliveryNumber = 0;
     std::optional<Time> m_deliveryLost;
     std::uint32_t m_claim = 0;
-    std::optional<Time> m_goneSince;
-    bool m_leaving = false;
+    std::optional<Time> m_awaySince;
+    bool m_saidGoodbye = false;
 };
 
 }  // namespace AppConfigService

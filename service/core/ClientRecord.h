@@ -40,7 +40,7 @@ public:
 
     // Written by Roles.
     void claim(int role) { m_claimedRole = role; }
-    void setRole(int worth) { m_role = worth; }
+    void setRole(int effective) { m_role = effective; }
     void countRoleFrom(ChangeNumber number) { m_roleSince = number; }
 
     // Written by Enrolment.

@@ -42,7 +42,7 @@ std::size_t Clients::withDelivery() const {
 std::vector<ClientKey> Clients::overdue(Time now, std::chrono::milliseconds grace) const {
     std::vector<ClientKey> keys;
     for (const auto& [key, client] : m_clients) {
-        const std::optional<Time> since = client->connections.goneSince();
+        const std::optional<Time> since = client->connections.awaySince();
         if (since && *since + grace <= now) keys.push_back(key);
     }
     return keys;
@@ -51,19 +51,19 @@ std::vector<ClientKey> Clients::overdue(Time now, std::chrono::milliseconds grac
 std::optional<Time> Clients::nextDue(std::chrono::milliseconds grace) const {
     std::optional<Time> next;
     for (const auto& entry : m_clients) {
-        const std::optional<Time> since = entry.second->connections.goneSince();
+        const std::optional<Time> since = entry.second->connections.awaySince();
         if (since && (!next || *since + grace < *next)) next = *since + grace;
     }
     return next;
 }
 
-const Client* Clients::longestGone(const std::function<bool(const Client&)>& dispensable) const {
+const Client* Clients::longestAway(const std::function<bool(const Client&)>& dispensable) const {
     const Client* longest = nullptr;
     for (const auto& entry : m_clients) {
         const Client& client = *entry.second;
-        const std::optional<Time> since = client.connections.goneSince();
+        const std::optional<Time> since = client.connections.awaySince();
         if (!since || !dispensable(client)) continue;
-        if (longest == nullptr || *since < *longest->connections.goneSince()) longest = &client;
+        if (longest == nullptr || *since < *longest->connections.awaySince()) longest = &client;
     }
     return longest;
 }

@@ -50,7 +50,7 @@ public:
     std::optional<Time> nextDue(std::chrono::milliseconds grace) const;
 
     /// \return the client that has been gone longest among those that \p dispensable accepts; null when there is none.
-    const Client* longestGone(const std::function<bool(const Client&)>& dispensable) const;
+    const Client* longestAway(const std::function<bool(const Client&)>& dispensable) const;
 
     auto begin() { return m_clients.begin(); }
     auto end() { return m_clients.end(); }

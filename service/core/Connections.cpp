@@ -17,7 +17,7 @@ void Connections::open(ConnectionId id, std::uint32_t uid, bool internal) {
     if (internal) return;
     m_silent[id] = m_with.clock.now() + helloDeadline;
     if (m_connections.size() > mostConnections) {
-        reject(id, "the service has " + std::to_string(mostConnections) + " connections already");
+        refuse(id, "the service has " + std::to_string(mostConnections) + " connections already");
     }
 }
 
@@ -51,17 +51,17 @@ std::string Connections::clientOf(ConnectionId id) const {
     return connection != nullptr && connection->client ? connection->client->endpoint : "a client without a name";
 }
 
-void Connections::reject(ConnectionId id, const std::string& reason) {
+void Connections::refuse(ConnectionId id, const std::string& reason) {
     if (find(id) == nullptr) return;
     m_with.log(LogLevel::warning, "closing a connection of " + clientOf(id) + ": " + reason);
     Frame frame;
     frame.set_kind(AppConfigWire::REFUSED);
     frame.set_reason(reason);
     m_with.outbox.send(id, frame);
-    drop(id);
+    close(id);
 }
 
-void Connections::drop(ConnectionId id) {
+void Connections::close(ConnectionId id) {
     m_with.outbox.close(id);
     lose(id);
 }
@@ -77,12 +77,12 @@ void Connections::lose(ConnectionId id) {
     const bool delivered = client->connections.delivery() == id;
     client->connections.lose(id, m_with.clock.now());
     const bool last = client->connections.all().empty();
-    if (last && client->connections.leaving()) return forget(*connection.client, "said goodbye");
+    if (last && client->connections.saidGoodbye()) return forget(*connection.client, "said goodbye");
     if (last && connection.internal) return forget(*connection.client, "was internal");
     if (delivered) m_with.rounds.lost(*connection.client);
 }
 
-void Connections::dropClient(const std::string& endpoint) {
+void Connections::closeClient(const std::string& endpoint) {
     std::vector<ConnectionId> ids;
     for (const auto& [id, connection] : m_connections) {
         if (connection.internal) continue;
@@ -90,17 +90,17 @@ void Connections::dropClient(const std::string& endpoint) {
         const bool named = connection.client && connection.client->endpoint == endpoint;
         if (endpoint.empty() || named) ids.push_back(id);
     }
-    for (const ConnectionId id : ids) drop(id);
+    for (const ConnectionId id : ids) close(id);
 }
 
-void Connections::farewell(ConnectionId delivery) {
+void Connections::goodbye(ConnectionId delivery) {
     const Connection* const connection = find(delivery);
     Client* const client = connection != nullptr ? m_with.clients.find(*connection->client) : nullptr;
     if (client == nullptr) return;
     m_with.enrolment.forget(*client);
     // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
-    client->connections.leave();
-    drop(delivery);
+    client->connections.noteGoodbye();
+    close(delivery);
 }
 
 void Connections::forget(const ClientKey& key, const char* why) {
@@ -119,7 +119,7 @@ void Connections::forget(const ClientKey& key, const char* why) {
 
 void Connections::expire() {
     while (!m_silent.empty() && m_silent.begin()->second <= m_with.clock.now()) {
-        reject(m_silent.begin()->first,
+        refuse(m_silent.begin()->first,
                "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds");
     }
     forgetOverdue();

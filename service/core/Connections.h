@@ -54,7 +54,7 @@ public:
     void open(ConnectionId id, std::uint32_t uid, bool internal);
 
     /// \p frame is the first that came on \p id, which is open: it should be HELLO.
-    void greet(ConnectionId id, const AppConfigWire::Frame& frame);
+    void handshake(ConnectionId id, const AppConfigWire::Frame& frame);
 
     /// \return the connection; null when it is not there, or no more. Valid until something is closed.
     const Connection* find(ConnectionId id) const;
@@ -72,16 +72,16 @@ public:
     void lose(ConnectionId id);
 
     /// Closes \p id.
-    void drop(ConnectionId id);
+    void close(ConnectionId id);
 
     /// Closes \p id after it has been told \p reason.
-    void reject(ConnectionId id, const std::string& reason);
+    void refuse(ConnectionId id, const std::string& reason);
 
     /// Closes the connections of the client called \p endpoint; those of all clients when it is empty.
-    void dropClient(const std::string& endpoint);
+    void closeClient(const std::string& endpoint);
 
     /// The client behind \p delivery says goodbye over it.
-    void farewell(ConnectionId delivery);
+    void goodbye(ConnectionId delivery);
 
     /// \return the endpoint of the client behind \p id, for people.
     std::string clientOf(ConnectionId id) const;
@@ -94,18 +94,19 @@ public:
 
 private:
     /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
-    struct Standing {
+    struct ResumeState {
         bool fresh = false;  ///< it has never been told a point
         std::optional<ChangeNumber> joined;
         std::optional<ChangeNumber> delivered;
     };
 
-    // Greeting.cpp
+    // Handshakes.cpp
     std::string refusal(const AppConfigWire::Frame& frame, const ClientKey& key, bool internal);
     std::string makeRoom();
-    Standing standingOf(const AppConfigWire::Hello& hello) const;
-    void welcome(ConnectionId id, const ClientKey& key, const AppConfigWire::Hello& hello, const Standing& standing);
-    void deliverOver(ConnectionId id, Client& client, std::uint64_t number, const Standing& standing);
+    ResumeState resumeStateOf(const AppConfigWire::Hello& hello) const;
+    void welcome(ConnectionId id, const ClientKey& key, const AppConfigWire::Hello& hello,
+                 const ResumeState& resumeState);
+    void deliverOver(ConnectionId id, Client& client, std::uint64_t number, const ResumeState& resumeState);
 
     void forget(const ClientKey& key, const char* why);
     void forgetOverdue();

@@ -46,7 +46,7 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
     m_clock.set(now);
     const Connection* const connection = m_connections.find(id);
     if (connection == nullptr) return;
-    if (!connection->client) return m_connections.greet(id, frame);
+    if (!connection->client) return m_connections.handshake(id, frame);
 
     // Whatever serves the frame may close the connection, so nothing of it is looked at afterwards.
     const bool delivery = connection->purpose == AppConfigWire::DELIVERY;
@@ -68,16 +68,16 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
             if (delivery) return m_notifier.handled(*connection->client, frame.correlation());
             break;
         case AppConfigWire::GOODBYE:
-            if (delivery) return m_connections.farewell(id);
+            if (delivery) return m_connections.goodbye(id);
             break;
         default: break;
     }
-    m_connections.reject(id, "a " + AppConfigWire::Kind_Name(frame.kind()) + " frame has no place on this connection");
+    m_connections.refuse(id, "a " + AppConfigWire::Kind_Name(frame.kind()) + " frame has no place on this connection");
 }
 
 void Core::request(ConnectionId id, const Connection& connection, const Frame& frame) {
     if (ConfigIF::messageName(frame.message_id()).empty()) {
-        return m_connections.reject(id, "message id " + std::to_string(frame.message_id()) + " is unknown");
+        return m_connections.refuse(id, "message id " + std::to_string(frame.message_id()) + " is unknown");
     }
     ++m_statistics.received[frame.message_id()];
     const Call call{id,
@@ -94,7 +94,7 @@ void Core::request(ConnectionId id, const Connection& connection, const Frame& f
         case Interception::Action::ignore: return m_connections.end(id, nullptr);
         case Interception::Action::refuse:
             return m_requests.refuse(call, frame.payload(), {decision.error, decision.message});
-        case Interception::Action::disconnect: return m_connections.drop(id);
+        case Interception::Action::disconnect: return m_connections.close(id);
     }
     m_requests.serve(call, frame.payload());
 }
@@ -103,7 +103,7 @@ void Core::registrations(ConnectionId id, const Connection& connection, const Fr
     const auto rows =
         static_cast<std::size_t>(frame.registration_size()) + static_cast<std::size_t>(frame.withdrawn_size());
     if (rows > mostRegistrationsAtOnce) {
-        return m_connections.reject(
+        return m_connections.refuse(
             id, "a REGISTRATIONS frame has more than " + std::to_string(mostRegistrationsAtOnce) + " rows");
     }
     const Call call{id,   frame.correlation(), ConfigIF::messageId("ConfigIF.RegisterClientCallbackReq"),
@@ -118,7 +118,7 @@ void Core::registrations(ConnectionId id, const Connection& connection, const Fr
         first.set_callback_name(frame.registration(0).callback());
         const Interception decision = intercepted(call, first.SerializeAsString());
         if (decision.action == Interception::Action::ignore) return m_connections.end(id, nullptr);
-        if (decision.action == Interception::Action::disconnect) return m_connections.drop(id);
+        if (decision.action == Interception::Action::disconnect) return m_connections.close(id);
         if (decision.action == Interception::Action::refuse) {
             Frame refused;
             refused.set_kind(AppConfigWire::REGISTERED);
@@ -169,9 +169,9 @@ void Core::finish(const Call& call, AppConfigWire::Status status, const google::
     m_connections.end(call.connection, &frame);
 }
 
-void Core::reject(ConnectionId connection, const std::string& reason, Time now) {
+void Core::refuse(ConnectionId connection, const std::string& reason, Time now) {
     m_clock.set(now);
-    m_connections.reject(connection, reason);
+    m_connections.refuse(connection, reason);
 }
 
 void Core::disconnected(ConnectionId connection, Time now) {
@@ -186,7 +186,7 @@ void Core::drained(ConnectionId connection, Time now) {
 
 void Core::disconnectClient(const std::string& endpoint, Time now) {
     m_clock.set(now);
-    m_connections.dropClient(endpoint);
+    m_connections.closeClient(endpoint);
 }
 
 void Core::flush(Time now) {

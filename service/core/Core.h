@@ -64,7 +64,7 @@ public:
     std::string clientOf(ConnectionId connection) const { return m_connections.clientOf(connection); }
 
     /// Refuses \p connection with \p reason and closes it: what came on it is no frame, or its queue is full.
-    void reject(ConnectionId connection, const std::string& reason, Time now);
+    void refuse(ConnectionId connection, const std::string& reason, Time now);
 
     /// Closes the connections of the client called \p endpoint; of all clients when it is empty. They may come back.
     void disconnectClient(const std::string& endpoint, Time now);
@@ -99,7 +99,7 @@ private:
     void store() override;
     void finish(const Call& call, AppConfigWire::Status status, const google::protobuf::MessageLite* response);
 
-    Result<> adoptAll(const Definitions& definitions, bool announce);
+    Result<> adoptAll(const Definitions& definitions, bool notify);
 
     // Each part refers to parts that are declared before it, and to the core itself, which it calls only when it is
     // called.

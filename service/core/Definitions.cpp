@@ -33,7 +33,7 @@ Result<> Core::reload(const Definitions& definitions, Time now) {
     return adoptAll(definitions, true);
 }
 
-Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
+Result<> Core::adoptAll(const Definitions& definitions, bool notify) {
     std::vector<Adoption> adoptions;
     std::vector<Transition> transitions;
     Batch batch;
@@ -77,9 +77,9 @@ Result<> Core::adoptAll(const Definitions& definitions, bool announce) {
 
     // No client wants these values, so nobody waits for the providers, and at a start none is there.
     const auto asked = [&](const Variable& variable) {
-        return announce ? m_notifier.inform(variable) : std::vector<ClientKey>();
+        return notify ? m_notifier.queueApplyQuestions(variable) : std::vector<ClientKey>();
     };
-    Transition::tell(entered, m_notifier, asked);
+    Transition::notify(entered, m_notifier, asked);
     m_changes.withdraw(roles.fallen);
     for (const ClientKey& client : roles.risen) m_notifier.catchUp(client);
     m_changes.providerArrived();

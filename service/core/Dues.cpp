@@ -110,7 +110,7 @@ void Notifier::addDue(const Variable& variable, Topic topic, std::vector<Client*
 
 /// The levels of \p variable have changed, and whoever may read it only now was told nothing of it while it was hidden.
 /// Its point says nothing of that; what it was told, and what it knew when it joined, does.
-void Notifier::addRevealed(const Variable& variable, std::vector<Client*>& concerned) {
+void Notifier::addNewlyReadable(const Variable& variable, std::vector<Client*>& concerned) {
     for (const Topic topic : {Topic::options, Topic::value, Topic::apply}) {
         for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, callbackOf(topic))) {
             Client* client = m_with.clients.find(*target.client);
@@ -122,7 +122,7 @@ void Notifier::addRevealed(const Variable& variable, std::vector<Client*>& conce
     }
 }
 
-std::vector<ClientKey> Notifier::inform(const Variable& variable) {
+std::vector<ClientKey> Notifier::queueApplyQuestions(const Variable& variable) {
     // All of them, whatever they have applied: the value has just changed. They are asked behind what waits for them,
     // and so they are not noted as asked before that.
     std::vector<ClientKey> asked;
@@ -135,7 +135,7 @@ std::vector<ClientKey> Notifier::inform(const Variable& variable) {
     return asked;
 }
 
-void Notifier::correct(const ClientKey& key, const Variable& variable) {
+void Notifier::notifyCurrentValue(const ClientKey& key, const Variable& variable) {
     Client* client = m_with.clients.find(key);
     if (client == nullptr || !client->connections.delivery()) return;
     for (const auto& target :

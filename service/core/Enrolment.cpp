@@ -94,7 +94,7 @@ void Enrolment::enter(Client& client, const std::vector<RegistrationRow>& rows, 
     m_with.changes.providerArrived();
 }
 
-std::vector<RegistrationRow> Enrolment::untold(const ClientKey& key, const std::vector<Wanted>& wanted) const {
+std::vector<RegistrationRow> Enrolment::unlisted(const ClientKey& key, const std::vector<Wanted>& wanted) const {
     const std::uint32_t claim = m_with.clients.find(key)->connections.claim();
     // What is repeated in this very frame has not been claimed yet.
     for (const Wanted& one : wanted) {

@@ -43,7 +43,7 @@ public:
 
     /// \return what the client \p key has not told over its present delivery connection, nor tells with \p wanted. It
     /// has told all that it holds, so it does not hold this any more.
-    std::vector<RegistrationRow> untold(const ClientKey& key, const std::vector<Wanted>& wanted) const;
+    std::vector<RegistrationRow> unlisted(const ClientKey& key, const std::vector<Wanted>& wanted) const;
 
     /// Takes \p rows out. \p done is called once, from here or later, with whether that is stored.
     void withdraw(const std::vector<RegistrationRow>& rows, const std::function<void(const Result<>& stored)>& done);

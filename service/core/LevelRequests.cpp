@@ -44,7 +44,7 @@ std::map<VariableName, VariableRow> changedIn(const Batch& batch) {
 }  // namespace
 
 void Requests::getLevels(const Call& call, const ConfigIF::GetAccessLevelsReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     ConfigIF::GetAccessLevelsRsp response;
     const Result<Variable*> found = lookUpReadable(request.inst(), role);
     response.set_error(errorOf(found));
@@ -67,7 +67,7 @@ Result<> Requests::levelsAllowed(const ConfigIF::SetAccessLevelsReq& request, co
 }
 
 void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     ConfigIF::SetAccessLevelsRsp response;
     const auto refuseAll = [&](Error error) {
         logRefusal(call, std::string(), error);
@@ -142,7 +142,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
                                            std::to_string(row.readLevel) + " and " + std::to_string(row.writeLevel) +
                                            " by " + call.client.endpoint);
         }
-        Transition::tell(entered, m_with.notifier, nullptr);
+        Transition::notify(entered, m_with.notifier, nullptr);
         m_with.changes.providerArrived();
         reply(call, response);
     });

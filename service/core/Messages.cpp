@@ -80,22 +80,22 @@ Frame Messages::submit(const Variable& variable, int type, const std::string& ca
 }
 
 template <typename Message>
-Message Messages::question(const Variable& variable, const Value& value, const Asker& asker) const {
+Message Messages::question(const Variable& variable, const Value& value, const Requester& requester) const {
     Message message;
-    message.set_client_name(asker.name);
-    message.set_role(roleToWire(asker.role));
-    message.set_server_context(asker.context);
+    message.set_client_name(requester.name);
+    message.set_role(roleToWire(requester.role));
+    message.set_server_context(requester.context);
     writeName(variable, *message.mutable_inst_value()->mutable_inst());
     for (const std::string& element : value) message.mutable_inst_value()->add_value(element);
     return message;
 }
 
-Frame Messages::validation(const Variable& variable, const Value& proposed, const Asker& asker) const {
-    return frame(AppConfigWire::ASK, question<ConfigIF::DynamicValidateReq>(variable, proposed, asker));
+Frame Messages::validation(const Variable& variable, const Value& proposed, const Requester& requester) const {
+    return frame(AppConfigWire::ASK, question<ConfigIF::DynamicValidateReq>(variable, proposed, requester));
 }
 
-Frame Messages::application(const Variable& variable, const Asker& asker) const {
-    auto message = question<ConfigIF::OnChangeReq>(variable, variable.row.value, asker);
+Frame Messages::application(const Variable& variable, const Requester& requester) const {
+    auto message = question<ConfigIF::OnChangeReq>(variable, variable.row.value, requester);
     *message.mutable_revision() = revision(variable.row.changes.value);
     return frame(AppConfigWire::ASK, message);
 }

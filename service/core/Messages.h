@@ -14,7 +14,7 @@ namespace AppConfigService {
 class Messages {
 public:
     /// In whose name a provider is asked.
-    struct Asker {
+    struct Requester {
         std::string name;
         int role = 0;
         std::string context;
@@ -29,10 +29,10 @@ public:
     AppConfigWire::Frame submit(const Variable& variable, int type, const std::string& callback) const;
 
     /// \return the question whether \p proposed may become the variable's value; without correlation.
-    AppConfigWire::Frame validation(const Variable& variable, const Value& proposed, const Asker& asker) const;
+    AppConfigWire::Frame validation(const Variable& variable, const Value& proposed, const Requester& requester) const;
 
     /// \return the question that asks a provider to apply the variable's present value; without correlation.
-    AppConfigWire::Frame application(const Variable& variable, const Asker& asker) const;
+    AppConfigWire::Frame application(const Variable& variable, const Requester& requester) const;
 
     /// \return change \p number as a reader of values compares it.
     ConfigIF::Revision revision(ChangeNumber number) const;
@@ -43,7 +43,7 @@ public:
 private:
     void writeName(const Variable& variable, ConfigIF::Inst& inst) const;
     template <typename Message>
-    Message question(const Variable& variable, const Value& value, const Asker& asker) const;
+    Message question(const Variable& variable, const Value& value, const Requester& requester) const;
     AppConfigWire::Frame frame(AppConfigWire::Kind kind, const google::protobuf::MessageLite& message) const;
 
     const ServiceOptions& m_options;

@@ -25,14 +25,14 @@ ChangeNumber Notifier::sequence() const {
     return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
 }
 
-void Notifier::announce(const Variable& variable, ChangeKind kind, ChangeNumber number,
-                        const std::vector<ClientKey>& asked) {
+void Notifier::notify(const Variable& variable, ChangeKind kind, ChangeNumber number,
+                      const std::vector<ClientKey>& asked) {
     std::vector<Client*> concerned;
     // A variable that vanished meanwhile is told of when it comes back.
     if (variable.definition) {
         addDue(variable, topicOf(kind), concerned);
         if (kind != ChangeKind::value) addDue(variable, Topic::attributes, concerned);
-        if (kind == ChangeKind::levels) addRevealed(variable, concerned);
+        if (kind == ChangeKind::levels) addNewlyReadable(variable, concerned);
     }
     for (const ClientKey& key : asked) {
         Client* client = m_with.clients.find(key);
@@ -64,7 +64,7 @@ void Notifier::handled(const ClientKey& key, std::uint64_t mark) {
     if (client != nullptr && client->marks.handled(mark)) advance(*client);
 }
 
-void Notifier::noteAsked(const ClientKey& key, const Variable& variable) {
+void Notifier::noteQuestionSent(const ClientKey& key, const Variable& variable) {
     if (Client* client = m_with.clients.find(key)) client->progress.noteSent(variable, Topic::apply, sequence());
 }
 
@@ -82,10 +82,10 @@ void Notifier::advance(Client& client) {
             // Whoever stops here is called again: by drained(), or by handled().
             if (client.marks.allOpen() || !m_with.outbox.hasRoom(*delivery)) return;
             const Backlog::Due due = progress.takeNotification();
-            if (isWanted(client, due)) tell(client, due);
+            if (isWanted(client, due)) sendDue(client, due);
         }
         // Last, since they wait for answers, and notifications should not wait for these.
-        if (!askToApply(client)) return;
+        if (!sendApplyQuestions(client)) return;
     } while (lookAgain(client));
     if (progress.owesPoint()) sendPoint(client);
 }
@@ -110,7 +110,7 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
     return due.topic >= Topic::attributes || m_open.count(newestOf(variable, due.topic)) == 0;
 }
 
-void Notifier::tell(Client& client, const Backlog::Due& due) {
+void Notifier::sendDue(Client& client, const Backlog::Due& due) {
     Frame frame = due.topic == Topic::submit ? m_with.messages.submit(*due.variable, due.submitType, *due.callback)
                                              : m_with.messages.notification(*due.variable, due.topic, *due.callback);
     // Before the frame gets its point: one that is higher than those so far proves what stands in its own frame, too.
@@ -123,8 +123,8 @@ void Notifier::tell(Client& client, const Backlog::Due& due) {
     send(client, frame);
 }
 
-bool Notifier::askToApply(Client& client) {
-    const Messages::Asker service{m_with.options.name, highestRole, m_with.options.name};
+bool Notifier::sendApplyQuestions(Client& client) {
+    const Messages::Requester service{m_with.options.name, highestRole, m_with.options.name};
     Progress& progress = client.progress;
     while (!progress.questions().empty()) {
         // An answer makes room for the next question.

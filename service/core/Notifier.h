@@ -43,8 +43,8 @@ public:
     /// Notifies everybody who registered for it of the state of \p variable that change \p number made. Where levels
     /// changed, whoever may know the variable now catches up with it. \p asked have been asked to apply the change, so
     /// that they have got this far, too.
-    void announce(const Variable& variable, ChangeKind kind, ChangeNumber number,
-                  const std::vector<ClientKey>& asked = {});
+    void notify(const Variable& variable, ChangeKind kind, ChangeNumber number,
+                const std::vector<ClientKey>& asked = {});
 
     /// \return the point up to which every change has been announced.
     ChangeNumber sequence() const;
@@ -70,17 +70,17 @@ public:
     void handled(const ClientKey& client, std::uint64_t mark);
 
     /// Every connected provider of \p variable is due to be asked to apply its value, without anybody waiting: it
-    /// changed by no client's will. \return whom announce() is to be told of; it asks them.
-    std::vector<ClientKey> inform(const Variable& variable);
+    /// changed by no client's will. \return whom notify() is to be told of; it asks them.
+    std::vector<ClientKey> queueApplyQuestions(const Variable& variable);
 
     /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
-    void noteAsked(const ClientKey& client, const Variable& variable);
+    void noteQuestionSent(const ClientKey& client, const Variable& variable);
 
     /// \p client is being told the present state of \p variable in reply to its request.
     void noteRead(const ClientKey& client, const Variable& variable, Topic topic);
 
     /// Sends \p client the value of \p variable, because it may believe in another one.
-    void correct(const ClientKey& client, const Variable& variable);
+    void notifyCurrentValue(const ClientKey& client, const Variable& variable);
 
     /// Passes a submit on to everybody who registered for it.
     void submit(const Variable& variable, ConfigIF::SubmitType type);
@@ -93,14 +93,14 @@ private:
     void collect(Client& client, const Group& group, Reads reads);
     void collectAll(Client& client);
     void addDue(const Variable& variable, Topic topic, std::vector<Client*>& concerned);
-    void addRevealed(const Variable& variable, std::vector<Client*>& concerned);
+    void addNewlyReadable(const Variable& variable, std::vector<Client*>& concerned);
 
     // What is sent: Notifier.cpp.
     void advance(Client& client);
     bool isWanted(const Client& client, const Backlog::Due& due) const;
     bool lookAgain(Client& client);
-    void tell(Client& client, const Backlog::Due& due);
-    bool askToApply(Client& client);
+    void sendDue(Client& client, const Backlog::Due& due);
+    bool sendApplyQuestions(Client& client);
     void applied(const ClientKey& key, const Variable& variable, ChangeNumber number, const RoundOutcome& outcome);
     void setPoint(Client& client, AppConfigWire::Frame& frame) const;
     void sendPoint(Client& client);

@@ -20,7 +20,7 @@ void Progress::join(std::optional<ChangeNumber> begins, bool delivers) {
 void Progress::resume(std::optional<ChangeNumber> delivered) {
     startOver();
     // Answers to what was asked over the former connection do not come any more.
-    m_asked = 0;
+    m_openQuestions = 0;
     m_owesPoint = true;
     m_resumedAt = m_lastPoint = delivered;
     if (delivered) {
@@ -86,13 +86,13 @@ void Progress::noteSent(const Variable& variable, Topic topic, ChangeNumber sequ
 
 void Progress::questionSent(const Variable& variable, ChangeNumber sequence) {
     noteSent(variable, Topic::apply, sequence);
-    ++m_asked;
+    ++m_openQuestions;
     owePoint();
 }
 
 void Progress::questionEnded(const Variable& variable, ChangeNumber number, bool taken) {
     // A new connection counts from nought, while questions of the former one end as well.
-    if (m_asked > 0) --m_asked;
+    if (m_openQuestions > 0) --m_openQuestions;
     if (taken) m_knowledge.noteAnswered(variable, Topic::apply, number);
 }
 

@@ -81,7 +81,7 @@ public:
 
     /// The same for a question about a value that it has missed. It has room for only so many.
     void questionSent(const Variable& variable, ChangeNumber sequence);
-    bool takesQuestions() const { return m_asked < mostAppliesAsked; }
+    bool takesQuestions() const { return m_openQuestions < mostApplyQuestions; }
 
     /// Such a question about change \p number is over; \p taken: the client has applied the value.
     void questionEnded(const Variable& variable, ChangeNumber number, bool taken);
@@ -105,7 +105,7 @@ private:
 
     Backlog m_notifications{mostDue};
     Backlog m_questions{mostDue};
-    std::size_t m_asked = 0;  ///< questions about missed values that have no answer yet
+    std::size_t m_openQuestions = 0;  ///< questions about missed values that have no answer yet
     bool m_owesPoint = false;
     std::optional<ChangeNumber> m_lastPoint;  ///< the highest that it was sent or began with
 };

@@ -45,12 +45,12 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
     std::vector<RegistrationRow> withdrawn;
     for (const AppConfigWire::Registration& row : frame.withdrawn()) withdrawn.push_back(rowOf(call.client, row));
     if (frame.complete()) {
-        for (RegistrationRow& row : m_with.enrolment.untold(call.client, wanted)) withdrawn.push_back(std::move(row));
+        for (RegistrationRow& row : m_with.enrolment.unlisted(call.client, wanted)) withdrawn.push_back(std::move(row));
     }
     // Each was made with a role, which the service may not have heard of since it started.
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         const int role = frame.registration(static_cast<int>(i)).role();
-        if (wanted[i].result) present(call, static_cast<CommonIF::eSecurityRole>(role));
+        if (wanted[i].result) noteRole(call, static_cast<CommonIF::eSecurityRole>(role));
     }
     // Behind the registrations come what is to be withdrawn and, at the end, whatever else is left of the client.
     const auto others = static_cast<std::size_t>(frame.withdrawn_size()) + (frame.complete() ? 1U : 0U);
@@ -84,7 +84,7 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
 }
 
 void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClientCallbackReq& request) {
-    present(call, request.role());
+    noteRole(call, request.role());
     Enrolment::Wanted wanted{rowOf(call.client, request), {}};
     wanted.result = checkRow(wanted.row, request.has_type());
     m_with.enrolment.enrol(call.client, {wanted}, {}, Notifier::Reads::count,
@@ -98,7 +98,7 @@ void Requests::registerCallback(const Call& call, const ConfigIF::RegisterClient
 }
 
 void Requests::unregisterCallback(const Call& call, const ConfigIF::UnregisterClientCallbackReq& request) {
-    present(call, request.role());
+    noteRole(call, request.role());
     const auto answer = [this, call, name = request.var_name().substr(0, 2 * longestName + 1)](Error error) {
         logRefusal(call, name, error);
         ConfigIF::UnregisterClientCallbackRsp response;

@@ -108,13 +108,13 @@ void Requests::logRefusal(const Call& call, const ConfigIF::Inst& inst, Error er
     logRefusal(call, std::string(), error, name.error().reason);
 }
 
-int Requests::present(const Call& call, CommonIF::eSecurityRole wire) {
+int Requests::noteRole(const Call& call, CommonIF::eSecurityRole wire) {
     const int claimed = roleFromWire(wire);
     if (m_with.roles.claim(call.client, claimed)) {
         m_with.notifier.catchUp(call.client);
         m_with.changes.providerArrived();
     }
-    return call.internal ? claimed : m_with.roles.worth(call.client, claimed);
+    return call.internal ? claimed : m_with.roles.effectiveRole(call.client, claimed);
 }
 
 Result<Variable*> Requests::lookUp(const ConfigIF::Inst& inst) const {
@@ -136,7 +136,7 @@ Result<Variable*> Requests::lookUpReadable(const ConfigIF::Inst& inst, int role)
 }
 
 void Requests::read(const Call& call, const ConfigIF::ReadReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     ConfigIF::ReadRsp response;
     const Result<Variable*> found = lookUpReadable(request.inst(), role);
     response.set_error(errorOf(found));
@@ -156,7 +156,7 @@ ChangeRequest Requests::changeRequest(const Call& call, ChangeRequest::Kind kind
     ChangeRequest request;
     request.kind = kind;
     request.client = call.client;
-    present(call, role);
+    noteRole(call, role);
     request.internal = call.internal;
     request.claimedRole = roleFromWire(role);
     request.requester = requester;
@@ -209,7 +209,7 @@ void Requests::setOptions(const Call& call, const ConfigIF::SetAttributeOptionsR
 }
 
 void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     ConfigIF::GetAttributeOptionsRsp response;
     const Result<Variable*> found = lookUpReadable(request.inst(), role);
     response.set_error(errorOf(found));
@@ -224,7 +224,7 @@ void Requests::getOptions(const Call& call, const ConfigIF::GetAttributeOptionsR
 }
 
 void Requests::getDefaultOptions(const Call& call, const ConfigIF::GetDefaultOptionsReq& request) {
-    const int role = present(call, request.role());
+    const int role = noteRole(call, request.role());
     ConfigIF::GetDefaultOptionsRsp response;
     const Variable* variable = m_with.catalogue.findByFullName(lowered(request.name()));
     if (variable == nullptr) {

@@ -86,7 +86,7 @@ private:
     void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
     void logRefusal(const Call& call, const ConfigIF::Inst& inst, Error error) const;
     /// Notes the role that the client claims. \return what it is worth.
-    int present(const Call& call, CommonIF::eSecurityRole role);
+    int noteRole(const Call& call, CommonIF::eSecurityRole role);
     Result<Variable*> lookUp(const ConfigIF::Inst& inst) const;
     Result<Variable*> lookUpReadable(const ConfigIF::Inst& inst, int role) const;
     Result<Variable*> lookUpToSubmit(const ConfigAdmin::SubmitReq& request, int role) const;

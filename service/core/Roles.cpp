@@ -5,7 +5,7 @@
 
 namespace AppConfigService {
 
-int Roles::worth(const ClientKey& client, int claimed) const {
+int Roles::effectiveRole(const ClientKey& client, int claimed) const {
     const auto limit = m_limits.find(client.uid);
     if (limit != m_limits.end()) return std::min(claimed, limit->second);
     const bool trusted = client.uid == 0 || client.uid == m_options.ownUid;
@@ -17,7 +17,7 @@ Roles::Changed Roles::limit(std::map<std::uint32_t, int> limits) {
     Changed changed;
     for (const auto& entry : m_clients) {
         Client& client = *entry.second;
-        const int role = worth(client.key, client.record.claimedRole());
+        const int role = effectiveRole(client.key, client.record.claimedRole());
         if (role == client.record.role()) continue;
         const bool risen = role > client.record.role();
         client.record.setRole(role);
@@ -31,9 +31,9 @@ bool Roles::claim(const ClientKey& key, int role) {
     Client& client = *m_clients.find(key);
     if (role <= client.record.claimedRole()) return false;
     client.record.claim(role);
-    const int worthNow = worth(key, role);
-    const bool risen = worthNow > client.record.role();
-    client.record.setRole(worthNow);
+    const int effective = effectiveRole(key, role);
+    const bool risen = effective > client.record.role();
+    client.record.setRole(effective);
     store(client, risen);
     return risen && client.record.hasRow();
 }

@@ -32,7 +32,7 @@ public:
     Changed limit(std::map<std::uint32_t, int> limits);
 
     /// \return what \p claimed is worth now to a process of \p client's user.
-    int worth(const ClientKey& client, int claimed) const;
+    int effectiveRole(const ClientKey& client, int claimed) const;
 
     /// \p client, which is known, claims \p role. \return whether it may now be told more of what it has registered
     /// for.

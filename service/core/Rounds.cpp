@@ -35,7 +35,7 @@ bool parse(std::uint32_t messageId, const std::string& payload, ConfigIF::Return
 
 // A link answers every question that reaches its process, with success and one of these texts when it has no part in it
 // or could not read it.
-bool takesNoPart(const std::string& message) {
+bool abstains(const std::string& message) {
     return message == "Not interested" || message == "Not intersted";
 }
 bool couldNotRead(const std::string& message) {
@@ -55,7 +55,7 @@ RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about,
     for (const Client* client : clients) {
         // Before it is sent, and never used again: an answer that comes late meets nothing.
         const std::uint64_t correlation = m_next++;
-        round.open.emplace(correlation, Outstanding{client->key, order});
+        round.open.emplace(correlation, OpenQuestion{client->key, order});
         m_roundOf.emplace(correlation, id);
         question.set_correlation(correlation);
         m_upcalls.deliver(*client->connections.delivery(), question);
@@ -86,14 +86,14 @@ void Rounds::read(Round& round, const ClientKey& client, const std::string& payl
     bool unread = false;
     bool said = false;
     for (const std::string& message : result.message()) {
-        if (result.error() == CommonIF::ERROR_NONE && takesNoPart(message)) continue;
+        if (result.error() == CommonIF::ERROR_NONE && abstains(message)) continue;
         unread = unread || couldNotRead(message);
         said = true;
         if (round.outcome.messages.size() < mostMessages) round.outcome.messages.push_back(message);
     }
     // An error of a later version must not read as none.
     const bool unknown = carriesUnknown(result, ConfigIF::ReturnMessage::kErrorFieldNumber);
-    if (said || result.message().empty()) round.outcome.judged = true;
+    if (said || result.message().empty()) round.outcome.validated = true;
     if (result.error() == CommonIF::ERROR_NONE && !unknown && !unread) return;
     const Error error = result.error() == CommonIF::ERROR_NONE ? CommonIF::ERROR_GENERAL : result.error();
     if (!said) {
@@ -182,8 +182,8 @@ std::optional<Time> Rounds::nextDeadline() const {
     return next;
 }
 
-std::vector<Rounds::Outstanding> Rounds::outstanding(RoundId round) const {
-    std::vector<Outstanding> result;
+std::vector<Rounds::OpenQuestion> Rounds::openQuestions(RoundId round) const {
+    std::vector<OpenQuestion> result;
     const auto found = m_rounds.find(round);
     if (found == m_rounds.end()) return result;
     for (const auto& question : found->second.open) result.push_back(question.second);

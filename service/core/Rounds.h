@@ -20,7 +20,7 @@ struct RoundOutcome {
     Result<> verdict;                   ///< the first refusal, or none
     std::vector<std::string> messages;  ///< everything that they said, refusing or not
     bool withdrawn = true;              ///< every question was withdrawn, so nobody said anything
-    bool judged = false;                ///< somebody said more than that it takes no part
+    bool validated = false;             ///< somebody said more than that it takes no part
 };
 
 /// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has
@@ -30,7 +30,7 @@ public:
     using Finished = std::function<void(const RoundOutcome&)>;
 
     /// One question that has no answer yet.
-    struct Outstanding {
+    struct OpenQuestion {
         ClientKey client;
         std::uint64_t order;  ///< of the question among all questions and requests
     };
@@ -60,14 +60,14 @@ public:
     std::optional<Time> nextDeadline() const;
 
     /// \return whom the round still waits for; empty when it is over.
-    std::vector<Outstanding> outstanding(RoundId round) const;
+    std::vector<OpenQuestion> openQuestions(RoundId round) const;
 
 private:
     struct Round {
         std::uint32_t messageId = 0;
         std::string about;
         Time deadline;
-        std::map<std::uint64_t, Outstanding> open;  ///< by correlation
+        std::map<std::uint64_t, OpenQuestion> open;  ///< by correlation
         RoundOutcome outcome;
         Finished finished;
     };

@@ -25,15 +25,15 @@ void Transition::enter(Variable& variable, Notifier& notifier) {
     }
 }
 
-void Transition::tell(const std::vector<const Transition*>& entered, Notifier& notifier, const Asked& asked) {
+void Transition::notify(const std::vector<const Transition*>& entered, Notifier& notifier, const Asked& asked) {
     for (const ChangeKind kind : order) {
         for (const Transition* transition : entered) {
             if (!transition->m_changed[kind]) continue;
             const Variable& variable = *transition->m_variable;
             // Providers first: the announcement carries the point behind which nothing of this is repeated.
             const bool asks = kind == ChangeKind::value && asked;
-            notifier.announce(variable, kind, transition->m_row.changes[kind],
-                              asks ? asked(variable) : std::vector<ClientKey>{});
+            notifier.notify(variable, kind, transition->m_row.changes[kind],
+                            asks ? asked(variable) : std::vector<ClientKey>{});
         }
     }
 }

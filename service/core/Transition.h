@@ -12,7 +12,7 @@ namespace AppConfigService {
 /// A variable on its way from what it holds to what it is to hold. Whatever changes a value, options or levels goes
 /// through here: the numbers of the changes are drawn, the new row takes the former one's place once it is stored, and
 /// the news is told. In this order for each transition: stage(), unless the store has the row already; then, once it is
-/// stored, enter() and tell().
+/// stored, enter() and notify().
 class Transition {
 public:
     /// \p next is what the variable is to hold, \p changed what is to be told of it.
@@ -33,7 +33,7 @@ public:
 
     /// Tells what \p entered have changed: of all of them the levels, then the options, then the values. Whoever hears
     /// of a new value then finds it among the options that it knows, under the levels that it knows.
-    static void tell(const std::vector<const Transition*>& entered, Notifier& notifier, const Asked& asked);
+    static void notify(const std::vector<const Transition*>& entered, Notifier& notifier, const Asked& asked);
 
     bool changes(ChangeKind kind) const { return m_changed[kind]; }
     const VariableRow& row() const { return m_row; }

@@ -26,10 +26,10 @@ Server::Server(asio::io_context& io, StateStore& store, const ServiceOptions& op
         settle();
     };
     m_events->onInvalid = [this](ConnectionId id, const std::string& reason) {
-        m_core.reject(id, reason, Clock::now());
+        m_core.refuse(id, reason, Clock::now());
         settle();
     };
-    m_events->onEnd = [this, alive = m_alive](ConnectionId id, const std::string& reason) {
+    m_events->onLost = [this, alive = m_alive](ConnectionId id, const std::string& reason) {
         if (!*alive) return;
         if (!reason.empty()) m_log(LogLevel::info, "a connection of " + m_core.clientOf(id) + " is cut: " + reason);
         m_sessions.erase(id);

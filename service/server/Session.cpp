@@ -112,12 +112,12 @@ void Session::write() {
         if (self->m_closed) return;
         if (error) return self->end(error.message());
         self->write();
-        self->tellRoom();
+        self->reportRoom();
         self->pump();
     });
 }
 
-void Session::tellRoom() {
+void Session::reportRoom() {
     // Well below the mark, so that what follows comes in bulk.
     if (m_closed || !m_roomWanted || m_queue.bytes() >= mostQueuedBytes / 4) return;
     m_roomWanted = false;
@@ -131,7 +131,7 @@ void Session::end(const std::string& reason) {
     m_socket.close(ignored);
     // Reported from the loop: whoever sends is not to be called back.
     asio::post(m_socket.get_executor(),
-               [self = shared_from_this(), reason] { self->m_events->onEnd(self->m_id, reason); });
+               [self = shared_from_this(), reason] { self->m_events->onLost(self->m_id, reason); });
 }
 
 }  // namespace AppConfigService

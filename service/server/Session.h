@@ -22,7 +22,7 @@ public:
         std::function<void(ConnectionId, const AppConfigWire::Frame&)> onFrame;
         std::function<void(ConnectionId)> onRoom;  ///< hasRoom() was false and is true now
         std::function<void(ConnectionId, const std::string& reason)> onInvalid;  ///< what came is no frame
-        std::function<void(ConnectionId, const std::string& reason)> onEnd;      ///< broken off; called once at most
+        std::function<void(ConnectionId, const std::string& reason)> onLost;     ///< broken off; called once at most
     };
 
     Session(ConnectionId id, asio::local::stream_protocol::socket socket, std::shared_ptr<const Events> events);
@@ -49,7 +49,7 @@ private:
     void read();
     void write();
     bool writeNow();
-    void tellRoom();
+    void reportRoom();
     void end(const std::string& reason);
 
     const ConnectionId m_id;

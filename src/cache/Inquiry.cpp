@@ -140,8 +140,8 @@ Inquiry::Outcome Inquiry::lose(const std::shared_ptr<ConfigCache::Record>& recor
     return Outcome::unknown;
 }
 
-void Inquiry::announced(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
-                        const Revision& revision) {
+void Inquiry::notified(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
+                       const Revision& revision) {
     const PlainLock lock(cache.m_mutex);
     const auto record = cache.editable(var);
     if (revision.isOlderThan(record->newest)) return;

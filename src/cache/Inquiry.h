@@ -64,8 +64,8 @@ public:
 
     /// The service announced a value. It is stored unless it is older than what the cache knows; where it cannot be
     /// compared with an accepted write, the value becomes unknown. Nobody waits for it, so it is no inquiry's answer.
-    static void announced(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
-                          const Revision& revision);
+    static void notified(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
+                         const Revision& revision);
 
     /// \return whether the record of \p var lacks \p item for no other reason than that answers and announcements
     /// crossed: it has to be asked for, also by operations that would take a record as it stands.

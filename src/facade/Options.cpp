@@ -103,7 +103,7 @@ bool AppCfgManager::isDefault(const std::string& node, int nodeInstance, const s
     const ConfigVar var(0, node, nodeInstance, attribute, attributeInstance);
     // A variable that cannot be read counts as holding its default.
     bool isDefault = true;
-    if (lacksValue(var)) cachedOrAsked(var, isDefault);
+    if (lacksValue(var)) cachedOrRead(var, isDefault);
     const ConfigCache::iterator record = m_cache.getConfigValue(var);
     const bool isKnown = record != m_cache.end() && !Inquiry::hasLost(m_cache, var, Inquiry::Item::value);
     return isKnown ? record->second.isDefault() : isDefault;

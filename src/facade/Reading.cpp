@@ -26,8 +26,8 @@ void AppCfgManager::updateConfigVar(const ConfigVar& var, std::list<std::string>
     if (isCacheable(var)) m_cache.update(valueKey(var), std::move(value));
 }
 
-void AppCfgManager::takeAnnounced(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision) {
-    Inquiry::announced(m_cache, key, value, revision);
+void AppCfgManager::storeNotified(const ConfigVar& key, const std::list<std::string>& value, const Revision& revision) {
+    Inquiry::notified(m_cache, key, value, revision);
 }
 
 void AppCfgManager::updateIsDefault(const ConfigVar& var, bool isDefault) {
@@ -36,12 +36,12 @@ void AppCfgManager::updateIsDefault(const ConfigVar& var, bool isDefault) {
 
 std::list<std::string> AppCfgManager::getConfigVar(const ConfigVar& var, std::list<std::string>& value) {
     bool isDefault = false;
-    value = cachedOrAsked(var, isDefault);
+    value = cachedOrRead(var, isDefault);
     if (value.empty()) value.emplace_back();
     return value;
 }
 
-std::list<std::string> AppCfgManager::cachedOrAsked(const ConfigVar& var, bool& isDefault) {
+std::list<std::string> AppCfgManager::cachedOrRead(const ConfigVar& var, bool& isDefault) {
     std::list<std::string> answer;
     for (int attempt = 1; attempt <= mostAttempts; ++attempt) {
         const ConfigCache::iterator cached = retrieveConfigVar(var);
@@ -106,7 +106,7 @@ ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInsta
     const ConfigVar key(0, node, nodeInstance, attribute, attributeInstance);
     std::list<std::string> value;
     bool isDefault = false;
-    if (lacksValue(key)) value = cachedOrAsked(key, isDefault);
+    if (lacksValue(key)) value = cachedOrRead(key, isDefault);
     const ConfigCache::iterator record = m_cache.getConfigValue(key);
     if (record == m_cache.end()) return ConfigValue();
     if (record->second.hasValue()) {

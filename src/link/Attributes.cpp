@@ -33,7 +33,8 @@ void readOptions(const Reply& reply, std::list<std::string>& options, unsigned i
 bool PlatformCfgService::getAccessLevels(ConfigVar const& var, SecurityRole* read, SecurityRole* write) {
     const ConfigVar copy = inOwnNamespace(var);
     ConfigIF::GetAccessLevelsRsp reply;
-    if (!ask(ProtobufMessageHelper::getGetAccessLevelsReq(getSelfFQName(), role(), copy), reply) || !succeeded(reply)) {
+    if (!sendRequest(ProtobufMessageHelper::getGetAccessLevelsReq(getSelfFQName(), role(), copy), reply) ||
+        !succeeded(reply)) {
         return false;
     }
     if (read != nullptr) *read = enumTranslate(reply.read_level());
@@ -52,8 +53,8 @@ bool PlatformCfgService::setAccessLevels(std::list<ConfigVar> const& vars, Secur
                                          SecurityRole const* write) {
     OptionalLevel readLevel(read);
     OptionalLevel writeLevel(write);
-    return handOver(ProtobufMessageHelper::getSetAccessLevelsReq(getSelfFQName(), role(), inOwnNamespace(vars),
-                                                                 readLevel.get(), writeLevel.get()));
+    return sendOneWay(ProtobufMessageHelper::getSetAccessLevelsReq(getSelfFQName(), role(), inOwnNamespace(vars),
+                                                                   readLevel.get(), writeLevel.get()));
 }
 
 bool PlatformCfgService::setAccessLevels(std::list<ConfigVar> const& vars, SecurityRole const* read,
@@ -61,9 +62,9 @@ bool PlatformCfgService::setAccessLevels(std::list<ConfigVar> const& vars, Secur
     OptionalLevel readLevel(read);
     OptionalLevel writeLevel(write);
     ConfigIF::SetAccessLevelsRsp reply;
-    if (!ask(ProtobufMessageHelper::getSetAccessLevelsReq(getSelfFQName(), role(), inOwnNamespace(vars),
-                                                          readLevel.get(), writeLevel.get()),
-             reply)) {
+    if (!sendRequest(ProtobufMessageHelper::getSetAccessLevelsReq(getSelfFQName(), role(), inOwnNamespace(vars),
+                                                                  readLevel.get(), writeLevel.get()),
+                     reply)) {
         return false;
     }
     for (const ConfigIF::AccessLevelErr& entry : reply.access_error()) {
@@ -79,7 +80,9 @@ bool PlatformCfgService::setAccessLevels(std::list<ConfigVar> const& vars, Secur
 bool PlatformCfgService::isValid(ConfigVar const& var, std::list<std::string> const& value, ConfigResult* result) {
     const ConfigVar copy = inOwnNamespace(var);
     ConfigIF::ValidateRsp reply;
-    if (!ask(ProtobufMessageHelper::getValidateRequest(getSelfFQName(), role(), copy, value), reply)) return false;
+    if (!sendRequest(ProtobufMessageHelper::getValidateRequest(getSelfFQName(), role(), copy, value), reply)) {
+        return false;
+    }
     ConfigResult outcome;
     ProtobufMessageHelper::fillReturnMessage(outcome, reply.result());
     if (result != nullptr) *result = outcome;
@@ -98,7 +101,7 @@ void PlatformCfgService::getConfigOptions(ConfigVar const& var, std::list<std::s
     if (pb == nullptr) return;
     // This request alone speaks under the transport's own endpoint name, and keeps the variable's own namespace.
     ConfigIF::GetAttributeOptionsRsp reply;
-    if (!ask(ProtobufMessageHelper::getGetOptionsRequest(pb->localEndpoint(), role(), var), reply) ||
+    if (!sendRequest(ProtobufMessageHelper::getGetOptionsRequest(pb->localEndpoint(), role(), var), reply) ||
         !succeeded(reply)) {
         return;
     }
@@ -110,7 +113,8 @@ void PlatformCfgService::getConfigDefaultOptions(ConfigVar const& var, std::list
                                                  unsigned int& defaultIndex) {
     options.clear();
     ConfigIF::GetDefaultOptionsRsp reply;
-    if (!ask(ProtobufMessageHelper::getGetDefaultOptionsRequest(getSelfFQName(), role(), var.getFQName()), reply) ||
+    if (!sendRequest(ProtobufMessageHelper::getGetDefaultOptionsRequest(getSelfFQName(), role(), var.getFQName()),
+                     reply) ||
         !succeeded(reply)) {
         return;
     }
@@ -120,8 +124,8 @@ void PlatformCfgService::getConfigDefaultOptions(ConfigVar const& var, std::list
 bool PlatformCfgService::setConfigOptions(ConfigVar const& var, std::list<std::string> const& options,
                                           unsigned int* defaultIndex) {
     ConfigIF::SetAttributeOptionsRsp reply;
-    return ask(ProtobufMessageHelper::getSetOptionsRequest(getSelfFQName(), role(), var, options, defaultIndex),
-               reply) &&
+    return sendRequest(ProtobufMessageHelper::getSetOptionsRequest(getSelfFQName(), role(), var, options, defaultIndex),
+                       reply) &&
            succeeded(reply);
 }
 

@@ -35,7 +35,8 @@ bool PlatformCfgService::registerCallback(const ConfigVar& var, ConfigIF::Callba
 
 bool PlatformCfgService::registerName(const std::string& name, ConfigIF::CallbackType type) {
     ConfigIF::RegisterClientCallbackRsp reply;
-    return ask(ProtobufMessageHelper::getRegClientCallbackRequest(getSelfFQName(), role(), name, type, m_clientName),
+    return sendRequest(
+               ProtobufMessageHelper::getRegClientCallbackRequest(getSelfFQName(), role(), name, type, m_clientName),
                reply) &&
            succeeded(reply);
 }
@@ -43,9 +44,9 @@ bool PlatformCfgService::registerName(const std::string& name, ConfigIF::Callbac
 bool PlatformCfgService::unregisterCallback(const ConfigVar& var, ConfigIF::CallbackType type) {
     m_state->setup.forget({var.getFQName(), type});
     ConfigIF::UnregisterClientCallbackRsp reply;
-    return ask(ProtobufMessageHelper::getUnregClientCallbackRequest(getSelfFQName(), role(), var.getFQName(), type,
-                                                                    m_clientName),
-               reply) &&
+    return sendRequest(ProtobufMessageHelper::getUnregClientCallbackRequest(getSelfFQName(), role(), var.getFQName(),
+                                                                            type, m_clientName),
+                       reply) &&
            succeeded(reply);
 }
 
@@ -71,7 +72,7 @@ bool PlatformCfgService::unregisterAccessLevelsCallback(const ConfigVar& var) {
 
 void PlatformCfgService::unregisterAllCallbacks() {
     m_state->setup.takeKept();
-    handOver(ProtobufMessageHelper::getUnregAllClientCallbacksRequest(getSelfFQName()));
+    sendOneWay(ProtobufMessageHelper::getUnregAllClientCallbacksRequest(getSelfFQName()));
 }
 
 /// What the service answers is not looked at: the handler is entered all the same, and the pair then counts as
@@ -84,7 +85,7 @@ void PlatformCfgService::registerHandler(const std::string& node, const std::str
                                          ProviderConfigHandler* handler) {
     const ConfigVar var = pattern(node, attribute);
     if (m_registrar.isProviderHandlerRegistered(var)) return m_registrar.registerHandler(var, handler);
-    const EntriesUnderWay::Entry entry(m_state->entries, var, EntriesUnderWay::provider);
+    const HandlersBeingAdded::Addition addition(m_state->additions, var, HandlersBeingAdded::provider);
     registerFor(var, ConfigIF::CALLBACK_DYNAMIC_VALIDATE);
     registerFor(var, ConfigIF::CALLBACK_ON_CHANGE);
     m_registrar.registerHandler(var, handler);
@@ -101,7 +102,7 @@ void PlatformCfgService::registerHandler(const std::string& node, const std::str
 void PlatformCfgService::registerHandlerRequested(ConfigVar var, ConsumerConfigHandler* handler,
                                                   ConfigRegistrar::ConsumerCallbackType type) {
     if (m_registrar.isHandlerRegistered(var, type)) return m_registrar.registerHandler(var, handler, type);
-    const EntriesUnderWay::Entry entry(m_state->entries, var, type);
+    const HandlersBeingAdded::Addition addition(m_state->additions, var, type);
     registerFor(var, enumTranslate(type));
     m_registrar.registerHandler(var, handler, type);
 }

@@ -2,7 +2,7 @@
 
 #include "AppConfig/PlatformCfgService.h"
 #include "link/ChangesUnderWay.h"
-#include "link/EntriesUnderWay.h"
+#include "link/HandlersBeingAdded.h"
 #include "link/IncomingVariable.h"
 #include "link/RunningCalls.h"
 #include "link/TransportSetup.h"
@@ -12,7 +12,7 @@ namespace AppConfig {
 /// What a link keeps of what is going on in it. Each member synchronises itself.
 struct PlatformCfgService::State {
     TransportSetup setup;
-    EntriesUnderWay entries;
+    HandlersBeingAdded additions;
     RunningCalls calls;
     ChangesUnderWay changes;
 };
@@ -24,7 +24,7 @@ struct PlatformCfgService::State {
 template <typename Call>
 void PlatformCfgService::callConsumers(const IncomingVariable& var, ConfigRegistrar::ConsumerCallbackType type,
                                        Call&& call) {
-    m_state->entries.await(var.node, var.attribute, type);
+    m_state->additions.await(var.node, var.attribute, type);
     const std::uint64_t removals = m_registrar.removals();
     for (ConsumerConfigHandler* handler : m_registrar.getHandlers(var.node, var.attribute, type)) {
         const RunningCalls::Call running(m_state->calls, handler);
@@ -36,7 +36,7 @@ void PlatformCfgService::callConsumers(const IncomingVariable& var, ConfigRegist
 
 template <typename Call>
 void PlatformCfgService::callProviders(const IncomingVariable& var, Call&& call) {
-    m_state->entries.await(var.node, var.attribute, EntriesUnderWay::provider);
+    m_state->additions.await(var.node, var.attribute, HandlersBeingAdded::provider);
     const std::uint64_t removals = m_registrar.removals();
     for (ProviderConfigHandler* handler : m_registrar.getProviderHandlers(var.node, var.attribute)) {
         const RunningCalls::Call running(m_state->calls, handler);

@@ -21,7 +21,7 @@ MSG_Message* PlatformCfgService::configChangedHandler(const ConfigIF::ConfigChan
     std::list<std::string> value;
     if (ProtobufMessageHelper::getConfigVarValue(value, ntfy.inst_value()) != 0) return nullptr;
 
-    manager->takeAnnounced(var.key(), value, revisionOf(ntfy));
+    manager->storeNotified(var.key(), value, revisionOf(ntfy));
     link->callConsumers(var, ConfigRegistrar::CONFIG_CHANGED, [&](ConsumerConfigHandler& handler) {
         handler.onConfigChanged(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
                                 ntfy.client_name());

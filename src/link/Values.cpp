@@ -9,12 +9,13 @@ CommonIF::eSecurityRole PlatformCfgService::role() const {
     return static_cast<CommonIF::eSecurityRole>(m_securityRole.load(std::memory_order_relaxed));
 }
 
-bool PlatformCfgService::ask(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& reply) const {
+bool PlatformCfgService::sendRequest(const google::protobuf::MessageLite& request,
+                                     google::protobuf::MessageLite& reply) const {
     PbUtility::PbUtils* const pb = transport();
     return pb != nullptr && pb->sendWaitResponse(request, &reply, getConfigFQName()) == 0;
 }
 
-bool PlatformCfgService::handOver(const google::protobuf::MessageLite& message) const {
+bool PlatformCfgService::sendOneWay(const google::protobuf::MessageLite& message) const {
     PbUtility::PbUtils* const pb = transport();
     return pb != nullptr && pb->send(message, getConfigFQName(), nullptr) == 0;
 }
@@ -38,7 +39,8 @@ std::list<std::string> PlatformCfgService::readValue(ConfigVar const& var, bool&
     const ConfigVar copy = inOwnNamespace(var);
     std::list<std::string> value;
     ConfigIF::ReadRsp reply;
-    if (!ask(ProtobufMessageHelper::getReadRequest(getSelfFQName(), role(), copy), reply) || !succeeded(reply)) {
+    if (!sendRequest(ProtobufMessageHelper::getReadRequest(getSelfFQName(), role(), copy), reply) ||
+        !succeeded(reply)) {
         return value;
     }
     ProtobufMessageHelper::getStringList(value, reply.value());
@@ -57,7 +59,7 @@ bool PlatformCfgService::writeValue(ConfigVar const& var, std::list<std::string>
                                     Revision& revision) {
     const ConfigVar copy = inOwnNamespace(var);
     ConfigIF::WriteRsp reply;
-    if (!ask(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value), reply)) return false;
+    if (!sendRequest(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value), reply)) return false;
     ConfigResult outcome;
     ProtobufMessageHelper::fillReturnMessage(outcome, reply.result());
     revision = revisionOf(reply);
@@ -71,7 +73,7 @@ bool PlatformCfgService::setConfigVar(ConfigVar const& var, std::list<std::strin
     if (transport() == nullptr) return false;
     // Subscribed before the write goes out: nobody waits for its outcome, so only a notification can tell it.
     registerHandlerProactively(copy, ConfigRegistrar::CONFIG_CHANGED);
-    return handOver(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value));
+    return sendOneWay(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value));
 }
 
 bool PlatformCfgService::resetValue(ConfigVar const& var) {
@@ -82,7 +84,7 @@ bool PlatformCfgService::resetValue(ConfigVar const& var) {
 bool PlatformCfgService::resetValue(ConfigVar const& var, Revision& revision) {
     // Unlike the other value operations a reset keeps the variable's own namespace.
     ConfigIF::ResetValueRsp reply;
-    if (!ask(ProtobufMessageHelper::getResetValueRequest(getSelfFQName(), role(), var), reply)) return false;
+    if (!sendRequest(ProtobufMessageHelper::getResetValueRequest(getSelfFQName(), role(), var), reply)) return false;
     revision = revisionOf(reply);
     return succeeded(reply);
 }

@@ -64,7 +64,7 @@ TEST_F(CatchUp, AProviderAppliesWhatChangedWhileTheServiceWasDown) {
     client->waitForEvent({{"event", "apply"}, {"value", {"6"}}});
 }
 
-TEST_F(CatchUp, AProviderThatIsStartedAnewAppliesWhatWasWritten) {
+TEST_F(CatchUp, AProviderThatIsStartedAgainAppliesWhatWasWritten) {
     ServiceProcess service;
     service.start();
     {
@@ -83,7 +83,7 @@ TEST_F(CatchUp, AProviderThatIsStartedAnewAppliesWhatWasWritten) {
     second->waitForEvent({{"event", "apply"}, {"value", {"20"}}});
 }
 
-TEST_F(CatchUp, AVariableThatNeedsItsProviderIsNotWrittenWithoutOne) {
+TEST_F(CatchUp, AVariableThatRequiresItsProviderIsNotWrittenWithoutOne) {
     ServiceProcess service(needing, {"--provider-deadline", "0.2"});
     service.start();
     ClientProcess writer(service);
@@ -104,7 +104,7 @@ TEST_F(CatchUp, AVariableThatNeedsItsProviderIsNotWrittenWithoutOne) {
     EXPECT_EQ(writer.perform({{"do", "reset"}, {"var", volume}})["ok"], false);
 }
 
-TEST_F(CatchUp, AProviderThatComesBackInTimeJudgesTheWriteThatWaitedForIt) {
+TEST_F(CatchUp, AProviderThatComesBackInTimeValidatesTheWriteThatWaitedForIt) {
     for (const bool keeps : {true, false}) {
         ServiceProcess service(needing, {"--provider-deadline", "10"});
         service.keepState(keeps);

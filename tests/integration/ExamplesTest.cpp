@@ -25,7 +25,7 @@ TEST_F(Examples, FollowSettingPrintsTheValueAndEachChange) {
     EXPECT_EQ(follower.output(), "brightness is 70\nbrightness changed to 30\nbrightness changed to 31\n");
 }
 
-TEST_F(Examples, VolumeProviderJudgesAndApplies) {
+TEST_F(Examples, VolumeProviderValidatesAndApplies) {
     ChildProcess provider({VOLUME_PROVIDER, service.runtimeDirectory()});
     EXPECT_EQ(provider.waitForLine(anyLine), "providing audio.volume");
 

@@ -153,11 +153,11 @@ private:
         CLI::Option* accept = provide->add_flag("--accept", "Accept every value (the default)");
         CLI::Option* reject = provide->add_option("--reject", m_rejection, "Refuse every value with this message");
         CLI::Option* execute = provide->add_option(
-            "--exec", m_judgeCommand,
+            "--exec", m_validationCommand,
             "Run this shell command with the variable and the proposed elements as arguments; status 0 accepts");
         accept->excludes(reject)->excludes(execute);
         reject->excludes(execute);
-        provide->add_option("--exec-timeout", m_judgeTimeout, "Seconds that the command may take (default 1.5)")
+        provide->add_option("--exec-timeout", m_commandTimeout, "Seconds that the command may take (default 1.5)")
             ->check(CLI::Range(0.001, 86400.0))
             ->needs(execute);
         CLI::App* submit = variableCommand("submit", Command::submit, "Tell those who registered for it to submit");
@@ -184,7 +184,7 @@ private:
 
     Arguments finish() {
         m_args.timeout = milliseconds(m_timeout);
-        m_args.judgeDeadline = milliseconds(m_judgeTimeout);
+        m_args.commandDeadline = milliseconds(m_commandTimeout);
         if (!m_variable.empty()) addVariable(m_variable, false);
         addVariables(m_watched, true);
         addVariables(m_accessed, false);
@@ -205,12 +205,12 @@ private:
         if (m_args.kinds.empty()) m_args.kinds = {0, 2, 3, 4};
         if (m_newOptions) m_args.newOptions = splitAtCommas(unprotected({*m_newOptions}).front());
         if (m_rejection) {
-            m_args.judge = Arguments::Judge::reject;
+            m_args.validation = Arguments::Validation::reject;
             m_args.rejection = unprotected({*m_rejection}).front();
         }
-        if (m_judgeCommand) {
-            m_args.judge = Arguments::Judge::execute;
-            m_args.judgeCommand = unprotected({*m_judgeCommand}).front();
+        if (m_validationCommand) {
+            m_args.validation = Arguments::Validation::execute;
+            m_args.validationCommand = unprotected({*m_validationCommand}).front();
         }
         return m_args;
     }
@@ -220,11 +220,11 @@ private:
     std::string m_variable;
     std::vector<std::string> m_ignored;  // words are taken as they stand from the options themselves
     double m_timeout = 5;
-    double m_judgeTimeout = 1.5;
+    double m_commandTimeout = 1.5;
     std::optional<std::string> m_kinds;
     std::optional<std::string> m_newOptions;
     std::optional<std::string> m_rejection;
-    std::optional<std::string> m_judgeCommand;
+    std::optional<std::string> m_validationCommand;
     CLI::Option* m_watched = nullptr;
     CLI::Option* m_accessed = nullptr;
     CLI::Option* m_provided = nullptr;

@@ -13,7 +13,7 @@ namespace AppConfigTool {
 struct Arguments {
     enum class Command { get, set, watch, validate, options, reset, access, show, list, provide, submit };
     enum class As { elements, text, boolean, integer, list };
-    enum class Judge { accept, reject, execute };
+    enum class Validation { accept, reject, execute };
 
     Command command = Command::get;
 
@@ -37,11 +37,11 @@ struct Arguments {
     std::optional<int> writeRole;
     bool readOnly = false;
     bool hidden = false;
-    std::string pattern;          // list
-    Judge judge = Judge::accept;  // provide
+    std::string pattern;                         // list
+    Validation validation = Validation::accept;  // provide
     std::string rejection;
-    std::string judgeCommand;
-    std::chrono::milliseconds judgeDeadline = std::chrono::milliseconds(1500);
+    std::string validationCommand;
+    std::chrono::milliseconds commandDeadline = std::chrono::milliseconds(1500);
     int submitType = 0;  // submit
 };
 

@@ -25,9 +25,9 @@ private:
 };
 
 /// Prints that the service went away and came back; that it was there at first is no news. Called on one thread.
-class ServiceNews {
+class ServiceConnectionEvents {
 public:
-    explicit ServiceNews(EventPrinter& printer) : m_printer(&printer) {}
+    explicit ServiceConnectionEvents(EventPrinter& printer) : m_printer(&printer) {}
 
     void operator()(const std::string& endpoint, bool connected) {
         if (connected != m_connected && m_known) m_printer->service(endpoint, connected);

@@ -11,15 +11,15 @@ namespace AppConfigTool {
 namespace {
 
 /// Judges proposed values as the command line says, and prints each verdict and each value to be applied.
-class Judge : public ProviderConfigHandler {
+class Provider : public ProviderConfigHandler {
 public:
-    Judge(const Arguments& arguments, EventPrinter& printer) : m_arguments(arguments), m_printer(printer) {}
+    Provider(const Arguments& arguments, EventPrinter& printer) : m_arguments(arguments), m_printer(printer) {}
 
     bool onDynamicValidate(const std::string& node, int nodeInstance, const std::string& attribute,
                            int attributeInstance, const std::list<std::string>& value, AppConfig::SecurityRole,
                            ConfigResult& result) override {
         const std::string name = variableText(varOf(node, nodeInstance, attribute, attributeInstance));
-        const CommandVerdict verdict = judge(name, value);
+        const CommandVerdict verdict = validate(name, value);
         m_printer.event(
             verdict.accepted ? "accept" : "refuse", name, "value", value,
             valueText(value) + (verdict.accepted || verdict.message.empty() ? "" : "  (" + verdict.message + ")"));
@@ -36,14 +36,14 @@ public:
     }
 
 private:
-    CommandVerdict judge(const std::string& name, const std::list<std::string>& value) const {
-        switch (m_arguments.judge) {
-            case Arguments::Judge::accept: break;
-            case Arguments::Judge::reject: return {false, m_arguments.rejection};
-            case Arguments::Judge::execute: {
+    CommandVerdict validate(const std::string& name, const std::list<std::string>& value) const {
+        switch (m_arguments.validation) {
+            case Arguments::Validation::accept: break;
+            case Arguments::Validation::reject: return {false, m_arguments.rejection};
+            case Arguments::Validation::execute: {
                 std::vector<std::string> words = {name};
                 words.insert(words.end(), value.begin(), value.end());
-                return runCommand(m_arguments.judgeCommand, words, m_arguments.judgeDeadline);
+                return runCommand(m_arguments.validationCommand, words, m_arguments.commandDeadline);
             }
         }
         return {true, {}};
@@ -58,10 +58,10 @@ private:
 ExitStatus provideVariable(const Arguments& arguments, Output& output) {
     const EndSignals signals;
     EventPrinter printer(output);
-    Judge judge(arguments, printer);
-    Session session(arguments, output, ServiceNews(printer));
+    Provider provider(arguments, printer);
+    Session session(arguments, output, ServiceConnectionEvents(printer));
     for (const VariableArgument& name : arguments.variables) {
-        registerHandler(name.node, name.attribute, &judge, &session.manager());
+        registerHandler(name.node, name.attribute, &provider, &session.manager());
         if (const auto done = session.registrationOutcome(); !done) return session.fail(name.text(), done.error());
         output.complain("providing " + name.text());
     }

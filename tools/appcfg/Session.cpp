@@ -57,13 +57,13 @@ Result<> Session::registrationOutcome() {
 Result<> Session::firstFailure(bool registrations) {
     Result<> first;
     for (const PbUtility::Exchange& exchange : m_transport->exchanges()) {
-        if ((exchange.type == registrationType) == registrations && first) first = judge(exchange);
+        if ((exchange.type == registrationType) == registrations && first) first = outcomeOf(exchange);
     }
     m_transport->clear();
     return first;
 }
 
-Result<> Session::judge(const PbUtility::Exchange& exchange) const {
+Result<> Session::outcomeOf(const PbUtility::Exchange& exchange) const {
     const std::string service = "the service at '" + exchange.endpoint + "' ";
     const std::string details =
         exchange.failure.empty() ? PbUtility::transportStatusText(exchange.status) : exchange.failure;

@@ -52,7 +52,7 @@ public:
 
 private:
     Result<> firstFailure(bool registrations);
-    Result<> judge(const PbUtility::Exchange& exchange) const;
+    Result<> outcomeOf(const PbUtility::Exchange& exchange) const;
 
     const Arguments& m_arguments;
     Output& m_output;

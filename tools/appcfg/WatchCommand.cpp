@@ -84,7 +84,7 @@ ExitStatus watchVariables(const Arguments& arguments, Output& output) {
     const EndSignals signals;
     EventPrinter printer(output);
     std::list<Watcher> watchers;
-    Session session(arguments, output, ServiceNews(printer));
+    Session session(arguments, output, ServiceConnectionEvents(printer));
     for (const VariableArgument& name : arguments.variables) {
         for (auto& [reading, below] : readings(name)) {
             Watcher& watcher = watchers.emplace_back(reading, below, printer);

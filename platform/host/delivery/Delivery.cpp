@@ -148,7 +148,7 @@ Deadline Delivery::doWhatIsDue() {
     for (std::size_t i = 0; i < m_connections.size(); ++i) {
         DeliveryConnection& connection = *m_connections[i];
         if (m_reachability.mustRenew(connection.endpoint())) connection.renew();
-        for (const RegistrationReport& report : connection.tellRegistrations()) m_dispatcher.report(report);
+        for (const RegistrationReport& report : connection.sendRegistrations()) m_dispatcher.report(report);
         // Notifications of the lost connection are delivered before the next HELLO tells the point, or they would come
         // again. Two cases do not wait for that. They never move a point that was taken over from another transport,
         // and may wait for a handler of that one, which may be waiting for this connection. And a handler whose request
@@ -199,7 +199,7 @@ void Delivery::readFrom(DeliveryConnection& connection) {
 
 /// Asks are answered at once, also nested in a handler. All else keeps its order behind what is queued already.
 void Delivery::handle(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, Frame& frame) {
-    if (frame.kind() == ASK) return ask(connection, stream, frame);
+    if (frame.kind() == ASK) return handleQuestion(connection, stream, frame);
     enqueue(connection, frame);
     if (!m_dispatcher.isRunning()) deliverQueued();
 }
@@ -216,7 +216,7 @@ void Delivery::enqueue(DeliveryConnection& connection, Frame& frame) {
 }
 
 void Delivery::deliverQueued() {
-    while (!m_queue.empty() && !m_ended.isSet() && m_formerHandlers.haveReturned()) {
+    while (!m_queue.empty() && !m_ended.isSet() && m_previousHandlers.haveReturned()) {
         const Queued next = std::move(m_queue.front());
         m_queue.pop_front();
         m_queuedBytes -= next.frame.payload().size();
@@ -240,13 +240,14 @@ void Delivery::deliver(const Queued& next) {
     }
 }
 
-void Delivery::ask(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, const Frame& frame) {
+void Delivery::handleQuestion(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream,
+                              const Frame& frame) {
     // Nobody waits for the answer. And what another start of the service has asked since, over the transport that took
     // this one's place, must not be followed by this. Nor may what comes after it be handled: to reach the point behind
     // it would mean that it was.
-    if (peerHasGone(stream->fd())) return connection.lose({TRANSPORT_BROKEN_OFF, {}});
+    if (peerHasClosed(stream->fd())) return connection.lose({TRANSPORT_BROKEN_OFF, {}});
     if (frame.has_as_of()) m_resume.saw(connection.endpoint(), frame.timeline(), frame.as_of());
-    connection.answer(stream, m_dispatcher.ask(connection.endpoint(), frame));
+    connection.answer(stream, m_dispatcher.answerQuestion(connection.endpoint(), frame));
 }
 
 void Delivery::sayGoodbye() {

@@ -20,8 +20,8 @@
 #include "Waiter.h"
 #include "delivery/DeliveryConnection.h"
 #include "delivery/Dispatcher.h"
-#include "delivery/FormerHandlers.h"
 #include "delivery/HandlerActivity.h"
+#include "delivery/PreviousHandlers.h"
 #include "delivery/Reachability.h"
 
 namespace AppConfigHost {
@@ -60,7 +60,7 @@ public:
 
     /// Delivers no notifications as long as the application code goes on that \p other watches now. Any thread; does
     /// not block.
-    void deliverAfter(const std::shared_ptr<HandlerActivity>& other) { m_formerHandlers.add(other, m_wake); }
+    void deliverAfter(const std::shared_ptr<HandlerActivity>& other) { m_previousHandlers.add(other, m_wake); }
 
     /// \return what watches the handlers of this object.
     const std::shared_ptr<HandlerActivity>& activity() const { return m_dispatcher.activity(); }
@@ -102,7 +102,7 @@ private:
     void enqueue(DeliveryConnection& connection, Frame& frame);
     void deliverQueued();
     void deliver(const Queued& next);
-    void ask(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
+    void handleQuestion(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, const Frame& frame);
     void sayGoodbye();
 
     ResumePoints& m_resume;
@@ -112,7 +112,7 @@ private:
     // Each synchronises itself. The flag is shared with the transports whose place this one takes.
     const std::shared_ptr<EventFlag> m_wake = std::make_shared<EventFlag>();
     Reachability m_reachability;
-    FormerHandlers m_formerHandlers;
+    PreviousHandlers m_previousHandlers;
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);

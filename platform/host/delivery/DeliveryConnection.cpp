@@ -51,18 +51,18 @@ void DeliveryConnection::attempt() {
     m_number = m_with.resume.describeForDelivery(m_endpoint, hello);
     m_registrations.describe(hello);
     m_stream = std::make_shared<FrameStream>(std::move(*socket), m_with.options.frameLimit);
-    m_phase = Phase::greeting;
-    m_greetingEnds = Deadline::after(m_with.options.deadline);
+    m_phase = Phase::handshake;
+    m_handshakeDeadline = Deadline::after(m_with.options.deadline);
     const Result<> written = m_stream->write(encodeHello(hello), now(), waiter);
     // A peer that has closed already may have left a reason to be read.
     if (!written && written.error().code != TRANSPORT_BROKEN_OFF) lose(written.error());
 }
 
-std::vector<RegistrationReport> DeliveryConnection::tellRegistrations() {
+std::vector<RegistrationReport> DeliveryConnection::sendRegistrations() {
     if (m_phase == Phase::up) {
         PlainWaiter waiter(&m_with.ended);
         const std::shared_ptr<FrameStream> stream = m_stream;
-        const Result<> told = m_registrations.tell(*stream, waiter);
+        const Result<> told = m_registrations.sendNext(*stream, waiter);
         if (!told) lose(told.error());
     }
     return m_registrations.takeReports();
@@ -71,18 +71,18 @@ std::vector<RegistrationReport> DeliveryConnection::tellRegistrations() {
 Deadline DeliveryConnection::due(bool mayAttempt) const {
     switch (m_phase) {
         case Phase::paused: return mayAttempt ? m_nextAttempt : Deadline::never();
-        case Phase::greeting: return m_greetingEnds;
+        case Phase::handshake: return m_handshakeDeadline;
         case Phase::up: return m_registrations.due();
     }
     return Deadline::never();
 }
 
 bool DeliveryConnection::isLate() const {
-    return m_phase == Phase::greeting ? m_greetingEnds.passed() : m_registrations.isOverdue();
+    return m_phase == Phase::handshake ? m_handshakeDeadline.passed() : m_registrations.isOverdue();
 }
 
 bool DeliveryConnection::take(const Frame& frame) {
-    if (m_phase == Phase::greeting) {
+    if (m_phase == Phase::handshake) {
         const Result<Welcome> welcome = readWelcome(frame);
         if (welcome) {
             welcomed(*welcome);
@@ -110,12 +110,12 @@ bool DeliveryConnection::take(const Frame& frame) {
 }
 
 void DeliveryConnection::welcomed(const Welcome& welcome) {
-    if (!m_with.resume.greetedForDelivery(m_endpoint, m_number, welcome)) {
+    if (!m_with.resume.welcomedForDelivery(m_endpoint, m_number, welcome)) {
         return lose({TRANSPORT_BROKEN_OFF, {}});
     }
     m_phase = Phase::up;
     m_renewing = false;
-    m_registrations.greeted(welcome);
+    m_registrations.welcomed(welcome);
     m_steady = Deadline::after(m_with.options.longestPause);
     m_with.reachability.attemptEnded(m_endpoint, m_stream->fd());
     m_with.observe(m_endpoint, true);
@@ -137,7 +137,7 @@ void DeliveryConnection::lose(const Failure& why) {
     m_stream.reset();
     m_registrations.lost();
     schedule();
-    if (before == Phase::greeting) m_with.reachability.attemptEnded(m_endpoint, -1);
+    if (before == Phase::handshake) m_with.reachability.attemptEnded(m_endpoint, -1);
 
     const bool remarkable = why.code == TRANSPORT_PROTOCOL_ERROR || why.code == TRANSPORT_REFUSED;
     if (remarkable) report(why);

@@ -13,7 +13,7 @@
 #include "FrameStream.h"
 #include "TransportOptions.h"
 #include "delivery/Reachability.h"
-#include "delivery/RegistrationTeller.h"
+#include "delivery/RegistrationSender.h"
 
 namespace AppConfigHost {
 
@@ -24,8 +24,8 @@ class ResumePoints;
 /// delivery thread's own.
 class DeliveryConnection {
 public:
-    /// paused: there is none, and the next attempt has its time. greeting: HELLO is on its way. up: deliveries come.
-    enum class Phase { paused, greeting, up };
+    /// paused: there is none, and the next attempt has its time. handshake: HELLO is on its way. up: deliveries come.
+    enum class Phase { paused, handshake, up };
 
     /// None of them is owned; all outlive the connection.
     struct Collaborators {
@@ -64,7 +64,7 @@ public:
     void attempt();
 
     /// Tells the endpoint of what it does not hold, if it can be told now. \return what the observer is to be told.
-    std::vector<PbUtility::RegistrationReport> tellRegistrations();
+    std::vector<PbUtility::RegistrationReport> sendRegistrations();
 
     /// \return when there is something to do, other than what comes over it. \p mayAttempt: the next attempt counts.
     Deadline due(bool mayAttempt) const;
@@ -92,11 +92,11 @@ private:
 
     const Collaborators& m_with;
     const std::string m_endpoint;
-    RegistrationTeller m_registrations;
+    RegistrationSender m_registrations;
     Phase m_phase = Phase::paused;
     std::shared_ptr<FrameStream> m_stream;
     std::uint64_t m_number = 0;
-    Deadline m_greetingEnds = Deadline::never();
+    Deadline m_handshakeDeadline = Deadline::never();
     Deadline m_nextAttempt;
     Deadline m_steady = Deadline::never();  ///< from then on the connection counts as one that lasts
     std::chrono::milliseconds m_pause;

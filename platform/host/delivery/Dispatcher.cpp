@@ -27,15 +27,15 @@ void Dispatcher::notify(const std::string& endpoint, const Frame& frame) {
     dispatch(endpoint, frame, 0);
 }
 
-Frame Dispatcher::ask(const std::string& endpoint, const Frame& frame) {
+Frame Dispatcher::answerQuestion(const std::string& endpoint, const Frame& frame) {
     Frame reply;
     reply.set_kind(ANSWER);
     reply.set_correlation(frame.correlation());
     if (m_depth < depthLimit) {
-        const MSG_Address address = m_asks.open();
+        const MSG_Address address = m_questions.open();
         const bool calm = dispatch(endpoint, frame, address);
         // One failure among several handlers must not pass for the others' consent.
-        for (std::string& answer : m_asks.close(address)) {
+        for (std::string& answer : m_questions.close(address)) {
             if (calm) reply.add_answer(std::move(answer));
         }
     }

@@ -8,7 +8,7 @@
 #include "TransportOptions.h"
 #include "WireNames.h"
 #include "delivery/HandlerActivity.h"
-#include "delivery/OpenAsks.h"
+#include "delivery/OpenQuestions.h"
 #include "frame.pb.h"
 
 namespace AppConfigHost {
@@ -38,11 +38,11 @@ public:
     void notify(const std::string& endpoint, const Frame& frame);
 
     /// Calls the handlers of \p frame, an ASK from \p endpoint. \return the frame that answers it.
-    Frame ask(const std::string& endpoint, const Frame& frame);
+    Frame answerQuestion(const std::string& endpoint, const Frame& frame);
 
     /// Takes an answer to the ask that \p receiver stands for. \return whether one of its handlers is still running.
     /// Any thread.
-    bool answer(MSG_Address receiver, std::string payload) { return m_asks.answer(receiver, std::move(payload)); }
+    bool answer(MSG_Address receiver, std::string payload) { return m_questions.answer(receiver, std::move(payload)); }
 
     /// Tells the observer of connections, if there is one.
     void observe(const std::string& endpoint, bool connected);
@@ -59,7 +59,7 @@ private:
     const std::string& m_localEndpoint;
     /// Shared with the transports that took this one's place.
     const std::shared_ptr<HandlerActivity> m_activity = std::make_shared<HandlerActivity>();
-    OpenAsks m_asks;
+    OpenQuestions m_questions;
     int m_depth = 0;  ///< how many calls of application code lie below
 };
 

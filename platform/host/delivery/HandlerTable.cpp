@@ -41,22 +41,22 @@ std::set<std::string> HandlerTable::add(const MSG_Callback* table) {
             row = next->rows.insert(row, Row{*table, StandIn::contextBehind(table->context), false, {}, {}});
         row->takesAll = row->takesAll || endpoints.empty();
         row->endpoints.insert(endpoints.begin(), endpoints.end());
-        for (const std::string& endpoint : endpoints) row->ceded.erase(endpoint);
+        for (const std::string& endpoint : endpoints) row->handedOver.erase(endpoint);
         next->owned.insert(endpoints.begin(), endpoints.end());
     }
     m_rows = std::move(next);
     return endpoints;
 }
 
-bool HandlerTable::cede(void* link, const std::string& endpoint) {
+bool HandlerTable::handOver(void* link, const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     auto next = std::make_shared<Rows>(*m_rows);
     bool others = false;
     for (Row& row : next->rows) {
         if (row.endpoints.count(endpoint) == 0) continue;
         if (row.link == link) {
-            row.ceded.insert(endpoint);
-        } else if (row.ceded.count(endpoint) == 0) {
+            row.handedOver.insert(endpoint);
+        } else if (row.handedOver.count(endpoint) == 0) {
             others = true;
         }
     }
@@ -72,12 +72,12 @@ bool HandlerTable::dispatch(const std::string& endpoint, const MSG_Message* mess
     }
     const std::uint32_t id = MSG_GetId(message);
     const bool isOwned = current->owned.count(endpoint) != 0;
-    const bool isAsk = MSG_GetSender(message) != 0;
+    const bool isQuestion = MSG_GetSender(message) != 0;
     bool calm = true;
     for (const Row& row : current->rows) {
         if (id < row.callback.firstId || id > row.callback.lastId) continue;
         if (isOwned && !row.takesAll && row.endpoints.count(endpoint) == 0) continue;
-        if (!isAsk && row.ceded.count(endpoint) != 0) continue;
+        if (!isQuestion && row.handedOver.count(endpoint) != 0) continue;
         try {
             row.callback.entry(row.callback.context, message);
         } catch (const std::exception& thrown) {

@@ -33,7 +33,7 @@ public:
 
     /// From the next message on, the rows behind which \p link stands take nothing from \p endpoint but what asks for
     /// an answer, until they are added for it again. \return whether rows of others take notifications from it.
-    bool cede(void* link, const std::string& endpoint);
+    bool handOver(void* link, const std::string& endpoint);
 
     /// Calls, in the order in which they were added, the entries of the rows whose range holds the message's id and
     /// which take messages from \p endpoint. An endpoint that no row belongs to reaches every row. What asks for an
@@ -47,7 +47,7 @@ private:
         void* link;  ///< the context behind the row's own
         bool takesAll = false;
         std::set<std::string> endpoints;
-        std::set<std::string> ceded;  ///< those of them whose notifications it does not take
+        std::set<std::string> handedOver;  ///< those of them whose notifications it does not take
     };
 
     /// Never changed once it is in use: a dispatch goes on with the one that it began with.

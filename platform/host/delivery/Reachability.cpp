@@ -68,7 +68,7 @@ std::uint64_t Reachability::attemptsToAwait(const std::string& endpoint, bool ju
     if (state.attempts == 0 || state.mustRenew || state.renewing) return state.attempts + 1;
     // The descriptor is closed only after lost(), so it can be looked at here. It may be dead although the delivery
     // thread, busy with a handler, has not seen it yet.
-    if (!justConnected || (state.fd >= 0 && !peerHasGone(state.fd))) return 0;
+    if (!justConnected || (state.fd >= 0 && !peerHasClosed(state.fd))) return 0;
     state.nudged = true;
     return state.attempts + 1;
 }

@@ -52,26 +52,26 @@ ResumePoints::State ResumePoints::copyOf(const std::string& endpoint) const {
     return found != m_states.end() ? found->second : State{};
 }
 
-void ResumePoints::cede(const std::string& endpoint) {
+void ResumePoints::handOver(const std::string& endpoint) {
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
-    if (!state.ceded) state.ceded = state.point.value_or(Point{});
+    if (!state.handedOver) state.handedOver = state.point.value_or(Point{});
 }
 
-/// Goes back to where the client stood when it ceded the endpoint.
+/// Goes back to where the client stood when it handed over the endpoint.
 void ResumePoints::takeBack(State& state) {
-    if (!state.ceded) return;
-    const Point ceded = *std::exchange(state.ceded, std::nullopt);
+    if (!state.handedOver) return;
+    const Point handedOver = *std::exchange(state.handedOver, std::nullopt);
     if (!state.point) return;
     // Another state came meanwhile, or there was no point yet. A state that is known goes on in another timeline with
     // the same numbers.
-    if (ceded.timeline == 0) {
+    if (handedOver.timeline == 0) {
         state.point = Point{};
         return;
     }
     // What it was asked on the way it has seen, also where it goes back behind that.
     const Point reached = *state.point;
-    state.point->delivered = std::min(state.point->delivered, ceded.delivered);
+    state.point->delivered = std::min(state.point->delivered, handedOver.delivered);
     if (state.point->joined) state.point->joined = std::min(*state.point->joined, state.point->delivered);
     note(state, reached.timeline, reached.delivered);
 }
@@ -81,8 +81,8 @@ bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
     if (!waits && !theirs.point) {
-        // Nor has anything passed this client by since it ceded the endpoint, if it had.
-        state.ceded.reset();
+        // Nor has anything passed this client by since it handed over the endpoint, if it had.
+        state.handedOver.reset();
         return false;
     }
     takeBack(state);
@@ -117,10 +117,10 @@ bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
 /// \return whether that is to be passed on.
 bool ResumePoints::join(State& state, const Welcome& welcome) {
     state.point = Point{welcome.timeline(), welcome.changes(), welcome.changes()};
-    return state.ceded.has_value();
+    return state.handedOver.has_value();
 }
 
-void ResumePoints::greetedForRequests(const std::string& endpoint, const Welcome& welcome) {
+void ResumePoints::welcomedForRequests(const std::string& endpoint, const Welcome& welcome) {
     {
         const AppConfig::PlainLock lock(m_mutex);
         State& state = m_states[endpoint];
@@ -130,7 +130,7 @@ void ResumePoints::greetedForRequests(const std::string& endpoint, const Welcome
     m_passOn.joined(endpoint);
 }
 
-bool ResumePoints::greetedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome) {
+bool ResumePoints::welcomedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome) {
     bool passOn = false;
     bool begins = true;
     {
@@ -151,7 +151,7 @@ void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std:
         const AppConfig::PlainLock lock(m_mutex);
         State& state = m_states[endpoint];
         note(state, timeline, number);
-        if (!state.ceded || !m_passOn.saw) return;
+        if (!state.handedOver || !m_passOn.saw) return;
     }
     // Its handlers are served by another transport, which is the one that says what they know.
     m_passOn.saw(endpoint, timeline, number);
@@ -192,7 +192,7 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
         point = {timeline, std::nullopt, sequence};
         state.foreign = true;
         // The same timeline may go on with other changes: a copy of the state was put in that lacks the newest.
-        if (state.ceded) state.ceded = Point{};
+        if (state.handedOver) state.handedOver = Point{};
         forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });
         state.pointKnown = true;
         return;

@@ -24,7 +24,7 @@ public:
     /// Of how many timelines the newest seen number is kept. A client that has seen more says that no state is its own.
     static constexpr std::size_t mostSeen = 16;
 
-    /// What whoever has the place of an endpoint that was ceded has to know; see Handover.
+    /// What whoever has the place of an endpoint that was handed over has to know; see Handover.
     struct PassOn {
         /// See saw().
         std::function<void(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)> saw;
@@ -46,23 +46,23 @@ public:
     void registeredInVain(const std::string& endpoint);
 
     /// From now on, handlers of \p endpoint are passed over, also by what handled() counts.
-    void cede(const std::string& endpoint);
+    void handOver(const std::string& endpoint);
 
     /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
     /// connection on, this client has known the service for as long as either of the two, has seen what both have, and
-    /// stands where it did when it ceded the endpoint, if it had. Where the handlers may hold what another state
+    /// stands where it did when it handed over the endpoint, if it had. Where the handlers may hold what another state
     /// brought, it stands in no state, and is told everything. \p waits: something was registered there, so that the
     /// client waits for changes although it may have reached no service yet. \return false, with nothing taken over,
     /// when nothing was registered or read there: then it stands wherever its own greeting has put it, or will.
     bool takeOver(const std::string& endpoint, const ResumePoints& former, bool waits);
 
     /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
-    void greetedForRequests(const std::string& endpoint, const Welcome& welcome);
+    void welcomedForRequests(const std::string& endpoint, const Welcome& welcome);
 
     /// Takes the service's greeting on the delivery connection \p connection. \return false when the client had no
     /// point to tell and has got another than the greeting's in the meantime: then it must connect anew, or the service
     /// would begin at a place that is not the client's.
-    bool greetedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome);
+    bool welcomedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome);
 
     /// The process is about to learn of a state as of change \p number of \p timeline. To be called before it does.
     void saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
@@ -88,15 +88,15 @@ private:
     struct State {
         std::optional<Point> point;
         std::vector<Seen> seen;
-        std::optional<Point> ceded;    ///< where it stood when it first ceded the endpoint, if that state lasts
-        std::uint64_t countsFrom = 0;  ///< earlier connections do not move the point
-        bool foreign = false;          ///< its handlers may hold what a state brought that the point has left since
-        bool early = false;            ///< something was registered in vain before there was a point
-        bool crowded = false;          ///< more timelines were seen than are kept
-        bool crowdedTold = false;      ///< the present delivery connection began with that
-        std::uint64_t connection = 0;  ///< the last one for deliveries
-        bool hadPoint = false;         ///< it began with a point
-        bool pointKnown = false;       ///< the client's point belongs to the state at its other end
+        std::optional<Point> handedOver;  ///< its point when it first handed over, if that state lasts
+        std::uint64_t countsFrom = 0;     ///< earlier connections do not move the point
+        bool foreign = false;             ///< its handlers may hold what a state brought that the point has left since
+        bool early = false;               ///< something was registered in vain before there was a point
+        bool crowded = false;             ///< more timelines were seen than are kept
+        bool crowdedTold = false;         ///< the present delivery connection began with that
+        std::uint64_t connection = 0;     ///< the last one for deliveries
+        bool hadPoint = false;            ///< it began with a point
+        bool pointKnown = false;          ///< the client's point belongs to the state at its other end
     };
 
     static void describe(const State& state, Hello& hello);

@@ -216,7 +216,7 @@ void ServiceHost::serve(Session& session) {
     }
     if (session.cut) return report(session);
     writeNow(session);
-    if (tellRoom(session)) return;
+    if (reportRoom(session)) return;
     // A client that does not take its replies is not read from either.
     if (session.queue.bytes() >= writeSize || m_core->busy(session.id)) return;
     if (takeFrame(session)) return;
@@ -234,7 +234,7 @@ bool ServiceHost::takeFrame(Session& session) {
     Frame frame;
     const auto found = session.decoder.next(frame);
     if (!found) {
-        m_core->reject(session.id, found.error().reason, time());
+        m_core->refuse(session.id, found.error().reason, time());
         return true;
     }
     if (!*found) return false;
@@ -264,7 +264,7 @@ bool ServiceHost::hasRoom(ConnectionId id) {
 }
 
 /// \return whether the core was told that there is room again.
-bool ServiceHost::tellRoom(Session& session) {
+bool ServiceHost::reportRoom(Session& session) {
     if (!session.wantsRoom || session.queue.bytes() >= AppConfigService::mostQueuedBytes / 4) return false;
     session.wantsRoom = false;
     mark(session);

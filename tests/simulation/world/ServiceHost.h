@@ -84,7 +84,7 @@ private:
     void mark(Session& session);
     void serve(Session& session);
     bool takeFrame(Session& session);
-    bool tellRoom(Session& session);
+    bool reportRoom(Session& session);
     void report(Session& session);
 
     Scheduler& m_scheduler;

@@ -66,16 +66,16 @@ TEST(Arguments, WatchesEveryKindUnlessToldOtherwise) {
     EXPECT_EQ(accepted({"watch", "a", "--kind", "access,change"}).kinds, (std::vector<int>{4, 0}));
 }
 
-TEST(Arguments, ProvideTakesOneWayToJudge) {
-    EXPECT_EQ(accepted({"provide", "a.b"}).judge, Arguments::Judge::accept);
-    EXPECT_EQ(accepted({"provide", "a.b", "--accept"}).judge, Arguments::Judge::accept);
+TEST(Arguments, ProvideTakesOneWayToValidate) {
+    EXPECT_EQ(accepted({"provide", "a.b"}).validation, Arguments::Validation::accept);
+    EXPECT_EQ(accepted({"provide", "a.b", "--accept"}).validation, Arguments::Validation::accept);
     const Arguments reject = accepted({"provide", "a.b", "--reject", "[no]"});
-    EXPECT_EQ(reject.judge, Arguments::Judge::reject);
+    EXPECT_EQ(reject.validation, Arguments::Validation::reject);
     EXPECT_EQ(reject.rejection, "[no]");
     const Arguments execute = accepted({"provide", "a.b", "--exec", "test -f", "--exec-timeout", "0.25"});
-    EXPECT_EQ(execute.judge, Arguments::Judge::execute);
-    EXPECT_EQ(execute.judgeCommand, "test -f");
-    EXPECT_EQ(execute.judgeDeadline, std::chrono::milliseconds(250));
+    EXPECT_EQ(execute.validation, Arguments::Validation::execute);
+    EXPECT_EQ(execute.validationCommand, "test -f");
+    EXPECT_EQ(execute.commandDeadline, std::chrono::milliseconds(250));
 }
 
 class BadUsage : public ::testing::TestWithParam<Words> {};

@@ -186,7 +186,7 @@ TEST_F(AnInquiry, SeesAnAnnouncementMakeALostItemKnownAgain) {
     cache.update(target, {"23"});
     inquiry.read({"21"}, false, unnumbered);
 
-    Inquiry::announced(cache, target, {"24"}, unnumbered);
+    Inquiry::notified(cache, target, {"24"}, unnumbered);
 
     EXPECT_EQ(value(), List{"24"});
     EXPECT_FALSE(hasLost(Item::value));

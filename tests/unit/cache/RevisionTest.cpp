@@ -30,7 +30,7 @@ Revision revision(std::uint64_t change, std::uint64_t timeline = thisTimeline) {
 
 class Revisions : public ::testing::Test {
 protected:
-    void announce(const std::string& value, const Revision& of) { Inquiry::announced(cache, target, {value}, of); }
+    void notify(const std::string& value, const Revision& of) { Inquiry::notified(cache, target, {value}, of); }
     void accept(const std::string& value, const Revision& of) {
         Inquiry(cache, target, Item::value).written({value}, of);
     }
@@ -46,7 +46,7 @@ protected:
 
 TEST_F(Revisions, LetANewerAnswerStandAgainstAnOlderAnnouncement) {
     Inquiry inquiry(cache, target, Item::value);
-    announce("old", revision(4));
+    notify("old", revision(4));
 
     EXPECT_EQ(inquiry.read({"new"}, true, revision(5)), Outcome::stored);
 
@@ -56,7 +56,7 @@ TEST_F(Revisions, LetANewerAnswerStandAgainstAnOlderAnnouncement) {
 
 TEST_F(Revisions, LetANewerAnnouncementStandAgainstALateAnswer) {
     Inquiry inquiry(cache, target, Item::value);
-    announce("new", revision(5));
+    notify("new", revision(5));
 
     EXPECT_EQ(inquiry.read({"old"}, true, revision(4)), Outcome::superseded);
 
@@ -66,7 +66,7 @@ TEST_F(Revisions, LetANewerAnnouncementStandAgainstALateAnswer) {
 
 TEST_F(Revisions, LetTheAnswerOfTheSameChangeStand) {
     Inquiry inquiry(cache, target, Item::value);
-    announce("same", revision(5));
+    notify("same", revision(5));
 
     EXPECT_EQ(inquiry.read({"same"}, true, revision(5)), Outcome::stored);
 
@@ -75,7 +75,7 @@ TEST_F(Revisions, LetTheAnswerOfTheSameChangeStand) {
 
 TEST_F(Revisions, LetALaterWriteOfSomebodyElseStandAgainstTheOwnOne) {
     Inquiry inquiry(cache, target, Item::value);
-    announce("theirs", revision(9));
+    notify("theirs", revision(9));
 
     EXPECT_EQ(inquiry.written({"own"}, revision(8)), Outcome::superseded);
 
@@ -85,17 +85,17 @@ TEST_F(Revisions, LetALaterWriteOfSomebodyElseStandAgainstTheOwnOne) {
 TEST_F(Revisions, KeepLateAnnouncementsFromUndoingAnAcceptedWrite) {
     accept("own", revision(8));
 
-    announce("earlier", revision(6));
-    announce("earlier still", revision(7));
+    notify("earlier", revision(6));
+    notify("earlier still", revision(7));
 
     EXPECT_EQ(believed(), "own");
 }
 
 TEST_F(Revisions, KeepLateAnnouncementsFromUndoingAnAcceptedReset) {
-    announce("set", revision(3));
+    notify("set", revision(3));
     Inquiry(cache, target, Item::value).reset(revision(8));
 
-    announce("late", revision(6));
+    notify("late", revision(6));
 
     EXPECT_EQ(believed(), "(unknown)");
     EXPECT_TRUE(cache.getConfigValue(target) == cache.end()) << "there is no record after a reset";
@@ -105,18 +105,18 @@ TEST_F(Revisions, KeepLateAnnouncementsFromUndoingAnAcceptedReset) {
 TEST_F(Revisions, LetAnAnnouncementInAfterAReset) {
     Inquiry(cache, target, Item::value).reset(revision(8));
 
-    announce("after", revision(9));
+    notify("after", revision(9));
 
     EXPECT_EQ(believed(), "after");
 }
 
 TEST_F(Revisions, StandAsTheyWereWhenAResetWasOvertaken) {
-    announce("theirs", revision(9));
+    notify("theirs", revision(9));
     Inquiry(cache, target, Item::value).reset(revision(8));
 
-    announce("the default", revision(8));
+    notify("the default", revision(8));
     EXPECT_EQ(believed(), "(unknown)");
-    announce("theirs", revision(9));
+    notify("theirs", revision(9));
 
     EXPECT_EQ(believed(), "theirs");
 }
@@ -133,17 +133,17 @@ TEST_F(Revisions, KeepAnOldAnswerOutAfterAReset) {
 TEST_F(Revisions, OfAnAcceptedWriteOutliveTheRecord) {
     accept("own", revision(8));
     cache.setStale(target);
-    announce("late", revision(7));
+    notify("late", revision(7));
     EXPECT_EQ(believed(), "(unknown)");
 
     accept("own", revision(9));
     EXPECT_EQ(cache.removeVars("heating"), 1U);
-    announce("late", revision(8));
+    notify("late", revision(8));
     EXPECT_EQ(believed(), "(unknown)");
 
     accept("own", revision(10));
     cache.reset();
-    announce("late", revision(9));
+    notify("late", revision(9));
     EXPECT_EQ(believed(), "(unknown)");
 
     EXPECT_FALSE(cache.setStale(target)) << "what is remembered is no record";
@@ -154,7 +154,7 @@ TEST_F(Revisions, OfAnotherTimelineAreDoubtedAlsoAfterTheRecordOfAnAcceptedWrite
     cache.setStale(target);
     cache.removeVars("");
 
-    announce("before the restart or after it", revision(100, nextTimeline));
+    notify("before the restart or after it", revision(100, nextTimeline));
 
     EXPECT_EQ(believed(), "(unknown)");
 }
@@ -162,7 +162,7 @@ TEST_F(Revisions, OfAnotherTimelineAreDoubtedAlsoAfterTheRecordOfAnAcceptedWrite
 TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteUnknown) {
     accept("own", revision(8));
 
-    announce("before the restart or after it", revision(100, nextTimeline));
+    notify("before the restart or after it", revision(100, nextTimeline));
 
     EXPECT_EQ(believed(), "(unknown)");
     EXPECT_TRUE(Inquiry::hasLost(cache, target, Item::value));
@@ -171,26 +171,26 @@ TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteUnknown) {
 TEST_F(Revisions, AreNotInDoubtAfterAResetThatGaveNone) {
     Inquiry(cache, target, Item::value).reset(Revision());
 
-    announce("numbered", revision(2));
+    notify("numbered", revision(2));
 
     EXPECT_EQ(believed(), "numbered");
 }
 
 TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnswer) {
     accept("own", revision(8));
-    announce("in between", revision(100, otherTimeline));
+    notify("in between", revision(100, otherTimeline));
     Inquiry inquiry(cache, target, Item::value);
 
     EXPECT_EQ(inquiry.read({"set back"}, false, revision(2, nextTimeline)), Outcome::stored);
-    announce("later", revision(3, nextTimeline));
+    notify("later", revision(3, nextTimeline));
 
     EXPECT_EQ(believed(), "later");
 }
 
 TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnnouncementWhenNothingWasWritten) {
-    announce("first", revision(8));
+    notify("first", revision(8));
 
-    announce("after the restart", revision(2, nextTimeline));
+    notify("after the restart", revision(2, nextTimeline));
 
     EXPECT_EQ(believed(), "after the restart");
 }
@@ -198,20 +198,20 @@ TEST_F(Revisions, OfAnotherTimelineAreTakenFromAnAnnouncementWhenNothingWasWritt
 TEST_F(Revisions, OfAnotherTimelineLeaveAnAcceptedWriteKnownWhenTheySayTheSame) {
     accept("own", revision(8));
 
-    announce("own", revision(2, nextTimeline));
+    notify("own", revision(2, nextTimeline));
     EXPECT_EQ(believed(), "own");
 
-    announce("another", revision(1, nextTimeline));
+    notify("another", revision(1, nextTimeline));
     EXPECT_EQ(believed(), "(unknown)") << "which of the two timelines came first is not known any more than before";
 }
 
 TEST_F(Revisions, KeepWhatIsOlderThanAnAcceptedWriteOutAlsoAfterANewerAnnouncementAndTheRecordWent) {
     accept("own", revision(8));
     // Asked as a provider, while notifications wait for a handler.
-    announce("newer", revision(9));
+    notify("newer", revision(9));
     cache.setStale(target);
 
-    announce("older", revision(7));
+    notify("older", revision(7));
 
     EXPECT_EQ(believed(), "(unknown)");
 }
@@ -221,22 +221,22 @@ TEST_F(Revisions, OfAnotherTimelineKeepOlderAnswersOfItOut) {
     Inquiry first(cache, target, Item::value);
     Inquiry second(cache, target, Item::value);
     Inquiry reading(cache, target, Item::value);
-    announce("somebody else's", revision(5, nextTimeline));
+    notify("somebody else's", revision(5, nextTimeline));
     EXPECT_EQ(reading.read({"older"}, false, revision(2, nextTimeline)), Outcome::unknown);
     EXPECT_EQ(first.written({"own"}, revision(3, nextTimeline)), Outcome::unknown);
     EXPECT_EQ(second.written({"own, later"}, revision(4, nextTimeline)), Outcome::superseded);
     EXPECT_EQ(believed(), "(unknown)");
-    announce("late", revision(4, nextTimeline));
+    notify("late", revision(4, nextTimeline));
     EXPECT_EQ(believed(), "(unknown)");
-    announce("somebody else's", revision(5, nextTimeline));
+    notify("somebody else's", revision(5, nextTimeline));
     EXPECT_EQ(believed(), "somebody else's");
 }
 
 TEST_F(Revisions, OfAnotherTimelineKeepOlderAnswersOfItOutAlsoAfterAResetAndAnOlderAnnouncement) {
     accept("before the restart", revision(9));
     Inquiry resetting(cache, target, Item::value);
-    announce("somebody else's", revision(5, nextTimeline));
-    announce("late", revision(4, nextTimeline));
+    notify("somebody else's", revision(5, nextTimeline));
+    notify("late", revision(4, nextTimeline));
     cache.removeVars("");
     resetting.reset(revision(3, nextTimeline));
     Inquiry writing(cache, target, Item::value);
@@ -248,13 +248,13 @@ TEST_F(Revisions, OfTwoTimelinesThatAcceptedAtOnceAreInDoubtUntilAnAnswerComes) 
     Inquiry resetting(cache, target, Item::value);
     accept("own", revision(3, nextTimeline));
     resetting.reset(revision(9));
-    announce("from before the restart", revision(9));
+    notify("from before the restart", revision(9));
     EXPECT_EQ(believed(), "(unknown)");
-    announce("from after it", revision(4, nextTimeline));
+    notify("from after it", revision(4, nextTimeline));
     EXPECT_EQ(believed(), "(unknown)");
     Inquiry(cache, target, Item::value).read({"what holds"}, false, revision(5, nextTimeline));
     EXPECT_EQ(believed(), "what holds");
-    announce("the next", revision(6, nextTimeline));
+    notify("the next", revision(6, nextTimeline));
     EXPECT_EQ(believed(), "the next");
 }
 
@@ -265,10 +265,10 @@ TEST_F(Revisions, OfTwoTimelinesThatAcceptedAtOnceStayInDoubtForAnAnswerThatWasA
     EXPECT_EQ(writing.written({"late"}, revision(9)), Outcome::unknown);
     EXPECT_EQ(reading.read({"late"}, false, revision(9)), Outcome::unknown);
     cache.removeVars("");
-    announce("from before the restart", revision(10));
+    notify("from before the restart", revision(10));
     EXPECT_EQ(believed(), "(unknown)") << "also when the record went";
     accept("later", revision(4, nextTimeline));
-    announce("the next", revision(6, nextTimeline));
+    notify("the next", revision(6, nextTimeline));
     EXPECT_EQ(believed(), "the next") << "that was sent when both were known";
 }
 
@@ -276,7 +276,7 @@ TEST_F(Revisions, OfTheFormerTimelineMakeALateAnswerUnknownThatAnAnnouncementOfT
     accept("own", revision(9));
     Inquiry reading(cache, target, Item::value);
     Inquiry writing(cache, target, Item::value);
-    announce("after the restart", revision(2, nextTimeline));
+    notify("after the restart", revision(2, nextTimeline));
     EXPECT_EQ(reading.read({"own"}, false, revision(9)), Outcome::unknown);
     EXPECT_EQ(writing.written({"own, later"}, revision(10)), Outcome::unknown);
     EXPECT_EQ(believed(), "(unknown)");
@@ -285,26 +285,26 @@ TEST_F(Revisions, OfTheFormerTimelineMakeALateAnswerUnknownThatAnAnnouncementOfT
 
 TEST_F(Revisions, OfAnotherTimelineMakeACrossedAnswerUnknown) {
     Inquiry inquiry(cache, target, Item::value);
-    announce("announced", revision(8));
+    notify("announced", revision(8));
 
     EXPECT_EQ(inquiry.read({"answered"}, false, revision(2, nextTimeline)), Outcome::unknown);
 }
 
 TEST_F(Revisions, StillHoldAfterAnOwnWriteThatSomebodyElseOvertook) {
-    announce("theirs", revision(9));
+    notify("theirs", revision(9));
     accept("own", revision(8));
 
-    announce("late", revision(7));
+    notify("late", revision(7));
     EXPECT_EQ(believed(), "theirs");
-    announce("before the restart or after it", revision(1, nextTimeline));
+    notify("before the restart or after it", revision(1, nextTimeline));
 
     EXPECT_EQ(believed(), "(unknown)");
 }
 
 TEST_F(Revisions, AreLeftAsideForAServiceThatStopsGivingThem) {
-    announce("numbered", revision(9));
+    notify("numbered", revision(9));
 
-    announce("unnumbered", Revision());
+    notify("unnumbered", Revision());
 
     EXPECT_EQ(believed(), "unnumbered");
 }

@@ -24,7 +24,7 @@ protected:
         transport.forget();
     }
 
-    void announce(const List& value) { manager.updateConfigVar(target, value); }
+    void notify(const List& value) { manager.updateConfigVar(target, value); }
     bool read(const std::string& expected) { return manager.getConfigVar(target) == expected; }
 
     Vector options() {
@@ -36,7 +36,7 @@ protected:
 TEST_F(LateAnswers, AReadThatIsOvertakenAsksAgain) {
     answerRead({"old"}, true);
     during("ReadReq", [&] {
-        announce({"new"});
+        notify({"new"});
         transport.beforeAnswer([this](const std::string&) { answerRead({"new"}, false); });
     });
 
@@ -50,7 +50,7 @@ TEST_F(LateAnswers, AReadThatIsOvertakenAsksAgain) {
 
 TEST_F(LateAnswers, AReadThatIsAlwaysOvertakenEndsAndLeavesTheValueUnknown) {
     answerRead({"answered"});
-    during("ReadReq", [&] { announce({"announced"}); });
+    during("ReadReq", [&] { notify({"announced"}); });
 
     EXPECT_EQ(manager.getConfigVar(target), "answered");
 
@@ -63,7 +63,7 @@ TEST_F(LateAnswers, AReadThatIsAlwaysOvertakenEndsAndLeavesTheValueUnknown) {
 TEST_F(LateAnswers, AReadKeepsWhatItWasToldWhenAskingAgainFails) {
     answerRead({"answered"});
     during("ReadReq", [&] {
-        announce({"announced"});
+        notify({"announced"});
         transport.beforeAnswer([this](const std::string&) { transport.failRequests("", 7); });
     });
 
@@ -72,7 +72,7 @@ TEST_F(LateAnswers, AReadKeepsWhatItWasToldWhenAskingAgainFails) {
 
 TEST_F(LateAnswers, TheWholeRecordIsReadAgainAfterItsValueWasLost) {
     answerRead({"answered"});
-    during("ReadReq", [&] { announce({"announced"}); });
+    during("ReadReq", [&] { notify({"announced"}); });
     manager.getConfigVar(target);
     undisturbed();
 
@@ -87,7 +87,7 @@ TEST_F(LateAnswers, TheWholeRecordHasWhatItsOwnReadWasTold) {
     answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
     answerOptions({"answered", "other"}, 0);
     transport.beforeAnswer([this](const std::string& type) {
-        if (type == "ConfigIF.ReadReq") announce({"announced"});
+        if (type == "ConfigIF.ReadReq") notify({"announced"});
         if (type == "ConfigIF.GetAttributeOptionsReq") {
             manager.updateConfigVarOptions("room.heating", 2, "target", 7, {"announced"});
         }
@@ -146,7 +146,7 @@ TEST_F(LateAnswers, TheWholeRecordHasTheValueThatItFoundAlsoWhenThatBecomesUnkno
     answerLevels(CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40);
     manager.getConfigVar(target);
     transport.beforeAnswer([this](const std::string& type) {
-        if (type == "ConfigIF.ReadReq") announce({"announced"});
+        if (type == "ConfigIF.ReadReq") notify({"announced"});
         if (type != "ConfigIF.GetAccessLevelsReq") return;
         manager.removeVars("room");
         manager.getConfigVar(target);
@@ -163,7 +163,7 @@ TEST_F(LateAnswers, TheWholeRecordHasTheValueThatItFoundAlsoWhenThatBecomesUnkno
 
 TEST_F(LateAnswers, IsDefaultAsksAgainAfterTheValueWasLost) {
     answerRead({"answered"}, true);
-    during("ReadReq", [&] { announce({"announced"}); });
+    during("ReadReq", [&] { notify({"announced"}); });
     manager.getConfigVar(target);
     undisturbed();
 
@@ -174,7 +174,7 @@ TEST_F(LateAnswers, IsDefaultAsksAgainAfterTheValueWasLost) {
 
 TEST_F(LateAnswers, IsDefaultCountsALostValueThatCannotBeReadAsTheDefault) {
     answerRead({"answered"}, false);
-    during("ReadReq", [&] { announce({"announced"}); });
+    during("ReadReq", [&] { notify({"announced"}); });
     manager.getConfigVar(target);
     undisturbed();
     transport.failRequests("", 7);
@@ -184,7 +184,7 @@ TEST_F(LateAnswers, IsDefaultCountsALostValueThatCannotBeReadAsTheDefault) {
 
 TEST_F(LateAnswers, AnAwaitedWriteThatIsOvertakenIsReadAgain) {
     answerRead({"present"});
-    during("WriteReq", [&] { announce({"theirs"}); });
+    during("WriteReq", [&] { notify({"theirs"}); });
     ConfigResult result;
 
     EXPECT_TRUE(manager.setConfigVar(target, "own", &result));

@@ -64,7 +64,7 @@ TEST(Dispatch, AnEmptyMessageParsesAndIsDropped) {
     });
 }
 
-TEST(Dispatch, ProviderRequestsAreAnsweredToTheirSender) {
+TEST(Dispatch, QuestionsAreAnsweredToTheirSender) {
     inFreshProcess([] {
         Application app;
         ConfigIF::OnChangeReq change;

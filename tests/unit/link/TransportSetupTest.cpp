@@ -51,7 +51,7 @@ TEST(TransportSetup, ASecondCallerReturnsOnlyWithTheTableInstalled) {
     EXPECT_EQ(fake.handlerTables(), 1);
 }
 
-TEST(TransportSetup, OtherThreadsUseTheFormerOneUntilTheTableIsInstalled) {
+TEST(TransportSetup, OtherThreadsUseThePreviousOneUntilTheTableIsInstalled) {
     FakeTransport former;
     FakeTransport fake;
     SlowTransport transport(fake);

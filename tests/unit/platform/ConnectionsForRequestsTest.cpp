@@ -169,7 +169,7 @@ TEST_F(ConnectionsForRequests, NoteTheNewestStateThatCameOverThem) {
     EXPECT_THAT(seen(), ElementsAre("3:7", "4:2"));
     // A state that stands still costs nothing, so the points are not asked again.
     ResumePoints others;
-    others.greetedForRequests("ConfigSrvc", Welcome());
+    others.welcomedForRequests("ConfigSrvc", Welcome());
     RequestConnections elsewhere{*this, others, settings, self};
     Frame same;
     same.set_timeline(3);

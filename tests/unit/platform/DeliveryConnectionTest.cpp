@@ -108,7 +108,7 @@ TEST_F(DeliveryConnection, IsTriedAgainAfterPausesOfWhichSomeAreShortened) {
     EXPECT_LT(shortest, 40ms) << "clients that lose a service together would come back together";
 }
 
-TEST_F(DeliveryConnection, IsGivenUpWhenNoGreetingComesInTime) {
+TEST_F(DeliveryConnection, IsGivenUpWhenNoHandshakeComesInTime) {
     peer.onHello(nullptr);
     UnixTransport transport(options(20ms));
     transport.addRemoteEndpoint("ConfigSrvc", -1);
@@ -265,14 +265,14 @@ TEST_F(DeliveryConnection, IsServedByAThreadThatSleepsOnceItHasDoneWhatItWasWoke
 }
 
 TEST_F(DeliveryConnection, SaysOncePerReasonWhyItIsClosed) {
-    std::atomic<int> greetings{0};
+    std::atomic<int> handshakes{0};
     peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
         if (frame.hello().purpose() != DELIVERY) return peer.welcome(connection);
-        const int greeting = ++greetings;
-        if (greeting == 6) return peer.welcome(connection);
+        const int handshake = ++handshakes;
+        if (handshake == 6) return peer.welcome(connection);
         Frame refused;
         refused.set_kind(REFUSED);
-        refused.set_reason(greeting <= 3 ? "too many" : "too few");
+        refused.set_reason(handshake <= 3 ? "too many" : "too few");
         connection.send(refused);
         connection.close();
     });

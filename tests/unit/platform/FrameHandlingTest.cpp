@@ -70,12 +70,12 @@ INSTANTIATE_TEST_SUITE_P(
                     HostileCase{"Refusal", encoded(REFUSED), "refused"}),
     [](const auto& row) { return std::string(row.param.name); });
 
-class HostileGreeting : public TransportFixture {};
+class HostileHandshake : public TransportFixture {};
 
-TEST_F(HostileGreeting, IsNoReasonToFailLaterOnes) {
-    int greetings = 0;
+TEST_F(HostileHandshake, IsNoReasonToFailLaterOnes) {
+    int handshakes = 0;
     peer.onHello([&](ScriptedPeer::Connection& connection, const Frame& frame) {
-        if (frame.hello().purpose() == DELIVERY && ++greetings == 1) {
+        if (frame.hello().purpose() == DELIVERY && ++handshakes == 1) {
             connection.sendBytes(encoded(NOTIFICATION, 0x1A0143));
         } else {
             peer.welcome(connection);

@@ -139,15 +139,15 @@ TEST_F(FrameStreamTest, IsQuietWhileThePeerStandsAndHasSaidNothing) {
 }
 
 TEST_F(FrameStreamTest, IsNotQuietWhenThePeerHasGone) {
-    EXPECT_FALSE(peerHasGone(stream->fd()));
+    EXPECT_FALSE(peerHasClosed(stream->fd()));
     peer.reset();
     EXPECT_FALSE(stream->isQuiet());
-    EXPECT_TRUE(peerHasGone(stream->fd()));
+    EXPECT_TRUE(peerHasClosed(stream->fd()));
 }
 
 TEST_F(FrameStreamTest, StandsAlsoWhenThePeerHasSaidSomething) {
     say("x");
-    EXPECT_FALSE(peerHasGone(stream->fd()));
+    EXPECT_FALSE(peerHasClosed(stream->fd()));
 }
 
 TEST_F(FrameStreamTest, IsShutDownForEverybodyWhoHoldsIt) {

@@ -159,10 +159,10 @@ TEST_F(Rows, WithoutAnEntryAreLeftOutAndDoNotEndTheTable) {
     EXPECT_THAT(from("A"), ElementsAre("two"));
 }
 
-TEST_F(Rows, ThatAreCededTakeOnlyWhatAsksForAnAnswerFromThere) {
+TEST_F(Rows, ThatAreHandedOverTakeOnlyWhatAsksForAnAnswerFromThere) {
     table.nameEndpoint("A");
     addFor("B", one);
-    EXPECT_FALSE(table.cede(&one, "A")) << "no other row belongs to it";
+    EXPECT_FALSE(table.handOver(&one, "A")) << "no other row belongs to it";
     EXPECT_THAT(from("A"), IsEmpty());
     EXPECT_THAT(from("B"), ElementsAre("one"));
     EXPECT_THAT(from("A", id, 7), ElementsAre("one"));
@@ -173,18 +173,18 @@ TEST_F(Rows, ThatAreCededTakeOnlyWhatAsksForAnAnswerFromThere) {
 TEST_F(Rows, OfOthersThatStayAreTold) {
     addFor("A", one);
     addFor("B", three);
-    EXPECT_FALSE(table.cede(&one, "A"));
+    EXPECT_FALSE(table.handOver(&one, "A"));
     addFor("A", two);
-    EXPECT_TRUE(table.cede(&one, "A"));
-    EXPECT_FALSE(table.cede(&two, "A")) << "the first has been ceded";
+    EXPECT_TRUE(table.handOver(&one, "A"));
+    EXPECT_FALSE(table.handOver(&two, "A")) << "the first has been handed over";
     EXPECT_THAT(from("A"), IsEmpty());
-    EXPECT_FALSE(table.cede(&one, "C"));
+    EXPECT_FALSE(table.handOver(&one, "C"));
 }
 
 TEST_F(Rows, AreKnownByWhatTheirContextIsPutInFrontOf) {
     const AppConfigHost::StandIn standIn(&one, &two);
     addFor("A", one);
-    EXPECT_FALSE(table.cede(&two, "A"));
+    EXPECT_FALSE(table.handOver(&two, "A"));
     EXPECT_THAT(from("A"), IsEmpty());
 }
 

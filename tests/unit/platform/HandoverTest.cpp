@@ -55,7 +55,7 @@ TEST_F(Handover, KeepsWhatWasRegisteredOverATransportThatHasLostItsPlaceAndHasIt
         answerRegistration(connection, request, 0);
     });
     std::thread registering([&] { EXPECT_EQ(registerFor(a, "late"), TRANSPORT_OK); });
-    ASSERT_TRUE(says("late", false)) << "with all that was ceded";
+    ASSERT_TRUE(says("late", false)) << "with all that was handed over";
     a.addRemoteEndpoint("ConfigSrvc", -1);
     handler.addTo(a, changed);
     mayAnswer.set_value();
@@ -89,7 +89,7 @@ TEST_F(Handover, BringsTheFormersPointAlsoWhereNothingIsRegisteredYet) {
     peer.stop();
 }
 
-TEST_F(Handover, BeginsWithItsOwnGreetingWhereTheFormerHasNeverReachedTheService) {
+TEST_F(Handover, BeginsWithItsOwnHandshakeWhereTheFormerHasNeverReachedTheService) {
     peer.setPoint(7, 9);
     UnixTransport a(options());
     UnixTransport b(options());

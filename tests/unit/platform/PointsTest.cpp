@@ -97,7 +97,7 @@ TEST_F(Points, MoveIntoAnotherStateOnceThatHasToldAll) {
     EXPECT_EQ(hello.timeline(), 1U);
     EXPECT_EQ(hello.delivered(), 40U);
     hello = helloAgain(3);
-    EXPECT_EQ(hello.timeline(), 1U) << "the greeting alone tells nothing";
+    EXPECT_EQ(hello.timeline(), 1U) << "the handshake alone tells nothing";
     const auto connection = peer.awaitDelivery(3);
     connection->send(reached(2, 3));
     settle(connection);

@@ -19,7 +19,7 @@ using testing::IsEmpty;
 
 const std::string service = "ConfigSrvc";
 constexpr bool reached = true;
-constexpr bool brokenOff = false;
+constexpr bool lost = false;
 
 template <typename Request>
 Frame frameOf(const Request& request, Kind kind = REQUEST) {
@@ -78,10 +78,10 @@ struct RegistrationBookTest : testing::Test {
         book.describe(endpoint, hello);
         return hello.registrations();
     }
-    void greet() {
+    void shakeHands() {
         Welcome welcome;
         welcome.set_registrations_known(true);
-        book.greeted(service, welcome);
+        book.welcomed(service, welcome);
     }
     /// What there is to tell: "+name", "-name", and "." when that is all.
     std::vector<std::string> told() {
@@ -105,7 +105,7 @@ TEST_F(RegistrationBookTest, HoldsWhatWasAnsweredWithSuccess) {
     EXPECT_EQ(held("Other"), 0U) << "each endpoint has a page of its own";
     EXPECT_TRUE(call(unregistering("a")));
     EXPECT_EQ(held(), 1U);
-    greet();
+    shakeHands();
     EXPECT_THAT(told(), IsEmpty());
 }
 
@@ -115,7 +115,7 @@ TEST_F(RegistrationBookTest, EntersEachPartOfARegistration) {
     request.set_callback_name("Link");
     request.set_type(ConfigIF::CALLBACK_OPTIONS_CHANGED);
     request.set_role(CommonIF::SECURITY_ROLE_WIRE_20);
-    greet();
+    shakeHands();
     call(frameOf(request, ONE_WAY));
     const std::optional<Frame> frame = book.next(service);
     ASSERT_TRUE(frame && frame->registration_size() == 1);
@@ -128,9 +128,9 @@ TEST_F(RegistrationBookTest, EntersEachPartOfARegistration) {
 }
 
 TEST_F(RegistrationBookTest, TellsWhatNobodyAnswered) {
-    greet();
+    shakeHands();
     EXPECT_TRUE(call(registering("a", ONE_WAY)));
-    EXPECT_TRUE(call(registering("b"), brokenOff));
+    EXPECT_TRUE(call(registering("b"), lost));
     EXPECT_TRUE(call(unregistering("c", ONE_WAY)));
     EXPECT_THAT(told(), ElementsAre("+a", "+b", "-c"));
     EXPECT_EQ(held(), 0U);
@@ -161,7 +161,7 @@ TEST_F(RegistrationBookTest, TakesAnAnswerThatDoesNotParseForARefusal) {
 
 TEST_F(RegistrationBookTest, TellsAWithdrawalThatWasRefused) {
     call(registering("a"));
-    greet();
+    shakeHands();
     EXPECT_TRUE(call(unregistering("a"), reached, saying(7)));
     EXPECT_THAT(told(), ElementsAre("-a"));
 }
@@ -172,17 +172,17 @@ TEST_F(RegistrationBookTest, EndsAllOfARequesterWithOneMessage) {
         call(registering("b"));
         EXPECT_FALSE(call(unregisteringAll(kind))) << "there is nothing left to tell";
         EXPECT_EQ(held(), 0U);
-        greet();
+        shakeHands();
         EXPECT_THAT(told(), IsEmpty());
     }
 }
 
 TEST_F(RegistrationBookTest, TellsEverythingWhenNobodyKnowsWhetherAllWereEnded) {
-    greet();
-    EXPECT_TRUE(call(unregisteringAll(), brokenOff));
+    shakeHands();
+    EXPECT_TRUE(call(unregisteringAll(), lost));
     EXPECT_THAT(told(), ElementsAre("."));
     book.lost(service);
-    greet();
+    shakeHands();
     EXPECT_TRUE(call(unregisteringAll(), reached, saying(7)));
     EXPECT_THAT(told(), ElementsAre("."));
 }
@@ -196,7 +196,7 @@ TEST_F(RegistrationBookTest, TellsAgainWhatAFormerServiceAnswered) {
     const Frame second = registering("b");
     RegistrationBook::Call late(book, service, second);
     late.leaves();
-    greet();
+    shakeHands();
     EXPECT_TRUE(asking.end(reached, saying(0)));
     EXPECT_TRUE(late.end(reached, saying(0)));
     EXPECT_EQ(held(), 1U);
@@ -208,10 +208,10 @@ TEST_F(RegistrationBookTest, HasNothingToDoWithOtherMessages) {
         const std::uint32_t id = request.message_id();
         for (const std::uint32_t other : {id - 1, id + 1, 0U, 0xFFFFFFFFU}) {
             request.set_message_id(other);
-            EXPECT_FALSE(call(request, brokenOff)) << other;
+            EXPECT_FALSE(call(request, lost)) << other;
         }
     }
-    greet();
+    shakeHands();
     EXPECT_THAT(told(), IsEmpty());
 }
 
@@ -228,23 +228,23 @@ TEST_F(RegistrationBookTest, HasNothingToDoWithWhatNamesNoTypeOrCannotBeRead) {
         call(garbled);
     }
     EXPECT_EQ(held(), 1U);
-    greet();
+    shakeHands();
     EXPECT_THAT(told(), IsEmpty());
 }
 
 TEST_F(RegistrationBookTest, SaysWhenRefusedOnesAreTriedAgain) {
-    greet();
+    shakeHands();
     EXPECT_EQ(book.nextTry(service).time(), Deadline::never().time());
     call(registering("a"), reached, saying(7));
     EXPECT_NE(book.nextTry(service).time(), Deadline::never().time());
     EXPECT_EQ(book.nextTry("Other").time(), Deadline::never().time());
 }
 
-struct CededRegistrations : RegistrationBookTest {
+struct HandedOverRegistrations : RegistrationBookTest {
     /// Gives up what is registered here. \return the names.
-    std::vector<std::string> cede() {
+    std::vector<std::string> handOver() {
         std::vector<std::string> names;
-        for (const RegistrationPage::Held& row : book.cede(service)) names.push_back(row.key.name);
+        for (const RegistrationPage::Held& row : book.handOver(service)) names.push_back(row.key.name);
         return names;
     }
     bool isLate(const Frame& request) { return RegistrationBook::Call(book, service, request).isLate(); }
@@ -258,36 +258,36 @@ private:
     std::uint64_t m_frames = 0;
 };
 
-TEST_F(CededRegistrations, AreAllThatAreHeldWithTheirRoles) {
+TEST_F(HandedOverRegistrations, AreAllThatAreHeldWithTheirRoles) {
     call(registering("a"));
-    call(registering("b"), brokenOff);
+    call(registering("b"), lost);
     call(registering("c"), reached, saying(7));
     call(registering("d"));
-    call(unregistering("d"), brokenOff);
+    call(unregistering("d"), lost);
     EXPECT_EQ(book.held(service).size(), 3U);
     const std::vector<RegistrationPage::Held> rows = book.held(service);
     EXPECT_EQ(rows[0].key.name, "a");
     EXPECT_EQ(rows[0].role, CommonIF::SECURITY_ROLE_WIRE_20);
-    EXPECT_FALSE(isLate(registering("e"))) << "nothing has been ceded yet";
-    EXPECT_THAT(cede(), ElementsAre("a", "b", "c", "e"));
+    EXPECT_FALSE(isLate(registering("e"))) << "nothing has been handed over yet";
+    EXPECT_THAT(handOver(), ElementsAre("a", "b", "c", "e"));
     EXPECT_TRUE(isLate(registering("f")));
     book.reopen(service);
     EXPECT_FALSE(isLate(registering("f")));
-    EXPECT_FALSE(book.cede("Other").size());
+    EXPECT_FALSE(book.handOver("Other").size());
 }
 
-TEST_F(CededRegistrations, AreWithdrawnUnlessTheEndpointWasReopened) {
+TEST_F(HandedOverRegistrations, AreWithdrawnUnlessTheEndpointWasReopened) {
     call(registering("a"));
     call(registering("b"), reached, saying(7));
-    greet();
-    book.withdrawCeded(service);
-    EXPECT_EQ(held(), 1U) << "nothing was ceded";
-    cede();
+    shakeHands();
+    book.withdrawHandedOver(service);
+    EXPECT_EQ(held(), 1U) << "nothing was handed over";
+    handOver();
     book.reopen(service);
-    book.withdrawCeded(service);
+    book.withdrawHandedOver(service);
     EXPECT_EQ(held(), 1U);
-    cede();
-    book.withdrawCeded(service);
+    handOver();
+    book.withdrawHandedOver(service);
     EXPECT_EQ(held(), 0U);
     EXPECT_EQ(book.condition(service).refused, 0U) << "nobody waits for it here any more";
     EXPECT_FALSE(book.isSettled(service));
@@ -297,12 +297,12 @@ TEST_F(CededRegistrations, AreWithdrawnUnlessTheEndpointWasReopened) {
     EXPECT_TRUE(book.isSettled(service));
 }
 
-TEST_F(CededRegistrations, AreToldByWhoAdoptsThemUnderItsOwnName) {
+TEST_F(HandedOverRegistrations, AreToldByWhoAdoptsThemUnderItsOwnName) {
     call(registering("a"));
     RegistrationBook other{options};
     Welcome welcome;
     welcome.set_registrations_known(true);
-    other.greeted(service, welcome);
+    other.welcomed(service, welcome);
     other.adopt(service, book.held(service), "elf", "ender");
     const std::optional<Frame> frame = other.next(service);
     ASSERT_TRUE(frame && frame->registration_size() == 1);
@@ -313,24 +313,24 @@ TEST_F(CededRegistrations, AreToldByWhoAdoptsThemUnderItsOwnName) {
     EXPECT_EQ(frame->registration(0).callback(), "link");
 }
 
-TEST_F(CededRegistrations, KeepARequesterThatIsNotNamedAfterTheFormer) {
+TEST_F(HandedOverRegistrations, KeepARequesterThatIsNotNamedAfterTheFormer) {
     call(registering("a"));
     for (const char* from : {"lf-", "sel", "a longer name than self"}) {
         RegistrationBook other{options};
         Welcome welcome;
         welcome.set_registrations_known(true);
-        other.greeted(service, welcome);
+        other.welcomed(service, welcome);
         other.adopt(service, book.held(service), from, "new");
         EXPECT_EQ(other.next(service)->registration(0).requester(), "self") << from;
     }
 }
 
-TEST_F(CededRegistrations, AreJoinedByALateOneAlthoughAllWereWithdrawnMeanwhile) {
-    cede();
+TEST_F(HandedOverRegistrations, AreJoinedByALateOneAlthoughAllWereWithdrawnMeanwhile) {
+    handOver();
     const Frame late = registering("a");
     RegistrationBook::Call call(book, service, late);
     EXPECT_TRUE(call.isLate());
-    book.withdrawCeded(service);
+    book.withdrawHandedOver(service);
     call.end(reached, saying(0));
     RegistrationBook other{options};
     call.repeat(other, "elf", "ender");
@@ -342,7 +342,7 @@ TEST_F(CededRegistrations, AreJoinedByALateOneAlthoughAllWereWithdrawnMeanwhile)
     EXPECT_THAT(book.held(service), IsEmpty());
 }
 
-TEST_F(CededRegistrations, AreWithdrawnThereWhenALateCallEndsThem) {
+TEST_F(HandedOverRegistrations, AreWithdrawnThereWhenALateCallEndsThem) {
     call(registering("a"));
     call(registering("b"));
     RegistrationBook other{options};

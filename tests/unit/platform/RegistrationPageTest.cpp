@@ -32,14 +32,14 @@ TEST_F(RegistrationPageTest, DescribesWhatIsConfirmed) {
 
 TEST_F(RegistrationPageTest, TellsNothingWhereAllIsConfirmed) {
     add("a");
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), IsEmpty());
 }
 
 TEST_F(RegistrationPageTest, TellsNothingToAServiceThatDoesNotSpeakOfRegistrations) {
     add("a", Ending::unknown);
     EXPECT_THAT(next(), IsEmpty()) << "there is no connection";
-    page.greeted(Welcome());
+    page.welcomed(Welcome());
     EXPECT_THAT(next(), IsEmpty());
     EXPECT_EQ(page.nextTry().time(), Deadline::never().time());
 }
@@ -48,7 +48,7 @@ TEST_F(RegistrationPageTest, TellsWhatIsNotConfirmedToAServiceThatKnowsTheRest) 
     add("a");
     add("b", Ending::unknown);
     add("c", Ending::refused);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), UnorderedElementsAre("+b", "+c"));
     EXPECT_THAT(next(), IsEmpty()) << "one frame at a time";
     EXPECT_TRUE(answer());
@@ -59,7 +59,7 @@ TEST_F(RegistrationPageTest, TellsWhatIsNotConfirmedToAServiceThatKnowsTheRest) 
 TEST_F(RegistrationPageTest, TellsEverythingToAServiceThatHoldsSomethingElse) {
     add("a");
     page.registering(key("b"), 20);  // its request is under way
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), ElementsAre("+a", "+b", "."));
     EXPECT_TRUE(answer());
     EXPECT_EQ(confirmed(), 2U);
@@ -68,7 +68,7 @@ TEST_F(RegistrationPageTest, TellsEverythingToAServiceThatHoldsSomethingElse) {
 TEST_F(RegistrationPageTest, TellsThatItHoldsNothing) {
     add("a");
     remove("a");
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), ElementsAre("."));
     EXPECT_TRUE(answer());
     EXPECT_THAT(next(), IsEmpty());
@@ -76,7 +76,7 @@ TEST_F(RegistrationPageTest, TellsThatItHoldsNothing) {
 
 TEST_F(RegistrationPageTest, PartsLargeNumbersIntoFramesAndSaysWithTheLastThatThisIsAll) {
     for (int i = 0; i < 600; ++i) add("n" + std::to_string(i));
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), SizeIs(256));
     answer();
     EXPECT_THAT(next(), SizeIs(256));
@@ -90,7 +90,7 @@ TEST_F(RegistrationPageTest, PartsLargeNumbersIntoFramesAndSaysWithTheLastThatTh
 
 TEST_F(RegistrationPageTest, PartsLongNamesIntoFramesToo) {
     for (int i = 0; i < 5; ++i) add(std::to_string(i) + std::string(10'000, 'n'));
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), SizeIs(3));
     answer();
     EXPECT_THAT(next(), SizeIs(3)) << "two, and that these are all";
@@ -101,7 +101,7 @@ TEST_F(RegistrationPageTest, PartsLongNamesIntoFramesToo) {
 
 TEST_F(RegistrationPageTest, CarriesEachPartOfARegistration) {
     page.ended(key("a", 5), page.registering(key("a", 5), 40), true, Ending::unknown, 0);
-    greet(true);
+    shakeHands(true);
     const std::optional<Frame> frame = page.next();
     ASSERT_TRUE(frame);
     ASSERT_EQ(frame->registration_size(), 1);
@@ -115,27 +115,27 @@ TEST_F(RegistrationPageTest, CarriesEachPartOfARegistration) {
 
 TEST_F(RegistrationPageTest, AWithdrawalThatFailedIsToldUntilItHolds) {
     add("a");
-    greet(true);
+    shakeHands(true);
     remove("a", Ending::unknown);
     EXPECT_EQ(confirmed(), 0U);
     EXPECT_THAT(next(), ElementsAre("-a"));
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("-a"));
     answer({0});
     EXPECT_THAT(next(), IsEmpty()) << "it waits for the pause";
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("-a"));
     answer();
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), IsEmpty());
 }
 
 TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAFrameWins) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     remove("a");
     EXPECT_THAT(next(), IsEmpty());
@@ -148,7 +148,7 @@ TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAFrameWins) {
 
 TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameWins) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     page.unregisteringAll("self");
     answer();
@@ -157,7 +157,7 @@ TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameWins) {
 
 TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameThatIsRefusedLeavesNothingToTell) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     page.unregisteringAll("self");
     answer({0});
@@ -166,7 +166,7 @@ TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAFrameThatIsRefus
 
 TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAWithdrawalLeavesNothingToTell) {
     add("a");
-    greet(true);
+    shakeHands(true);
     remove("a", Ending::unknown);
     EXPECT_THAT(next(), ElementsAre("-a"));
     page.unregisteringAll("self");
@@ -176,16 +176,16 @@ TEST_F(RegistrationPageTest, AnUnregistrationOfAllThatRacesWithAWithdrawalLeaves
 
 TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAFrameThatIsLostWins) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     remove("a");
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("-a"));
 }
 
 TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAnotherThreadsRegistrationIsMadeSure) {
-    greet(true);
+    shakeHands(true);
     const std::uint64_t registering = page.registering(key("a"), 20);
     remove("a");
     EXPECT_THAT(next(), IsEmpty());
@@ -195,7 +195,7 @@ TEST_F(RegistrationPageTest, AnUnregistrationThatRacesWithAnotherThreadsRegistra
 
 TEST_F(RegistrationPageTest, ARegistrationThatRacesWithAnotherThreadsUnregistrationIsMadeSure) {
     add("a");
-    greet(true);
+    shakeHands(true);
     const std::uint64_t unregistering = page.unregistering(key("a"));
     add("a");
     page.ended(key("a"), unregistering, false, Ending::done, 0);
@@ -206,7 +206,7 @@ TEST_F(RegistrationPageTest, ARegistrationThatRacesWithAnotherThreadsUnregistrat
 }
 
 TEST_F(RegistrationPageTest, ARequestThatEndsWhileAFrameIsUnderWayHasTheFrameRepeated) {
-    greet(true);
+    shakeHands(true);
     const std::uint64_t unregistering = page.unregistering(key("a"));
     add("a", Ending::unknown);
     EXPECT_THAT(next(), ElementsAre("+a"));
@@ -217,7 +217,7 @@ TEST_F(RegistrationPageTest, ARequestThatEndsWhileAFrameIsUnderWayHasTheFrameRep
 
 TEST_F(RegistrationPageTest, WhatIsRegisteredAgainWhileItsWithdrawalIsUnderWayIsToldAfterwards) {
     add("a");
-    greet(true);
+    shakeHands(true);
     remove("a", Ending::unknown);
     EXPECT_THAT(next(), ElementsAre("-a"));
     add("a");
@@ -229,22 +229,22 @@ TEST_F(RegistrationPageTest, WhatIsRegisteredAgainWhileItsWithdrawalIsUnderWayIs
 
 TEST_F(RegistrationPageTest, AllThatAConnectionSwallowedIsToldAgain) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     page.lost();
     EXPECT_THAT(next(), IsEmpty());
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
 }
 
 TEST_F(RegistrationPageTest, WhatIsAskedForWhenAConnectionIsLostIsLeftToItsRequest) {
     add("a");
-    greet(true);
+    shakeHands(true);
     remove("a", Ending::unknown);
     EXPECT_THAT(next(), ElementsAre("-a"));
     const std::uint64_t registering = page.registering(key("a"), 20);
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), IsEmpty());
     page.ended(key("a"), registering, true, Ending::done, 0);
     EXPECT_EQ(confirmed(), 1U);
@@ -253,17 +253,17 @@ TEST_F(RegistrationPageTest, WhatIsAskedForWhenAConnectionIsLostIsLeftToItsReque
 TEST_F(RegistrationPageTest, OfOneRequesterEndTogetherAndAreToldAnewWhenNobodyKnows) {
     add("a");
     page.registering({"b", 3, page.share("link"), page.share("another")}, 20);
-    greet(true);
+    shakeHands(true);
     page.unregisteringAll("self");
     EXPECT_EQ(confirmed(), 0U);
-    page.tellAll();
+    page.queueAll();
     EXPECT_THAT(next(), ElementsAre("+b", "."));
 }
 
 TEST_F(RegistrationPageTest, AnAnswerThatFitsNoFrameIsNone) {
     EXPECT_FALSE(answer()) << "nothing was told";
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     next();
     EXPECT_FALSE(answer({1})) << "there is no such row";
     Frame other;
@@ -276,7 +276,7 @@ TEST_F(RegistrationPageTest, AnAnswerThatFitsNoFrameIsNone) {
 TEST_F(RegistrationPageTest, APartThatWouldBecomeTooLongWaitsForTheNextFrame) {
     add("a", Ending::unknown);
     add(std::string(100'000, 'n'), Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     answer();
     EXPECT_THAT(next(), SizeIs(1));
@@ -288,7 +288,7 @@ TEST_F(RegistrationPageTest, APartThatWouldBecomeTooLongWaitsForTheNextFrame) {
 
 TEST_F(RegistrationPageTest, WithdrawalsArePartedIntoFramesToo) {
     for (int i = 0; i < 300; ++i) remove("n" + std::to_string(i), Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), SizeIs(256));
     answer();
     EXPECT_THAT(next(), SizeIs(300 - 256));
@@ -298,7 +298,7 @@ TEST_F(RegistrationPageTest, TheLastRoleCounts) {
     const std::uint64_t number = page.registering(key("a"), 20);
     page.registering(key("a"), 40);
     page.ended(key("a"), number, true, Ending::done, 0);
-    greet(true);
+    shakeHands(true);
     const std::optional<Frame> frame = page.next();
     ASSERT_TRUE(frame && frame->registration_size() == 1);
     EXPECT_EQ(frame->registration(0).role(), 40);
@@ -306,7 +306,7 @@ TEST_F(RegistrationPageTest, TheLastRoleCounts) {
 
 TEST_F(RegistrationPageTest, AWithdrawalHasNoRole) {
     remove("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     const std::optional<Frame> frame = page.next();
     ASSERT_TRUE(frame && frame->withdrawn_size() == 1);
     EXPECT_FALSE(frame->withdrawn(0).has_role());
@@ -314,7 +314,7 @@ TEST_F(RegistrationPageTest, AWithdrawalHasNoRole) {
 }
 
 TEST_F(RegistrationPageTest, TheEndOfARequestWhoseRowIsGoneIsMadeSureWhereTheServiceMayHoldIt) {
-    greet(true);
+    shakeHands(true);
     const std::uint64_t refused = page.registering(key("a"), 20);
     const std::uint64_t withdrawn = page.unregistering(key("b"));
     const std::uint64_t unknown = page.registering(key("c"), 20);
@@ -329,7 +329,7 @@ TEST_F(RegistrationPageTest, TheEndOfARequestWhoseRowIsGoneIsMadeSureWhereTheSer
 TEST_F(RegistrationPageTest, ARequestThatEndsAfterAFrameHasToldItsRowSettlesNothing) {
     for (const Ending ending : {Ending::done, Ending::refused, Ending::unknown}) {
         const std::uint64_t number = page.registering(key("a"), 20);
-        greet(false);
+        shakeHands(false);
         EXPECT_THAT(next(), ElementsAre("+a", "."));
         page.ended(key("a"), number, true, ending, -16);
         EXPECT_EQ(confirmed(), 0U);
@@ -345,15 +345,15 @@ TEST_F(RegistrationPageTest, WhatIsHeldStaysHeldWhenNobodyAnswersThatItIsRegiste
     add("a");
     add("a", Ending::unknown);
     EXPECT_EQ(confirmed(), 1U);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), IsEmpty());
 }
 
 TEST_F(RegistrationPageTest, WhatIsUnderWayIsNotToldTwiceWhenEverythingIsTold) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
-    page.tellAll();
+    page.queueAll();
     EXPECT_THAT(next(), IsEmpty());
     answer();
     EXPECT_THAT(next(), ElementsAre("."));
@@ -363,19 +363,19 @@ TEST_F(RegistrationPageTest, WhatIsUnderWayIsNotToldTwiceWhenEverythingIsTold) {
 
 TEST_F(RegistrationPageTest, WhatWasToBeToldToAFormerServiceIsNotToldToOneThatKnows) {
     add("a");
-    greet(false);
+    shakeHands(false);
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a")) << "but not that this is all";
 }
 
 TEST_F(RegistrationPageTest, AnAnswerToAFormerFrameIsNone) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     Frame late;
     late.set_correlation(page.next()->correlation());
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     EXPECT_FALSE(page.answered(late));
     EXPECT_EQ(confirmed(), 0U);

@@ -24,7 +24,7 @@ TEST_F(RegistrationRefusals, RefusedRowsAreTriedAgainAfterAPauseThatGrows) {
     const RegistrationPage::Key a{"a", 3, hasty.share("link"), hasty.share("self")};
     Welcome welcome;
     welcome.set_registrations_known(true);
-    hasty.greeted(welcome);
+    hasty.welcomed(welcome);
     hasty.ended(a, hasty.registering(a, 20), true, Ending::refused, -16);
     std::vector<Deadline::Clock::duration> pauses;
     auto refusedAt = Deadline::Clock::now();
@@ -53,7 +53,7 @@ TEST_F(RegistrationRefusals, AServiceThatTakesNothingIsNotAskedForTheRestAtOnce)
     };
     Welcome welcome;
     welcome.set_registrations_known(true);
-    eager.greeted(welcome);
+    eager.welcomed(welcome);
     for (int i = 0; i < 600; ++i) eager.ended(keyOf(i), eager.registering(keyOf(i), 20), true, Ending::refused, -16);
     const auto refuseAll = [&] {
         const std::optional<Frame> frame = eager.next();
@@ -76,7 +76,7 @@ TEST_F(RegistrationRefusals, AServiceThatTakesNothingIsNotAskedForTheRestBeforeT
     RegistrationPage eager(options);
     Welcome welcome;
     welcome.set_registrations_known(true);
-    eager.greeted(welcome);
+    eager.welcomed(welcome);
     for (int i = 0; i < 600; ++i) {
         const RegistrationPage::Key key{"n" + std::to_string(i), 3, eager.share("link"), eager.share("self")};
         eager.ended(key, eager.registering(key, 20), true, Ending::refused, -16);
@@ -109,18 +109,18 @@ TEST_F(RegistrationRefusals, ReportsEachRefusalOncePerErrorAndItsEnd) {
     add("a", Ending::refused, -16);
     EXPECT_THAT(take(), ElementsAre("a -16"));
     EXPECT_EQ(page.refused(), 1U);
-    greet(true);
+    shakeHands(true);
     next();
     answer({0});
     EXPECT_THAT(take(), IsEmpty());
     page.lost();
-    greet(true);
+    shakeHands(true);
     next();
     EXPECT_EQ(page.refused(), 1U) << "it is not over while it is tried";
     answer({0}, -9);
     EXPECT_THAT(take(), ElementsAre("a -9"));
     page.lost();
-    greet(true);
+    shakeHands(true);
     next();
     answer();
     EXPECT_THAT(take(), ElementsAre("a 0"));
@@ -135,7 +135,7 @@ TEST_F(RegistrationRefusals, ThatTheseAreAllIsSaidAgainWhenItIsRefused) {
     RegistrationPage eager(options);
     Welcome welcome;
     welcome.set_registrations_known(false);
-    eager.greeted(welcome);
+    eager.welcomed(welcome);
     std::optional<Frame> frame = eager.next();
     ASSERT_TRUE(frame && frame->complete());
     Frame refused;
@@ -148,7 +148,7 @@ TEST_F(RegistrationRefusals, ThatTheseAreAllIsSaidAgainWhenItIsRefused) {
 
 TEST_F(RegistrationRefusals, ARefusalWithoutAnErrorIsOneAllTheSame) {
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     next();
     answer({0}, 0);
     EXPECT_EQ(page.refused(), 1U);
@@ -156,7 +156,7 @@ TEST_F(RegistrationRefusals, ARefusalWithoutAnErrorIsOneAllTheSame) {
 }
 
 TEST_F(RegistrationRefusals, ALaterOneDoesNotPutOffTheNextTry) {
-    greet(true);
+    shakeHands(true);
     add("a", Ending::refused);
     const auto due = page.nextTry().time();
     EXPECT_GT(due, Deadline::after(59min).time());
@@ -199,7 +199,7 @@ TEST_F(RegistrationRefusals, OfARequestWithoutAnErrorAreReportedAsAGeneralOne) {
 TEST_F(RegistrationRefusals, AreNotTriedAgainWhileTheApplicationAsksItself) {
     add("a", Ending::refused);
     const std::uint64_t number = page.registering(key("a"), 20);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), IsEmpty());
     page.ended(key("a"), number, true, Ending::refused, 5);
     EXPECT_THAT(next(), IsEmpty());
@@ -208,7 +208,7 @@ TEST_F(RegistrationRefusals, AreNotTriedAgainWhileTheApplicationAsksItself) {
 
 TEST_F(RegistrationRefusals, AreOverOnlyWithAFrameSinceARequestSpeaksForNoHandlerThatWasThereBefore) {
     add("a", Ending::refused);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a"));
     answer({0});
     const std::uint64_t number = page.registering(key("a"), 20);
@@ -223,19 +223,19 @@ TEST_F(RegistrationRefusals, AreOverOnlyWithAFrameSinceARequestSpeaksForNoHandle
 TEST_F(RegistrationRefusals, OfAWithdrawalBelongToItsRowAlone) {
     remove("b", Ending::unknown);
     add("a", Ending::unknown);
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("+a", "-b")) << "registrations come first, also in the answer";
     answer({1});
     EXPECT_EQ(confirmed(), 1U);
     EXPECT_EQ(page.refused(), 0U) << "the application does not wait for it";
-    greet(true);
+    shakeHands(true);
     EXPECT_THAT(next(), ElementsAre("-b"));
 }
 
 TEST_F(RegistrationRefusals, OfThatTheseAreAllLeaveTheRowsTaken) {
     options.firstRegistrationPause = 0ms;
     add("a", Ending::unknown);
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), ElementsAre("+a", "."));
     answer({1});
     EXPECT_EQ(confirmed(), 1U);
@@ -246,33 +246,33 @@ TEST_F(RegistrationRefusals, OfThatTheseAreAllLeaveTheRowsTaken) {
 }
 
 TEST_F(RegistrationRefusals, OfAFormerServiceAreNoneOfTheNext) {
-    greet(false);
+    shakeHands(false);
     EXPECT_THAT(next(), ElementsAre("."));
     answer({0});
     EXPECT_NE(page.nextTry().time(), Deadline::never().time());
     page.lost();
     EXPECT_EQ(page.nextTry().time(), Deadline::never().time()) << "there is nobody to try it with";
-    greet(true);
+    shakeHands(true);
     EXPECT_EQ(page.nextTry().time(), Deadline::never().time());
     EXPECT_THAT(next(), IsEmpty());
     options.firstRegistrationPause = 0ms;
-    greet(true);
+    shakeHands(true);
     add("a", Ending::refused);
     EXPECT_THAT(next(), ElementsAre("+a")) << "that these are all is nothing to be said here";
 }
 
 TEST_F(RegistrationRefusals, MakeTheFirstPauseWithEachServiceAnew) {
     options.firstRegistrationPause = 0ms;
-    greet(true);
+    shakeHands(true);
     options.firstRegistrationPause = 2h;
-    greet(true);
+    shakeHands(true);
     add("a", Ending::refused);
     EXPECT_GT(page.nextTry().time(), Deadline::after(1h).time());
 }
 
 TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilAllIsTaken) {
     options.firstRegistrationPause = 0ms;
-    greet(true);
+    shakeHands(true);
     options.firstRegistrationPause = 2h;
     add("a", Ending::refused);
     add("b", Ending::refused);
@@ -287,7 +287,7 @@ TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilAllIsTaken) {
 
 TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilItIsTakenThatTheseAreAll) {
     options.firstRegistrationPause = 0ms;
-    greet(false);
+    shakeHands(false);
     options.firstRegistrationPause = 2h;
     EXPECT_THAT(next(), ElementsAre("."));
     answer({0});
@@ -296,7 +296,7 @@ TEST_F(RegistrationRefusals, KeepThePauseThatHasGrownUntilItIsTakenThatTheseAreA
 
 TEST_F(RegistrationRefusals, OfAllByAServiceThatIsMetAnewDoNotSpareItTheRest) {
     options.firstRegistrationPause = 0ms;
-    greet(true);
+    shakeHands(true);
     for (int i = 0; i < 300; ++i) add("n" + std::to_string(i), Ending::refused);
     std::vector<unsigned> all(256);
     for (unsigned i = 0; i < all.size(); ++i) all[i] = i;
@@ -304,7 +304,7 @@ TEST_F(RegistrationRefusals, OfAllByAServiceThatIsMetAnewDoNotSpareItTheRest) {
     options.firstRegistrationPause = 1h;
     answer(all);
     page.lost();
-    greet(true);
+    shakeHands(true);
     EXPECT_EQ(next().size(), all.size());
     answer(all);
     EXPECT_EQ(next().size(), 300 - all.size()) << "it has not been asked for these";
@@ -314,7 +314,7 @@ TEST_F(RegistrationRefusals, OfAllByAServiceThatIsMetAnewDoNotSpareItTheRest) {
 struct RefusedFrame : RegistrationRefusals {
     RefusedFrame() {
         options.firstRegistrationPause = 0ms;
-        greet(true);
+        shakeHands(true);
         for (int i = 0; i < 600; ++i) add("n" + std::to_string(i), Ending::refused);
         next();
         options.firstRegistrationPause = 1h;

@@ -69,7 +69,7 @@ TEST_F(Registrations, MadeBeforeTheServiceIsThereAreToldWhenItComes) {
     EXPECT_TRUE(hello.has_joined()) << "it waits for whatever changed before the service was reached";
 }
 
-TEST_F(Registrations, ThatNobodyAnsweredAreTold) {
+TEST_F(Registrations, ThatWereNotAnsweredAreSent) {
     peer.onRequest([](ScriptedPeer::Connection& connection, const Frame&) { connection.close(); });
     UnixTransport transport(options());
     transport.addRemoteEndpoint("ConfigSrvc", -1);

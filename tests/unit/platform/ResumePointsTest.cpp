@@ -31,7 +31,7 @@ struct ResumePointsTest : testing::Test {
     /// The same, greeted by a service that knows the client or not.
     std::uint64_t connected(bool known, std::uint64_t timeline = first) {
         const std::uint64_t connection = connect();
-        EXPECT_TRUE(points.greetedForDelivery(service, connection, welcome(timeline, 0, known)));
+        EXPECT_TRUE(points.welcomedForDelivery(service, connection, welcome(timeline, 0, known)));
         return connection;
     }
     std::vector<std::pair<std::uint64_t, std::uint64_t>> seen() const {
@@ -43,7 +43,7 @@ struct ResumePointsTest : testing::Test {
         return {timeline, number};
     }
     /// A client that joined at change 5 of the first timeline.
-    void join() { points.greetedForRequests(service, welcome(first, 5)); }
+    void join() { points.welcomedForRequests(service, welcome(first, 5)); }
 
     ResumePoints points;
     Hello hello;
@@ -71,9 +71,9 @@ TEST_F(ResumePointsTest, BeginBeforeAllChangesAfterARegistrationInVain) {
     EXPECT_EQ(hello.joined(), 5U) << "it had joined before";
 }
 
-TEST_F(ResumePointsTest, BeginWithTheFirstGreetingAndNoOther) {
+TEST_F(ResumePointsTest, BeginWithTheFirstHandshakeAndNoOther) {
     join();
-    points.greetedForRequests(service, welcome(second, 9));
+    points.welcomedForRequests(service, welcome(second, 9));
     connected(false, third);
     connect();
     EXPECT_EQ(hello.timeline(), first);
@@ -105,9 +105,9 @@ TEST_F(ResumePointsTest, OfAnotherStateReplaceTheFormerOnceItHasToldAll) {
     join();
     const std::uint64_t connection = connected(false, second);
     connect();
-    EXPECT_EQ(hello.timeline(), first) << "a greeting alone tells nothing";
+    EXPECT_EQ(hello.timeline(), first) << "a handshake alone tells nothing";
     EXPECT_EQ(hello.delivered(), 5U);
-    EXPECT_TRUE(points.greetedForDelivery(service, connection + 1, welcome(second, 0, false)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection + 1, welcome(second, 0, false)));
     points.handled(service, connection + 1, second, 2);
     connect();
     EXPECT_EQ(hello.timeline(), second);
@@ -135,15 +135,15 @@ TEST_F(ResumePointsTest, OfAnOldConnectionSayNothingOfTheNewOne) {
     connect();
     EXPECT_EQ(hello.timeline(), first);
     EXPECT_EQ(hello.delivered(), 5U) << "a higher point would prove that what the service has sent anew has arrived";
-    EXPECT_FALSE(points.greetedForDelivery(service, now, welcome(second, 0)));
+    EXPECT_FALSE(points.welcomedForDelivery(service, now, welcome(second, 0)));
 }
 
 TEST_F(ResumePointsTest, ThatAnotherConnectionBroughtMeanwhileAreNotOverlooked) {
     const std::uint64_t connection = connect();
-    points.greetedForRequests(service, welcome(first, 5));
-    EXPECT_FALSE(points.greetedForDelivery(service, connection, welcome(second, 5)));
-    EXPECT_FALSE(points.greetedForDelivery(service, connection, welcome(first, 6)));
-    EXPECT_TRUE(points.greetedForDelivery(service, connection, welcome(first, 5)));
+    points.welcomedForRequests(service, welcome(first, 5));
+    EXPECT_FALSE(points.welcomedForDelivery(service, connection, welcome(second, 5)));
+    EXPECT_FALSE(points.welcomedForDelivery(service, connection, welcome(first, 6)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection, welcome(first, 5)));
 }
 
 TEST_F(ResumePointsTest, TellTheNewestStateThatWasSeenBesideThem) {
@@ -168,7 +168,7 @@ TEST_F(ResumePointsTest, ForgetWhatWasSeenOnceAPointCoversIt) {
     points.handled(service, connection, first, 8);
     connect();
     EXPECT_THAT(seen(), ElementsAre(at(first, 9)));
-    EXPECT_TRUE(points.greetedForDelivery(service, connection + 1, welcome(first, 0)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection + 1, welcome(first, 0)));
     points.handled(service, connection + 1, second, 9);
     connect();
     EXPECT_THAT(seen(), IsEmpty()) << "the state that is known has both, and its numbers go on";
@@ -201,7 +201,7 @@ TEST_F(ResumePointsTest, ForgetWhatWasSeenOfALostStateOnceTheOtherHasToldAll) {
     points.handled(service, connection, second, 2);
     connect();
     EXPECT_THAT(seen(), ElementsAre(at(first, 901))) << "that came after the client had said where it stands";
-    EXPECT_TRUE(points.greetedForDelivery(service, connection + 1, welcome(second, 0, false)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection + 1, welcome(second, 0, false)));
     points.handled(service, connection + 1, second, 2);
     connect();
     EXPECT_THAT(seen(), IsEmpty());
@@ -213,10 +213,10 @@ struct TakenOver : ResumePointsTest {
         connect();
     }
     static void comeFromAnotherState(ResumePoints& some) {
-        some.greetedForRequests(service, welcome(first, 5));
+        some.welcomedForRequests(service, welcome(first, 5));
         Hello said;
         const std::uint64_t connection = some.describeForDelivery(service, said);
-        EXPECT_TRUE(some.greetedForDelivery(service, connection, welcome(second, 3, false)));
+        EXPECT_TRUE(some.welcomedForDelivery(service, connection, welcome(second, 3, false)));
         some.handled(service, connection, second, 3);
     }
     ResumePoints former;
@@ -230,7 +230,7 @@ TEST_F(TakenOver, BeginBeforeAllChangesWhereNeitherHasEverReachedAService) {
 }
 
 TEST_F(TakenOver, AreThoseOfTheFormerWhereThereWereNone) {
-    former.greetedForRequests(service, welcome(first, 5));
+    former.welcomedForRequests(service, welcome(first, 5));
     former.saw(service, second, 3);
     takeOver();
     EXPECT_EQ(hello.timeline(), first);
@@ -241,7 +241,7 @@ TEST_F(TakenOver, AreThoseOfTheFormerWhereThereWereNone) {
 
 TEST_F(TakenOver, BeginBeforeAllChangesWhereSomethingWasRegisteredInVain) {
     points.registeredInVain(service);
-    former.greetedForRequests(service, welcome(first, 5));
+    former.welcomedForRequests(service, welcome(first, 5));
     takeOver();
     EXPECT_EQ(hello.timeline(), first);
     EXPECT_EQ(hello.joined(), 0U);
@@ -258,14 +258,14 @@ TEST_F(TakenOver, BeginBeforeAllChangesWhereTheFormerHasNeverReachedAService) {
 }
 
 TEST_F(TakenOver, BeginWhereTheEarlierOfBothJoined) {
-    points.greetedForRequests(service, welcome(first, 7));
-    former.greetedForRequests(service, welcome(first, 5));
+    points.welcomedForRequests(service, welcome(first, 7));
+    former.welcomedForRequests(service, welcome(first, 5));
     takeOver();
     EXPECT_EQ(hello.joined(), 5U);
     EXPECT_EQ(hello.delivered(), 7U);
     EXPECT_THAT(seen(), IsEmpty()) << "the point covers what the former had handled";
     ResumePoints later;
-    later.greetedForRequests(service, welcome(first, 9));
+    later.welcomedForRequests(service, welcome(first, 9));
     points.takeOver(service, later, true);
     connect();
     EXPECT_EQ(hello.joined(), 5U);
@@ -275,7 +275,7 @@ TEST_F(TakenOver, BeginWhereTheEarlierOfBothJoined) {
 
 TEST_F(TakenOver, LeaveItToTheServiceWhetherTwoTimelinesAreOneState) {
     join();
-    former.greetedForRequests(service, welcome(second, 4));
+    former.welcomedForRequests(service, welcome(second, 4));
     takeOver();
     EXPECT_EQ(hello.timeline(), first);
     EXPECT_EQ(hello.joined(), 4U);
@@ -284,7 +284,7 @@ TEST_F(TakenOver, LeaveItToTheServiceWhetherTwoTimelinesAreOneState) {
 
 TEST_F(TakenOver, BelongToNoStateWhereTheFormerCameFromAnotherOne) {
     comeFromAnotherState(former);
-    points.greetedForRequests(service, welcome(second, 2));
+    points.welcomedForRequests(service, welcome(second, 2));
     takeOver();
     EXPECT_FALSE(hello.has_joined());
     EXPECT_TRUE(hello.has_timeline());
@@ -292,8 +292,8 @@ TEST_F(TakenOver, BelongToNoStateWhereTheFormerCameFromAnotherOne) {
 }
 
 TEST_F(TakenOver, JoinedNowhereWhereTheFormerStandsInNoState) {
-    former.cede(service);
-    former.greetedForRequests(service, welcome(first, 5));
+    former.handOver(service);
+    former.welcomedForRequests(service, welcome(first, 5));
     former.takeOver(service, ResumePoints(), true);
     join();
     takeOver();
@@ -305,7 +305,7 @@ TEST_F(TakenOver, JoinedNowhereWhereTheyCameFromAnotherState) {
     ResumePoints mine;
     comeFromAnotherState(mine);
     ResumePoints plain;
-    plain.greetedForRequests(service, welcome(second, 2));
+    plain.welcomedForRequests(service, welcome(second, 2));
     mine.takeOver(service, plain, true);
     mine.takeOver(service, ResumePoints(), true);
     Hello said;
@@ -314,13 +314,13 @@ TEST_F(TakenOver, JoinedNowhereWhereTheyCameFromAnotherState) {
     EXPECT_EQ(said.delivered(), 3U);
 }
 
-TEST_F(TakenOver, StandWhereTheyDidWhenTheyFirstCededTheEndpoint) {
+TEST_F(TakenOver, StandWhereTheyDidWhenTheyFirstHandedOverTheEndpoint) {
     join();
     const std::uint64_t connection = connected(true);
-    points.cede(service);
+    points.handOver(service);
     points.handled(service, connection, first, 8);
-    points.cede(service);
-    former.greetedForRequests(service, welcome(first, 4));
+    points.handOver(service);
+    former.welcomedForRequests(service, welcome(first, 4));
     takeOver();
     EXPECT_EQ(hello.timeline(), first);
     EXPECT_EQ(hello.delivered(), 5U) << "what came since was passed over";
@@ -328,20 +328,20 @@ TEST_F(TakenOver, StandWhereTheyDidWhenTheyFirstCededTheEndpoint) {
     EXPECT_THAT(seen(), ElementsAre(at(first, 8))) << "but for questions, which may have told of it";
 }
 
-TEST_F(TakenOver, BelongToNoStateWhereAnotherWasToldSinceTheyCededTheEndpoint) {
+TEST_F(TakenOver, BelongToNoStateWhereAnotherWasToldSinceTheyHandedOverTheEndpoint) {
     join();
     const std::uint64_t connection = connected(false, second);
-    points.cede(service);
+    points.handOver(service);
     points.handled(service, connection, second, 3);
     takeOver();
     EXPECT_TRUE(hello.has_timeline());
     EXPECT_EQ(hello.timeline(), 0U) << "no timeline has that number";
 }
 
-TEST_F(TakenOver, BelongToNoStateWhereAnOlderCopyOfItWasToldSinceTheyCededTheEndpoint) {
+TEST_F(TakenOver, BelongToNoStateWhereAnOlderCopyOfItWasToldSinceTheyHandedOverTheEndpoint) {
     join();
     const std::uint64_t connection = connected(false, first);
-    points.cede(service);
+    points.handOver(service);
     points.handled(service, connection, first, 3);
     takeOver();
     EXPECT_TRUE(hello.has_timeline());
@@ -351,9 +351,9 @@ TEST_F(TakenOver, BelongToNoStateWhereAnOlderCopyOfItWasToldSinceTheyCededTheEnd
 TEST_F(TakenOver, AreNoneOfAConnectionThatWasMadeBefore) {
     join();
     const std::uint64_t before = connect();
-    former.greetedForRequests(service, welcome(first, 5));
+    former.welcomedForRequests(service, welcome(first, 5));
     points.takeOver(service, former, true);
-    EXPECT_FALSE(points.greetedForDelivery(service, before, welcome(first, 5)));
+    EXPECT_FALSE(points.welcomedForDelivery(service, before, welcome(first, 5)));
 }
 
 TEST_F(TakenOver, AreNoStatesWhereTheFormerHadSeenTooMany) {

@@ -31,7 +31,7 @@ public:
         return ends[1];
     }
     /// \return the \p count-th connection, greeted.
-    FrameStream& greet(std::size_t count) {
+    FrameStream& shakeHands(std::size_t count) {
         std::unique_lock lock(m_mutex);
         EXPECT_TRUE(m_changed.wait_for(lock, ScriptedPeer::patience, [&] { return m_ends.size() >= count; }));
         FrameStream& end = *m_ends.at(count - 1);
@@ -89,7 +89,7 @@ protected:
 TEST_F(SentOnce, ARequestOfWhichSomethingWasTakenIsNotSentAgain) {
     InProcessTransport transport(ends, lasting());
     std::future<int> call = readLater(transport, "first");
-    FrameStream& end = ends.greet(1);
+    FrameStream& end = ends.shakeHands(1);
     FarEnds::say(end, ScriptedPeer::replyTo(FarEnds::next(end), "first"));
     ASSERT_EQ(call.get(), TRANSPORT_OK);
     call = readLater(transport, std::string(std::size_t{8} << 20U, 'x'));
@@ -102,7 +102,7 @@ TEST_F(SentOnce, ARequestOfWhichSomethingWasTakenIsNotSentAgain) {
 TEST_F(SentOnce, ARequestOverANewConnectionIsNotSentAgain) {
     InProcessTransport transport(ends, lasting());
     std::future<int> call = readLater(transport, std::string(std::size_t{8} << 20U, 'x'));
-    FrameStream& end = ends.greet(1);
+    FrameStream& end = ends.shakeHands(1);
     FarEnds::awaitBytes(end);
     end.shutDown();
     EXPECT_EQ(call.get(), TRANSPORT_BROKEN_OFF);
@@ -115,7 +115,7 @@ TEST_F(SentOnce, AMessageOfWhichNothingWasTakenIsSentOverANewConnection) {
         FarEnds full;
         InProcessTransport transport(full, lasting(50ms));
         std::future<std::size_t> filled = std::async(std::launch::async, [&] { return fill(transport, 1'000'000); });
-        full.greet(1);
+        full.shakeHands(1);
         room = filled.get();
     }
     // Several times, since the connection may be found broken before anything is written over it.
@@ -128,11 +128,11 @@ TEST_F(SentOnce, AMessageOfWhichNothingWasTakenIsSentOverANewConnection) {
             filled.set_value();
             return write(transport, "y");
         });
-        FrameStream& end = fresh.greet(1);
+        FrameStream& end = fresh.shakeHands(1);
         filled.get_future().wait();
         EXPECT_EQ(caller.wait_for(1ms), std::future_status::timeout);
         end.shutDown();
-        FrameStream& next = fresh.greet(2);
+        FrameStream& next = fresh.shakeHands(2);
         EXPECT_EQ(caller.get(), TRANSPORT_OK);
         EXPECT_EQ(FarEnds::next(next).kind(), ONE_WAY);
     }

@@ -143,10 +143,10 @@ TEST_F(CatchUp, AProviderOfAnotherStateAppliesAlsoWhatItsProcessWasToldOrHasRead
     bench.store = MemoryStore();
     bench.restart();
     provider.connect();
-    provider.tellRegistrations({registration("display.brightness", configChanged)});
+    provider.sendRegistrations({registration("display.brightness", configChanged)});
     EXPECT_THAT(provider.events(), ElementsAre("value display.brightness 70"));
     provider.read("display.on");
-    provider.tellRegistrations({registration("display.brightness", onChange), registration("display.on", onChange)});
+    provider.sendRegistrations({registration("display.brightness", onChange), registration("display.on", onChange)});
     EXPECT_THAT(applied(), UnorderedElementsAre("display.brightness 70", "display.on true"));
 }
 
@@ -168,7 +168,7 @@ TEST_F(CatchUp, AProviderOfAnotherStateAppliesWhatNeverChangedAsWell) {
     bench.store = MemoryStore();
     bench.restart();
     provider.connect();
-    provider.tellRegistrations({registration("display.brightness", onChange)}, true);
+    provider.sendRegistrations({registration("display.brightness", onChange)}, true);
     EXPECT_THAT(applied(), ElementsAre("display.brightness 70"));
 }
 
@@ -184,7 +184,7 @@ TEST_F(CatchUp, IsAskedOfOneThatMayKnowTheValueOnly) {
 
 TEST_F(CatchUp, AsksAFewAtATimeAndPointsBehindThem) {
     std::string text;
-    constexpr std::size_t count = AppConfigService::mostAppliesAsked * 2 + 3;
+    constexpr std::size_t count = AppConfigService::mostApplyQuestions * 2 + 3;
     for (std::size_t i = 0; i < count; ++i) {
         text += "variable { node: 'n' attribute: 'v" + std::to_string(i) + "' type: INT }\n";
     }
@@ -197,10 +197,10 @@ TEST_F(CatchUp, AsksAFewAtATimeAndPointsBehindThem) {
     provider.connect();
     std::vector<Frame> questions;
     while (const auto question = provider.question()) questions.push_back(*question);
-    EXPECT_THAT(questions, SizeIs(AppConfigService::mostAppliesAsked));
+    EXPECT_THAT(questions, SizeIs(AppConfigService::mostApplyQuestions));
     EXPECT_EQ(provider.delivered, before);
     for (const Frame& question : questions) provider.answer(question);
-    EXPECT_THAT(applied(), SizeIs(count - AppConfigService::mostAppliesAsked));
+    EXPECT_THAT(applied(), SizeIs(count - AppConfigService::mostApplyQuestions));
     EXPECT_EQ(provider.delivered, bench.core->changes());
 }
 

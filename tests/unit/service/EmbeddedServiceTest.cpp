@@ -264,7 +264,7 @@ TEST_F(Embedded, AProviderThatIsSilentRunsIntoItsDeadline) {
     EXPECT_EQ(delivery.next().kind(), AppConfigWire::ASK);
 }
 
-TEST_F(Embedded, AWatcherThatDoesNotReadIsCutOffAndHoldsNobodyUp) {
+TEST_F(Embedded, AClientThatDoesNotReadIsDisconnectedAndHoldsNobodyUp) {
     ASSERT_TRUE(service.start());
     Line watcher(service, "watcher", AppConfigWire::DELIVERY);
     Line requests(service, "watcher", AppConfigWire::REQUESTS);
@@ -287,7 +287,7 @@ TEST_F(Embedded, AWatcherThatDoesNotReadIsCutOffAndHoldsNobodyUp) {
     EXPECT_TRUE(watcher.ended());
 }
 
-TEST_F(Embedded, AWatcherThatIsSlowGetsTheNewestStateAndIsNotCutOff) {
+TEST_F(Embedded, AClientThatIsSlowGetsTheNewestStateAndIsNotDisconnected) {
     ASSERT_TRUE(service.start());
     Line watcher(service, "watcher", AppConfigWire::DELIVERY);
     Line requests(service, "watcher", AppConfigWire::REQUESTS);

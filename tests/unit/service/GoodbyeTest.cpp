@@ -49,7 +49,7 @@ TEST(Goodbye, ForgetsTheClientAtOnceAndForGood) {
     EXPECT_THAT(peer.events(), IsEmpty());
 }
 
-TEST(Goodbye, IsFollowedByWhatWasHandedOverBeforeIt) {
+TEST(Goodbye, IsFollowedByWhatWasSentBeforeIt) {
     CoreBench bench;
     Peer peer(bench, "p");
     Peer other(bench, "other");

@@ -66,7 +66,7 @@ TEST_F(Healing, RegistrationsOfOneFrameAreTakenInOneTransactionAndCaughtUpWith) 
     writer.setOptions("display.mode", {"day", "dusk"});
     const std::uint64_t before = bench.core->changes();
     const Frame registered =
-        peer.tellRegistrations({registration("display", valueChanged), registration("display", optionsChanged)});
+        peer.sendRegistrations({registration("display", valueChanged), registration("display", optionsChanged)});
     EXPECT_THAT(refusals(registered), IsEmpty());
     EXPECT_EQ(bench.core->changes(), before + 1) << "one number for both";
     EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 80", "options display.mode day dusk"));
@@ -79,7 +79,7 @@ TEST_F(Healing, RegistrationsOfOneFrameAreTakenInOneTransactionAndCaughtUpWith) 
 TEST_F(Healing, RegistrationsThatAreToldAnewBringAlsoWhatTheClientHasReadMeanwhile) {
     writer.write("display.brightness", {"80"});
     peer.read("display.brightness");
-    peer.tellRegistrations({registration("display", valueChanged)});
+    peer.sendRegistrations({registration("display", valueChanged)});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80")) << "its handlers may stand since before";
 }
 
@@ -88,7 +88,7 @@ TEST_F(Healing, RegistrationsThatAreThereAlreadyStayAsTheyAreAndWriteNothing) {
     writer.write("display.brightness", {"80"});
     peer.events();
     bench.store.failWith("not to be written");
-    EXPECT_THAT(refusals(peer.tellRegistrations({registration("display", valueChanged)})), IsEmpty());
+    EXPECT_THAT(refusals(peer.sendRegistrations({registration("display", valueChanged)})), IsEmpty());
     EXPECT_THAT(peer.events(), IsEmpty());
     EXPECT_EQ(held(), 1U);
 }
@@ -96,7 +96,7 @@ TEST_F(Healing, RegistrationsThatAreThereAlreadyStayAsTheyAreAndWriteNothing) {
 TEST_F(Healing, RowsThatAreNoRegistrationsAreRefusedOneByOne) {
     Registration unknown = registration("display", valueChanged);
     unknown.set_type(99);
-    const Frame registered = peer.tellRegistrations(
+    const Frame registered = peer.sendRegistrations(
         {registration("", valueChanged), registration("display", valueChanged), unknown,
          registration(std::string(600, 'n'), valueChanged), registration("a", valueChanged, 4, std::string(256, 'c'))});
     EXPECT_THAT(refusals(registered), ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_INVALID_REQUEST}),
@@ -111,32 +111,32 @@ TEST_F(Healing, RowsThatCannotBeStoredAreRefusedAndTakenLater) {
     bench.store.failWith("disk full");
     const std::vector<Registration> rows{registration("display", valueChanged), registration("displays", valueChanged)};
     EXPECT_THAT(
-        refusals(peer.tellRegistrations(rows, true, {registration("system", valueChanged)})),
+        refusals(peer.sendRegistrations(rows, true, {registration("system", valueChanged)})),
         ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_STORAGE}), std::make_pair(1U, int{CommonIF::ERROR_STORAGE}),
                     std::make_pair(2U, int{CommonIF::ERROR_STORAGE}), std::make_pair(3U, int{CommonIF::ERROR_STORAGE})))
         << "the registrations, the withdrawal, and that these are all";
     EXPECT_EQ(held(), 0U);
     bench.store.failWith("");
     writer.write("display.brightness", {"80"});
-    EXPECT_THAT(refusals(peer.tellRegistrations(rows)), IsEmpty());
+    EXPECT_THAT(refusals(peer.sendRegistrations(rows)), IsEmpty());
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80")) << "it changed since the client joined";
 }
 
 TEST_F(Healing, EachRowCountsWithTheRoleThatItWasMadeWith) {
     writer.write("system.secret", {"s"});
-    peer.tellRegistrations({registration("system.secret", valueChanged, 1)});
+    peer.sendRegistrations({registration("system.secret", valueChanged, 1)});
     EXPECT_THAT(peer.events(), IsEmpty());
-    peer.tellRegistrations({registration("displays", valueChanged, 3)});
+    peer.sendRegistrations({registration("displays", valueChanged, 3)});
     EXPECT_THAT(peer.events(), ElementsAre("value system.secret s"));
     Peer stranger(bench, "s", otherUid);
-    stranger.tellRegistrations({registration("system.secret", valueChanged, 4)});
+    stranger.sendRegistrations({registration("system.secret", valueChanged, 4)});
     EXPECT_THAT(stranger.events(), IsEmpty()) << "its user may not claim that role";
 }
 
 TEST_F(Healing, WithdrawnRowsGo) {
     peer.registerFor("display", valueChanged);
     peer.registerFor("displays", valueChanged);
-    EXPECT_THAT(refusals(peer.tellRegistrations(
+    EXPECT_THAT(refusals(peer.sendRegistrations(
                     {}, false, {registration("display", valueChanged), registration("never", valueChanged)})),
                 IsEmpty());
     EXPECT_EQ(held(), 1U);
@@ -150,10 +150,10 @@ TEST_F(Healing, OnceEverythingIsToldTheRestIsWithdrawn) {
     peer.registerFor("system", valueChanged);
     peer.cut();
     peer.connect();
-    peer.tellRegistrations({registration("display", valueChanged)});
+    peer.sendRegistrations({registration("display", valueChanged)});
     EXPECT_EQ(held(), 3U) << "there may be more to come";
     EXPECT_EQ(peer.registerFor("net", valueChanged), CommonIF::ERROR_NONE) << "made by a request meanwhile";
-    peer.tellRegistrations({registration("system", valueChanged)}, true);
+    peer.sendRegistrations({registration("system", valueChanged)}, true);
     EXPECT_EQ(held(), 3U);
     writer.write("displays.count", {"5"});
     EXPECT_THAT(peer.events(), IsEmpty());
@@ -165,7 +165,7 @@ TEST_F(Healing, AClientThatHoldsNothingSaysSo) {
     peer.registerFor("display", valueChanged);
     peer.cut();
     peer.connect();
-    peer.tellRegistrations({}, true);
+    peer.sendRegistrations({}, true);
     EXPECT_EQ(held(), 0U);
 }
 
@@ -221,7 +221,7 @@ TEST_F(Healing, WhoeverInterceptsRegistrationsMeansTheseAsWell) {
         return decision;
     });
     EXPECT_THAT(
-        refusals(peer.tellRegistrations({registration("display", valueChanged)}, true)),
+        refusals(peer.sendRegistrations({registration("display", valueChanged)}, true)),
         ElementsAre(std::make_pair(0U, int{CommonIF::ERROR_BUSY}), std::make_pair(1U, int{CommonIF::ERROR_BUSY})));
     decision.action = Interception::Action::disconnect;
     Frame frame;
@@ -277,7 +277,7 @@ TEST_F(Healing, AClientThatRegisteredBeforeItReachedTheServiceIsToldWhateverWasC
     early.joined = 0;
     early.connect();
     EXPECT_EQ(early.welcome.changes(), 0U);
-    early.tellRegistrations({registration("display", valueChanged)});
+    early.sendRegistrations({registration("display", valueChanged)});
     EXPECT_THAT(early.events(), ElementsAre("value display.brightness 80"));
     EXPECT_EQ(early.delivered, bench.core->changes());
 }
@@ -291,7 +291,7 @@ TEST_F(Healing, AForgottenClientIsToldWhatChangedWhileNobodyKnewIt) {
     writer.write("display.brightness", {"80"});
     peer.connect();
     EXPECT_FALSE(peer.welcome.registrations_known());
-    peer.tellRegistrations({registration("display", valueChanged)}, true);
+    peer.sendRegistrations({registration("display", valueChanged)}, true);
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 80"));
     writer.write("display.on", {"false"});
     EXPECT_THAT(peer.events(), ElementsAre("value display.on false"));

@@ -153,7 +153,7 @@ TEST_F(Rounds, AnyOfSeveralHandlersOfOneProcessMayRefuse) {
     EXPECT_EQ(result(connection)->error(), CommonIF::ERROR_REJECTED);
 }
 
-TEST_F(Rounds, ALinkThatTakesNoPartSaysNothingAndOneThatCouldNotReadRefuses) {
+TEST_F(Rounds, ALinkThatAbstainsSaysNothingAndOneThatCouldNotReadRefuses) {
     provide(provider, "display.brightness");
     ConnectionId connection = write("80");
     provider.answer(*provider.question(), CommonIF::ERROR_NONE, {"Not intersted"});

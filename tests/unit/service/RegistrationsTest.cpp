@@ -103,7 +103,7 @@ std::size_t registerMany(Peer& peer, std::size_t count, const std::string& prefi
     for (std::size_t i = 0; i < count; ++i) {
         rows.push_back(registration(prefix + std::to_string(i), valueChanged));
         if (rows.size() < mostRegistrationsAtOnce && i + 1 < count) continue;
-        refused += static_cast<std::size_t>(peer.tellRegistrations(rows).refusal_size());
+        refused += static_cast<std::size_t>(peer.sendRegistrations(rows).refusal_size());
         rows.clear();
     }
     return refused;

@@ -74,7 +74,7 @@ TEST_F(RequiredProvider, OneThatOnlyAppliesDoesNotJudge) {
     EXPECT_EQ(writer.write("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
 }
 
-TEST_F(RequiredProvider, OneThatTakesNoPartDoesNotJudge) {
+TEST_F(RequiredProvider, OneThatAbstainsDoesNotValidate) {
     Peer gone(bench, "p");
     gone.registerFor("a", dynamicValidate);
     const ConnectionId first = write("2");
@@ -109,7 +109,7 @@ TEST_F(RequiredProvider, OneThatLostItsConnectionIsWaitedForAsLongAsForAnAnswer)
     EXPECT_EQ(writer.write("a.b", {"3"}).error(), CommonIF::ERROR_NO_PROVIDER) << "it has had its time";
 }
 
-TEST_F(RequiredProvider, OneThatComesBackInTimeJudges) {
+TEST_F(RequiredProvider, OneThatComesBackInTimeValidates) {
     Peer provider(bench, "p");
     provider.registerFor("a", dynamicValidate);
     provider.cut();
@@ -135,7 +135,7 @@ TEST_F(RequiredProvider, IsWaitedForAfterAStartAlsoWhenNobodyKnowsWhoItIs) {
     EXPECT_FALSE(result(connection));
     provider.connect();
     EXPECT_FALSE(result(connection)) << "its registrations are not known here";
-    provider.tellRegistrations({registration("a", dynamicValidate)}, true);
+    provider.sendRegistrations({registration("a", dynamicValidate)}, true);
     acceptAll(provider);
     EXPECT_EQ(result(connection), CommonIF::ERROR_NONE);
 }

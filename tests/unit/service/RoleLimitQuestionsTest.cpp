@@ -96,7 +96,7 @@ TEST_F(RoleLimitAsked, AVetoFromBeforeCounts) {
     EXPECT_EQ(result(connection), CommonIF::ERROR_REJECTED);
 }
 
-TEST_F(RoleLimitAsked, AVariableThatNeedsItsProviderIsNotWrittenUnjudged) {
+TEST_F(RoleLimitAsked, AVariableThatRequiresItsProviderIsNotWrittenUnvalidated) {
     limit(4, "provider: REQUIRED");
     provider.registerFor("a.b", dynamicValidate);
     const ConnectionId connection = write("2");
@@ -163,14 +163,14 @@ TEST_F(RoleLimitAsked, MissedValuesThatWaitForTheirTurnAreNotAskedAbout) {
     provider.connect();
     std::vector<Frame> asked;
     while (const auto question = provider.question()) asked.push_back(*question);
-    ASSERT_EQ(asked.size(), AppConfigService::mostAppliesAsked);
+    ASSERT_EQ(asked.size(), AppConfigService::mostApplyQuestions);
     ASSERT_TRUE(bench.reload(limitedTo(1, text)));
     for (const Frame& question : asked) provider.answer(question);
     EXPECT_FALSE(provider.question());
     ASSERT_TRUE(bench.reload(limitedTo(4, text)));
     std::vector<Frame> rest;
     while (const auto question = provider.question()) rest.push_back(*question);
-    EXPECT_EQ(rest.size(), 20 - AppConfigService::mostAppliesAsked);
+    EXPECT_EQ(rest.size(), 20 - AppConfigService::mostApplyQuestions);
 }
 
 TEST_F(RoleLimitAsked, AWriteThatWaitsForAProviderGoesOnOnceItsLimitRises) {

@@ -117,7 +117,7 @@ TEST_F(State, ThatIsEmptyTellsEverythingThatTheClientReaches) {
     replace(MemoryStore());
     peer.connect();
     EXPECT_FALSE(peer.welcome.point_known());
-    peer.tellRegistrations({registration("display", valueChanged)}, true);
+    peer.sendRegistrations({registration("display", valueChanged)}, true);
     EXPECT_THAT(peer.events(), UnorderedElementsAre("value display.brightness 70", "value display.mode day",
                                                     "value display.on true", "value display.panel.name main"))
         << "never changed in this state, but it is not what the client knew";
@@ -172,7 +172,7 @@ TEST_F(State, ThatIsAnOlderCopyIsNotTheClientsWhenItHasOnlyReadWhatIsLost) {
     replace(copy);
     peer.connect();
     EXPECT_FALSE(peer.welcome.point_known());
-    peer.tellRegistrations({registration("display.brightness", valueChanged)});
+    peer.sendRegistrations({registration("display.brightness", valueChanged)});
     EXPECT_THAT(peer.events(), ElementsAre("value display.brightness 70"));
 }
 

@@ -177,7 +177,7 @@ TEST(ReplacedTransport, KeepsWhatAnotherLinkRegisteredOverIt) {
     });
 }
 
-TEST(ReplacedTransport, BringsNothingBeforeTheHandlerOfTheFormerOneHasReturned) {
+TEST(ReplacedTransport, BringsNothingBeforeTheHandlerOfThePreviousOneHasReturned) {
     /// Is slow with the first change that it hears of.
     class Slow final : public ConsumerConfigHandler {
     public:

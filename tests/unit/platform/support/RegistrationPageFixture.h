@@ -29,10 +29,10 @@ struct RegistrationPageFixture : testing::Test {
     void remove(const std::string& name, Ending ending = Ending::done) {
         page.ended(key(name), page.unregistering(key(name)), false, ending, -16);
     }
-    void greet(bool known) {
+    void shakeHands(bool known) {
         AppConfigWire::Welcome welcome;
         welcome.set_registrations_known(known);
-        page.greeted(welcome);
+        page.welcomed(welcome);
     }
     /// What the next frame tells: "+name", "-name", and "." when that is all.
     std::vector<std::string> next() {

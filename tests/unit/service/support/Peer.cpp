@@ -263,7 +263,7 @@ AppConfigWire::Registration registration(const std::string& name, int type, int 
     return row;
 }
 
-Frame Peer::tellRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete,
+Frame Peer::sendRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete,
                               const std::vector<AppConfigWire::Registration>& withdrawn) {
     Frame frame;
     frame.set_kind(AppConfigWire::REGISTRATIONS);

@@ -107,7 +107,7 @@ public:
     std::size_t reached();
 
     /// Tells the service, as a transport does, of registrations that it may not know.
-    Frame tellRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete = false,
+    Frame sendRegistrations(const std::vector<AppConfigWire::Registration>& rows, bool complete = false,
                             const std::vector<AppConfigWire::Registration>& withdrawn = {});
 
     Frame lastReply;

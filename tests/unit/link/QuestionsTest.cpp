@@ -7,7 +7,7 @@ namespace {
 
 using namespace ProviderTest;
 
-TEST(ProviderRequests, UnderAnUnknownContextAreAnsweredAsNotInteresting) {
+TEST(Questions, UnderAnUnknownContextAreAnsweredAsNotInteresting) {
     inFreshProcess([] {
         Application app;
         PlatformCfgService stranger(0, "", "");
@@ -31,7 +31,7 @@ TEST(ProviderRequests, UnderAnUnknownContextAreAnsweredAsNotInteresting) {
     });
 }
 
-TEST(ProviderRequests, ToALinkThatIsNeitherPrimaryNorLocalAreAnsweredToTheirSenderAsNotInteresting) {
+TEST(Questions, ToALinkThatIsNeitherPrimaryNorLocalAreAnsweredToTheirSenderAsNotInteresting) {
     inFreshProcess([] {
         Support::FakeTransport transport;
         Names log;
@@ -59,7 +59,7 @@ TEST(ProviderRequests, ToALinkThatIsNeitherPrimaryNorLocalAreAnsweredToTheirSend
     });
 }
 
-TEST(ProviderRequests, OfANamespaceScopedVariableAreForThePrimaryLinksOwnNamespaceOnly) {
+TEST(Questions, OfANamespaceScopedVariableAreForThePrimaryLinksOwnNamespaceOnly) {
     inFreshProcess([] {
         Support::FakeTransport transport;
         Names log;
@@ -90,7 +90,7 @@ TEST(ProviderRequests, OfANamespaceScopedVariableAreForThePrimaryLinksOwnNamespa
     });
 }
 
-TEST(ProviderRequests, WithoutAnyValueReachTheProviderWithAnEmptyOne) {
+TEST(Questions, WithoutAnyValueReachTheProviderWithAnEmptyOne) {
     inFreshProcess([] {
         struct Sized : ProviderConfigHandler {
             bool onDynamicValidate(const std::string&, int, const std::string&, int, const List& value, SecurityRole,
@@ -120,7 +120,7 @@ TEST(ProviderRequests, WithoutAnyValueReachTheProviderWithAnEmptyOne) {
     });
 }
 
-TEST(ProviderRequests, TheRequestersRoleIsTranslated) {
+TEST(Questions, TheRequestersRoleIsTranslated) {
     inFreshProcess([] {
         ProvidingApplication app;
         const std::pair<CommonIF::eSecurityRole, int> rows[] = {{CommonIF::SECURITY_ROLE_WIRE_10, 0},
@@ -144,7 +144,7 @@ TEST(ProviderRequests, TheRequestersRoleIsTranslated) {
     });
 }
 
-TEST(ProviderRequests, ARoleThatNobodyKnowsOrNoneIsRoleNone) {
+TEST(Questions, ARoleThatNobodyKnowsOrNoneIsRoleNone) {
     inFreshProcess([] {
         ProvidingApplication app;
         auto req = request<ConfigIF::OnChangeReq>();
@@ -158,7 +158,7 @@ TEST(ProviderRequests, ARoleThatNobodyKnowsOrNoneIsRoleNone) {
     });
 }
 
-TEST(ProviderRequests, AProviderMayCallBack) {
+TEST(Questions, AProviderMayCallBack) {
     inFreshProcess([] {
         Application app;
         Names log;
@@ -189,7 +189,7 @@ TEST(ProviderRequests, AProviderMayCallBack) {
     });
 }
 
-TEST(ProviderRequests, WhatAProviderLeavesInTheResultTheNextOneSees) {
+TEST(Questions, WhatAProviderLeavesInTheResultTheNextOneSees) {
     inFreshProcess([] {
         struct Seeing : ProviderConfigHandler {
             bool onChange(const std::string&, int, const std::string&, int, const List&, SecurityRole,
@@ -213,7 +213,7 @@ TEST(ProviderRequests, WhatAProviderLeavesInTheResultTheNextOneSees) {
     });
 }
 
-TEST(ProviderRequests, AChangeThatCameWithinTheCallForAnOlderOneIsNotUndoneByIt) {
+TEST(Questions, AChangeThatCameWithinTheCallForAnOlderOneIsNotUndoneByIt) {
     inFreshProcess([] {
         Application app;
         Names log;
@@ -246,7 +246,7 @@ TEST(ProviderRequests, AChangeThatCameWithinTheCallForAnOlderOneIsNotUndoneByIt)
     });
 }
 
-TEST(ProviderRequestsDeathTest, AnErrorOutsideItsEnumAborts) {
+TEST(QuestionsDeathTest, AnErrorOutsideItsEnumAborts) {
     struct Wrong : ProviderConfigHandler {
         bool onChange(const std::string&, int, const std::string&, int, const List&, SecurityRole,
                       ConfigResult& result) override {

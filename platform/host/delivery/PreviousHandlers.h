@@ -14,7 +14,7 @@ namespace AppConfigHost {
 
 /// Application code of transports whose place this one took, for as long as it goes on: what it was told is older than
 /// what comes here, so nothing is delivered before it has returned. Thread-safe; no operation blocks.
-class FormerHandlers {
+class PreviousHandlers {
 public:
     /// What \p other watches now has to return first; \p wake is set then.
     void add(const std::shared_ptr<HandlerActivity>& other, const std::shared_ptr<EventFlag>& wake)

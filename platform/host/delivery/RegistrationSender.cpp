@@ -1,4 +1,4 @@
-#include "delivery/RegistrationTeller.h"
+#include "delivery/RegistrationSender.h"
 
 #include <cstdio>
 #include <optional>
@@ -8,24 +8,24 @@ namespace AppConfigHost {
 
 using namespace PbUtility;
 
-void RegistrationTeller::lost() {
+void RegistrationSender::lost() {
     m_answerDue = Deadline::never();
     m_book.lost(m_endpoint);
 }
 
-Result<> RegistrationTeller::tell(FrameStream& stream, Waiter& waiter) {
+Result<> RegistrationSender::sendNext(FrameStream& stream, Waiter& waiter) {
     const std::optional<Frame> frame = m_book.next(m_endpoint);
     if (!frame) return {};
     m_answerDue = Deadline::after(m_options.deadline);
     return stream.write(encodeFrame(*frame), m_answerDue, waiter);
 }
 
-bool RegistrationTeller::answered(const Frame& registered) {
+bool RegistrationSender::answered(const Frame& registered) {
     m_answerDue = Deadline::never();
     return m_book.answered(m_endpoint, registered);
 }
 
-std::vector<RegistrationReport> RegistrationTeller::takeReports() {
+std::vector<RegistrationReport> RegistrationSender::takeReports() {
     RegistrationBook::Condition condition = m_book.condition(m_endpoint);
     const bool refused = condition.refused != 0;
     if (!m_options.onRegistration && std::exchange(m_refused, refused) != refused) {

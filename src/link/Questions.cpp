@@ -46,7 +46,7 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
         result.addResultMessage("Not interested");
     } else if (read(req.inst_value(), var, value, result)) {
         const Revision revision = revisionOf(req);
-        manager->takeAnnounced(var.key(), value, revision);
+        manager->storeNotified(var.key(), value, revision);
         const ChangesUnderWay::Change change(link->m_state->changes, var.key(), revision);
         link->callProviders(var, [&](ProviderConfigHandler& provider) {
             // What has been overtaken is over: the newer change goes to every provider itself.

@@ -1,11 +1,11 @@
-#include "delivery/FormerHandlers.h"
+#include "delivery/PreviousHandlers.h"
 
 #include <algorithm>
 #include <optional>
 
 namespace AppConfigHost {
 
-void FormerHandlers::add(const std::shared_ptr<HandlerActivity>& other, const std::shared_ptr<EventFlag>& wake) {
+void PreviousHandlers::add(const std::shared_ptr<HandlerActivity>& other, const std::shared_ptr<EventFlag>& wake) {
     const std::optional<HandlerActivity::Run> run = other->setWhenEnded(wake);
     if (!run) return;
     const AppConfig::PlainLock lock(m_mutex);
@@ -13,7 +13,7 @@ void FormerHandlers::add(const std::shared_ptr<HandlerActivity>& other, const st
     m_any.store(true);
 }
 
-bool FormerHandlers::haveReturned() {
+bool PreviousHandlers::haveReturned() {
     if (!m_any.load()) return true;
     const AppConfig::PlainLock lock(m_mutex);
     const auto hasEnded = [](const auto& running) { return running.first->hasEnded(running.second); };

@@ -42,7 +42,7 @@ std::string Connections::refusal(const Frame& frame, const ClientKey& key, bool 
 std::string Connections::makeRoom() {
     if (m_with.clients.size() < mostClients) return {};
     // A client that left without registrations loses nothing by being forgotten early.
-    const Client* dispensable = m_with.clients.longestGone(
+    const Client* dispensable = m_with.clients.longestAway(
         [this](const Client& client) { return m_with.registrations.count(client.key) == 0; });
     if (dispensable == nullptr) return "the service knows " + std::to_string(mostClients) + " clients already";
     const ClientKey forgotten = dispensable->key;
@@ -50,13 +50,13 @@ std::string Connections::makeRoom() {
     return {};
 }
 
-void Connections::greet(ConnectionId id, const Frame& frame) {
+void Connections::handshake(ConnectionId id, const Frame& frame) {
     Connection& connection = m_connections.at(id);
     const Hello& hello = frame.hello();
     const ClientKey key{connection.uid, hello.endpoint()};
     // Refused before anything is noted of it, but for a client that had to make room.
     const std::string why = refusal(frame, key, connection.internal);
-    if (!why.empty()) return reject(id, why);
+    if (!why.empty()) return refuse(id, why);
 
     const bool known = m_with.clients.find(key) != nullptr;
     Client& client = m_with.clients.insert(key);
@@ -64,21 +64,21 @@ void Connections::greet(ConnectionId id, const Frame& frame) {
         m_with.log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
     }
     const bool delivers = hello.purpose() == AppConfigWire::DELIVERY;
-    Standing standing = standingOf(hello);
-    client.progress.join(standing.joined, delivers);
+    ResumeState resumeState = resumeStateOf(hello);
+    client.progress.join(resumeState.joined, delivers);
     // One without a point began with its first connection, whichever that was.
-    if (standing.fresh && client.progress.joined()) standing.delivered = client.progress.joined();
+    if (resumeState.fresh && client.progress.joined()) resumeState.delivered = client.progress.joined();
     client.connections.open(id);
     m_silent.erase(id);
     connection.client = key;
     connection.purpose = hello.purpose();
 
     // Before anything that it is due: a client takes WELCOME for the first frame.
-    welcome(id, key, hello, standing);
-    if (delivers) deliverOver(id, client, hello.connection(), standing);
+    welcome(id, key, hello, resumeState);
+    if (delivers) deliverOver(id, client, hello.connection(), resumeState);
 }
 
-Connections::Standing Connections::standingOf(const Hello& hello) const {
+Connections::ResumeState Connections::resumeStateOf(const Hello& hello) const {
     if (!hello.has_timeline()) {
         // It has never been told a point, so it begins now, and has missed nothing of what changed before; unless it
         // registered before it ever reached a service: then whatever was ever changed is news.
@@ -92,20 +92,20 @@ Connections::Standing Connections::standingOf(const Hello& hello) const {
         ours = m_with.journal.has(hello.seen(i).timeline(), hello.seen(i).number());
     }
     if (!ours) return {};
-    Standing standing;
-    if (hello.has_joined()) standing.joined = hello.joined();
-    standing.delivered = hello.delivered();
-    return standing;
+    ResumeState resumeState;
+    if (hello.has_joined()) resumeState.joined = hello.joined();
+    resumeState.delivered = hello.delivered();
+    return resumeState;
 }
 
-void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& hello, const Standing& standing) {
+void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& hello, const ResumeState& resumeState) {
     Frame frame;
     frame.set_kind(AppConfigWire::WELCOME);
     AppConfigWire::Welcome& welcome = *frame.mutable_welcome();
     // A client without a point takes this for its own, so it has to be where resume() has it begin.
-    welcome.set_changes(standing.fresh ? *standing.delivered : m_with.notifier.sequence());
+    welcome.set_changes(resumeState.fresh ? *resumeState.delivered : m_with.notifier.sequence());
     welcome.set_timeline(m_with.journal.timeline());
-    welcome.set_point_known(standing.delivered.has_value());
+    welcome.set_point_known(resumeState.delivered.has_value());
     if (hello.has_registrations()) {
         const std::size_t held = m_with.registrations.count(key);
         const bool known =
@@ -120,7 +120,7 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
     m_with.outbox.send(id, frame);
 }
 
-void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t number, const Standing& standing) {
+void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t number, const ResumeState& resumeState) {
     if (const std::optional<ConnectionId> old = client.connections.delivery()) {
         m_with.outbox.close(*old);
         m_connections.erase(*old);
@@ -129,7 +129,7 @@ void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t num
         m_with.rounds.lost(client.key);
     }
     client.connections.deliverOver(id, number);
-    m_with.notifier.resume(client.key, standing.delivered);
+    m_with.notifier.resume(client.key, resumeState.delivered);
     // Behind resume(): only then what a round asks of this client comes behind WELCOME and what it has missed.
     m_with.changes.providerArrived();
 }

@@ -12,25 +12,25 @@ namespace AppConfigHost {
 
 /// Tells one endpoint, over its delivery connection, of the registrations that it does not hold, one frame at a time,
 /// and reports what it refuses. The delivery thread's own.
-class RegistrationTeller {
+class RegistrationSender {
 public:
     /// \p book and \p options are not owned and outlive this object.
-    RegistrationTeller(RegistrationBook& book, const PbUtility::TransportOptions& options, std::string endpoint)
+    RegistrationSender(RegistrationBook& book, const PbUtility::TransportOptions& options, std::string endpoint)
         : m_book(book), m_options(options), m_endpoint(std::move(endpoint)) {}
 
     void describe(Hello& hello) const { m_book.describe(m_endpoint, hello); }
-    void greeted(const Welcome& welcome) { m_book.greeted(m_endpoint, welcome); }
+    void welcomed(const Welcome& welcome) { m_book.welcomed(m_endpoint, welcome); }
 
     /// The connection is gone.
     void lost();
 
     /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be.
-    Result<> tell(FrameStream& stream, Waiter& waiter);
+    Result<> sendNext(FrameStream& stream, Waiter& waiter);
 
     /// \return whether the frame that was sent last should have been answered by now.
     bool isOverdue() const { return m_answerDue.passed(); }
 
-    /// \return when tell() has something to do, other than what requests and answers bring.
+    /// \return when sendNext() has something to do, other than what requests and answers bring.
     Deadline due() const { return m_answerDue.orEarlier(m_book.nextTry(m_endpoint)); }
 
     /// Takes the answer to the frame. \return false when nobody has asked for it.

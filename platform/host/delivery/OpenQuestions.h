@@ -11,11 +11,11 @@
 
 namespace AppConfigHost {
 
-/// The service's asks whose handlers are running, each under the address that the handlers see as its sender, with the
-/// answers given so far. Thread-safe; no operation blocks.
-class OpenAsks {
+/// The service's questions whose handlers are running, each under the address that the handlers see as its sender, with
+/// the answers given so far. Thread-safe; no operation blocks.
+class OpenQuestions {
 public:
-    /// \return the address of a new ask; never 0.
+    /// \return the address of a new question; never 0.
     MSG_Address open() {
         const AppConfig::PlainLock lock(m_mutex);
         do ++m_last;
@@ -24,20 +24,20 @@ public:
         return m_last;
     }
 
-    /// \return whether the ask is open; then its answer is taken.
-    bool answer(MSG_Address ask, std::string payload) {
+    /// \return whether the question is open; then its answer is taken.
+    bool answer(MSG_Address question, std::string payload) {
         const AppConfig::PlainLock lock(m_mutex);
-        const auto found = m_answers.find(ask);
+        const auto found = m_answers.find(question);
         if (found == m_answers.end()) return false;
         found->second.push_back(std::move(payload));
         return true;
     }
 
-    /// \return the answers, in the order in which they were given. Later ones find the ask closed.
-    std::vector<std::string> close(MSG_Address ask) {
+    /// \return the answers, in the order in which they were given. Later ones find the question closed.
+    std::vector<std::string> close(MSG_Address question) {
         const AppConfig::PlainLock lock(m_mutex);
-        std::vector<std::string> answers = std::move(m_answers[ask]);
-        m_answers.erase(ask);
+        std::vector<std::string> answers = std::move(m_answers[question]);
+        m_answers.erase(question);
         return answers;
     }
 

@@ -22,7 +22,7 @@ Welcome welcome(std::uint64_t timeline, std::uint64_t changes) {
     return result;
 }
 
-struct CededPoints : testing::Test {
+struct HandedOverPoints : testing::Test {
     std::vector<std::string> passedOn;
     ResumePoints points{{[this](const std::string& endpoint, std::uint64_t timeline, std::uint64_t number) {
                              passedOn.push_back(endpoint + " saw " + std::to_string(timeline) + ":" +
@@ -31,56 +31,56 @@ struct CededPoints : testing::Test {
                          [this](const std::string& endpoint) { passedOn.push_back(endpoint + " joined"); }}};
 };
 
-TEST_F(CededPoints, AreKeptToThemselvesBeforeThat) {
-    points.greetedForRequests(service, welcome(11, 5));
+TEST_F(HandedOverPoints, AreKeptToThemselvesBeforeThat) {
+    points.welcomedForRequests(service, welcome(11, 5));
     points.saw(service, 22, 3);
-    points.cede("Other");
+    points.handOver("Other");
     points.saw(service, 22, 4);
     EXPECT_THAT(passedOn, IsEmpty());
 }
 
-TEST_F(CededPoints, PassOnWhatIsSeen) {
-    points.cede(service);
+TEST_F(HandedOverPoints, PassOnWhatIsSeen) {
+    points.handOver(service);
     points.saw(service, 22, 3);
     points.sawElsewhere(service, 22, 4);
     EXPECT_THAT(passedOn, ElementsAre("ConfigSrvc saw 22:3"));
 }
 
-TEST_F(CededPoints, PassOnThatAServiceIsReachedForTheFirstTime) {
-    points.cede(service);
-    points.greetedForRequests(service, welcome(11, 5));
-    points.greetedForRequests(service, welcome(11, 6));
+TEST_F(HandedOverPoints, PassOnThatAServiceIsReachedForTheFirstTime) {
+    points.handOver(service);
+    points.welcomedForRequests(service, welcome(11, 5));
+    points.welcomedForRequests(service, welcome(11, 6));
     Hello hello;
     const std::uint64_t connection = points.describeForDelivery(service, hello);
-    EXPECT_TRUE(points.greetedForDelivery(service, connection, welcome(11, 6)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection, welcome(11, 6)));
     EXPECT_THAT(passedOn, ElementsAre("ConfigSrvc joined"));
 }
 
-TEST_F(CededPoints, PassItOnAlsoWhereDeliveriesAreGreetedFirst) {
-    points.cede(service);
+TEST_F(HandedOverPoints, PassItOnAlsoWhereDeliveriesAreWelcomedFirst) {
+    points.handOver(service);
     Hello hello;
     const std::uint64_t connection = points.describeForDelivery(service, hello);
-    EXPECT_TRUE(points.greetedForDelivery(service, connection, welcome(11, 5)));
+    EXPECT_TRUE(points.welcomedForDelivery(service, connection, welcome(11, 5)));
     EXPECT_THAT(passedOn, ElementsAre("ConfigSrvc joined"));
 }
 
-TEST_F(CededPoints, TakeNothingOverWhereNothingWasRegisteredOrRead) {
-    points.greetedForRequests(service, welcome(11, 5));
+TEST_F(HandedOverPoints, TakeNothingOverWhereNothingWasRegisteredOrRead) {
+    points.welcomedForRequests(service, welcome(11, 5));
     EXPECT_FALSE(points.takeOver(service, ResumePoints(), false));
     Hello hello;
     points.describe(service, hello);
     EXPECT_EQ(hello.joined(), 5U);
 }
 
-TEST_F(CededPoints, AreTheClientsOwnAgainWhereNothingHasPassedItBy) {
-    points.cede(service);
+TEST_F(HandedOverPoints, AreTheClientsOwnAgainWhereNothingHasPassedItBy) {
+    points.handOver(service);
     EXPECT_FALSE(points.takeOver(service, ResumePoints(), false));
-    points.greetedForRequests(service, welcome(11, 5));
+    points.welcomedForRequests(service, welcome(11, 5));
     points.saw(service, 22, 3);
     EXPECT_THAT(passedOn, IsEmpty());
-    points.cede(service);
+    points.handOver(service);
     ResumePoints former;
-    former.greetedForRequests(service, welcome(11, 7));
+    former.welcomedForRequests(service, welcome(11, 7));
     EXPECT_TRUE(points.takeOver(service, former, false));
     Hello hello;
     points.describe(service, hello);

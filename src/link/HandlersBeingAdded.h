@@ -17,29 +17,29 @@ namespace AppConfig {
 /// The handlers that are about to be entered: the service has been asked to announce to them, and they come into the
 /// registry when it has answered. What it announces in between would find no handler and be lost, so the thread that
 /// dispatches waits for the entry. Thread-safe.
-class EntriesUnderWay {
+class HandlersBeingAdded {
 public:
     /// What a handler is entered for: a consumer's kind of event, or this for a provider.
     static constexpr int provider = -1;
 
     /// One handler, from before the request leaves until it is entered.
-    class [[nodiscard]] Entry {
+    class [[nodiscard]] Addition {
     public:
-        Entry(EntriesUnderWay& entries, const ConfigVar& var, int kind)
-            : m_entries(entries), m_row(entries.begin(var, kind)) {}
-        ~Entry() { m_entries.end(m_row); }
-        Entry(const Entry&) = delete;
-        Entry& operator=(const Entry&) = delete;
+        Addition(HandlersBeingAdded& additions, const ConfigVar& var, int kind)
+            : m_additions(additions), m_row(additions.begin(var, kind)) {}
+        ~Addition() { m_additions.end(m_row); }
+        Addition(const Addition&) = delete;
+        Addition& operator=(const Addition&) = delete;
 
     private:
-        friend class EntriesUnderWay;
+        friend class HandlersBeingAdded;
         struct Row {
             ConfigVar var;
             int kind;
             std::thread::id thread;
             std::uint64_t number;
         };
-        EntriesUnderWay& m_entries;
+        HandlersBeingAdded& m_additions;
         const std::list<Row>::iterator m_row;
     };
 
@@ -53,7 +53,7 @@ public:
         const std::string name = var.getFQName();
         const std::uint64_t last = m_last;
         const std::thread::id me = std::this_thread::get_id();
-        const auto concerns = [&](const Entry::Row& row) {
+        const auto concerns = [&](const Addition::Row& row) {
             return row.kind == kind && row.number <= last && row.thread != me &&
                    reach(row.var, var, name) != Reach::none;
         };
@@ -61,12 +61,12 @@ public:
     }
 
 private:
-    std::list<Entry::Row>::iterator begin(const ConfigVar& var, int kind) {
+    std::list<Addition::Row>::iterator begin(const ConfigVar& var, int kind) {
         const PlainLock lock(m_mutex);
         return m_rows.insert(m_rows.end(), {var, kind, std::this_thread::get_id(), ++m_last});
     }
 
-    void end(std::list<Entry::Row>::iterator row) {
+    void end(std::list<Addition::Row>::iterator row) {
         const PlainLock lock(m_mutex);
         m_rows.erase(row);
         m_ended.notify_all();
@@ -74,7 +74,7 @@ private:
 
     PlainMutex m_mutex;
     std::condition_variable_any m_ended;
-    std::list<Entry::Row> m_rows APPCONFIG_GUARDED_BY(m_mutex);
+    std::list<Addition::Row> m_rows APPCONFIG_GUARDED_BY(m_mutex);
     std::uint64_t m_last APPCONFIG_GUARDED_BY(m_mutex) = 0;
 };
 
