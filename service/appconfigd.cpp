@@ -42,12 +42,12 @@ std::chrono::milliseconds milliseconds(double seconds) {
 void describe(CLI::App& app, CommandLine& line) {
     constexpr double longestSeconds = 1e6;
     app.add_option("--definitions", line.definitions, "Files that define the variables")->required();
-    app.add_option("--state", line.state, "File that keeps what clients have set; without it, it is lost at the end");
+    app.add_option("--state", line.state, "State file; without it, the state is lost when the service ends");
     app.add_option("--runtime-dir", line.runtimeDirectory, "Directory of the sockets")->capture_default_str();
-    app.add_option("--namespace", line.service.namespaceNumber, "Namespace that is served; 0: none is named")
+    app.add_option("--namespace", line.service.namespaceNumber, "Namespace that is served; 0: names carry no namespace")
         ->check(CLI::Range(0, 0x7FFFFFFF))
         ->capture_default_str();
-    app.add_option("--name", line.service.name, "Endpoint that clients address")
+    app.add_option("--name", line.service.name, "Endpoint at which clients reach the service")
         ->check([](const std::string& name) {
             return AppConfigWire::isEndpointName(name) ? std::string() : "'" + name + "' is not a valid endpoint name";
         })
@@ -55,10 +55,10 @@ void describe(CLI::App& app, CommandLine& line) {
     app.add_option("--log-level", line.logLevel, "Least important event that is logged")
         ->check(CLI::IsMember({"debug", "info", "warning", "error", "off"}))
         ->capture_default_str();
-    app.add_option("--provider-deadline", line.providerDeadline, "Seconds that a provider may take over one question")
+    app.add_option("--provider-deadline", line.providerDeadline, "Seconds that a provider has to answer a question")
         ->check(CLI::Range(0.001, longestSeconds))
         ->capture_default_str();
-    app.add_option("--grace", line.grace, "Seconds that a client that disappeared is remembered")
+    app.add_option("--grace", line.grace, "Seconds for which a client that is away is remembered")
         ->check(CLI::Range(0.0, longestSeconds))
         ->capture_default_str();
     app.add_flag("--check", line.check, "Only check the definitions");
@@ -87,7 +87,7 @@ public:
         if (!claimed) return fail(claimed.error().reason);
         if (m_line.state.empty()) {
             m_store = std::make_unique<MemoryStore>();
-            m_log(LogLevel::warning, "no --state: what clients set is lost when the service ends");
+            m_log(LogLevel::warning, "no --state: the state is lost when the service ends");
         } else {
             m_store = std::make_unique<SqliteStore>(m_line.state);
         }
@@ -101,7 +101,7 @@ public:
         if (!listening) return fail(listening.error().reason);
 
         m_log(LogLevel::info,
-              std::to_string(definitions.variables.size()) + " variables are served at " + m_listener.path());
+              "serving " + std::to_string(definitions.variables.size()) + " variables at " + m_listener.path());
         std::printf("ready: %s\n", m_listener.path().c_str());
         std::fflush(stdout);
         m_io.run();
@@ -127,12 +127,12 @@ private:
         const auto definitions = readDefinitionFiles(m_line.definitions);
         if (!definitions) {
             for (const std::string& complaint : definitions.error()) m_log(LogLevel::error, complaint);
-            m_log(LogLevel::error, "the definitions are refused, the service keeps what it had");
+            m_log(LogLevel::error, "the definitions are refused; the old ones stay");
             return;
         }
         const Result<> reloaded = m_server->reload(*definitions);
         if (!reloaded) {
-            m_log(LogLevel::error, "the definitions cannot be taken into use: " + reloaded.error().reason);
+            m_log(LogLevel::error, "the definitions cannot be used: " + reloaded.error().reason);
             return;
         }
         m_log(LogLevel::info,
@@ -166,7 +166,7 @@ int run(int argc, char** argv) {
         return badUsage;
     }
     if (line.check) {
-        std::printf("%zu variables, no fault\n", definitions->variables.size());
+        std::printf("%zu variables, no errors\n", definitions->variables.size());
         return done;
     }
     line.service.providerDeadline = milliseconds(line.providerDeadline);

@@ -58,7 +58,7 @@ int takeInstance(std::string& text) {
     std::size_t used = 0;
     const int instance = std::stoi(text.substr(open + 1), &used);
     if (open + 1 + used + 1 != text.size() || text.back() != ']') {
-        throw std::invalid_argument("'" + text + "' is not a name with an instance in brackets");
+        throw std::invalid_argument("'" + text + "' has a malformed instance");
     }
     text.resize(open);
     return instance;
@@ -99,7 +99,7 @@ SentRequest describe(const PbUtility::Exchange& exchange) {
 
 ConfigVar variableOf(const std::string& text) {
     const std::size_t dot = text.rfind('.');
-    if (dot == std::string::npos) throw std::invalid_argument("'" + text + "' has no dot before its attribute");
+    if (dot == std::string::npos) throw std::invalid_argument("no dot separates node and attribute in '" + text + "'");
     std::string node = text.substr(0, dot);
     std::string attribute = text.substr(dot + 1);
     const int nodeInstance = takeInstance(node);

@@ -97,9 +97,9 @@ PathResult<std::string> endpointPath(const std::string& directory, const std::st
     std::string path = directory + '/' + endpoint;
     const std::size_t room = sizeof(sockaddr_un{}.sun_path) - 1;
     if (path.size() > room) {
-        return failure(std::errc::filename_too_long, "the endpoint '" + endpoint + "' has a path of " +
-                                                        std::to_string(path.size()) + " bytes, '" + path +
-                                                        "', and a socket's address holds " + std::to_string(room));
+        return failure(std::errc::filename_too_long, "the socket path '" + path + "' of endpoint '" + endpoint +
+                                                         "' has " + std::to_string(path.size()) +
+                                                         " bytes, the limit is " + std::to_string(room));
     }
     return path;
 }

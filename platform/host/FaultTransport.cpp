@@ -9,7 +9,7 @@ namespace PbUtility {
 namespace {
 
 int fail(int status, const std::string& endpoint) {
-    setLastTransportFailure(endpoint + ": " + transportStatusText(status) + " (as told)");
+    setLastTransportFailure(endpoint + ": " + transportStatusText(status) + " (injected)");
     return status;
 }
 

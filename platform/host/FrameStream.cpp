@@ -48,7 +48,7 @@ Result<Frame> FrameStream::read(Deadline deadline, Waiter& waiter) {
             case Fill::some: continue;
             case Fill::closed:
                 return failure(TRANSPORT_BROKEN_OFF,
-                               m_readError == 0 ? "the peer closed it" : std::strerror(m_readError));
+                               m_readError == 0 ? "the peer closed the connection" : std::strerror(m_readError));
             case Fill::nothing: break;
         }
         const Waiter::Event event = waiter.wait(fd(), POLLIN, deadline);

@@ -17,7 +17,7 @@ std::string encodeHello(const Hello& hello) {
 
 Failure unexpectedFrame(const Frame& frame) {
     if (frame.kind() == REFUSED) return {TRANSPORT_REFUSED, frame.reason().substr(0, longestReason)};
-    return {TRANSPORT_PROTOCOL_ERROR, "a frame of kind " + Kind_Name(frame.kind()) + " may not come here"};
+    return {TRANSPORT_PROTOCOL_ERROR, "unexpected " + Kind_Name(frame.kind()) + " frame"};
 }
 
 Result<Welcome> readWelcome(const Frame& frame) {

@@ -57,11 +57,11 @@ int finish(const std::string& endpoint, const Result<>& outcome) {
 Result<> readReply(const Frame& frame, std::uint64_t correlation, google::protobuf::MessageLite* response) {
     if (frame.kind() != REPLY) return failure(unexpectedFrame(frame));
     if (frame.correlation() != correlation) {
-        return failure(TRANSPORT_PROTOCOL_ERROR, "a reply came that nobody had asked for");
+        return failure(TRANSPORT_PROTOCOL_ERROR, "unexpected reply");
     }
     // A status of a later version must not read as the default, which is OK.
     if (!frame.has_status() && !frame.unknown_fields().empty()) {
-        return failure(TRANSPORT_PROTOCOL_ERROR, "the reply has a status that is not known here");
+        return failure(TRANSPORT_PROTOCOL_ERROR, "the reply has an unknown status");
     }
     if (frame.status() == UNSUPPORTED) return failure(TRANSPORT_UNSUPPORTED, frame.reason());
     if (frame.status() == UNREADABLE) return failure(TRANSPORT_UNREADABLE_REQUEST, frame.reason());
@@ -69,9 +69,9 @@ Result<> readReply(const Frame& frame, std::uint64_t correlation, google::protob
     const std::string type = response->GetTypeName();
     if (frame.message_id() != ConfigIF::messageId(type)) {
         const std::string came(ConfigIF::messageName(frame.message_id()));
-        return failure(
-            TRANSPORT_UNREADABLE_REPLY,
-            (came.empty() ? "message " + std::to_string(frame.message_id()) : came) + " came instead of " + type);
+        return failure(TRANSPORT_UNREADABLE_REPLY,
+                       "received " + (came.empty() ? "message " + std::to_string(frame.message_id()) : came) +
+                           " instead of " + type);
     }
     if (!response->ParseFromString(frame.payload())) {
         return failure(TRANSPORT_UNREADABLE_REPLY, "the payload is not a valid " + type);
@@ -204,8 +204,8 @@ Result<> SocketTransport::Parts::exchange(const google::protobuf::MessageLite& m
     // With the largest number of all, so that whether a message is too large does not depend on how many went before.
     frame.set_correlation(std::numeric_limits<std::uint64_t>::max());
     if (payloadBytes > options.frameLimit || frame.ByteSizeLong() > options.frameLimit) {
-        return failure(TRANSPORT_TOO_LARGE, std::to_string(payloadBytes) + " bytes, and a frame of at most " +
-                                                std::to_string(options.frameLimit) + " has to hold them");
+        return failure(TRANSPORT_TOO_LARGE, std::to_string(payloadBytes) + " bytes, a frame holds at most " +
+                                                std::to_string(options.frameLimit));
     }
     frame.clear_correlation();
 
@@ -278,7 +278,7 @@ int SocketTransport::addRemoteEndpoint(const std::string& endpoint, int /*channe
 }
 
 int SocketTransport::addHandlers(const MSG_Callback* table) {
-    if (table == nullptr) return finish("addHandlers", failure(TRANSPORT_BAD_ARGUMENT, "no table"));
+    if (table == nullptr) return finish("addHandlers", failure(TRANSPORT_BAD_ARGUMENT, "the table is null"));
     Handover::ofProcess().tableAdded(m_parts->member, table, m_parts->handlers.add(table));
     return finish({}, {});
 }

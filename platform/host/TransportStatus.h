@@ -7,14 +7,14 @@ namespace PbUtility {
 /// What the calls of a host transport return. 0 is success; each other number has one meaning.
 enum TransportStatus : int {
     TRANSPORT_OK = 0,
-    TRANSPORT_BAD_ENDPOINT = 1,        ///< the endpoint's name is none, or leads to no usable place on this host
-    TRANSPORT_NO_SUCH_ENDPOINT = 2,    ///< nobody listens under that name now
-    TRANSPORT_REFUSED = 3,             ///< the peer, or the system, does not let this client in
-    TRANSPORT_TIMED_OUT = 4,           ///< the deadline passed; whether the peer acted on the message is not known
-    TRANSPORT_BROKEN_OFF = 5,          ///< the connection ended before the answer; whether the peer acted is not known
-    TRANSPORT_UNREADABLE_REPLY = 6,    ///< an answer came, but is not the message that was asked for
-    TRANSPORT_TOO_LARGE = 7,           ///< the message exceeds the limit of a frame and was not sent
-    TRANSPORT_UNSUPPORTED = 8,         ///< the peer knows the message but does not answer it
+    TRANSPORT_BAD_ENDPOINT = 1,      ///< the endpoint's name is none, or leads to no usable place on this host
+    TRANSPORT_NO_SUCH_ENDPOINT = 2,  ///< nobody listens under that name now
+    TRANSPORT_REFUSED = 3,           ///< the peer, or the system, does not let this client in
+    TRANSPORT_TIMED_OUT = 4,         ///< the deadline passed; whether the peer acted on the message is not known
+    TRANSPORT_BROKEN_OFF = 5,        ///< the connection was lost before the reply; whether the peer acted is not known
+    TRANSPORT_UNREADABLE_REPLY = 6,  ///< an answer came, but is not the message that was asked for
+    TRANSPORT_TOO_LARGE = 7,         ///< the message exceeds the limit of a frame and was not sent
+    TRANSPORT_UNSUPPORTED = 8,       ///< the peer knows the message but does not answer it
     TRANSPORT_UNREADABLE_REQUEST = 9,  ///< the peer could not parse the message
     TRANSPORT_PROTOCOL_ERROR = 10,     ///< the peer sent what no peer may send; the connection was closed
     TRANSPORT_UNKNOWN_MESSAGE = 11,    ///< the message has no id, so it cannot travel

@@ -52,7 +52,7 @@ public:
             if (waiter.wait(-1, 0, Deadline::after(turn).orEarlier(deadline)) == Waiter::Event::ended) {
                 return failure(TRANSPORT_ENDED);
             }
-            if (deadline.passed()) return failure(TRANSPORT_TIMED_OUT, path + " takes no more callers");
+            if (deadline.passed()) return failure(TRANSPORT_TIMED_OUT, path + " accepts no more connections");
         }
         return attempt;
     }

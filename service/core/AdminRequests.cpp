@@ -85,7 +85,7 @@ Result<Variable*> Requests::lookUpToSubmit(const ConfigAdmin::SubmitReq& request
     if (!found) return found;
     const Variable& variable = **found;
     if (carriesUnknown(request, ConfigAdmin::SubmitReq::kSubmitTypeFieldNumber)) {
-        return failure(CommonIF::ERROR_INVALID_REQUEST, variable.display + ": the kind of submit is unknown");
+        return failure(CommonIF::ERROR_INVALID_REQUEST, variable.display + ": unknown submit type");
     }
     if (Result<> allowed = writable(variable, role); !allowed) return failure(std::move(allowed.error()));
     return found;

@@ -44,14 +44,14 @@ void Changes::submit(ChangeRequest request) {
     if (!queue.operations.empty()) {
         if (wouldWaitForItself(*operation)) {
             return conclude(operation,
-                            failure(CommonIF::ERROR_BUSY, operation->variable->display +
-                                                              ": a value is being decided on, and the decision "
-                                                              "waits for the client that asks"));
+                            failure(CommonIF::ERROR_BUSY,
+                                    operation->variable->display +
+                                        ": another request is being decided, and that decision waits for this client"));
         }
         if (queue.operations.size() >= mostWaiting) {
-            return conclude(operation, failure(CommonIF::ERROR_LIMIT, operation->variable->display + ": " +
-                                                                          std::to_string(mostWaiting) +
-                                                                          " requests wait for the variable already"));
+            return conclude(operation, failure(CommonIF::ERROR_LIMIT,
+                                               operation->variable->display + ": " + std::to_string(mostWaiting) +
+                                                   " requests are already waiting for this variable"));
         }
     }
     // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
@@ -152,7 +152,7 @@ void Changes::startValidateRound(const OperationPtr& operation, const std::vecto
         if (!outcome.validated && asked.definition && asked.definition->needsProvider) {
             return conclude(operation,
                             failure(CommonIF::ERROR_NO_PROVIDER,
-                                    asked.display + ": it needs its provider, and nobody who was asked provides it"));
+                                    asked.display + ": the variable requires a provider, and all providers abstained"));
         }
         validated(operation);
     };
@@ -168,8 +168,8 @@ void Changes::awaitProvider(const OperationPtr& operation) {
         m_waitForProvider.emplace(operation->order, operation);
         return;
     }
-    conclude(operation,
-             failure(CommonIF::ERROR_NO_PROVIDER, variable.display + ": it needs its provider, and none is connected"));
+    conclude(operation, failure(CommonIF::ERROR_NO_PROVIDER,
+                                variable.display + ": the variable requires a provider, and none is connected"));
 }
 
 Time Changes::providerExpected(const Variable& variable) const {
@@ -226,9 +226,8 @@ void Changes::withdraw(const std::vector<ClientKey>& clients) {
             // With its last question a round ends, and the operation may begin another.
             if (!operation.round || client == nullptr || client->record.role() >= variable.row.readLevel) continue;
             if (!m_with.rounds.withdraw(*operation.round, key)) continue;
-            m_with.log(LogLevel::warning, "provider " + key.endpoint + " was asked about " + variable.display +
-                                              ", and its answer does not count: its role does not reach the read "
-                                              "level any more");
+            m_with.log(LogLevel::warning, "withdrew the question to provider " + key.endpoint + " about " +
+                                              variable.display + ": its role no longer reaches the read level");
         }
     }
 }

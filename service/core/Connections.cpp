@@ -17,7 +17,7 @@ void Connections::open(ConnectionId id, std::uint32_t uid, bool internal) {
     if (internal) return;
     m_silent[id] = m_with.clock.now() + helloDeadline;
     if (m_connections.size() > mostConnections) {
-        refuse(id, "the service has " + std::to_string(mostConnections) + " connections already");
+        refuse(id, "the service already has " + std::to_string(mostConnections) + " connections");
     }
 }
 
@@ -48,7 +48,7 @@ void Connections::drained(ConnectionId id) {
 
 std::string Connections::clientOf(ConnectionId id) const {
     const Connection* const connection = find(id);
-    return connection != nullptr && connection->client ? connection->client->endpoint : "a client without a name";
+    return connection != nullptr && connection->client ? connection->client->endpoint : "an unknown client";
 }
 
 void Connections::refuse(ConnectionId id, const std::string& reason) {
@@ -119,8 +119,7 @@ void Connections::forget(const ClientKey& key, const char* why) {
 
 void Connections::expire() {
     while (!m_silent.empty() && m_silent.begin()->second <= m_with.clock.now()) {
-        refuse(m_silent.begin()->first,
-               "it did not say HELLO within " + std::to_string(helloDeadline.count()) + " seconds");
+        refuse(m_silent.begin()->first, "no HELLO within " + std::to_string(helloDeadline.count()) + " seconds");
     }
     forgetOverdue();
 }

@@ -72,7 +72,8 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
             break;
         default: break;
     }
-    m_connections.refuse(id, "a " + AppConfigWire::Kind_Name(frame.kind()) + " frame has no place on this connection");
+    m_connections.refuse(id,
+                         "a " + AppConfigWire::Kind_Name(frame.kind()) + " frame is not allowed on this connection");
 }
 
 void Core::request(ConnectionId id, const Connection& connection, const Frame& frame) {

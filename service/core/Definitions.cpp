@@ -69,7 +69,8 @@ Result<> Core::adoptAll(const Definitions& definitions, bool notify) {
         entered.push_back(&transitions[i]);
         if (!adoptions[i].complaint.empty()) {
             const bool hidden = variable.row.readLevel > 0;
-            m_log(LogLevel::warning, variable.display + " falls back to its default, its definition forbids the rest" +
+            m_log(LogLevel::warning, variable.display +
+                                         " falls back to its default: its definition does not allow what was set" +
                                          (hidden ? "" : ": " + adoptions[i].complaint));
         }
     }

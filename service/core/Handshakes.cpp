@@ -16,24 +16,24 @@ using AppConfigWire::Hello;
 std::string Connections::refusal(const Frame& frame, const ClientKey& key, bool internal) {
     if (frame.kind() != AppConfigWire::HELLO) return "a connection begins with HELLO";
     if (frame.hello().version() != frameVersion) {
-        return "version " + std::to_string(frame.hello().version()) + " is not spoken here, only version " +
+        return "version " + std::to_string(frame.hello().version()) + " is not supported, only version " +
                std::to_string(frameVersion);
     }
     if (!AppConfigWire::isEndpointName(key.endpoint)) {
         return "the client's endpoint is not a valid endpoint name";
     }
-    if (!frame.hello().has_purpose()) return "HELLO names no purpose that is known here";
+    if (!frame.hello().has_purpose()) return "HELLO has an unknown purpose";
     const Client* known = m_with.clients.find(key);
     if (known == nullptr) return makeRoom();
     const ClientConnections& connections = known->connections;
     const bool delivers = frame.hello().purpose() == AppConfigWire::DELIVERY;
     // Points prove what was sent over connections before, so one that the client has given up must not come in between.
     if (delivers && frame.hello().has_connection() && connections.hasNewerThan(frame.hello().connection())) {
-        return "the client has a newer connection for deliveries";
+        return "the client has a newer delivery connection";
     }
     // A delivery connection takes the place of the one before, so it needs no limit.
     if (!internal && !delivers && connections.forRequests() >= mostConnectionsOfOne) {
-        return "the client has " + std::to_string(mostConnectionsOfOne) + " connections for requests already";
+        return "the client already has " + std::to_string(mostConnectionsOfOne) + " request connections";
     }
     return {};
 }
@@ -44,7 +44,7 @@ std::string Connections::makeRoom() {
     // A client that left without registrations loses nothing by being forgotten early.
     const Client* dispensable = m_with.clients.longestAway(
         [this](const Client& client) { return m_with.registrations.count(client.key) == 0; });
-    if (dispensable == nullptr) return "the service knows " + std::to_string(mostClients) + " clients already";
+    if (dispensable == nullptr) return "the service already knows " + std::to_string(mostClients) + " clients";
     const ClientKey forgotten = dispensable->key;
     forget(forgotten, "made room for another");
     return {};
@@ -61,7 +61,7 @@ void Connections::handshake(ConnectionId id, const Frame& frame) {
     const bool known = m_with.clients.find(key) != nullptr;
     Client& client = m_with.clients.insert(key);
     if (!known) {
-        m_with.log(LogLevel::info, "client " + key.endpoint + " of user " + std::to_string(key.uid) + " is new");
+        m_with.log(LogLevel::info, "new client " + key.endpoint + " of user " + std::to_string(key.uid));
     }
     const bool delivers = hello.purpose() == AppConfigWire::DELIVERY;
     ResumeState resumeState = resumeStateOf(hello);
@@ -112,9 +112,9 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
             hello.registrations() == held && hello.registrations_digest() == m_with.registrations.digest(key);
         welcome.set_registrations_known(known);
         if (!known) {
-            m_with.log(LogLevel::info, "client " + key.endpoint + " holds " + std::to_string(hello.registrations()) +
-                                           " registrations, the service " + std::to_string(held) +
-                                           " that are not the same: the client tells them anew");
+            m_with.log(LogLevel::info, "client " + key.endpoint + " has " + std::to_string(hello.registrations()) +
+                                           " registrations, the service has " + std::to_string(held) +
+                                           " others: the client sends them again");
         }
     }
     m_with.outbox.send(id, frame);

@@ -7,7 +7,7 @@ namespace AppConfigService {
 Result<VariableName> readName(const ConfigIF::Inst& inst, int namespaceNumber) {
     VariableName name;
     if (!AppConfigWire::readNames(inst, name.node, name.nodeInstance, name.attribute, name.attributeInstance)) {
-        return failure(CommonIF::ERROR_MALFORMED_NAME, "the request names no variable");
+        return failure(CommonIF::ERROR_MALFORMED_NAME, "the request does not name a variable");
     }
     const int wanted = AppConfigWire::namespaceOf(inst);
     if (AppConfigWire::carriesNamespace(inst) && wanted != namespaceNumber) {

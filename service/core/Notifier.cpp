@@ -147,7 +147,7 @@ void Notifier::applied(const ClientKey& key, const Variable& variable, ChangeNum
                        const RoundOutcome& outcome) {
     if (!outcome.verdict) {
         m_with.log(LogLevel::warning,
-                   variable.display + ": provider " + key.endpoint + " had trouble with a value that it had missed");
+                   variable.display + ": provider " + key.endpoint + " could not apply a value that it had missed");
     }
     Client* client = m_with.clients.find(key);
     if (client == nullptr) return;

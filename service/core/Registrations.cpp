@@ -36,12 +36,12 @@ std::uint64_t digestOf(const RegistrationRow& row) {
 
 Result<> checkRoom(const RegistrationCounts& counts, std::size_t more) {
     const auto full = [](const char* who, std::size_t limit) {
-        return failure(CommonIF::ERROR_LIMIT, std::string(who) + std::to_string(limit) + " registrations already");
+        return failure(CommonIF::ERROR_LIMIT, std::string(who) + std::to_string(limit) + " registrations");
     };
-    if (counts.client + more > mostRegistrations) return full("the client has ", mostRegistrations);
-    if (counts.user + more > mostRegistrationsOfUser) return full("its user has ", mostRegistrationsOfUser);
+    if (counts.client + more > mostRegistrations) return full("the client already has ", mostRegistrations);
+    if (counts.user + more > mostRegistrationsOfUser) return full("its user already has ", mostRegistrationsOfUser);
     if (counts.isOther && counts.others + more > mostRegistrationsOfOthers) {
-        return full("all users together have ", mostRegistrationsOfOthers);
+        return full("all users together already have ", mostRegistrationsOfOthers);
     }
     return {};
 }

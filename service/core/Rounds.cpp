@@ -71,7 +71,7 @@ void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const st
     // Correlations can be guessed, and nobody answers for another.
     if (!(round.open.at(correlation).client == client)) return;
     if (payloads.empty()) {
-        refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed without an answer");
+        refuse(round, CommonIF::ERROR_GENERAL, "provider " + client.endpoint + " failed to answer");
     }
     for (const std::string& payload : payloads) read(round, client, payload);
     close(id, correlation);
@@ -119,7 +119,8 @@ void Rounds::lost(const ClientKey& client) {
     for (const auto& [id, correlation] : gone) {
         Round* const round = openWith(id, correlation);
         if (round == nullptr) continue;
-        refuse(*round, CommonIF::ERROR_PROVIDER_GONE, "provider " + client.endpoint + " went away while it was asked");
+        refuse(*round, CommonIF::ERROR_PROVIDER_GONE,
+               "the connection to provider " + client.endpoint + " was lost before it answered");
         close(id, correlation);
     }
 }

@@ -32,7 +32,7 @@ bool isBool(const std::string& text) {
 Result<> checkNumber(const VariableDefinition& definition, const std::string& text) {
     const std::optional<std::int64_t> number = readNumber(text);
     if (!number) {
-        return refuse(definition, CommonIF::ERROR_WRONG_TYPE, quote(text) + " is not a whole number of 32 bits");
+        return refuse(definition, CommonIF::ERROR_WRONG_TYPE, quote(text) + " is not a 32-bit integer");
     }
     if (definition.minimum && *number < *definition.minimum) {
         return refuse(definition, CommonIF::ERROR_OUT_OF_RANGE,
@@ -103,7 +103,7 @@ Result<> checkElement(const VariableDefinition& definition, const std::string& t
         case ConfigAdmin::TEXT:
         case ConfigAdmin::LIST: return checkText(definition, text);
     }
-    return refuse(definition, CommonIF::ERROR_GENERAL, "the variable has no type that this service knows");
+    return refuse(definition, CommonIF::ERROR_GENERAL, "the variable has an unknown type");
 }
 
 Result<> checkValue(const VariableDefinition& definition, const Value& options, const Value& value) {
@@ -131,7 +131,7 @@ Result<> checkValue(const VariableDefinition& definition, const Value& options, 
         // Options are compared by bytes: whoever shows them looks the value up among them.
         if (!options.empty() && std::find(options.begin(), options.end(), element) == options.end()) {
             return refuse(definition, CommonIF::ERROR_NOT_AN_OPTION,
-                          quote(element) + " is none of the options " + listOptions(options));
+                          quote(element) + " is not one of the options " + listOptions(options));
         }
     }
     return {};

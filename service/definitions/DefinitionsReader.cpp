@@ -55,7 +55,7 @@ public:
             } else if (limit.role() < 0 || limit.role() > highestRole) {
                 complain(m_line, "role " + std::to_string(limit.role()) + " is not between 0 and 4");
             } else if (!definitions.roleLimits.emplace(limit.uid(), limit.role()).second) {
-                complain(m_line, "user " + std::to_string(limit.uid()) + " has a role_limit already");
+                complain(m_line, "user " + std::to_string(limit.uid()) + " already has a role_limit");
             }
         }
     }
@@ -106,7 +106,7 @@ private:
             complain("node", -1, "the node has an empty step");
         }
         if (definition.name.attribute.find('.') != std::string::npos) {
-            complain("attribute", -1, "an attribute has no \".\"; put the steps before the last into the node");
+            complain("attribute", -1, "an attribute must not contain \".\"; put all steps but the last into the node");
         }
         return m_complaints.size() == before;
     }
@@ -180,7 +180,7 @@ private:
             if (!fine) complain("option", i, fine.error().reason);
             const auto before = definition.options.begin() + i;
             if (std::find(definition.options.begin(), before, v.option(i)) != before) {
-                complain("option", i, "the option \"" + v.option(i) + "\" is there twice");
+                complain("option", i, "the option \"" + v.option(i) + "\" is listed twice");
             }
         }
         const Result<> options = checkOptions(definition, definition.options, definition.defaultIndex);
@@ -224,7 +224,7 @@ private:
         if (m_complaints.size() == before) values(definition);
         const auto known = m_seen.emplace(definition.name, definition.where);
         if (!known.second) {
-            complain(m_line, displayName(definition.name) + " is defined already, at " + known.first->second);
+            complain(m_line, displayName(definition.name) + " is already defined at " + known.first->second);
         }
         if (m_complaints.size() == before) definitions.variables.push_back(std::move(definition));
     }

@@ -31,7 +31,7 @@ Result<Definitions> read(const std::string& text) {
 }
 
 tl::unexpected<Failure> notRunning() {
-    return failure(CommonIF::ERROR_UNAVAILABLE, "the service does not run");
+    return failure(CommonIF::ERROR_UNAVAILABLE, "the service is not running");
 }
 
 /// Something that one thread waits for and another is to do. The waiting also ends when the other thread never does it:

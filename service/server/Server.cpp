@@ -31,7 +31,7 @@ Server::Server(asio::io_context& io, StateStore& store, const ServiceOptions& op
     };
     m_events->onLost = [this, alive = m_alive](ConnectionId id, const std::string& reason) {
         if (!*alive) return;
-        if (!reason.empty()) m_log(LogLevel::info, "a connection of " + m_core.clientOf(id) + " is cut: " + reason);
+        if (!reason.empty()) m_log(LogLevel::info, "lost a connection of " + m_core.clientOf(id) + ": " + reason);
         m_sessions.erase(id);
         m_core.disconnected(id, Clock::now());
         settle();
@@ -65,7 +65,7 @@ void Server::adopt(asio::local::stream_protocol::socket socket) {
     ucred peer{};
     socklen_t size = sizeof(peer);
     if (getsockopt(socket.native_handle(), SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) {
-        m_log(LogLevel::warning, "a client is not served: the system does not say whose it is");
+        m_log(LogLevel::warning, "refused a connection: the system does not tell its user");
         return;
     }
     const ConnectionId id = m_nextConnection++;

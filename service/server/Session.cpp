@@ -30,7 +30,8 @@ void Session::send(const AppConfigWire::Frame& frame) {
     if (frame.kind() == AppConfigWire::REPLY) {
         m_queue.pushUnbounded(std::move(bytes));
     } else if (!m_queue.push(std::move(bytes))) {
-        return end("it does not read: more than " + std::to_string(mostQueuedBytes) + " bytes wait for it");
+        return end("the client does not read: more than " + std::to_string(mostQueuedBytes) +
+                   " bytes are queued for it");
     }
     write();
 }

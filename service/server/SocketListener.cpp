@@ -49,7 +49,7 @@ Result<> SocketListener::claim(const std::string& directory, const std::string& 
     if (!lock.isOpen()) return because("the lock file " + lockPath + " cannot be opened", errno);
     if (flock(lock.get(), LOCK_EX | LOCK_NB) != 0) {
         if (errno != EWOULDBLOCK) return because("the lock file " + lockPath + " cannot be locked", errno);
-        return unavailable("a service called " + name + " runs in " + directory + " already");
+        return unavailable("a service called " + name + " is already running in " + directory);
     }
     m_path = *path;
     m_lock = std::move(lock);
@@ -67,16 +67,16 @@ Result<> SocketListener::listen(Accepted accepted) {
     asio::error_code error;
     m_acceptor.open(asio::local::stream_protocol(), error);
     if (!error) m_acceptor.bind(asio::local::stream_protocol::endpoint(m_path), error);
-    if (error) return unavailable("the socket " + m_path + " cannot be made: " + error.message());
+    if (error) return unavailable("the socket " + m_path + " cannot be created: " + error.message());
     m_bound = true;
     // The directory decides who may connect; what a client may do depends on its user.
     if (chmod(m_path.c_str(), 0666) != 0 || lstat(m_path.c_str(), &status) != 0) {
-        return because("the socket " + m_path + " cannot be opened to clients", errno);
+        return because("the socket " + m_path + " cannot be made accessible to clients", errno);
     }
     m_device = status.st_dev;
     m_inode = status.st_ino;
     m_acceptor.listen(asio::socket_base::max_listen_connections, error);
-    if (error) return unavailable("the socket " + m_path + " takes no clients: " + error.message());
+    if (error) return unavailable("the socket " + m_path + " does not accept clients: " + error.message());
     accept();
     return {};
 }

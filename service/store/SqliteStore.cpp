@@ -138,14 +138,14 @@ struct SqliteStore::Database {
     StoredState read() {
         StoredState state;
         SQLite::Statement own(connection, "SELECT changes FROM state");
-        if (!own.executeStep()) throw SQLite::Exception("it is not the state of a service");
+        if (!own.executeStep()) throw SQLite::Exception("it is not a state file");
         state.changes = numberIn(own.getColumn("changes"));
         SQLite::Statement timelines(connection, "SELECT id, begins_after FROM timeline ORDER BY position");
         while (timelines.executeStep()) {
             state.timelines.push_back(
                 {numberIn(timelines.getColumn("id")), numberIn(timelines.getColumn("begins_after"))});
         }
-        if (state.timelines.empty()) throw SQLite::Exception("it is not the state of a service");
+        if (state.timelines.empty()) throw SQLite::Exception("it is not a state file");
         readVariables(state);
         SQLite::Statement clients(connection, "SELECT uid, endpoint, role, role_since, claimed_role FROM client");
         while (clients.executeStep()) {

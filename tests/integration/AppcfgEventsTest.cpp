@@ -117,7 +117,7 @@ TEST_F(AppcfgEvents, WatchTellsThatTheServiceWentAndCameBack) {
     Running watch(service, {"watch", "display.brightness"}, "watching");
 
     service.kill();
-    EXPECT_TRUE(endsWith(watch.lineWith("service"), "  service  ConfigSrvc  gone")) << watch.output();
+    EXPECT_TRUE(endsWith(watch.lineWith("service"), "  service  ConfigSrvc  lost")) << watch.output();
     service.start();
     EXPECT_TRUE(endsWith(watch.lineWith("service"), "  service  ConfigSrvc  back")) << watch.output();
     service.appcfg({"set", "display.brightness", "31"});

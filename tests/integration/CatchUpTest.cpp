@@ -92,7 +92,8 @@ TEST_F(CatchUp, AVariableThatRequiresItsProviderIsNotWrittenWithoutOne) {
 
     EXPECT_EQ(refused["ok"], false);
     EXPECT_EQ(refused["error"], static_cast<int>(CFG_ERROR_NO_PROVIDER));
-    EXPECT_EQ(refused["messages"], Json::array({"audio.volume: it needs its provider, and none is connected"}));
+    EXPECT_EQ(refused["messages"],
+              Json::array({"audio.volume: the variable requires a provider, and none is connected"}));
     EXPECT_EQ(service.appcfg({"get", volume}).out, "5\n");
     EXPECT_EQ(service.appcfg({"set", "audio.muted", "true"}).status, 0);
     const auto client = provider(service);

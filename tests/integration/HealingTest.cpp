@@ -144,12 +144,12 @@ TEST_F(Healing, RegistrationsThatCouldNotBeStoredAreTakenOnceTheyCan) {
     watchAndProvide(client);
     EXPECT_EQ(client.perform({{"do", "get"}, {"var", "audio.muted"}})["value"], Json::array({"false"}));
     ASSERT_TRUE(client.process().waitForErrorLine(
-        [](const std::string& line) { return line.find("ConfigSrvc refuses registrations") != std::string::npos; }));
+        [](const std::string& line) { return line.find("ConfigSrvc refused registrations") != std::string::npos; }));
     EXPECT_EQ(statisticsOf(service).registrations, 1U);
     service.letWrite(true);
 
     ASSERT_TRUE(client.process().waitForErrorLine([](const std::string& line) {
-        return line.find("ConfigSrvc has taken every registration that it had refused") != std::string::npos;
+        return line.find("ConfigSrvc has accepted all registrations that it had refused") != std::string::npos;
     }));
     set("9");
     client.waitForEvent({{"event", "validate"}, {"value", {"9"}}});
@@ -167,7 +167,7 @@ TEST_F(Healing, OnceHealedNothingIsToldAnew) {
     service.keepState(false);
     service.start();
     awaitRegistrations(4);
-    awaitLogged("the client tells them anew");
+    awaitLogged("the client sends them again");
     // That it holds them all, the client has been told before it is asked for this.
     set("8");
     client.waitForEvent({{"event", "apply"}, {"value", {"8"}}});
@@ -176,7 +176,7 @@ TEST_F(Healing, OnceHealedNothingIsToldAnew) {
     service.start();
     set("9");
     client.waitForEvent({{"event", "apply"}, {"value", {"9"}}});
-    EXPECT_EQ(service.process().errors().find("the client tells them anew"), std::string::npos)
+    EXPECT_EQ(service.process().errors().find("the client sends them again"), std::string::npos)
         << "this state has known them all along";
 }
 

@@ -56,17 +56,18 @@ public:
         m_app.description(
             "Looks at and changes the variables of a configuration service.\n\n"
             "VAR is [namespace:]node[instance].attribute[instance], such as display.brightness or\n"
-            "net.wifi[1].ssid; instances that are not written are 0. A value that begins with '-' is\n"
-            "written behind '--' unless it is a number.\n\n"
-            "Exit status: 0 done, 1 refused by the service (or an internal error, which is said),\n"
+            "net.wifi[1].ssid; an instance that is left out is 0. Put '--' before\n"
+            "a value that begins with '-', unless it is a number.\n\n"
+            "Exit status: 0 done, 1 refused by the service (or an internal error),\n"
             "2 bad usage, 3 service not reachable, 4 timed out.");
         m_app.set_version_flag("--version", "appcfg " APPCONFIG_VERSION);
         m_app.require_subcommand(1);
         m_app.fallthrough();
-        m_app.add_option("--role", m_args.role, "Role to speak with, 0 to 4 (default 1)")->check(CLI::Range(0, 4));
+        m_app.add_option("--role", m_args.role, "Role that requests carry, 0 to 4 (default 1)")
+            ->check(CLI::Range(0, 4));
         m_app.add_option("--runtime-dir", m_args.runtimeDirectory, "Directory of the service's socket");
-        m_app.add_option("--service", m_args.servicePath, "Path under which the service is reached");
-        m_app.add_option("--timeout", m_timeout, "Seconds to wait for each answer (default 5)")
+        m_app.add_option("--service", m_args.servicePath, "Transport path of the service");
+        m_app.add_option("--timeout", m_timeout, "Seconds to wait for each reply (default 5)")
             ->check(CLI::Range(0.001, 86400.0));
         m_app.add_flag("--json", m_args.json, "One JSON object per line");
         addReading();
@@ -109,35 +110,36 @@ private:
         CLI::App* get = variableCommand("get", Command::get, "Print a variable's value, one element per line");
         get->add_option("--as", m_args.as, "Read it as text, bool, int or list")
             ->transform(CLI::CheckedTransformer(asTypes));
-        variableCommand("show", Command::show, "Print all that is known of a variable");
+        variableCommand("show", Command::show, "Print everything that is known of a variable");
         CLI::App* list = command("list", Command::list, "Print the variables with their types, levels and values");
-        list->add_option("PATTERN", m_args.pattern, "Only names that match; * and ? stand for other letters");
+        list->add_option("PATTERN", m_args.pattern, "Only names that match this pattern, with * and ?");
         CLI::App* watch = command("watch", Command::watch, "Print each event until Ctrl-C");
-        m_watched = watch->add_option("VAR|NODE", m_ignored, "Variables, or nodes with all below them")->required();
-        watch->add_option("--kind", m_kinds, "Only these of change, options, access, submit; parted by commas");
+        m_watched =
+            watch->add_option("VAR|NODE", m_ignored, "Variables, or nodes with everything below them")->required();
+        watch->add_option("--kind", m_kinds, "Only these of change, options, access, submit; separated by commas");
     }
 
     void addWriting() {
         CLI::App* set = variableCommand("set", Command::set, "Write a value; a list's elements one by one");
         m_setValue = set->add_option("VALUE", m_ignored, "The value")->required();
-        set->add_flag("--no-wait", m_args.noWait, "Hand the write over without waiting for the answer");
+        set->add_flag("--no-wait", m_args.noWait, "Send a one-way write: do not wait for a reply");
         CLI::App* validate = variableCommand("validate", Command::validate, "Ask whether a value would be accepted");
         m_validateValue = validate->add_option("VALUE", m_ignored, "The value")->required();
         variableCommand("reset", Command::reset, "Return a variable to its default");
     }
 
     void addOptionsAndAccess() {
-        CLI::App* options = variableCommand("options", Command::options, "Print or set what a variable may hold");
+        CLI::App* options = variableCommand("options", Command::options, "Print or set the options of a variable");
         CLI::Option* defaults = options->add_flag("--default", m_args.defaultOptions, "Print the default options");
         CLI::Option* set =
-            options->add_option("--set", m_newOptions, "New options, parted by commas (\\, is a comma itself)");
+            options->add_option("--set", m_newOptions, "New options, separated by commas (\\, is a comma itself)");
         defaults->excludes(set);
         options->add_option("--default-index", m_args.defaultIndex, "Which of the new options is the default, from 0")
             ->needs(set);
         CLI::App* access = command("access", Command::access, "Print or set the roles that may read and write");
         m_accessed = access->add_option("VAR", m_ignored, "The variables")->required();
-        CLI::Option* read = access->add_option("--read", m_args.readRole, "Least role that may read, 0 to 4");
-        CLI::Option* write = access->add_option("--write", m_args.writeRole, "Least role that may write, 0 to 4");
+        CLI::Option* read = access->add_option("--read", m_args.readRole, "Lowest role that may read, 0 to 4");
+        CLI::Option* write = access->add_option("--write", m_args.writeRole, "Lowest role that may write, 0 to 4");
         read->check(CLI::Range(0, 4));
         write->check(CLI::Range(0, 4));
         CLI::Option* readOnly = access->add_flag("--read-only", m_args.readOnly, "Only role 4 may write");
@@ -147,8 +149,9 @@ private:
     }
 
     void addServing() {
-        CLI::App* provide = command("provide", Command::provide, "Judge proposed values of a variable until Ctrl-C");
-        m_provided = provide->add_option("VAR|NODE", m_ignored, "The variable, or a node with all below it");
+        CLI::App* provide =
+            command("provide", Command::provide, "Provide a variable: validate proposed values until Ctrl-C");
+        m_provided = provide->add_option("VAR|NODE", m_ignored, "The variable, or a node with everything below it");
         m_provided->required();
         CLI::Option* accept = provide->add_flag("--accept", "Accept every value (the default)");
         CLI::Option* reject = provide->add_option("--reject", m_rejection, "Refuse every value with this message");
@@ -160,7 +163,8 @@ private:
         provide->add_option("--exec-timeout", m_commandTimeout, "Seconds that the command may take (default 1.5)")
             ->check(CLI::Range(0.001, 86400.0))
             ->needs(execute);
-        CLI::App* submit = variableCommand("submit", Command::submit, "Tell those who registered for it to submit");
+        CLI::App* submit =
+            variableCommand("submit", Command::submit, "Send a submit to every client that registered for it");
         submit->add_option("--type", m_args.submitType, "0 or 1")->check(CLI::Range(0, 1));
     }
 
@@ -173,7 +177,7 @@ private:
             nodeAllowed ? VariableArgument::parseVariableOrNode(text) : VariableArgument::parse(text);
         if (!name) throw CLI::ValidationError("VAR '" + text + "'", name.error().reason);
         if (!m_args.variables.empty() && m_args.variables.front().namespaceId != name->namespaceId) {
-            throw CLI::ValidationError("VAR '" + text + "'", "all names must be of one namespace");
+            throw CLI::ValidationError("VAR '" + text + "'", "all names must have the same namespace");
         }
         m_args.variables.push_back(*name);
     }
@@ -198,7 +202,7 @@ private:
         for (const std::string& kind : m_kinds ? splitAtCommas(*m_kinds) : std::vector<std::string>()) {
             const auto found = kindNumbers.find(kind);
             if (found == kindNumbers.end()) {
-                throw CLI::ValidationError("--kind", "'" + kind + "' is none of change, options, access, submit");
+                throw CLI::ValidationError("--kind", "'" + kind + "' is not one of change, options, access, submit");
             }
             m_args.kinds.push_back(found->second);
         }

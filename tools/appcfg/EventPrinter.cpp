@@ -42,7 +42,7 @@ void EventPrinter::event(const std::string& kind, const std::string& variable, c
 
 void EventPrinter::service(const std::string& endpoint, bool connected) {
     const std::string time = now();
-    const char* state = connected ? "back" : "gone";
+    const char* state = connected ? "back" : "lost";
     m_output.result({{"time", time}, {"kind", "service"}, {"endpoint", endpoint}, {"state", state}},
                     time + "  service  " + endpoint + "  " + state);
 }

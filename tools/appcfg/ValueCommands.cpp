@@ -86,7 +86,7 @@ ExitStatus setValue(Session& session) {
             return session.fail(name.text(), session.failureOr(ExitStatus::notReachable, "not sent"));
         }
         session.output().result({{"variable", name.text()}, {"value", value}, {"awaited", false}},
-                                name.text() + " = " + valueText(value) + " (sent, not awaited)");
+                                name.text() + " = " + valueText(value) + " (sent one-way)");
         return ExitStatus::done;
     }
     ConfigResult result;

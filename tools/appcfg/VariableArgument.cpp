@@ -29,7 +29,7 @@ Result<std::optional<int>> takeInstance(std::string_view& text) {
         text = text.substr(0, open);
     }
     if (text.find_first_of("[]") != std::string_view::npos) {
-        return unreadable("brackets may stand only behind the node and behind the attribute");
+        return unreadable("brackets are allowed only after the node and after the attribute");
     }
     return instance;
 }
@@ -43,7 +43,7 @@ Result<VariableArgument> parseName(std::string_view text, bool nodeAllowed) {
     const std::size_t digits = text.find_first_not_of("0123456789");
     if (digits != 0 && digits != std::string_view::npos && text[digits] == ':') {
         if (!parseInt(text.substr(0, digits), name.namespaceId)) {
-            return unreadable("the namespace is too large a number");
+            return unreadable("the namespace number is too large");
         }
         text.remove_prefix(digits + 1);
     }

@@ -94,7 +94,7 @@ bool DeliveryConnection::take(const Frame& frame) {
     switch (frame.kind()) {
         case REGISTERED:
             if (!m_registrations.answered(frame)) {
-                lose({TRANSPORT_PROTOCOL_ERROR, "registrations were answered that nobody had made"});
+                lose({TRANSPORT_PROTOCOL_ERROR, "unexpected REGISTERED frame"});
             } else if (m_registrations.isSettled()) {
                 m_with.settled(m_endpoint);
             }
@@ -103,7 +103,7 @@ bool DeliveryConnection::take(const Frame& frame) {
         case NOTIFICATION:
         case ASK:
             if (!ConfigIF::messageName(frame.message_id()).empty()) return true;
-            lose({TRANSPORT_PROTOCOL_ERROR, "no message has the id " + std::to_string(frame.message_id())});
+            lose({TRANSPORT_PROTOCOL_ERROR, "unknown message id " + std::to_string(frame.message_id())});
             return false;
         default: lose(unexpectedFrame(frame)); return false;
     }
@@ -157,8 +157,7 @@ void DeliveryConnection::sayGoodbye(const std::string& goodbye, Deadline deadlin
 void DeliveryConnection::report(const Failure& why) {
     const std::string sentence = std::string(transportStatusText(why.code)) + ": " + why.reason;
     if (std::exchange(m_reported, sentence) == sentence) return;
-    std::fprintf(stderr, "appconfig: closed the connection for deliveries from %s: %s\n", m_endpoint.c_str(),
-                 sentence.c_str());
+    std::fprintf(stderr, "appconfig: closed the delivery connection to %s: %s\n", m_endpoint.c_str(), sentence.c_str());
 }
 
 /// Sets the time of the next attempt: a random part of the pause sooner, so that clients of a service that comes back

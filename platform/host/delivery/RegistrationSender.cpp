@@ -30,10 +30,10 @@ std::vector<RegistrationReport> RegistrationSender::takeReports() {
     const bool refused = condition.refused != 0;
     if (!m_options.onRegistration && std::exchange(m_refused, refused) != refused) {
         if (refused) {
-            std::fprintf(stderr, "appconfig: %s refuses registrations, %zu at first; they are tried again\n",
+            std::fprintf(stderr, "appconfig: %s refused registrations, %zu so far; they will be sent again\n",
                          m_endpoint.c_str(), condition.refused);
         } else {
-            std::fprintf(stderr, "appconfig: %s has taken every registration that it had refused\n",
+            std::fprintf(stderr, "appconfig: %s has accepted all registrations that it had refused\n",
                          m_endpoint.c_str());
         }
     }

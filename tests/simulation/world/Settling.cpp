@@ -92,7 +92,7 @@ void World::inspect() {
         if (!host->isRunning() || host->core()->waiting() == 0) continue;
         m_book.findings.add(Check::stuck, "s" + std::to_string(host->number() + 1) + ": " +
                                               std::to_string(host->core()->waiting()) +
-                                              " requests are under decision although everything is quiet");
+                                              " requests are still being decided although everything is quiet");
     }
 }
 

@@ -206,7 +206,7 @@ TEST_F(BusyEndpoint, IsWaitedForUntilTheDeadline) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(read(transport, "x", "Busy"), TRANSPORT_TIMED_OUT);
     EXPECT_GE(std::chrono::steady_clock::now() - start, 30ms);
-    EXPECT_THAT(lastTransportFailure(), EndsWith("(" + directory.path() + "/Busy takes no more callers)"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(" + directory.path() + "/Busy accepts no more connections)"));
 }
 
 TEST_F(BusyEndpoint, IsLeftWhenTheTransportEnds) {

@@ -200,7 +200,7 @@ TEST_F(Fault, LeavesNothingInTheResponseAndASentence) {
     response.add_value("old");
     EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), &response, "ConfigSrvc"), TRANSPORT_TIMED_OUT);
     EXPECT_EQ(response.value_size(), 0);
-    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the deadline passed (as told)");
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the deadline passed (injected)");
     EXPECT_EQ(fault.sendWaitResponse(ConfigIF::ReadReq(), nullptr, "ConfigSrvc"), TRANSPORT_TIMED_OUT);
 }
 
@@ -213,7 +213,7 @@ TEST_F(Fault, FailsWithWhatItWasToldLast) {
 
 TEST_F(Fault, PassesTheRestOn) {
     EXPECT_EQ(fault.addHandlers(nullptr), TRANSPORT_BAD_ARGUMENT);
-    EXPECT_EQ(lastTransportFailure(), "addHandlers: an argument is missing (no table)");
+    EXPECT_EQ(lastTransportFailure(), "addHandlers: an argument is missing (the table is null)");
     EXPECT_EQ(fault.addRemoteEndpoint("../x", -1), TRANSPORT_BAD_ENDPOINT);
     EXPECT_EQ(fault.addRemoteEndpoint("ConfigSrvc", -1), TRANSPORT_OK);
     EXPECT_NE(peer.awaitDelivery(), nullptr);

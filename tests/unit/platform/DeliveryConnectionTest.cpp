@@ -283,9 +283,9 @@ TEST_F(DeliveryConnection, SaysOncePerReasonWhyItIsClosed) {
     settle(6);
     transport.end();
     EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "appconfig: closed the connection for deliveries from ConfigSrvc: the endpoint refused the connection: "
+              "appconfig: closed the delivery connection to ConfigSrvc: the endpoint refused the connection: "
               "too many\n"
-              "appconfig: closed the connection for deliveries from ConfigSrvc: the endpoint refused the connection: "
+              "appconfig: closed the delivery connection to ConfigSrvc: the endpoint refused the connection: "
               "too few\n");
 }
 

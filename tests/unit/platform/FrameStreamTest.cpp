@@ -97,7 +97,7 @@ TEST_F(FrameStreamTest, ReadsWhatThePeerLeftBehindAndThenSaysThatItHasGone) {
     EXPECT_TRUE(stream->read(Deadline::after(20s), waiter));
     const Failure gone = stream->read(Deadline::after(20s), waiter).error();
     EXPECT_EQ(gone.code, TRANSPORT_BROKEN_OFF);
-    EXPECT_EQ(gone.reason, "the peer closed it");
+    EXPECT_EQ(gone.reason, "the peer closed the connection");
     EXPECT_EQ(stream->fill(), FrameStream::Fill::closed);
 }
 

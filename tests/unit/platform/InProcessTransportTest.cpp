@@ -53,11 +53,11 @@ TEST_F(InProcess, FailsAsBetweenProcessesWhenNobodyIsThere) {
     InProcessTransport transport(service, quick());
     EXPECT_EQ(read(transport, "x", "Nobody"), TRANSPORT_NO_SUCH_ENDPOINT);
     EXPECT_EQ(lastTransportFailure(),
-              std::string("Nobody: nobody listens at the endpoint (the service in this process: ") +
+              std::string("Nobody: nothing listens at the endpoint (the service in this process: ") +
                   std::strerror(ENOENT) + ")");
     EXPECT_EQ(read(transport, "x", "../x"), TRANSPORT_BAD_ENDPOINT);
     EXPECT_EQ(lastTransportFailure(),
-              "../x: not an endpoint that can be reached from here ('../x' is not "
+              "../x: not a valid endpoint here ('../x' is not "
               "a valid endpoint name)");
     service.stop();
     EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);

@@ -228,8 +228,7 @@ TEST_F(Points, OfAClientOfAnotherVersionAreNotAskedForAndItIsToldWhy) {
     peer.onHello([](ScriptedPeer::Connection& connection, const Frame& frame) {
         Frame refused;
         refused.set_kind(REFUSED);
-        refused.set_reason("version " + std::to_string(frame.hello().version()) +
-                           " is not spoken here, only version 1");
+        refused.set_reason("version " + std::to_string(frame.hello().version()) + " is not supported, only version 1");
         connection.send(refused);
         connection.close();
     });
@@ -237,9 +236,9 @@ TEST_F(Points, OfAClientOfAnotherVersionAreNotAskedForAndItIsToldWhy) {
     UnixTransport transport(options());
     transport.addRemoteEndpoint("ConfigSrvc", -1);
     EXPECT_EQ(read(transport), TRANSPORT_REFUSED);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("version 2 is not spoken here, only version 1"));
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("version 2 is not supported, only version 1"));
     transport.end();
-    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("version 2 is not spoken here, only version 1"));
+    EXPECT_THAT(testing::internal::GetCapturedStderr(), HasSubstr("version 2 is not supported, only version 1"));
 }
 
 }  // namespace

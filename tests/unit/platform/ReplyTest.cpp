@@ -32,7 +32,7 @@ TEST_F(Reply, ThatIsGarbageIsMetWithAReasonAndANewConnection) {
         [](ScriptedPeer::Connection& connection, const Frame&) { connection.sendBytes(std::string(300, 'G')); });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("broke the transport's rules"));
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("violated the protocol"));
     peer.onRequest(&ScriptedPeer::answer);
     EXPECT_EQ(read(transport), TRANSPORT_OK);
 }
@@ -45,7 +45,7 @@ TEST_F(Reply, ToAnotherRequestIsNotTaken) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
-    EXPECT_THAT(lastTransportFailure(), EndsWith("(a reply came that nobody had asked for)"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(unexpected reply)"));
 }
 
 TEST_F(Reply, UnaskedDropsItsConnection) {
@@ -84,7 +84,7 @@ TEST_F(Reply, SaysThatTheRequestIsNotSupported) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
-    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the endpoint does not answer this message (not by me)");
+    EXPECT_EQ(lastTransportFailure(), "ConfigSrvc: the endpoint does not support this message (not by me)");
     EXPECT_EQ(read(transport), TRANSPORT_UNSUPPORTED);
     EXPECT_EQ(peer.connections(REQUESTS), 1U) << "the connection was in step and could have been kept";
 }
@@ -114,7 +114,7 @@ TEST_F(Reply, WithAnUnknownStatusIsNeverTakenForSuccess) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_PROTOCOL_ERROR);
-    EXPECT_THAT(lastTransportFailure(), EndsWith("(the reply has a status that is not known here)"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(the reply has an unknown status)"));
 }
 
 TEST_F(Reply, WithoutAStatusIsASuccess) {
@@ -161,7 +161,7 @@ TEST_F(Reply, OfAnotherTypeIsNotTaken) {
     const ConfigIF::ReadReq request;
     ConfigIF::WriteRsp response;
     EXPECT_EQ(transport.sendWaitResponse(request, &response, "ConfigSrvc"), TRANSPORT_UNREADABLE_REPLY);
-    EXPECT_THAT(lastTransportFailure(), EndsWith("(ConfigIF.ReadRsp came instead of ConfigIF.WriteRsp)"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(received ConfigIF.ReadRsp instead of ConfigIF.WriteRsp)"));
 }
 
 TEST_F(Reply, OfATypeThatNobodyKnowsIsNotTaken) {
@@ -172,7 +172,7 @@ TEST_F(Reply, OfATypeThatNobodyKnowsIsNotTaken) {
     });
     UnixTransport transport(options());
     EXPECT_EQ(read(transport), TRANSPORT_UNREADABLE_REPLY);
-    EXPECT_THAT(lastTransportFailure(), EndsWith("(message 127 came instead of ConfigIF.ReadRsp)"));
+    EXPECT_THAT(lastTransportFailure(), EndsWith("(received message 127 instead of ConfigIF.ReadRsp)"));
 }
 
 TEST_F(Reply, MayBeDiscarded) {

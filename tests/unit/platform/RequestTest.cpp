@@ -89,7 +89,7 @@ TEST_F(Request, WithoutAServiceFailsAtOnceNamingTheEndpoint) {
     EXPECT_EQ(read(transport), TRANSPORT_NO_SUCH_ENDPOINT);
     EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
     EXPECT_THAT(lastTransportFailure(), HasSubstr("ConfigSrvc"));
-    EXPECT_THAT(lastTransportFailure(), HasSubstr("nobody listens"));
+    EXPECT_THAT(lastTransportFailure(), HasSubstr("nothing listens"));
 }
 
 TEST_F(Request, WithoutAServiceLeavesNothingInTheResponse) {
@@ -204,9 +204,8 @@ TEST_F(Request, LargerThanAFrameIsNotSent) {
     small.frameLimit = 1000;
     UnixTransport transport(small);
     EXPECT_EQ(read(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
-    EXPECT_EQ(
-        lastTransportFailure(),
-        "ConfigSrvc: the message is too large to be sent (1003 bytes, and a frame of at most 1000 has to hold them)");
+    EXPECT_EQ(lastTransportFailure(),
+              "ConfigSrvc: the message is too large to be sent (1003 bytes, a frame holds at most 1000)");
     EXPECT_EQ(peer.connections(REQUESTS), 0U);
     EXPECT_EQ(write(transport, std::string(1000, 'x')), TRANSPORT_TOO_LARGE);
     EXPECT_EQ(read(transport, std::string(900, 'x')), TRANSPORT_OK);

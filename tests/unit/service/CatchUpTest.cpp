@@ -212,7 +212,7 @@ TEST_F(CatchUp, AProviderThatHangsIsNotWaitedForLongerThanForAnyAnswer) {
     ASSERT_TRUE(provider.question());
     EXPECT_EQ(bench.core->nextDeadline(), bench.now + 2s);
     bench.pass(2s);
-    EXPECT_TRUE(bench.logged("provider provider had trouble with a value that it had missed"));
+    EXPECT_TRUE(bench.logged("provider provider could not apply a value that it had missed"));
     EXPECT_NE(bench.core->nextDeadline(), bench.now);
 }
 

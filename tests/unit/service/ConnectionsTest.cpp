@@ -24,7 +24,7 @@ TEST(Connections, BeginWithAHelloThatMakesSense) {
     EXPECT_THAT(refusalOf(bench, request), HasSubstr("begins with HELLO"));
     Frame version = hello("p");
     version.mutable_hello()->set_version(1);
-    EXPECT_EQ(refusalOf(bench, version), "version 1 is not spoken here, only version 2");
+    EXPECT_EQ(refusalOf(bench, version), "version 1 is not supported, only version 2");
     EXPECT_THAT(refusalOf(bench, hello("")), HasSubstr("endpoint"));
     EXPECT_THAT(refusalOf(bench, hello(std::string(128, 'e'))), HasSubstr("endpoint"));
     EXPECT_THAT(refusalOf(bench, hello("two\nlines")), HasSubstr("endpoint"));
@@ -85,7 +85,7 @@ TEST(Connections, ADeliveryConnectionThatIsReadTooLateTakesNobodysPlace) {
     const ConnectionId second = bench.open(ownUid, numbered(2));
     bench.take(second);
     const ConnectionId first = bench.open(ownUid, numbered(1));
-    EXPECT_THAT(bench.take(first)->reason(), HasSubstr("newer connection"));
+    EXPECT_THAT(bench.take(first)->reason(), HasSubstr("newer delivery connection"));
     EXPECT_TRUE(bench.isClosed(first));
     EXPECT_FALSE(bench.isClosed(second));
 
@@ -159,7 +159,7 @@ TEST(Connections, ThatSayNoHelloInTimeAreClosedWithAReason) {
     const auto refusal = bench.take(silent);
     ASSERT_TRUE(refusal);
     EXPECT_EQ(refusal->kind(), AppConfigWire::REFUSED);
-    EXPECT_EQ(refusal->reason(), "it did not say HELLO within 10 seconds");
+    EXPECT_EQ(refusal->reason(), "no HELLO within 10 seconds");
     EXPECT_FALSE(bench.isClosed(polite));
     EXPECT_EQ(bench.core->nextDeadline(), std::nullopt);
 }
@@ -176,9 +176,9 @@ TEST(Connections, OfOneClientForRequestsAreOnlySoMany) {
     ConnectionId last = 0;
     for (std::size_t i = 0; i < AppConfigService::mostConnectionsOfOne; ++i) last = bench.open(ownUid, hello("p"));
     EXPECT_FALSE(bench.isClosed(last));
-    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
+    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 request connections"));
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p", AppConfigWire::DELIVERY))));
-    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 connections"));
+    EXPECT_THAT(refusalOf(bench, hello("p")), HasSubstr("512 request connections"));
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("q"))));
     bench.drop(last);
     EXPECT_FALSE(bench.isClosed(bench.open(ownUid, hello("p"))));

@@ -75,23 +75,23 @@ TEST(DefinitionsReader, RefusesEachFaultWithFileLineAndReason) {
         {"node: 'cfg' attribute: 'b' type: INT", "test.textproto:3: the name cfg is reserved for the namespace"},
         {"node: 'cfg.x' attribute: 'b' type: INT", "test.textproto:3: the name cfg is reserved for the namespace"},
         {"node: 'a..b' attribute: 'b' type: INT", "test.textproto:3: the node has an empty step"},
-        {"node: 'a' attribute: 'b.c' type: INT", "test.textproto:3: an attribute has no \".\""},
+        {"node: 'a' attribute: 'b.c' type: INT", "test.textproto:3: an attribute must not contain \".\""},
         {"node: 'a b' attribute: 'b' type: INT", "test.textproto:3: the node has a space"},
         {"node: 'a' attribute: 'b' type: INT default_value: 'x'",
-         "test.textproto:3: the default is refused: a.b: \"x\" is not a whole number of 32 bits"},
+         "test.textproto:3: the default is refused: a.b: \"x\" is not a 32-bit integer"},
         {"node: 'a' attribute: 'b' type: INT maximum: 5\ndefault_value: '6'",
          "test.textproto:4: the default is refused: a.b: 6 is above the maximum 5"},
         {"node: 'a' attribute: 'b' type: INT minimum: 1", "test.textproto:2: the default is refused: a.b: 0 is below"},
         {"node: 'a' attribute: 'b' type: TEXT pattern: 'x+'", "the default is refused: a.b: \"\" does not match"},
         {"node: 'a' attribute: 'b' type: TEXT max_length: 1 default_value: 'xy'",
          "the text has 2 bytes, the limit is 1"},
-        {"node: 'a' attribute: 'b' type: TEXT option: 'x' default_value: 'z'", "\"z\" is none of the options \"x\""},
+        {"node: 'a' attribute: 'b' type: TEXT option: 'x' default_value: 'z'", "\"z\" is not one of the options \"x\""},
         {"node: 'a' attribute: 'b' type: TEXT option: 'x'\ndefault_index: 1",
          "test.textproto:4: a.b: the default index 1 is beyond the 1 options"},
         {"node: 'a' attribute: 'b' type: TEXT default_index: 1", "the default index 1 is beyond the 0 options"},
         {"node: 'a' attribute: 'b' type: INT option: '1'\noption: 'x'",
-         "test.textproto:4: a.b: \"x\" is not a whole number"},
-        {"node: 'a' attribute: 'b' type: TEXT option: 'x' option: 'x'", "the option \"x\" is there twice"},
+         "test.textproto:4: a.b: \"x\" is not a 32-bit integer"},
+        {"node: 'a' attribute: 'b' type: TEXT option: 'x' option: 'x'", "the option \"x\" is listed twice"},
         {"node: 'a' attribute: 'b' type: TEXT default_value: 'x' default_value: 'y'", "the value has 2 elements"},
         {"node: 'a' attribute: 'b' type: LIST max_elements: 1 default_value: 'x' default_value: 'y'",
          "the list has 2 elements, the limit is 1"},
@@ -121,14 +121,14 @@ TEST(DefinitionsReader, RefusesEachFaultWithFileLineAndReason) {
 
 TEST(DefinitionsReader, AnIndexBeyondOptionsThatAreRefusedThemselvesIsNotFollowed) {
     EXPECT_THAT(complaintsOf("variable { node: 'a' attribute: 'b' type: INT option: 'x' default_index: 7 }"),
-                ElementsAre(HasSubstr("\"x\" is not a whole number")));
+                ElementsAre(HasSubstr("\"x\" is not a 32-bit integer")));
 }
 
 TEST(DefinitionsReader, RefusesTwoVariablesOfOneNameAlsoAcrossFiles) {
     const auto refused = readDefinitions({{"one", "variable { node: 'a' attribute: 'B' type: INT }"},
                                           {"two", "\nvariable { node: 'A' attribute: 'b' type: BOOL }"}});
     ASSERT_FALSE(refused);
-    EXPECT_THAT(refused.error(), ElementsAre("two:2: a.b is defined already, at one:1"));
+    EXPECT_THAT(refused.error(), ElementsAre("two:2: a.b is already defined at one:1"));
 }
 
 TEST(DefinitionsReader, OtherInstancesAreOtherVariables) {
@@ -154,7 +154,7 @@ TEST(DefinitionsReader, ReadsRoleLimitsAndRefusesThoseThatMakeNoSense) {
     EXPECT_THAT(complaintsOf("role_limit { role: 1 }"),
                 ElementsAre("test.textproto:1: a role_limit needs uid and role"));
     EXPECT_THAT(complaintsOf("role_limit { uid: 1 role: 1 }\nrole_limit { uid: 1 role: 2 }"),
-                ElementsAre("test.textproto:2: user 1 has a role_limit already"));
+                ElementsAre("test.textproto:2: user 1 already has a role_limit"));
 }
 
 TEST(DefinitionsReader, ReadsFilesAndSaysWhichCannotBeRead) {

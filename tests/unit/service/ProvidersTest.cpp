@@ -109,7 +109,8 @@ TEST_F(Rounds, AProviderThatDiesRefusesAtOnce) {
     const auto reply = result(connection);
     ASSERT_TRUE(reply);
     EXPECT_EQ(reply->error(), CommonIF::ERROR_PROVIDER_GONE);
-    EXPECT_THAT(reply->message(), ElementsAre("display.brightness: provider provider went away while it was asked"));
+    EXPECT_THAT(reply->message(),
+                ElementsAre("display.brightness: the connection to provider provider was lost before it answered"));
 }
 
 TEST_F(Rounds, AProviderThatIsGoneIsNotAsked) {

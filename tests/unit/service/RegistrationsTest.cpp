@@ -141,11 +141,11 @@ TEST(Registrations, AreLimitedInNumberPerUserAndInAllButForRootAndTheServicesOwn
     EXPECT_TRUE(checkRoom(counts, mostRegistrations));
     EXPECT_FALSE(checkRoom(counts, mostRegistrations + 1));
     counts.user = counts.others = mostRegistrationsOfUser;
-    EXPECT_EQ(message(counts), "its user has 400000 registrations already");
+    EXPECT_EQ(message(counts), "its user already has 400000 registrations");
     counts.user = 5;
     EXPECT_TRUE(checkRoom(counts, 1));
     counts.others = mostRegistrationsOfOthers;
-    EXPECT_EQ(message(counts), "all users together have 800000 registrations already");
+    EXPECT_EQ(message(counts), "all users together already have 800000 registrations");
     EXPECT_EQ(checkRoom(counts, 1).error().code, CommonIF::ERROR_LIMIT);
     counts.isOther = false;
     EXPECT_TRUE(checkRoom(counts, 1));

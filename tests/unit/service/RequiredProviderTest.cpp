@@ -41,7 +41,7 @@ struct RequiredProvider : ::testing::Test {
 TEST_F(RequiredProvider, WritesResetsAndValidationsAreRefusedWithoutOne) {
     const auto refused = writer.write("a.b", {"2"});
     EXPECT_EQ(refused.error(), CommonIF::ERROR_NO_PROVIDER);
-    EXPECT_THAT(refused.message(), ElementsAre("a.b: it needs its provider, and none is connected"));
+    EXPECT_THAT(refused.message(), ElementsAre("a.b: the variable requires a provider, and none is connected"));
     EXPECT_EQ(writer.validate("a.b", {"2"}).error(), CommonIF::ERROR_NO_PROVIDER);
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("1"));
     EXPECT_EQ(writer.write("a.b", {"1"}).error(), CommonIF::ERROR_NONE) << "that changes nothing";
@@ -83,7 +83,7 @@ TEST_F(RequiredProvider, OneThatAbstainsDoesNotValidate) {
     ASSERT_TRUE(refused);
     EXPECT_EQ(refused->result().error(), CommonIF::ERROR_NO_PROVIDER);
     EXPECT_THAT(refused->result().message(),
-                ElementsAre("a.b: it needs its provider, and nobody who was asked provides it"));
+                ElementsAre("a.b: the variable requires a provider, and all providers abstained"));
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("1"));
 
     Peer provider(bench, "q");

@@ -49,7 +49,7 @@ TEST_F(Listener, RefusesANameThatIsTakenAndLeavesItsServiceAlone) {
     {
         SocketListener second(io);
         EXPECT_EQ(second.claim(directory, "Srv").error().reason,
-                  "a service called Srv runs in " + directory + " already");
+                  "a service called Srv is already running in " + directory);
     }
     EXPECT_TRUE(connects(first.path()));
     SocketListener other(io);

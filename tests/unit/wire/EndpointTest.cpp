@@ -187,8 +187,8 @@ TEST(EndpointPath, OfABadNameIsNone) {
 
 TEST(EndpointPath, ThatNoSocketAddressHoldsIsRefusedWithTheLimit) {
     const PathResult<std::string> longest = endpointPath("/" + std::string(96, 'd'), "ConfigSrvc");
-    EXPECT_EQ(reasonOf(longest), "the endpoint 'ConfigSrvc' has a path of 108 bytes, '/" + std::string(96, 'd') +
-                                     "/ConfigSrvc', and a socket's address holds 107");
+    EXPECT_EQ(reasonOf(longest), "the socket path '/" + std::string(96, 'd') +
+                                     "/ConfigSrvc' of endpoint 'ConfigSrvc' has 108 bytes, the limit is 107");
     EXPECT_EQ(longest.error().code, std::errc::filename_too_long);
     EXPECT_EQ(endpointPath("/" + std::string(95, 'd'), "ConfigSrvc").value().size(), 107U);
 }
