@@ -23,30 +23,30 @@ namespace AppConfigService {
 /// How a change ended.
 struct ChangeResult {
     Result<> verdict;
-    bool flag = false;  ///< done, but a provider had trouble taking it on board
+    bool flag = false;  ///< done, but a provider could not apply it
     std::vector<std::string> messages;
     std::string context;          ///< what the providers were told
     ConfigIF::Revision revision;  ///< of the value that an accepted change left behind
 };
 
-/// Somebody wants to change a variable, or to know whether it could be changed.
+/// A request to change a variable, or to check whether it could be changed.
 struct ChangeRequest {
     enum class Kind : std::uint8_t { write, validate, reset, options };
     Kind kind = Kind::write;
     Variable* variable = nullptr;
     ClientKey client;
-    bool internal = false;  ///< whatever it claims counts
-    int claimedRole = 0;    ///< what it is worth is looked up again at each step
+    bool internal = false;  ///< its claimed role counts in full
+    int claimedRole = 0;    ///< the effective role is looked up again at each step
     std::string requester;  ///< client_name of the request
-    bool awaited = true;    ///< somebody waits for the result
+    bool awaited = true;    ///< not one-way
     Value proposed;         ///< of a write or a validation
     Value options;          ///< of an options request
     std::optional<std::uint32_t> defaultIndex;
     std::function<void(const ChangeResult&)> reply;  ///< called once, from whichever operation ends the request
 };
 
-/// Takes variables from one state to the next: checks, asks the providers, stores, tells providers and clients,
-/// replies. One request at a time is under decision per variable, the others wait in order. Refers to its
+/// Takes variables from one state to the next: checks, asks the providers, stores, has the value applied, notifies
+/// clients, replies. One request per variable is decided at a time; the others wait in order. Refers to its
 /// collaborators, which must outlive it; not thread-safe.
 class Changes {
 public:
@@ -71,26 +71,26 @@ public:
     /// Takes \p request over. Its reply may be called before this returns.
     void submit(ChangeRequest request);
 
-    /// A client connected for deliveries, registered, or may know more than before, or the definitions changed:
-    /// somebody who waits for a provider may go on.
+    /// A client has a new delivery connection, has registered, or may read more than before, or the definitions have
+    /// changed: requests that wait for a provider may continue.
     void providerArrived();
 
-    /// The roles of \p clients have fallen: what they are asked about variables that they may not know any more counts
-    /// no longer, whatever they answer.
+    /// The effective roles of \p clients have fallen. Questions to them about variables that their role no longer
+    /// reaches are withdrawn.
     void withdraw(const std::vector<ClientKey>& clients);
 
-    /// Ends the waiting for providers whose time is over.
+    /// Ends the waiting for providers whose deadline has passed.
     void expire();
 
     /// \return when that is due next.
     std::optional<Time> nextDeadline() const;
 
-    /// \return how many requests are under decision or wait.
+    /// \return how many requests are being decided or wait.
     std::size_t waiting() const;
 
 private:
     struct Operation : ChangeRequest {
-        int role = 0;  ///< what the claimed one was worth when it was admitted last
+        int role = 0;  ///< the effective role when it was last admitted
         std::uint64_t order = 0;
         bool queued = false;
         bool running = false;
@@ -103,7 +103,7 @@ private:
     using OperationPtr = std::shared_ptr<Operation>;
 
     struct Queue {
-        std::deque<OperationPtr> operations;  ///< the first is under decision
+        std::deque<OperationPtr> operations;  ///< the first is being decided
         bool turning = false;
     };
 
