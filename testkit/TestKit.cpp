@@ -43,10 +43,10 @@ public:
         return -1;
     }
 
-    /// Breaks off all connections and allows no more of them.
+    /// Closes all connections and refuses further ones.
     void cut() {
         {
-            // Whoever connects at this moment is either refused or among those that are broken off.
+            // A connection that is made at this moment is either refused or among those that are closed.
             const AppConfig::PlainLock lock(m_mutex);
             m_refusing = true;
         }
@@ -117,7 +117,7 @@ private:
     void prepareFence() {
         constexpr std::uint32_t submitId = ConfigIF::messageId("ConfigIF.SubmitNtfy");
         const MSG_Callback rows[] = {{&Impl::countFence, this, submitId, submitId, 0}, {}};
-        // Through the kit's transport, so that waitUntil() hears of it, but behind its memory of requests.
+        // Through the kit's transport, so that waitUntil() notices it, but not recorded among the requests.
         real->addRemoteEndpoint(serviceName, -1);
         transport->addHandlers(rows);
         const auto request = AppConfig::ProtobufMessageHelper::getRegClientCallbackRequest(

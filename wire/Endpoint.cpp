@@ -55,7 +55,8 @@ std::string defaultRuntimeDirectory() {
 
 PathResult<> checkPrivateDirectory(const std::string& directory) {
     struct stat status {};
-    // Anybody can put a symbolic link in its place, so links are not followed.
+    // Anybody can create a symbolic link in the parent directory, so a symbolic link is checked itself and not
+    // followed.
     if (lstat(directory.c_str(), &status) != 0) {
         if (errno == ENOENT) return {};
         return unusable(directory, errno);

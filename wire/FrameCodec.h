@@ -21,8 +21,8 @@ public:
     /// Adds bytes as they came.
     void feed(const char* bytes, std::size_t count);
 
-    /// Takes the next frame out into \p frame, which is of no use otherwise. \return whether a whole one was there.
-    /// Fails with message_size or bad_message when what came is not a frame; nothing after it can be read either.
+    /// Takes the next frame out into \p frame, which is otherwise undefined. \return whether there was a complete one.
+    /// Fails with message_size or bad_message if what came is not a frame; nothing after it can be read.
     ResultOf<bool, std::errc> next(Frame& frame);
 
     /// \return whether every byte that was fed has been taken out as part of a frame.

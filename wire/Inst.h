@@ -6,8 +6,8 @@
 #include "configservice.pb.h"
 #include "wire/Lower.h"
 
-/// How an Inst names a variable: the namespace as a step called "cfg" where there is one, the node, which may be spread
-/// over several steps, and the attribute. Pure functions.
+/// How an Inst names a variable: the namespace, if there is one, as a step called "cfg"; the node, which may take
+/// several steps; and the attribute. Pure functions.
 namespace AppConfigWire {
 
 inline constexpr char namespaceStep[] = "cfg";
@@ -22,9 +22,9 @@ inline int namespaceOf(const ConfigIF::Inst& inst) {
     return carriesNamespace(inst) ? inst.node(0).instance() : 0;
 }
 
-/// Reads the names, in small letters, and their instances. The node is put behind what \p node holds already; its
-/// instance is that of its last step, and stays untouched when the attribute is all there is.
-/// \return whether \p inst names anything beside a namespace; if not, nothing is changed.
+/// Reads the names, in lower case, and their instances. The node is appended to what \p node already holds; its
+/// instance is that of its last step, and stays untouched if there is only an attribute.
+/// \return whether \p inst names anything besides a namespace; if not, nothing is changed.
 inline bool readNames(const ConfigIF::Inst& inst, std::string& node, int& nodeInstance, std::string& attribute,
                       int& attributeInstance) {
     const int first = carriesNamespace(inst) ? 1 : 0;
@@ -47,7 +47,7 @@ inline void addStep(ConfigIF::Inst& inst, const std::string& name, std::int32_t 
     step->set_instance(instance);
 }
 
-/// Appends the steps of a name as it travels; a namespace below 1 is none.
+/// Appends the steps of a name; a namespace below 1 is left out.
 inline void addNames(ConfigIF::Inst& inst, std::int32_t namespaceNumber, const std::string& node,
                      std::int32_t nodeInstance, const std::string& attribute, std::int32_t attributeInstance) {
     if (namespaceNumber >= 1) addStep(inst, namespaceStep, namespaceNumber);

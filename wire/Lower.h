@@ -4,8 +4,8 @@
 
 namespace AppConfigWire {
 
-/// \return \p c, and for 'A' to 'Z' the small letter; no locale is asked. The one rule for names, whether they come from
-/// an application or from the service.
+/// \return \p c in lower case if it is 'A' to 'Z', in every locale. The one rule for names, whether they come from an
+/// application or from the service.
 inline char lower(char c) {
     return c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
 }

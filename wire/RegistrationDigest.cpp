@@ -4,7 +4,7 @@ namespace AppConfigWire {
 
 namespace {
 
-/// FNV-1a over parts that are parted by their lengths.
+/// FNV-1a over the parts, each preceded by its length.
 class Hash {
 public:
     void add(std::string_view text) {
@@ -19,7 +19,7 @@ public:
         for (int i = 0; i < 8; ++i) addByte(static_cast<unsigned char>(number >> (8 * i)));
     }
 
-    /// Sums of the bare hash would cancel out too easily, so its bits are spread first.
+    /// Sums of FNV-1a values cancel out too easily, so the bits are mixed first.
     std::uint64_t spread() const {
         std::uint64_t x = m_value;
         x = (x ^ (x >> 30U)) * 0xBF58476D1CE4E5B9U;

@@ -8,13 +8,13 @@ namespace AppConfigWire {
 /// What identifies a registration of one client.
 struct RegistrationName {
     std::string_view requester;  ///< client_name of the request
-    std::string_view name;       ///< var_name; capital letters count as small ones
+    std::string_view name;       ///< var_name, in any case
     std::int32_t type = 0;       ///< ConfigIF::CallbackType
     std::string_view callback;   ///< callback_name
 };
 
-/// \return a number for the registration. The sum over all registrations of a client, with the carry lost, tells
-/// whether client and service hold the same ones, in whatever order they came. Pure; both ends use it.
+/// \return the digest of the registration. The sum of the digests of all registrations of a client, modulo 2^64, tells
+/// whether client and service hold the same ones, in any order. Pure; both ends use it.
 std::uint64_t digestOf(const RegistrationName& registration);
 
 }  // namespace AppConfigWire

@@ -10,7 +10,7 @@ inline constexpr CommonIF::eSecurityRole wireRoles[] = {
     CommonIF::SECURITY_ROLE_WIRE_10, CommonIF::SECURITY_ROLE_WIRE_20, CommonIF::SECURITY_ROLE_WIRE_40,
     CommonIF::SECURITY_ROLE_WIRE_30, CommonIF::SECURITY_ROLE_WIRE_50};
 
-/// \return the role that \p wire stands for; 0 for a number that stands for none.
+/// \return the role that \p wire stands for; 0 for a number that is not a role.
 inline int roleFromWire(CommonIF::eSecurityRole wire) {
     for (int role = 4; role > 0; --role) {
         if (wireRoles[role] == wire) return role;
@@ -18,7 +18,7 @@ inline int roleFromWire(CommonIF::eSecurityRole wire) {
     return 0;
 }
 
-/// \return the wire's number of \p role; that of role 0 when \p role is none.
+/// \return the wire's number of \p role; the number of role 0 if \p role is not a role.
 inline CommonIF::eSecurityRole roleToWire(int role) {
     return wireRoles[role >= 1 && role <= 4 ? role : 0];
 }

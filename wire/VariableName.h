@@ -5,12 +5,12 @@
 
 namespace AppConfigWire {
 
-/// Names a variable of one service: which namespace that serves is not part of it. The two names hold no capital
-/// letters of ASCII. A plain value.
+/// Names a variable of one service, without the service's namespace. Both names are in lower case (ASCII). A plain
+/// value.
 struct VariableName {
     VariableName() = default;
 
-    /// Capital letters become small ones; nothing else is checked.
+    /// Puts the names into lower case; checks nothing else.
     VariableName(std::string nodeName, std::int32_t nodeNumber, std::string attributeName,
                  std::int32_t attributeNumber);
 

@@ -20,8 +20,8 @@ public:
 
     int fd() const { return m_socket.get(); }
 
-    /// Writes an encoded frame whole. Never raises SIGPIPE. TRANSPORT_BROKEN_OFF when the peer has gone; \p taken, when
-    /// given, then tells how many bytes the system had taken.
+    /// Writes an encoded frame whole. Never raises SIGPIPE. TRANSPORT_BROKEN_OFF if the connection is lost; \p taken,
+    /// if given, then tells how many bytes the system had taken.
     Result<> write(std::string_view bytes, Deadline deadline, Waiter& waiter, std::size_t* taken = nullptr);
 
     /// Waits for the next frame. TRANSPORT_BROKEN_OFF when the peer ends the connection first, TRANSPORT_PROTOCOL_ERROR
@@ -40,7 +40,7 @@ public:
     /// TRANSPORT_PROTOCOL_ERROR.
     Result<bool> next(Frame& frame);
 
-    /// \return whether the connection stands and the peer has sent nothing that has not been taken out.
+    /// \return whether the connection is up and the peer has sent nothing that has not been taken out.
     bool isQuiet() const;
 
 private:
@@ -49,7 +49,7 @@ private:
     int m_readError = 0;
 };
 
-/// \return whether the peer of \p fd has gone. Does not block; any thread.
+/// \return whether the peer has closed its end of \p fd, by itself or by ending. Does not block; any thread.
 bool peerHasClosed(int fd);
 
 }  // namespace AppConfigHost

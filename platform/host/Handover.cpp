@@ -21,7 +21,7 @@ void Handover::tableAdded(Member& member, const MSG_Callback* table, const std::
         member.book.reopen(endpoint);
     }
     for (; !isTerminator(*table); ++table) {
-        // Rows without a context are no link's.
+        // Rows without a context belong to no link.
         if (table->entry == nullptr || table->context == nullptr) continue;
         void* const link = StandIn::contextBehind(table->context);
         for (const std::string& endpoint : endpoints) {
@@ -33,20 +33,20 @@ void Handover::tableAdded(Member& member, const MSG_Callback* table, const std::
 }
 
 void Handover::pass(Member& from, Member& to, void* link, const std::string& endpoint) {
-    // What runs there may be older than what comes here.
+    // Code that runs there may be about an older change than what comes here.
     to.delivery.deliverAfter(from.delivery.activity());
-    // Before the handlers are passed over.
+    // Before the handlers stop taking notifications there.
     from.resume.handOver(endpoint);
-    // Another link may go on with the former transport. Its registrations cannot be told from this link's, so they stay
-    // there as well, and bring this link nothing.
+    // Another link may continue to use the previous transport. Its registrations cannot be told from this link's, so
+    // they stay there as well, and bring this link nothing.
     const bool othersStay = from.handlers.handOver(link, endpoint);
     const auto rows = othersStay ? from.book.held(endpoint) : from.book.handOver(endpoint);
     if (!othersStay) m_successors[{&from, endpoint}] = &to;
-    // Between the last news there and the first ones here may lie some that nobody delivers. Without registrations it
-    // is the same for what a thread has read there, and registers late.
+    // Between the last notifications there and the first here there may be some that neither transport delivers. A
+    // thread may also have read there without a registration, and register later.
     if (!to.resume.takeOver(endpoint, from.resume, !rows.empty())) return;
     to.delivery.renew(endpoint);
-    // Only now: told over the connection that is given up, they would bring questions that nobody answers.
+    // Only now: sent over the connection that is about to be closed, they would bring questions that nobody answers.
     to.book.adopt(endpoint, rows, from.localEndpoint, to.localEndpoint);
     to.delivery.registrationsChanged();
 }
@@ -58,7 +58,7 @@ Handover::Member* Handover::successorOf(Member& member, const std::string& endpo
 
 Handover::Member& Handover::lastAfter(Member& member, const std::string& endpoint) const {
     Member* holder = &member;
-    // Each transport was handed over after the one before it, so this ends at the one that was set last.
+    // Each transport handed the endpoint over after the one before it, so this ends at the one that was set last.
     while (Member* const next = successorOf(*holder, endpoint)) holder = next;
     return *holder;
 }
@@ -78,9 +78,9 @@ void Handover::joinedLate(Member& member, const std::string& endpoint) {
 void Handover::forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late) {
     const AppConfig::PlainLock lock(m_mutex);
     Member& holder = lastAfter(member, endpoint);
-    // Nobody has the place, or this one has it again.
+    // No transport serves it, or this one does again.
     if (&holder == &member && member.book.isHandedOver(endpoint)) return;
-    // From the call itself: what it entered in the former book may have been withdrawn with all the rest there.
+    // From this call itself, since its row in the previous book may have been withdrawn with all others.
     late.repeat(holder.book, member.localEndpoint, holder.localEndpoint);
     holder.delivery.registrationsChanged();
 }
@@ -104,7 +104,7 @@ void Handover::leave(Member& member) {
         holder = holder->second == &member ? m_holders.erase(holder) : std::next(holder);
     }
     for (auto entry = m_successors.begin(); entry != m_successors.end();) {
-        // Those before it have its successor from now on, if it has one.
+        // Those that handed over to it now have its successor, if it has one.
         if (entry->second == &member) entry->second = successorOf(member, entry->first.second);
         entry = entry->second == nullptr ? m_successors.erase(entry) : std::next(entry);
     }

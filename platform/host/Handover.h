@@ -25,26 +25,26 @@ struct HandoverMember {
     const std::string& localEndpoint;
 };
 
-/// Which transport of this process serves each link, known by the context of its rows, at each endpoint. A link is
-/// handed another transport without a word to the one before. So the new one, which sees the rows come, takes over what
-/// the former has registered for. From then on notifications reach the link over the new transport alone. The former
-/// withdraws only once the service has taken the registrations of the new one in, and handles the service's questions
-/// up to then: a provider that is there must neither be passed over nor seem to be silent.
+/// Knows which transport of this process serves each link (identified by the context of its rows) at each endpoint. The
+/// previous transport is not told when a link is given another one, so the new transport, which gets the rows, takes
+/// over what the previous one has registered for. From then on only the new transport delivers notifications to the
+/// link. The previous one withdraws once the service has accepted the new one's registrations, and until then still
+/// handles the service's questions, so that a connected provider is neither passed over nor seems silent.
 ///
 /// Thread-safe; no operation blocks.
 class Handover {
 public:
     using Member = HandoverMember;
 
-    /// \return the only one, which stays to the end of the process: transports may be static objects.
+    /// \return the only one. It is never destroyed, because transports may be static objects.
     static Handover& ofProcess();
 
     /// The rows of \p table were added to \p member for \p endpoints.
     void tableAdded(Member& member, const MSG_Callback* table, const std::set<std::string>& endpoints)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// Passes on what a thread registered or unregistered over \p member although that had handed over \p endpoint: the
-    /// thread had looked up the link's transport before. The place may be the member's own again.
+    /// Passes on what a thread registered or unregistered over \p member after that had handed over \p endpoint: the
+    /// thread had looked up the link's transport before. The endpoint may be the member's own again.
     void forward(Member& member, const std::string& endpoint, const RegistrationBook::Call& late)
         APPCONFIG_EXCLUDES(m_mutex);
 
@@ -53,21 +53,21 @@ public:
     void sawLate(Member& member, const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)
         APPCONFIG_EXCLUDES(m_mutex);
 
-    /// The process reaches the service at \p endpoint for the first time over \p member, which has handed over that:
-    /// what it reads there is kept fresh by whoever has the place.
+    /// The process reaches the service at \p endpoint for the first time over \p member, which has handed over that
+    /// endpoint: what it reads there is kept up to date by the transport that took over.
     void joinedLate(Member& member, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
 
-    /// Everything in \p book that concerns \p endpoint has been told: those whose place its transport took may
-    /// withdraw.
+    /// Everything in \p book that concerns \p endpoint has been sent and answered: the transports that handed over to
+    /// this one may withdraw.
     void settled(const RegistrationBook& book, const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
 
-    /// \p member ends its existence.
+    /// \p member is about to be destroyed.
     void leave(Member& member) APPCONFIG_EXCLUDES(m_mutex);
 
 private:
-    /// \return the one that took the place of \p member at \p endpoint; null when none did.
+    /// \return the transport that took over \p endpoint from \p member; null if none did.
     Member* successorOf(Member& member, const std::string& endpoint) const APPCONFIG_REQUIRES(m_mutex);
-    /// \return the one that has the place now; \p member itself when none took it.
+    /// \return the transport that serves it now; \p member itself if none took over.
     Member& lastAfter(Member& member, const std::string& endpoint) const APPCONFIG_REQUIRES(m_mutex);
     void pass(Member& from, Member& to, void* link, const std::string& endpoint) APPCONFIG_REQUIRES(m_mutex);
 

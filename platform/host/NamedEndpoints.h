@@ -13,8 +13,8 @@
 
 namespace AppConfigHost {
 
-/// The endpoints that each thread has named to a transport since it last added a table of handlers: what tells which
-/// endpoints the next table belongs to. Thread-safe; no operation blocks.
+/// The endpoints that each thread has named since it last added a table: they tell which endpoints its next table
+/// belongs to. Thread-safe; no operation blocks.
 ///
 /// Threads are told apart by their ids. A thread that names an endpoint and ends without adding a table leaves the name
 /// to a later thread that the system gives the same id.

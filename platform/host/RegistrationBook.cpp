@@ -41,7 +41,7 @@ RegistrationPage::Key renamed(RegistrationPage& page, const RegistrationPage::Ke
     return {key.name, key.type, page.share(*key.callback), page.share(renamed(*key.requester, from, to))};
 }
 
-/// \return what the service said; a number that no enum knows counts as well.
+/// \return the service's error; a number that the enum does not know counts as well.
 int errorIn(const Frame& reply) {
     ConfigIF::RegisterClientCallbackRsp response;
     // Both replies carry the error alone, and under the same number.
@@ -100,13 +100,13 @@ bool RegistrationBook::Call::end(bool reached, const Frame& reply) {
         return true;
     }
     if (m_number == 0) return false;
-    // Nobody answers a one-way message, so nobody knows what came of it.
+    // A one-way message has no reply, so its result is unknown.
     auto ending = RegistrationPage::Ending::unknown;
     if (reached && m_request.kind() == REQUEST) {
         ending = error == 0 ? RegistrationPage::Ending::done : RegistrationPage::Ending::refused;
     }
-    // A service that was told meanwhile what is confirmed has not heard of this one, and it may be another than the one
-    // that answered.
+    // A service that was meanwhile told what is confirmed has not heard of this one, and it may be another than the one
+    // that replied.
     const bool isOfTheLast = page.descriptions() == m_descriptions;
     if (id == registerId && ending == RegistrationPage::Ending::done && !isOfTheLast) {
         ending = RegistrationPage::Ending::unknown;

@@ -13,9 +13,8 @@
 
 namespace AppConfigHost {
 
-/// What this process is registered for at each endpoint. The library asks a service once and does not look at the
-/// answer; the book does, and the delivery thread tells the service whatever it does not hold. Thread-safe; no
-/// operation blocks.
+/// What this process is registered for at each endpoint. The library registers once and ignores the reply. The book
+/// does not: the delivery thread sends the service whatever it does not hold. Thread-safe; no operation blocks.
 class RegistrationBook {
 public:
     /// \p options is not owned and outlives this object.
@@ -23,7 +22,7 @@ public:
 
     /// \return whether \p request may change registrations.
     static bool concerns(const Frame& request);
-    /// \return whether \p request makes a registration, and somebody waits for the answer.
+    /// \return whether \p request makes a registration and its reply is awaited.
     static bool registers(const Frame& request);
 
     /// One request that changes registrations, from before it is sent until it has ended. Does nothing at all for any
@@ -34,14 +33,15 @@ public:
         /// this object.
         Call(RegistrationBook& book, const std::string& endpoint, const Frame& request);
 
-        /// \return whether the endpoint had been handed over before, so that whoever has the place now has to be told.
+        /// \return whether the endpoint had been handed over before, so that the transport that took over has to be
+        /// told.
         bool isLate() const { return m_isLate; }
 
         /// The request is about to be sent to the service that is connected now.
         void leaves();
 
-        /// Enters in \p other what this call has registered, or withdraws from it what this has unregistered. \p from
-        /// and \p to are the local endpoints of the two transports.
+        /// Adds to \p other what this call has registered, or withdraws from it what this has unregistered. \p from and
+        /// \p to are the local endpoints of the two transports.
         void repeat(RegistrationBook& other, const std::string& from, const std::string& to) const;
 
         /// The request has ended; \p reached tells whether its peer got it, and \p reply is the frame that answered it,
@@ -60,8 +60,8 @@ public:
         bool m_isLate = false;
     };
 
-    // For a transport that takes the place of this one, or whose place this one takes; see Handover. \p from and \p to
-    // are the local endpoints of the former and of this one, by which the rows' requesters are told apart.
+    // For a transport that takes over from this one, or that this one takes over from; see Handover. \p from and \p to
+    // are the local endpoints of the previous one and of this one, by which the rows' requesters are told apart.
     std::vector<RegistrationPage::Held> held(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);
     /// Up to reopen(), calls are late. \return what is registered at \p endpoint.
     std::vector<RegistrationPage::Held> handOver(const std::string& endpoint) APPCONFIG_EXCLUDES(m_mutex);

@@ -6,9 +6,9 @@
 
 #include "wire/RegistrationDigest.h"
 
-// A row can be changed by a request on any thread while a frame that tells it is under way, and nobody knows in which
-// order the service takes the two. So neither is trusted then: the row is told again, as it is, once the frame is
-// answered. What a frame tells is the same however often it is told, so this ends as soon as the row is left alone.
+// A request on any thread may change a row while a frame with it is under way, and the client cannot know in which
+// order the service handles the two. So neither is trusted: once the frame is answered, the row is sent again as it is
+// then. Sending a row twice changes nothing, so this ends as soon as the row is no longer changed.
 
 namespace AppConfigHost {
 
@@ -63,7 +63,7 @@ void RegistrationPage::confirm(Rows::iterator row) {
 void RegistrationPage::refuse(Rows::iterator row, int error) {
     set(row, State::refused);
     row->second.retried = false;
-    // What cannot be withdrawn at the moment is nothing that the application waits for.
+    // The application does not wait for what cannot be withdrawn at the moment.
     if (row->second.held) setError(row, error, true);
     tryAgainLater();
 }
@@ -101,7 +101,8 @@ std::uint64_t RegistrationPage::registering(const Key& key, int role) {
     Row& it = row->second;
     it.role = role;
     renumber(it);
-    // What is queued or under way stays so: whether the request or the frame comes first makes no difference then.
+    // Rows that are queued or under way stay so: whether the request or the frame arrives first then makes no
+    // difference.
     if (!added && (it.state == State::refused || !it.held)) set(row, State::asking);
     it.held = true;
     return it.number;
@@ -153,13 +154,13 @@ void RegistrationPage::withdrawAll() {
 void RegistrationPage::ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error) {
     const auto row = m_rows.find(key);
     if (row == m_rows.end()) {
-        // Withdrawn meanwhile, perhaps before the service had taken it.
+        // Withdrawn meanwhile, perhaps before the service added it.
         if (registered && ending != Ending::refused) withdraw(key);
         return;
     }
     Row& it = row->second;
     if (it.number != number) {
-        // A frame that is under way may have come before this request; its answer settles nothing then.
+        // A frame that is under way may have arrived before this request; then its answer settles nothing.
         if (it.state == State::sent) {
             renumber(it);
         } else {
@@ -173,8 +174,8 @@ void RegistrationPage::ended(const Key& key, std::uint64_t number, bool register
         return queue(row);
     }
     if (ending == Ending::refused) return refuse(row, error != 0 ? error : generalError);
-    // The service has answered as to one that registers now, who knows what it has read. Handlers of the attempts that
-    // failed have been waiting since before, so a frame says it once more.
+    // The service has replied as for a client that registers now and knows what it has read. Handlers of earlier,
+    // failed attempts have been waiting since before, so a frame sends the row once more.
     if (ending == Ending::done && it.error == 0) return confirm(row);
     if (it.state == State::asking) queue(row);
 }
@@ -272,7 +273,7 @@ bool RegistrationPage::answered(const Frame& registered) {
         m_completeRefused = true;
         tryAgainLater();
     }
-    // While it takes nothing, it need not be asked for all the rest.
+    // While the service refuses, it need not be sent all the rest.
     if (std::all_of(errors.begin(), errors.end(), [](int error) { return error != 0; })) giveUpRetrying(sent);
     if (m_refused.empty() && !m_completeRefused) m_pause = m_options.firstRegistrationPause;
     return true;
@@ -286,7 +287,7 @@ void RegistrationPage::settle(const Sent& sent, int error) {
     }
     Row& it = row->second;
     if (it.number != sent.number) {
-        // Another request spoke of it meanwhile, and one of the two came last.
+        // Another request named it meanwhile, and one of the two came last.
         if (it.held || sent.held) queue(row);
         return;
     }

@@ -18,8 +18,8 @@
 namespace AppConfigHost {
 
 /// What this process is registered for at one endpoint, and what of it the service there has confirmed. Decides what
-/// has to be told over the delivery connection, so that in the end both hold the same: whatever happens in between,
-/// each row that changed while it was under way is told once more as it is then. Not thread-safe; see RegistrationBook.
+/// has to be sent over the delivery connection so that both finally hold the same: each row that changed while it was
+/// under way is sent once more as it is then. Not thread-safe; see RegistrationBook.
 class RegistrationPage {
 public:
     /// Names one registration.
@@ -30,12 +30,12 @@ public:
         Text requester;
     };
 
-    /// How a request ended: carried out, refused, or nobody knows.
+    /// How a request ended: carried out, refused, or unknown.
     enum class Ending { done, refused, unknown };
 
     explicit RegistrationPage(const PbUtility::TransportOptions& options);
 
-    // What requests say, each before it is sent; the number goes back into ended().
+    // What requests contain, each noted before it is sent; the number is given back to ended().
     std::uint64_t registering(const Key& key, int role);
     std::uint64_t unregistering(const Key& key);
     void unregisteringAll(const std::string& requester);
@@ -49,18 +49,18 @@ public:
     // What another transport of this process has registered for and passes on to this one, or the other way round.
     std::vector<Held> held() const;
     void adopt(const Key& key, int role);
-    /// The service is to be told that it holds \p key no more, whether it did or not.
+    /// The service is to be told that it does not hold \p key any more, whether it did or not.
     void withdraw(const Key& key);
     void withdrawAll(const std::string& requester);
     void withdrawAll();
 
-    /// \return whether everything has been told and answered, if only with a refusal.
+    /// \return whether everything has been sent and answered, if only with a refusal.
     bool isSettled() const { return m_queue.empty() && !m_underWay && !m_complete; }
 
     /// The request numbered \p number, which registered or unregistered \p key, has ended. \p error is the service's.
     void ended(const Key& key, std::uint64_t number, bool registered, Ending ending, int error);
 
-    /// Nobody knows what the service holds: it is to be told everything.
+    /// It is unknown what the service holds: queues everything.
     void queueAll();
 
     // The delivery connection.
@@ -70,19 +70,20 @@ public:
     void welcomed(const Welcome& welcome);
     void lost();
 
-    /// \return the next frame to be sent, if there is something to tell and no other is under way.
+    /// \return the next frame to be sent, if there is something to send and no other frame is under way.
     std::optional<Frame> next();
 
-    /// Takes the answer to that frame. \return false when it is none.
+    /// Takes the answer to that frame. \return false if no frame is under way or it is not its answer.
     bool answered(const Frame& registered);
 
     /// \return when refused rows are due to be tried again; never when there are none, or while that cannot be.
     Deadline nextTry() const { return m_speaks && !m_underWay ? m_nextTry : Deadline::never(); }
 
-    /// \return how many registrations the service has refused and not taken since.
+    /// \return how many registrations the service has refused and not accepted since.
     std::size_t refused() const { return m_troubled; }
 
-    /// \return what became of single ones since the last call, without the endpoint; empty without an observer.
+    /// \return the results of single registrations since the last call, without the endpoint; empty without an
+    /// observer.
     std::vector<PbUtility::RegistrationReport> takeReports() { return std::exchange(m_reports, {}); }
 
     Text share(const std::string& text) { return m_texts.share(text); }
@@ -93,9 +94,9 @@ private:
     };
     enum class State : std::uint8_t {
         asking,     ///< a request is under way
-        queued,     ///< to be told with a frame
-        sent,       ///< told, and not answered yet
-        confirmed,  ///< the service has it; a withdrawn row goes instead
+        queued,     ///< to be sent with a frame
+        sent,       ///< sent, and not answered yet
+        confirmed,  ///< the service holds it; a row that was withdrawn is erased instead
         refused,    ///< to be tried again
     };
     struct Row {
@@ -103,7 +104,7 @@ private:
         bool held = true;  ///< false: withdrawn, and the service may have it still
         State state = State::asking;
         bool retried = false;      ///< queued or sent because it had been refused, and not asked for since
-        int error = 0;             ///< of the last refusal; 0 when there was none since it was last taken
+        int error = 0;             ///< of the last refusal; 0 if there was none since it was last accepted
         std::uint64_t number = 0;  ///< of the last operation on it; tells whether it changed while it was under way
         std::uint64_t place = 0;   ///< in the queue or among the refused
     };

@@ -12,7 +12,7 @@ namespace AppConfigHost {
 
 /// What a reply of the configuration service says about success, whatever its type.
 struct ReplyError {
-    std::int32_t error = 0;             ///< also a number that no enum knows; 0 when the reply carries none
+    std::int32_t error = 0;             ///< may be a number that the enum does not know; 0 if the reply carries none
     std::vector<std::string> messages;  ///< texts for people
 };
 

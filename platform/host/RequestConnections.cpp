@@ -33,7 +33,8 @@ std::unique_ptr<RequestConnection> RequestConnections::takeIdle(const std::strin
 std::unique_ptr<RequestConnection> RequestConnections::borrow(const std::string& endpoint, bool mayOvertake) {
     for (;;) {
         std::unique_ptr<RequestConnection> connection = takeIdle(endpoint, mayOvertake);
-        // The service may have ended meanwhile, or have said what nobody asked for. Neither may hurt the next request.
+        // The service may have ended meanwhile, or have sent something unexpected. Neither may disturb the next
+        // request.
         if (connection == nullptr || connection->stream.isQuiet()) return connection;
     }
 }
@@ -58,7 +59,7 @@ Result<std::unique_ptr<RequestConnection>> RequestConnections::open(const std::s
 
 void RequestConnections::noteSeen(const std::string& endpoint, RequestConnection& connection, const Frame& reply) {
     if (!reply.has_as_of()) return;
-    // A state that stands still costs nothing here.
+    // An unchanged newest change costs nothing here.
     if (reply.timeline() == connection.seenTimeline && reply.as_of() <= connection.seenNumber) return;
     m_resume.saw(endpoint, reply.timeline(), reply.as_of());
     connection.seenTimeline = reply.timeline();

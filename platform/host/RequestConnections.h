@@ -17,12 +17,12 @@ namespace AppConfigHost {
 
 class ResumePoints;
 
-/// A connection for requests, with who may use it next.
+/// A request connection, with who may use it next.
 struct RequestConnection {
     FrameStream stream;
     std::uint64_t lastCorrelation = 0;
-    /// The thread whose one-way messages may not have been handled yet; its next request must follow on this
-    /// connection.
+    /// The thread whose one-way messages on this connection may not have been handled yet; its next request must use
+    /// this connection.
     std::thread::id reservedFor;
     bool mayBeOvertaken = false;  ///< but for registrations, since all of these messages are writes
     /// The newest state that came over it, which the resume points know of already.

@@ -133,8 +133,8 @@ public:
     Result<> exchange(const google::protobuf::MessageLite& message, google::protobuf::MessageLite* response,
                       const std::string& endpoint, bool awaitReply);
 
-    /// The transport has ended, but a thread may have looked it up before its link was handed another: what that
-    /// registers or unregisters is the other's to tell. \return TRANSPORT_ENDED.
+    /// The transport has ended, but a thread may have looked it up before its link was given another: the other one
+    /// takes over what that thread registers or unregisters. \return TRANSPORT_ENDED.
     Failure passOn(const google::protobuf::MessageLite& message, const std::string& endpoint);
 
 private:
@@ -228,8 +228,8 @@ Result<> SocketTransport::Parts::converse(Frame& frame, const std::string& endpo
                                           const std::function<void()>& leaves, Frame& reply,
                                           google::protobuf::MessageLite* response) {
     const bool awaitReply = frame.kind() == REQUEST;
-    // A write may wait until its provider is there, which this process may be about to register. The service tells it
-    // of the write all the same, so a registration misses nothing by coming first.
+    // A write may wait for its provider, which this process may be about to register. The service asks it about the
+    // write all the same, so a registration misses nothing by coming first.
     const bool mayOvertake = RegistrationBook::registers(frame);
     PlainWaiter plain(&ended);
     Waiter& waiter = delivery.isDeliveryThread() ? static_cast<Waiter&>(delivery) : plain;
@@ -248,8 +248,8 @@ Result<> SocketTransport::Parts::converse(Frame& frame, const std::string& endpo
         leaves();
         Result<> outcome = connection->stream.write(encodeFrame(frame), deadline, waiter, &taken);
         if (statusOf(outcome) == TRANSPORT_BROKEN_OFF) {
-            // The service ended after the connection had been looked at, and before it got anything: not this call's
-            // fault.
+            // The service ended after the connection had been checked, and before it received anything: this call is
+            // not to blame.
             if (taken == 0 && !fresh) continue;
             return failure(whyLost(connection->stream, outcome.error()));
         }

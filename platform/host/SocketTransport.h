@@ -12,42 +12,42 @@ class Connector;
 
 namespace PbUtility {
 
-/// A client's end of the host's transport, over connected stream sockets; how a socket to an endpoint is got is the
-/// connector's affair. Owns its connections and, from the first addRemoteEndpoint on, one delivery thread.
+/// A client's end of the host's transport, over connected stream sockets; the connector supplies a socket to an
+/// endpoint. Owns its connections and, from the first addRemoteEndpoint on, one delivery thread.
 ///
 /// Thread-safe. A request is written and its reply awaited on the caller's own thread, with poll(2): no other thread
 /// takes part in a round trip, so it costs two switches between processes and nothing else. Handlers are called on the
-/// delivery thread alone, one at a time, except that a handler that makes a request itself may meet, nested in that
-/// call, the handler of a provider request (never of a notification; these wait until it has returned).
+/// delivery thread alone, one at a time. The one exception: while a handler waits for the reply to its own request,
+/// handlers of questions may be called nested in it (never those of notifications; these wait until it has returned).
 ///
 /// A thread's request reaches the service after the one-way messages that the thread has sent before. Only an awaited
 /// registration may overtake one-way writes: these may wait for a provider that the thread is about to register.
 ///
-/// From a handler every operation may be called. A handler that throws is reported on standard error, and delivery goes
-/// on with the next message; a provider request is then answered without a payload, which the service counts as an
+/// From a handler every operation may be called. A handler that throws is reported on standard error, and delivery
+/// continues with the next message; a question is then answered without a payload, which the service counts as an
 /// error.
 ///
 /// Several links may share one transport. A link names its service's endpoint and then, on the same thread, adds its
-/// table; so a table belongs to the endpoints that its thread has named since it last added one, and gets what comes
-/// from them and nothing else. A table that was added without naming an endpoint gets everything. What comes from an
-/// endpoint that no table belongs to goes to every table.
+/// table. A table therefore belongs to the endpoints that its thread has named since it last added one, and gets only
+/// messages from these. A table that was added without naming an endpoint gets all messages. Messages from an endpoint
+/// that no table belongs to go to every table.
 ///
-/// A table's context stands for a link. When another transport of the process is added rows with a context that this
-/// one has, for an endpoint of the same name, then the link has moved there: the other one registers for everything
-/// that was registered for here and brings the link the notifications alone from then on, beginning with what changed
-/// since this one first reached the service, as it is then; here everything is withdrawn, unless another link still
-/// uses the endpoint over this transport; then what a thread is just reading or registering here for the link that
-/// moves does not follow it. This transport may be destroyed after that. Rows without a context stand for no link.
+/// A table's context denotes a link. If rows with the same context are added to another transport of the process, for
+/// an endpoint of the same name, the link has moved there. The other transport then registers for everything that was
+/// registered here, and alone delivers notifications from then on, starting with what has changed since this transport
+/// first reached the service. Everything here is withdrawn unless another link still uses the endpoint over this
+/// transport; in that case, what a thread reads or registers here at that moment for the moving link does not follow
+/// it. This transport may be destroyed afterwards. Rows without a context belong to no link.
 ///
-/// That cannot keep apart links that name the same endpoint: both get all that comes from it. Then a notification
-/// reaches only the link whose client name it carries, and a provider request of a namespace-scoped variable only the
-/// link of that namespace; any other provider request reaches the cache and the handlers of both.
+/// Links that name the same endpoint cannot be told apart in this way: both get everything that comes from it. A
+/// notification then reaches only the link whose client name it carries, and a question about a namespace-scoped
+/// variable only the link of that namespace; any other question reaches the cache and the handlers of both.
 ///
-/// A service that goes away fails the calls under way with TRANSPORT_BROKEN_OFF and later ones at once with
+/// If the service ends, the calls under way fail with TRANSPORT_BROKEN_OFF and later ones at once with
 /// TRANSPORT_NO_SUCH_ENDPOINT. When it is back, the next call works again, and deliveries resume by themselves after
 /// the pause of the options or with that call, whichever comes first, with the newest state of whatever changed
 /// meanwhile. What was registered over this transport with RegisterClientCallbackReq and not unregistered is kept here,
-/// whatever came of the request, and told to the service whenever that does not hold it.
+/// whether the request succeeded or not, and sent to the service whenever that does not hold it.
 ///
 /// Constructors throw std::system_error when the system has no descriptor left; nothing else here throws an exception
 /// of its own. Must not be used on both sides of a fork().
@@ -64,7 +64,7 @@ public:
                          const std::string& endpoint) override;
 
     /// Blocks only while the endpoint is slow to take the bytes, up to the deadline of the options. What one thread
-    /// sends is handled before what the same thread asks for afterwards; above is said what may overtake it.
+    /// sends is handled before its next request; see above for what may overtake it.
     int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) override;
 
     /// Starts to connect to \p endpoint for deliveries; does not block. The next request to \p endpoint waits for the
@@ -72,9 +72,9 @@ public:
     /// next table that the calling thread adds belongs to \p endpoint, also when this fails.
     int addRemoteEndpoint(const std::string& endpoint, int channel) override;
 
-    /// TRANSPORT_BAD_ARGUMENT for a null table. Rows are never removed. A row whose entry, context and ids are those of
-    /// one that is there is not added again, so that a message reaches it once however often a link is handed this
-    /// transport; it takes, from now on, also what the endpoints of this call send.
+    /// TRANSPORT_BAD_ARGUMENT for a null table. Rows are never removed. A row with the same entry, context and ids as
+    /// an earlier one is not added again, so that a message reaches it once however often a link is given this
+    /// transport; from now on, it also takes what the endpoints of this call send.
     int addHandlers(const MSG_Callback* table) override;
 
     /// `<program>-<pid>-<random hex>`, another one for each transport.

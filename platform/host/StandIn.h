@@ -2,8 +2,8 @@
 
 namespace AppConfigHost {
 
-/// Says, as long as it lives, that a row's context is only put in front of another one. A decorator that wraps the rows
-/// of a table keeps one for each, so that the transports behind it still know whose rows they are. Thread-safe.
+/// While it exists, tells that a row's context stands for another context. A decorator that wraps rows keeps one for
+/// each, so that the transports below still know which link the rows belong to. Thread-safe.
 class StandIn {
 public:
     StandIn(void* context, void* behind);
@@ -11,7 +11,7 @@ public:
     StandIn(const StandIn&) = delete;
     StandIn& operator=(const StandIn&) = delete;
 
-    /// \return the context at the end of those that \p context is put in front of; itself when there is none.
+    /// \return the context that \p context stands for in the end; itself if it stands for no other.
     static void* contextBehind(void* context);
 
 private:

@@ -12,7 +12,7 @@ enum TransportStatus : int {
     TRANSPORT_REFUSED = 3,           ///< the peer, or the system, does not let this client in
     TRANSPORT_TIMED_OUT = 4,         ///< the deadline passed; whether the peer acted on the message is not known
     TRANSPORT_BROKEN_OFF = 5,        ///< the connection was lost before the reply; whether the peer acted is not known
-    TRANSPORT_UNREADABLE_REPLY = 6,  ///< an answer came, but is not the message that was asked for
+    TRANSPORT_UNREADABLE_REPLY = 6,  ///< a reply came, but is not the message that was expected
     TRANSPORT_TOO_LARGE = 7,         ///< the message exceeds the limit of a frame and was not sent
     TRANSPORT_UNSUPPORTED = 8,       ///< the peer knows the message but does not answer it
     TRANSPORT_UNREADABLE_REQUEST = 9,  ///< the peer could not parse the message

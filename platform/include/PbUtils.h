@@ -19,14 +19,14 @@ public:
     PbUtils& operator=(const PbUtils&) = delete;
     virtual ~PbUtils() = default;
 
-    /// Sends \p request to \p endpoint and waits until the answer has been parsed into \p response. Blocks the calling
+    /// Sends \p request to \p endpoint and waits until the reply has been parsed into \p response. Blocks the calling
     /// thread up to the transport's deadline.
-    /// \return 0 on success; otherwise a number of the transport's, and \p response holds nothing of use.
+    /// \return 0 on success; otherwise a number of the transport, and the contents of \p response are undefined.
     virtual int sendWaitResponse(const google::protobuf::MessageLite& request, google::protobuf::MessageLite* response,
                                  const std::string& endpoint) = 0;
 
-    /// Sends \p message to \p endpoint; nobody answers. \p reserved is null.
-    /// \return 0 when the message was handed over.
+    /// Sends \p message to \p endpoint one-way. \p reserved is null.
+    /// \return 0 if the message was sent.
     virtual int send(const google::protobuf::MessageLite& message, const std::string& endpoint, void* reserved) = 0;
 
     /// Names an endpoint that unsolicited messages may come from. \p channel -1: any channel.

@@ -15,8 +15,7 @@ namespace AppConfigService {
 struct Variable;
 
 /// What one client is due to be told and has not been sent, in the order in which it became due: each state once, and
-/// each event. What a state is, is looked up when it is sent, so a client that is slow hears of the newest. Not
-/// thread-safe.
+/// each submit. The state itself is looked up when it is sent, so a slow client gets the newest one. Not thread-safe.
 class Backlog {
 public:
     struct Due {
@@ -29,7 +28,7 @@ public:
 
     explicit Backlog(std::size_t limit) : m_limit(limit) {}
 
-    /// Puts \p due at the end unless it is there already. Beyond the limit it is dropped, and overflown() holds.
+    /// Adds \p due at the end unless it is already there. Beyond the limit it is dropped, and overflown() holds.
     void add(const Due& due);
 
     /// Takes out the first. There is one.

@@ -20,7 +20,7 @@ bool Variable::isDefault() const {
 }
 
 PerKind<bool> difference(const VariableRow& former, const VariableRow& next) {
-    // What comes back may have changed before it went, unnoticed by somebody who was away then.
+    // A variable that comes back may have changed before it vanished, unnoticed by a client that was away then.
     if (former.hidden) return {true, true, true};
     return {next.value != former.value, next.options != former.options || next.defaultIndex != former.defaultIndex,
             next.readLevel != former.readLevel || next.writeLevel != former.writeLevel};
@@ -66,8 +66,8 @@ Adoption Catalogue::adopt(const VariableDefinition& definition) const {
     row.hidden = false;
 
     if (known == nullptr) {
-        // What a new state begins with is no news. Later on a client may have registered for the name, or know such a
-        // variable from another state.
+        // What a new state begins with is not a change. Later, a client may already have registered for the name, or
+        // know such a variable from another state.
         if (!m_variables.empty()) result.changed = {true, true, true};
     } else {
         const VariableRow& old = known->row;

@@ -11,43 +11,43 @@
 
 namespace AppConfigService {
 
-/// One variable: what is laid down about it and what it holds. Its address stays while the catalogue lives.
+/// One variable: its definition and what it holds. Its address stays the same as long as the catalogue lives.
 struct Variable {
     VariableRow row;                                       ///< what reads see; replaced whole once a change is stored
     std::string fullyQualified;                            ///< what registrations are matched with
     std::string display;                                   ///< for people
     std::shared_ptr<const VariableDefinition> definition;  ///< null while no definition mentions the variable
 
-    /// \return whether the value means the same as the default under the present options. Needs a definition.
+    /// \return whether the value means the same as the default under the current options. Needs a definition.
     bool isDefault() const;
 };
 
-/// \return what is different about \p next, and so is to be numbered and told, for somebody who knows \p former.
+/// \return what in \p next differs from \p former, and so gets a number and is notified.
 PerKind<bool> difference(const VariableRow& former, const VariableRow& next);
 
 /// \return whether \p role reaches the level that reading, or writing, \p variable needs.
 Result<> readable(const Variable& variable, int role);
 Result<> writable(const Variable& variable, int role);
 
-/// What a new definition makes of a variable.
+/// The effect of a new definition on a variable.
 struct Adoption {
     VariableRow row;
     bool stores = true;     ///< the row is not what the store has
-    PerKind<bool> changed;  ///< what is to be told
-    std::string complaint;  ///< why the former value or options had to go; else empty
+    PerKind<bool> changed;  ///< what is to be notified
+    std::string complaint;  ///< why the previous value or options are not kept; else empty
 };
 
 /// Every variable that the service knows, by name. Owns them. Not thread-safe.
 class Catalogue {
 public:
-    /// Puts in what the store holds; nothing of it is visible before a definition mentions it.
+    /// Adds what the store holds; nothing of it is visible before a definition mentions it.
     void restore(const std::vector<VariableRow>& rows);
 
-    /// \return what \p definition makes of the variable as it is now, without changing anything. A value or options
-    /// that are the variable's own stay where the definition allows them; whatever follows the definition follows.
+    /// \return the effect of \p definition on the variable as it is now, without changing anything. A value or options
+    /// that were set stay where the definition allows them; everything else follows the definition.
     Adoption adopt(const VariableDefinition& definition) const;
 
-    /// Makes \p definition the variable's own. Its row is left to the caller.
+    /// Gives the variable \p definition. Its row is left to the caller.
     Variable& define(const VariableDefinition& definition);
 
     /// Calls \p visit for each variable that hideUnless() would hide and that was not hidden when it was stored.

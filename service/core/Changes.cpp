@@ -6,15 +6,14 @@
 
 // The course of an operation: submit(), turn(), begin(), startValidateRound() while providers are asked, validated(),
 // store() while the journal stores, stored() while providers apply, notify(), conclude(). Where there is nothing to
-// wait for, a step calls the next one, so a request may be over when submit() returns; where there is, Rounds or
+// wait for, a step calls the next one, so a request may be finished when submit() returns; where there is, Rounds or
 // Journal call the next step, from the middle of their own work. Three things follow.
 //
-// - Whatever is waited for may take long, and others go on meanwhile: levels, roles, definitions and providers are
-// looked
-//   up anew at each step. Variables themselves stay where they are.
+// - Waiting may take long, and others go on meanwhile. Levels, roles, definitions and providers are therefore looked up
+//   again at each step. Variables never move.
 // - conclude() takes the operation out of its line while steps of it are still on the stack. They work on a shared
 //   pointer that the round, the journal's entry or turn() keeps.
-// - conclude() sets others going. It is the last thing that a step does.
+// - conclude() lets other operations continue. It is the last thing that a step does.
 
 namespace AppConfigService {
 
@@ -47,7 +46,8 @@ void Changes::submit(ChangeRequest request) {
                                 operation->variable->display +
                                     ": another request is being decided, and that decision waits for this client"));
     }
-    // One that waits is admitted again when its turn comes; it is refused here as well, so that nobody waits in vain.
+    // A request that waits is admitted again when its turn comes; it is checked here as well, so that none waits in
+    // vain.
     operation->queued = true;
     if (const OperationPtr removed = line.add(operation)) {
         removed->queued = false;
@@ -98,9 +98,9 @@ bool Changes::mayKnowWhy(const Operation& operation) {
 }
 
 bool Changes::wouldWaitForItself(const Operation& operation) const {
-    // Who waits in line waits for the decision that runs; that waits for the clients that are asked; and each of those
-    // may be waiting, from within its handler, for a request that it made after it was asked. Requests that it made
-    // before do not hold its answer up.
+    // A queued request waits for the request that is being decided; that one waits for the clients that were asked; and
+    // each of these may, from within its handler, wait for a request that it made after it was asked. Requests that it
+    // made before that do not delay its answer.
     std::set<Variable*> seen;
     std::vector<Variable*> next{operation.variable};
     while (!next.empty()) {
@@ -125,9 +125,9 @@ bool Changes::wouldWaitForItself(const Operation& operation) const {
 
 void Changes::turn(Variable& variable) {
     Line& line = m_lines[&variable];
-    // An operation that ends at once calls this from conclude(). It brings its successor up through the loop of the
-    // outermost call, not through the stack, which a long line would exhaust; and only that call, which looks at the
-    // line once more, takes it away.
+    // An operation that ends at once calls this from conclude(). The loop of the outermost call then starts the next
+    // one, not the stack, which a long line would exhaust. Only the outermost call erases the line, because it still
+    // uses it.
     if (line.turning) return;
     line.turning = true;
     while (!line.empty() && !line.first()->running) {
@@ -157,7 +157,8 @@ void Changes::startValidateRound(const OperationPtr& operation, const std::vecto
     const Variable& variable = *operation->variable;
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
-        // Nobody has judged: the variable may need somebody who does, and others may have come.
+        // All questions were withdrawn, so nobody has validated the value. There may be other providers by now, and the
+        // variable may require one.
         if (outcome.withdrawn) return begin(operation);
         if (mayKnowWhy(*operation)) operation->result.messages = outcome.messages;
         for (const std::string& provider : outcome.refusedBy) {
@@ -170,7 +171,7 @@ void Changes::startValidateRound(const OperationPtr& operation, const std::vecto
             return conclude(operation, failure(outcome.verdict.error().code,
                                                operation->variable->display + ": a provider refused it"));
         }
-        // Whoever has unregistered its handlers one by one is still asked, and has no part in it.
+        // A client that has unregistered its handlers one by one is still asked, and abstains.
         const Variable& asked = *operation->variable;
         if (!outcome.validated && asked.definition && asked.definition->needsProvider) {
             return conclude(operation,
@@ -210,8 +211,8 @@ Time Changes::providerExpected(const Variable& variable) const {
 }
 
 void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
-    // Those that begin may end at once and have their successors wait for a provider, so what waits now is listed
-    // before. None of these is ended by another: each is the first of its own queue.
+    // A request that begins may end at once and let the next one of its queue wait for a provider, so the waiting
+    // requests are listed first. None of those listed ends another, since each is the first of its queue.
     std::vector<OperationPtr> again;
     for (const auto& entry : m_waitForProvider) {
         if (which(*entry.second)) again.push_back(entry.second);
@@ -226,15 +227,15 @@ void Changes::providerArrived() {
     if (m_waitForProvider.empty()) return;
     beginAgain([this](const Operation& operation) {
         const Variable& variable = *operation.variable;
-        // Another definition may have it do without.
+        // It may have another definition, which does not require a provider.
         if (!variable.definition || !variable.definition->needsProvider) return true;
         return !providers(variable, ConfigIF::CALLBACK_DYNAMIC_VALIDATE).empty();
     });
 }
 
 void Changes::withdraw() {
-    // By their order, which shows: lines are kept by address. Those that get their turn while this goes on are not
-    // among them, and ask under the new rights.
+    // Ordered by request, because lines are ordered by address and the order is visible. Requests whose turn comes
+    // meanwhile are not in the list; they use the new rights.
     std::map<std::uint64_t, OperationPtr> asking;
     for (const auto& entry : m_lines) {
         const OperationPtr& operation = entry.second.first();
@@ -248,10 +249,10 @@ void Changes::withdraw() {
         for (const Rounds::OpenQuestion& question : m_with.rounds.openQuestions(*operation.round)) {
             const Client* client = m_with.clients.find(question.client);
             if (client != nullptr && variable.definition && mayBeAsked(*client, variable, type)) continue;
-            // With its last question a round ends, and the operation may begin another.
+            // The last question ends its round, and the operation may begin another.
             if (!operation.round || !m_with.rounds.withdraw(*operation.round, question.client)) continue;
-            m_with.log(LogLevel::warning, "provider " + question.who + " was asked about " + variable.display +
-                                              ", and its answer does not count: it has lost the right to it");
+            m_with.log(LogLevel::warning, "withdrew the question to provider " + question.who + " about " +
+                                              variable.display + ": it may not be asked any more");
         }
     }
 }
@@ -269,16 +270,16 @@ std::optional<Time> Changes::nextDeadline() const {
 }
 
 void Changes::validated(const OperationPtr& operation) {
-    // While the providers thought, levels, roles or the definition may have changed.
+    // While the providers validated, levels, roles or the definition may have changed.
     const Result<> admitted = admit(*operation);
     if (!admitted || operation->kind == ChangeRequest::Kind::validate) return conclude(operation, admitted);
     store(operation);
 }
 
 void Changes::store(const OperationPtr& operation) {
-    // Between the two calls the row is only on its way to the disk: nobody reads or hears of it yet. No other operation
-    // of this variable is in the batch, since this one is still the first of its queue, so its row goes on from the
-    // present one; levels are set behind the batch, or look at it.
+    // Between the two calls the row is on its way to the disk, and nobody reads it or is notified of it. The batch has
+    // no other operation of this variable, since this one is still the first of its queue, so its row builds on the
+    // current one. Levels are set after the batch or take it into account.
     m_with.journal.add(
         [this, operation](Batch& batch) {
             // Levels that were set in the batch before this one count already.
@@ -315,9 +316,9 @@ VariableRow Changes::next(const Operation& operation) {
 
 void Changes::stored(const OperationPtr& operation) {
     Variable& variable = *operation->variable;
-    // From here on reads give the new value, and its number is open: no client is told that it has got past it until
-    // all that it brings is due. Providers are told before anybody else, so that whoever hears of a value finds it
-    // applied.
+    // From here on reads return the new value, and its number is open: no client is told that it has got past it until
+    // everything that it brings is due. Providers are asked before anybody is notified, so that a value that a client
+    // is notified of has been applied.
     operation->transition->enter(variable, m_with.notifier);
     if (!operation->transition->changes(ChangeKind::value)) return notify(operation);
 
@@ -325,15 +326,15 @@ void Changes::stored(const OperationPtr& operation) {
     if (clients.empty()) return notify(operation);
     const auto finished = [this, operation](const RoundOutcome& outcome) {
         operation->round.reset();
-        // The value stands: what goes wrong now is told, not undone.
+        // The value is stored: what fails now is reported, not undone.
         operation->result.flag = !outcome.verdict.has_value();
         if (mayKnowWhy(*operation)) {
             for (const std::string& message : outcome.messages) operation->result.messages.push_back(message);
         }
         notify(operation);
     };
-    // The row has just been entered, so what is noted is what the question carries. A provider that is lost before it
-    // has answered, or a point proves that it was asked, is asked anew when it comes back.
+    // The row was entered just now, so what is noted is what the question carries. A provider whose connection is lost
+    // before it answers, or before a point proves that it was asked, is asked again when it is back.
     for (const Client* client : clients) {
         m_with.notifier.noteQuestionSent(client->key, variable);
         operation->asked.push_back(client->key);
@@ -343,7 +344,7 @@ void Changes::stored(const OperationPtr& operation) {
 }
 
 void Changes::notify(const OperationPtr& operation) {
-    // Everybody is told, as far as it can be, before the writer hears that its write is through.
+    // Every client is notified, as far as it takes notifications now, before the writer gets its reply.
     const auto asked = [&operation](const Variable&) { return operation->asked; };
     Transition::notify({&*operation->transition}, m_with.notifier, asked);
     conclude(operation, {});
@@ -364,7 +365,7 @@ void Changes::conclude(const OperationPtr& operation, const Result<>& verdict) {
             m_with.notifier.notifyCurrentValue(operation->client, variable);
         }
     } else {
-        // Another value may have come since, of a new definition.
+        // New definitions may have changed the value since.
         const VariableRow& row = operation->transition ? operation->transition->row() : variable.row;
         result.revision = m_with.messages.revision(row.changes.value);
         m_with.log(LogLevel::debug, std::string(nameOf(operation->kind)) + " of " + variable.display + " by " +
@@ -372,7 +373,7 @@ void Changes::conclude(const OperationPtr& operation, const Result<>& verdict) {
     }
     operation->reply(result);
     if (!operation->queued) return;
-    // The line is there, and this is its first: only that one runs.
+    // The line exists, and this is its first: no other one runs.
     m_lines[&variable].removeFirst();
     turn(variable);
 }

@@ -21,8 +21,8 @@
 
 namespace AppConfigService {
 
-/// Takes variables from one state to the next: checks, asks the providers, stores, tells providers and clients,
-/// replies. One request at a time is under decision per variable, the others wait in their Line. Refers to its
+/// Takes variables from one state to the next: checks, asks the providers, stores, has the value applied, notifies
+/// clients, replies. One request per variable is decided at a time; the others wait in their Line. Refers to its
 /// collaborators, which must outlive it; not thread-safe.
 class Changes {
 public:
@@ -48,21 +48,21 @@ public:
     /// Takes \p request over. Its reply may be called before this returns.
     void submit(ChangeRequest request);
 
-    /// A client connected for deliveries, registered, or may know more than before, or the definitions changed:
-    /// somebody who waits for a provider may go on.
+    /// A client has a new delivery connection, has registered, or may read more than before, or the definitions have
+    /// changed: requests that wait for a provider may continue.
     void providerArrived();
 
-    /// Roles, or the right to decide, may have been taken away: whoever may not be asked any more is not waited for,
-    /// and what it answers does not count.
+    /// Effective roles, or rights to decide, may have been taken away. Questions to clients that may not be asked any
+    /// more are withdrawn.
     void withdraw();
 
-    /// Ends the waiting for providers whose time is over.
+    /// Ends the waiting for providers whose deadline has passed.
     void expire();
 
     /// \return when that is due next.
     std::optional<Time> nextDeadline() const;
 
-    /// \return how many requests are under decision or wait.
+    /// \return how many requests are being decided or wait.
     std::size_t waiting() const;
 
 private:

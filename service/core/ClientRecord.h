@@ -7,14 +7,14 @@
 
 namespace AppConfigService {
 
-/// What the store keeps of one client, as far as it has it or is to have it. A client has a row as long as it has
-/// registrations; without any it is nobody that the next run would have to know. Not thread-safe.
+/// What the store keeps, or is about to keep, of one client. A client has a row as long as it has registrations;
+/// without any, the next run need not know it. Not thread-safe.
 class ClientRecord {
 public:
     /// \return the highest role that the client has claimed.
     int claimedRole() const { return m_claimedRole; }
 
-    /// \return what that is worth now, which decides what the client is told and asked.
+    /// \return the effective role, which decides what the client is told and asked.
     int role() const { return m_role; }
 
     /// \return see ClientRow.
@@ -46,7 +46,7 @@ public:
     // Written by Enrolment.
     void setStored(bool stored) { m_stored = stored; }
     void addPending(std::size_t registrations) { m_pending += registrations; }
-    /// A client that was forgotten and came again meanwhile has fewer pending than come through.
+    /// A client that was forgotten and came back meanwhile has fewer pending than are reported.
     void removePending(std::size_t registrations) { m_pending -= std::min(registrations, m_pending); }
 
 private:

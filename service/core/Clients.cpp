@@ -38,7 +38,7 @@ std::size_t Clients::withDelivery() const {
     }));
 }
 
-// Keys, since whoever asks goes on to erase these clients one by one.
+// Keys, since the caller erases these clients one by one.
 std::vector<ClientKey> Clients::overdue(Time now, std::chrono::milliseconds grace) const {
     std::vector<ClientKey> keys;
     for (const auto& [key, client] : m_clients) {

@@ -15,8 +15,8 @@
 
 namespace AppConfigService {
 
-/// One client, for as long as it is remembered. Each of its parts has an owner, who alone writes it; whoever only reads
-/// gets the client as const.
+/// One client, as long as it is remembered. Each of its parts has one owner, which alone writes it; the others get the
+/// client as const.
 struct Client {
     explicit Client(ClientKey its) : key(std::move(its)) {}
 
@@ -42,19 +42,19 @@ public:
     Client& insert(const ClientKey& key);
     void erase(const ClientKey& key);
 
-    /// Puts in the clients that the store has, none of which is connected at \p now.
+    /// Adds the clients that the store has, none of which is connected at \p now.
     void restore(const std::vector<ClientRow>& rows, Time now);
 
     std::size_t size() const { return m_clients.size(); }
     std::size_t withDelivery() const;
 
-    /// \return the clients that have been gone for \p grace at \p now.
+    /// \return the clients that have been away for \p grace at \p now.
     std::vector<ClientKey> overdue(Time now, std::chrono::milliseconds grace) const;
 
-    /// \return when the next client is due; nothing when none is gone.
+    /// \return when the next client is due; nothing if none is away.
     std::optional<Time> nextDue(std::chrono::milliseconds grace) const;
 
-    /// \return the client that has been gone longest among those that \p dispensable accepts; null when there is none.
+    /// \return the client that has been away longest among those that \p dispensable accepts; null if there is none.
     const Client* longestAway(const std::function<bool(const Client&)>& dispensable) const;
 
     auto begin() { return m_clients.begin(); }

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <vector>
 
-// How connections and clients end. What waits for the answers of a client goes on as soon as they cannot come any more,
-// and with it whatever waited behind that: requests end, others begin, clients are told and asked. So each operation
-// here brings connections and clients to where others may meet them before it lets these go on. Nothing of what goes on
-// closes a connection or erases a client.
+// How connections and clients end. Whatever waits for a client's answers continues as soon as they cannot come any
+// more, and so does everything that waits behind it: requests end, others begin, clients are notified and asked. Each
+// operation here therefore brings connections and clients into their final state before it lets these continue. Nothing
+// that continues closes a connection or erases a client.
 
 namespace AppConfigService {
 
@@ -90,7 +90,7 @@ void Connections::closeClient(const std::string& endpoint) {
     std::vector<ConnectionId> ids;
     for (const auto& [id, connection] : m_connections) {
         if (connection.internal) continue;
-        // Those that have not said yet whose they are go with all of them.
+        // Connections without HELLO so far are closed only along with all others.
         const bool named = connection.client && connection.client->endpoint == endpoint;
         if (endpoint.empty() || named) ids.push_back(id);
     }
@@ -102,7 +102,7 @@ void Connections::goodbye(ConnectionId delivery) {
     Client* const client = connection != nullptr ? m_with.clients.find(*connection->client) : nullptr;
     if (client == nullptr) return;
     m_with.enrolment.forget(*client);
-    // What it sent before on its other connections may not have been read yet, and was handed over: it is still served.
+    // Its earlier messages on other connections may not have been read yet. They are still served.
     client->connections.noteGoodbye();
     close(delivery);
 }
@@ -137,8 +137,8 @@ void Connections::forgetOverdue() {
             continue;
         }
         adds = true;
-        // Not before the store has: the next start would bring its registrations back, and take the client, which may
-        // have come again and been told nothing, for one that has had them all along.
+        // Not before it is removed from the store. Otherwise the next start would bring its registrations back, and a
+        // client that came again meanwhile, and was told nothing, would seem to have had them all along.
         m_with.enrolment.forgetInStore(key, [this, key, why](const Result<>& stored) {
             if (stored) return forget(key, why);
             // Not at once, however short the grace time is: the disk is in trouble.

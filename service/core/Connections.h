@@ -28,9 +28,9 @@ struct Connection {
     bool busy = false;  ///< a request that came on it is under way
 };
 
-/// Who is there: the connections, whose each is and what it is doing; and the clients, from their first HELLO until
-/// they are forgotten, since they said goodbye or stayed away for too long. Refers to its collaborators, which must
-/// outlive it; not thread-safe.
+/// Who is connected: the connections, the client of each and what it is doing; and the clients, from their first HELLO
+/// until they are forgotten, after a goodbye or when they have been away for too long. Refers to its collaborators,
+/// which must outlive it; not thread-safe.
 class Connections {
 public:
     struct Collaborators {
@@ -56,19 +56,19 @@ public:
     /// \p frame is the first that came on \p id, which is open: it should be HELLO.
     void handshake(ConnectionId id, const AppConfigWire::Frame& frame);
 
-    /// \return the connection; null when it is not there, or no more. Valid until something is closed.
+    /// \return the connection; null if it does not exist (any more). Valid until something is closed.
     const Connection* find(ConnectionId id) const;
 
-    /// A request that came on \p id is under way, so nothing more is taken from there.
+    /// A request that came on \p id is under way, so no more frames are taken from there.
     void begin(ConnectionId id);
 
-    /// That request is through. \p reply is sent, unless it is null; nothing happens if the connection is gone.
+    /// That request has ended. \p reply is sent, unless it is null; nothing happens if the connection has ended.
     void end(ConnectionId id, const AppConfigWire::Frame* reply);
 
     /// There is room for \p id again.
     void drained(ConnectionId id);
 
-    /// \p id is gone.
+    /// \p id was lost.
     void lose(ConnectionId id);
 
     /// Closes \p id.
@@ -86,14 +86,14 @@ public:
     /// \return the client behind \p id, for the log.
     std::string clientOf(ConnectionId id) const;
 
-    /// Closes what said no HELLO in time, and forgets the clients that stayed away for too long.
+    /// Closes the connections without HELLO in time, and forgets the clients that have been away for too long.
     void expire();
 
     /// \return when that is due next.
     std::optional<Time> nextDeadline() const;
 
 private:
-    /// Where a client stands that says HELLO. Without a number it knows nothing of this state.
+    /// What a client that says HELLO has got from this state. Without a number it knows nothing of it.
     struct ResumeState {
         bool fresh = false;  ///< it has never been told a point
         std::optional<ChangeNumber> joined;
@@ -113,7 +113,7 @@ private:
 
     const Collaborators m_with;
     std::map<ConnectionId, Connection> m_connections;
-    std::map<ConnectionId, Time> m_silent;  ///< when each must have said HELLO, the earliest first
+    std::map<ConnectionId, Time> m_silent;  ///< when each must have said HELLO, in this order
 };
 
 }  // namespace AppConfigService

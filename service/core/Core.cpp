@@ -7,7 +7,7 @@
 
 // What comes in sets the clock and goes to one part. A part may call back up (see Upcalls) and so reach this file again
 // in the middle of its work; the outbox never does. What a request needs of its connection is therefore copied into its
-// Call before it is served, and the connection is looked up again when the request ends, by when it may be gone.
+// Call before it is served, and the connection is looked up again when the request ends: it may have ended before.
 
 namespace AppConfigService {
 
@@ -49,7 +49,7 @@ void Core::receive(ConnectionId id, const Frame& frame, Time now) {
     if (connection == nullptr) return;
     if (!connection->client) return m_connections.handshake(id, frame);
 
-    // Whatever serves the frame may close the connection, so nothing of it is looked at afterwards.
+    // Serving the frame may close the connection, so it is not used afterwards.
     const bool delivery = connection->purpose == AppConfigWire::DELIVERY;
     switch (frame.kind()) {
         case AppConfigWire::REQUEST:
@@ -89,7 +89,7 @@ void Core::request(ConnectionId id, const Connection& connection, const Frame& f
                     *connection.client,
                     connection.peer.pid,
                     connection.internal};
-    // Before it is served, since it may be through before that returns.
+    // Before it is served, since it may have ended before that returns.
     m_connections.begin(id);
     const Interception decision = intercepted(call, frame.payload());
     switch (decision.action) {
@@ -119,7 +119,7 @@ void Core::registrations(ConnectionId id, const Connection& connection, const Fr
     m_connections.begin(id);
     const auto done = [this, id](const Frame& reply) { m_connections.end(id, &reply); };
     if (frame.registration_size() > 0) {
-        // Whoever intercepts registrations means these as well.
+        // An interceptor of registrations is asked about these as well.
         ConfigIF::RegisterClientCallbackReq first;
         first.set_client_name(frame.registration(0).requester());
         first.set_var_name(frame.registration(0).name());
@@ -202,8 +202,8 @@ void Core::flush(Time now) {
     store();
 }
 
-// What is told that it is stored adds further entries: writes that waited for others. They wait for the next call, so
-// that each turn of the loop stores once and nobody is kept waiting by a chain that never ends.
+// Entries that are told that they are stored may add further ones, such as writes that waited. These wait for the next
+// call, so that each turn of the loop stores once and a long chain does not delay anybody.
 void Core::store() {
     const Result<> stored = m_journal.flush();
     if (!stored) m_log(LogLevel::error, "could not store: " + stored.error().reason);
@@ -214,7 +214,7 @@ void Core::tick(Time now) {
     m_rounds.expire();
     m_changes.expire();
     m_roles.storeAgain();
-    // Last, since it stores: what the others have added goes with it.
+    // Last, since it stores, along with its own, what the others have added.
     m_connections.expire();
 }
 

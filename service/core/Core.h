@@ -35,11 +35,11 @@ public:
     Core(const Core&) = delete;
     Core& operator=(const Core&) = delete;
 
-    /// Reads the store and takes \p definitions into use. To be called once, first.
+    /// Reads the store and begins to use \p definitions. To be called once, first.
     Result<> start(const Definitions& definitions, Time now);
 
-    /// Takes other definitions into use: values that they forbid fall back to the default, which is logged and notified
-    /// like any other change. When that fails, nothing has changed.
+    /// Uses other definitions from now on: values that they forbid fall back to the default, which is logged and
+    /// notified like any other change. If that fails, nothing has changed.
     Result<> reload(const Definitions& definitions, Time now);
 
     /// A client of \p peer has connected; numbers of connections grow. There may be too many: then it is refused
@@ -56,8 +56,7 @@ public:
     /// There is room for \p connection again, after Outbox::hasRoom() had denied it.
     void drained(ConnectionId connection, Time now);
 
-    /// \p connection is gone. Also to be called for a connection that broke the rules, but not for one that the core
-    /// closed.
+    /// \p connection was lost. Also called for one that broke the rules, but not for one that the core closed.
     void disconnected(ConnectionId connection, Time now);
 
     /// \return the client behind \p connection, for the log.
@@ -85,7 +84,7 @@ public:
     /// \return the number of the last change that is stored.
     ChangeNumber changes() const { return m_journal.changes(); }
 
-    /// \return how many requests are under decision or wait for one.
+    /// \return how many requests are being decided or wait for that.
     std::size_t waiting() const { return m_changes.waiting(); }
 
 private:
@@ -101,8 +100,8 @@ private:
 
     Result<> adoptAll(const Definitions& definitions, bool notify);
 
-    // Each part refers to parts that are declared before it, and to the core itself, which it calls only when it is
-    // called.
+    // Each part refers to parts that are declared before it, and to the core itself, which it calls only while it is
+    // being called.
     StateStore& m_store;
     Outbox& m_outbox;
     const ServiceOptions m_options;

@@ -4,9 +4,9 @@
 
 namespace AppConfigService {
 
-/// The time within the core. Whoever calls the core says what time it is; Core sets the clock then, and everybody else
-/// only reads it. It stands still until the core is called again, so that whatever happens in one call happens at the
-/// same time. Not thread-safe.
+/// The time within the core. The caller of the core tells the time: Core sets the clock at each call, and everything
+/// else only reads it. It is constant until the next call, so that everything in one call happens at the same time. Not
+/// thread-safe.
 class CoreClock {
 public:
     Time now() const { return m_now; }

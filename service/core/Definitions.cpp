@@ -8,7 +8,7 @@
 #include "core/Transition.h"
 #include "store/TimelineId.h"
 
-// How definitions come into use, at the start and later.
+// How the service begins to use definitions, at the start and later.
 
 namespace AppConfigService {
 
@@ -48,18 +48,18 @@ Result<> Core::adoptAll(const Definitions& definitions, bool notify) {
     for (const VariableDefinition& definition : definitions.variables)
         defined.insert(m_catalogue.find(definition.name));
     const auto isDefined = [&](const Variable& variable) { return defined.count(&variable) != 0; };
-    // While it is hidden nobody is told of it, so whoever knew it before may have missed something.
+    // While it is hidden nobody is notified of it, so a client that knew it before may have missed something.
     m_catalogue.eachToHide(isDefined, [&](const Variable& variable) {
         VariableRow row = variable.row;
         row.hidden = true;
         batch.entries.emplace_back(std::move(row));
     });
-    // A start that finds all as it was writes nothing.
+    // A start that finds everything as it was writes nothing.
     if (!batch.entries.empty()) {
         Result<> stored = m_journal.commit(batch);
         if (!stored) return stored;
     }
-    // Before anybody is told of anything, and before the rest, which the roles decide over.
+    // Before clients are notified, and before the rest, which depends on the roles.
     const Roles::Changed roles = m_roles.limit(definitions.roleLimits);
     m_deciders.name(definitions.providers);
 
@@ -80,7 +80,7 @@ Result<> Core::adoptAll(const Definitions& definitions, bool notify) {
     }
     m_catalogue.hideUnless(isDefined);
 
-    // No client wants these values, so nobody waits for the providers, and at a start none is there.
+    // No client has requested these values, so nothing waits for the providers; at a start there are none.
     const auto asked = [&](const Variable& variable) {
         return notify ? m_notifier.queueApplyQuestions(variable) : std::vector<ClientKey>();
     };

@@ -4,23 +4,23 @@
 #include "core/Notifier.h"
 #include "core/Topics.h"
 
-// What a client is due to be told: whatever changed that it registered for, may know and does not know. Notifier.cpp
+// What a client is due to be told: everything that it registered for and may read, and does not know yet. Notifier.cpp
 // sends it.
 //
-// There are two ways here. A change that is announced is due to everybody whom it reaches, whatever they know: nobody
-// can have been told of it before. Whatever else may have become news, by a registration, a role, levels or a new
-// connection, is held against what the client is known to have (Progress::lacks()).
+// Two kinds of things become due. A change is due to everybody whom it reaches: nobody can have been told of it before.
+// Whatever else may be new to a client, after a registration, a role, levels or a connection, is compared with what the
+// client is known to have (Progress::lacks()).
 
 namespace AppConfigService {
 
 bool Notifier::mayKnow(const Client& client, const Variable& variable, Topic topic) {
-    // Whoever may not read a variable must still learn that it may not.
+    // A client that may not read a variable must still learn that it may not.
     if (topic == Topic::levels || topic == Topic::attributes || topic == Topic::submit) return true;
     return client.record.role() >= variable.row.readLevel;
 }
 
-/// Puts \p registration into \p group, whose members differ in nothing but whom they call. One that fits in no more
-/// begins the next, after the first went to \p full.
+/// Puts \p registration into \p group, whose members differ only in their callback. If it does not fit, the group goes
+/// to \p full first and a new one begins.
 void Notifier::add(Group& group, const Registration& registration, const std::function<void(const Group&)>& full) {
     const auto fits = [&](const Registration& other) {
         return other.name == registration.name && other.type == registration.type && other.since == registration.since;
@@ -39,10 +39,10 @@ void Notifier::collect(Client& client, const Group& group, Reads reads) {
     if (!topic) return;
     Progress& progress = client.progress;
     const Backlog& backlog = *topic == Topic::apply ? progress.questions() : progress.notifications();
-    // Of what became visible with a risen role the client's point says nothing either.
+    // The client's point says nothing about what became readable when its role rose.
     const ChangeNumber since = std::max(first.since, client.record.roleSince());
-    // What the backlog has no room for is not lost: it stays news, and is looked for again when the rest has been sent.
-    // What is reached is walked once, however many callbacks are to be called for it.
+    // What the backlog has no room for is not lost: the client still lacks it, and it is looked for again when the rest
+    // has been sent. The variables are visited once, however many callbacks are to be called for them.
     m_with.catalogue.reached(*first.name, [&](const Variable& variable) {
         if (!mayKnow(client, variable, *topic)) return true;
         if (!progress.lacks(variable, *topic, since, reads)) return true;
@@ -77,7 +77,7 @@ void Notifier::catchUp(const ClientKey& key) {
 }
 
 void Notifier::catchUp(const ClientKey& key, const std::vector<RegistrationRow>& rows, Reads reads) {
-    // What is registered without a delivery connection is looked at when there is one: its number is higher than the
+    // What is registered without a delivery connection is collected when there is one: its number is higher than the
     // client's point.
     Client* client = m_with.clients.find(key);
     if (client == nullptr || !client->connections.delivery()) return;
@@ -86,7 +86,8 @@ void Notifier::catchUp(const ClientKey& key, const std::vector<RegistrationRow>&
         const Registration* registration = m_with.registrations.find(row);
         if (registration == nullptr) continue;
         registrations.push_back(registration);
-        // A provider's point has to cover its registrations soon, or a restart of the service has it apply all anew.
+        // A provider's point must cover its registrations soon; otherwise it would have to apply everything again after
+        // a restart of the service.
         if (registration->type == ConfigIF::CALLBACK_ON_CHANGE) client->progress.owePoint();
     }
     std::sort(registrations.begin(), registrations.end(), [](const Registration* a, const Registration* b) {
@@ -108,8 +109,8 @@ void Notifier::addDue(const Variable& variable, Topic topic, std::vector<Client*
     }
 }
 
-/// The levels of \p variable have changed, and whoever may read it only now was told nothing of it while it was hidden.
-/// Its point says nothing of that; what it was told, and what it knew when it joined, does.
+/// The levels of \p variable changed, so clients that may read it only now were told nothing of it. Their points say
+/// nothing about that; what they were told, and what they knew when they joined, does.
 void Notifier::addNewlyReadable(const Variable& variable, std::vector<Client*>& concerned) {
     for (const Topic topic : {Topic::options, Topic::value, Topic::apply}) {
         for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, callbackOf(topic))) {
@@ -123,8 +124,8 @@ void Notifier::addNewlyReadable(const Variable& variable, std::vector<Client*>& 
 }
 
 std::vector<ClientKey> Notifier::queueApplyQuestions(const Variable& variable) {
-    // All of them, whatever they have applied: the value has just changed. They are asked behind what waits for them,
-    // and so they are not noted as asked before that.
+    // All of them, whatever they have applied: the value has just changed. The questions are sent after what already
+    // waits for them, and are not noted as sent before that.
     std::vector<ClientKey> asked;
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_ON_CHANGE)) {
         Client* client = m_with.clients.find(*target.client);

@@ -4,17 +4,16 @@
 #include <memory>
 #include <utility>
 
-// Between the moment at which something is asked for and the one at which it is stored the client may say goodbye, come
-// again, withdraw what it has just asked for or claim another role. So each of the two steps of a journal's entry looks
-// again at what there is: the first puts into the batch what fits behind the entries before it, the second finds the
-// client by its key, and may find none.
+// Between a request and its transaction the client may say goodbye, connect again, withdraw what it has just
+// registered, or claim another role. Both steps of a journal entry therefore check again: the first adds what fits
+// behind the entries before it, the second finds the client by its key, or finds none.
 
 namespace AppConfigService {
 
 Result<> Enrolment::roomFor(const Client& client, std::size_t more) const {
     const Registrations& registrations = m_with.registrations;
     const std::uint32_t own = m_with.options.ownUid;
-    // What the others may not take is left for root and the service's own user.
+    // The others' limit leaves room for root and the service's own user.
     const std::size_t kept = registrations.countOfUser(0) + (own == 0 ? 0 : registrations.countOfUser(own));
     RegistrationCounts counts;
     counts.client = registrations.count(client.key);
@@ -28,7 +27,7 @@ void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const st
                       Notifier::Reads reads,
                       const std::function<void(const std::vector<Wanted>&, const Result<>& stored)>& done) {
     Client& client = *m_with.clients.find(key);
-    // While something is pending, it may be the removal of what is still there.
+    // What is pending may be the removal of a registration that is still there.
     const bool settled = !m_with.journal.pending() && withdrawn.empty();
     std::vector<RegistrationRow> rows;
     std::size_t fresh = 0;
@@ -42,7 +41,7 @@ void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const st
         rows.push_back(one.row);
     }
     if (fresh == 0 && withdrawn.empty()) {
-        // Handlers that stood before have heard nothing of what the client has read since.
+        // Handlers that were there before have been told nothing of what the client has read since.
         m_with.notifier.catchUp(key, rows, Notifier::Reads::doNotCount);
         return done(wanted, {});
     }
@@ -52,7 +51,7 @@ void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const st
     m_with.journal.add(
         [this, key, staged, withdrawn](Batch& batch) { stage(key, *staged, withdrawn, batch); },
         [this, key, staged, withdrawn, fresh, reads, wanted = std::move(wanted), done](const Result<>& stored) mutable {
-            // The client may have said goodbye meanwhile; the store hears of that next.
+            // The client may have said goodbye meanwhile; the next batch removes it from the store.
             Client* registered = m_with.clients.find(key);
             if (registered != nullptr) registered->record.removePending(fresh);
             if (!stored) {
@@ -69,12 +68,12 @@ void Enrolment::enrol(const ClientKey& key, std::vector<Wanted> wanted, const st
 
 void Enrolment::stage(const ClientKey& key, std::vector<RegistrationRow>& rows,
                       const std::vector<RegistrationRow>& withdrawn, Batch& batch) const {
-    // Its own row comes with the first of its registrations, and by itself when its role rises. It is looked at only
-    // now: a goodbye in the same batch may have taken the row away.
+    // Its own row is stored with the first of its registrations, and by itself when its role rises. This is checked
+    // only now, because a goodbye in the same batch may have removed the row.
     const Client* client = m_with.clients.find(key);
     if (client != nullptr && !client->record.stored()) batch.entries.emplace_back(client->record.row(key));
     for (const RegistrationRow& row : withdrawn) batch.entries.emplace_back(RegistrationRemoved{row});
-    // One number for all of them: it parts what the client knew before from what these bring.
+    // One number for all rows: it separates what the client knew before from what these rows bring.
     const ChangeNumber number = Journal::nextChange(batch);
     for (RegistrationRow& row : rows) {
         const Registration* known = m_with.registrations.find(row);
@@ -89,14 +88,15 @@ void Enrolment::enter(Client& client, const std::vector<RegistrationRow>& rows, 
         const bool added = m_with.registrations.add(row, client.connections.claim());
         if (!added) reads = Notifier::Reads::doNotCount;
     }
-    // Before the reply: whatever changed since the client read is on its way when it learns that it is registered.
+    // Before the reply: when the client learns that it is registered, everything that changed since it read is on its
+    // way.
     m_with.notifier.catchUp(client.key, rows, reads);
     m_with.changes.providerArrived();
 }
 
 std::vector<RegistrationRow> Enrolment::unlisted(const ClientKey& key, const std::vector<Wanted>& wanted) const {
     const std::uint32_t claim = m_with.clients.find(key)->connections.claim();
-    // What is repeated in this very frame has not been claimed yet.
+    // Rows that this frame itself repeats have no current claim yet.
     for (const Wanted& one : wanted) {
         const Registration* known = m_with.registrations.find(one.row);
         if (known != nullptr) known->claim = claim;
@@ -131,14 +131,14 @@ void Enrolment::forget(Client& client) {
     m_with.registrations.removeClient(client.key);
     if (!client.record.hasRow()) return;
     const bool had = client.record.stored();
-    // At once: registrations that come behind this have to bring the row anew.
+    // At once: registrations that follow must store the row again.
     client.record.setStored(false);
     m_with.journal.add([key = client.key](Batch& batch) { batch.entries.emplace_back(ClientForgotten{key}); },
                        [this, key = client.key, had](const Result<>& stored) {
-                           // Registrations that were under way have been entered just before, and are not stored any
-                           // more.
+                           // Registrations that were under way have been added just before, and are not in the store
+                           // any more.
                            if (stored) m_with.registrations.removeClient(key);
-                           // It may have come again meanwhile.
+                           // It may have come back meanwhile.
                            if (Client* const again = m_with.clients.find(key)) again->record.setStored(!stored && had);
                        });
 }

@@ -2,10 +2,10 @@
 #include "wire/Endpoint.h"
 #include "wire/FrameVersion.h"
 
-// How a client begins: the first frame of each connection, and what its delivery connection is sent at once.
+// How a client begins: the first frame of each connection, and what is sent at once on a delivery connection.
 //
-// The numbers in HELLO decide over what this one client is told. Where they do not fit this state, it is told more than
-// it needs, never less.
+// The numbers in HELLO decide only what this one client is told. If they do not fit the state, it is told more than
+// necessary, never less.
 
 namespace AppConfigService {
 
@@ -27,11 +27,12 @@ std::string Connections::refusal(const Frame& frame, const ClientKey& key, bool 
     if (known == nullptr) return makeRoom();
     const ClientConnections& connections = known->connections;
     const bool delivers = frame.hello().purpose() == AppConfigWire::DELIVERY;
-    // Points prove what was sent over connections before, so one that the client has given up must not come in between.
+    // Points prove what was sent over earlier connections, so a connection that the client has already closed must not
+    // be accepted after a newer one.
     if (delivers && frame.hello().has_connection() && connections.hasNewerThan(frame.hello().connection())) {
         return "the client has a newer delivery connection";
     }
-    // A delivery connection takes the place of the one before, so it needs no limit.
+    // A delivery connection replaces the one before, so it needs no limit.
     if (!internal && !delivers && connections.forRequests() >= mostConnectionsOfOne) {
         return "the client already has " + std::to_string(mostConnectionsOfOne) + " request connections";
     }
@@ -41,7 +42,7 @@ std::string Connections::refusal(const Frame& frame, const ClientKey& key, bool 
 /// Makes room for one more client. \return why there is none; empty when there is.
 std::string Connections::makeRoom() {
     if (m_with.clients.size() < mostClients) return {};
-    // A client that left without registrations loses nothing by being forgotten early.
+    // A client without registrations that is away loses nothing by being forgotten early.
     const Client* dispensable = m_with.clients.longestAway(
         [this](const Client& client) { return m_with.registrations.count(client.key) == 0; });
     if (dispensable == nullptr) return "the service already knows " + std::to_string(mostClients) + " clients";
@@ -54,7 +55,7 @@ void Connections::handshake(ConnectionId id, const Frame& frame) {
     Connection& connection = m_connections.at(id);
     const Hello& hello = frame.hello();
     const ClientKey key{connection.peer.uid, hello.endpoint()};
-    // Refused before anything is noted of it, but for a client that had to make room.
+    // Refused before anything of it is noted, although another client may have been forgotten to make room.
     const std::string why = refusal(frame, key, connection.internal);
     if (!why.empty()) return refuse(id, why);
 
@@ -66,26 +67,26 @@ void Connections::handshake(ConnectionId id, const Frame& frame) {
     const bool delivers = hello.purpose() == AppConfigWire::DELIVERY;
     ResumeState resumeState = resumeStateOf(hello);
     client.progress.join(resumeState.joined, delivers);
-    // One without a point began with its first connection, whichever that was.
+    // A client without a point began with its first connection, of whichever purpose.
     if (resumeState.fresh && client.progress.joined()) resumeState.delivered = client.progress.joined();
     client.connections.open(id, connection.peer.pid);
     m_silent.erase(id);
     connection.client = key;
     connection.purpose = hello.purpose();
 
-    // Before anything that it is due: a client takes WELCOME for the first frame.
+    // Before anything that it is due: a client expects WELCOME as the first frame.
     welcome(id, key, hello, resumeState);
     if (delivers) deliverOver(id, client, hello.connection(), resumeState);
 }
 
 Connections::ResumeState Connections::resumeStateOf(const Hello& hello) const {
     if (!hello.has_timeline()) {
-        // It has never been told a point, so it begins now, and has missed nothing of what changed before; unless it
-        // registered before it ever reached a service: then whatever was ever changed is news.
+        // It has never had a point, so it begins now and has missed nothing. If it registered before it ever reached a
+        // service, it begins before all changes.
         const ChangeNumber begins = hello.has_joined() ? 0 : m_with.notifier.sequence();
         return {true, begins, begins};
     }
-    // Each number that the client was told counts: one that this state does not have was told by another.
+    // Every number that the client has got counts: one that this state does not have came from another.
     bool ours = m_with.journal.has(hello.timeline(), hello.delivered()) && hello.joined() <= hello.delivered() &&
                 static_cast<std::size_t>(hello.seen_size()) <= mostSeenPoints;
     for (int i = 0; ours && i < hello.seen_size(); ++i) {
@@ -102,7 +103,7 @@ void Connections::welcome(ConnectionId id, const ClientKey& key, const Hello& he
     Frame frame;
     frame.set_kind(AppConfigWire::WELCOME);
     AppConfigWire::Welcome& welcome = *frame.mutable_welcome();
-    // A client without a point takes this for its own, so it has to be where resume() has it begin.
+    // A client without a point takes this as its point, so it must be where resume() lets it begin.
     welcome.set_changes(resumeState.fresh ? *resumeState.delivered : m_with.notifier.sequence());
     welcome.set_timeline(m_with.journal.timeline());
     welcome.set_point_known(resumeState.delivered.has_value());
@@ -126,12 +127,13 @@ void Connections::deliverOver(ConnectionId id, Client& client, std::uint64_t num
         m_with.outbox.close(*old);
         m_connections.erase(*old);
         client.connections.lose(*old, m_with.clock.now());
-        // Before the new one is there: whatever goes on now must not send over it what resume() takes for unsent.
+        // Before the new connection is used: whatever continues now must not send over it what resume() considers
+        // unsent.
         m_with.rounds.lost(client.key);
     }
     client.connections.deliverOver(id, number);
     m_with.notifier.resume(client.key, resumeState.delivered);
-    // Behind resume(): only then what a round asks of this client comes behind WELCOME and what it has missed.
+    // After resume(), so that the questions of a round follow WELCOME and what the client has missed.
     m_with.changes.providerArrived();
 }
 

@@ -19,7 +19,7 @@ struct ReceivedRequest {
 /// What is to happen with a request instead of serving it.
 struct Interception {
     enum class Action : std::uint8_t {
-        serve,       ///< as if nobody had asked
+        serve,       ///< as if it had not been intercepted
         ignore,      ///< no reply, ever; the connection stays
         refuse,      ///< a reply of the request's kind with \p error and \p message
         disconnect,  ///< the connection it came on is closed without a reply
@@ -29,7 +29,7 @@ struct Interception {
     std::string message;
 };
 
-/// Decides over one request. Runs on the thread that runs the core.
+/// Decides what happens to one request. Runs on the thread that runs the core.
 using Interceptor = std::function<Interception(const ReceivedRequest&)>;
 
 }  // namespace AppConfigService

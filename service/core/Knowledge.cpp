@@ -43,7 +43,7 @@ bool Knowledge::mayHaveLost(const Variable& variable, Topic topic) const {
 
 void Knowledge::noteRead(const Variable& variable, Topic topic) {
     ChangeNumber& read = m_entries[&variable][indexOf(topic)].read;
-    // The oldest: of two answers that are under way at once, the client may take that one last.
+    // The oldest: of two replies that are under way at once, the client may handle the older one last.
     read = std::min(read, newestOf(variable, topic));
 }
 

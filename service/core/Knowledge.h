@@ -11,9 +11,9 @@ namespace AppConfigService {
 
 struct Variable;
 
-/// What one client knows of single variables, as far as this run of the service has told it: by notifications and
-/// questions, and apart from these by reads, which its handlers hear nothing of. Whatever was sent over the delivery
-/// connection is known for sure only once a point behind it has been reached; Progress has the rule. Not thread-safe.
+/// What one client knows of single variables, as far as this run has told it: by notifications and questions, and
+/// separately by reads, of which its handlers learn nothing. What was sent is certain only once the client has reached
+/// a point behind it; Progress states the rule. Not thread-safe.
 class Knowledge {
 public:
     /// \return the number of the newest change that the client was sent; nothing when it was sent none.
@@ -25,16 +25,16 @@ public:
     /// \return whether what was sent last may have been lost with a connection, and nothing was sent since.
     bool mayHaveLost(const Variable& variable, Topic topic) const;
 
-    /// The client read the present state of \p variable.
+    /// The client read the current state of \p variable.
     void noteRead(const Variable& variable, Topic topic);
 
-    /// The client was sent the present state; whoever has reached the point \p provenBy has it.
+    /// The client was sent the current state, and has it once it has reached the point \p provenBy.
     void noteSent(const Variable& variable, Topic topic, ChangeNumber provenBy);
 
     /// The client has answered a question about the state that change \p number made.
     void noteAnswered(const Variable& variable, Topic topic, ChangeNumber number);
 
-    /// The connection is gone and the client stands at \p delivered: what that does not prove may have been lost.
+    /// The connection has ended and the client stands at \p delivered: what that does not prove may have been lost.
     void loseBeyond(ChangeNumber delivered);
 
     void clear() { m_entries.clear(); }

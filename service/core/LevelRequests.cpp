@@ -11,7 +11,7 @@
 #include "wire/CarriesUnknown.h"
 #include "wire/Roles.h"
 
-// Who may see and write a variable: reading and setting its levels.
+// The read and write levels of variables: getting and setting them.
 
 namespace AppConfigService {
 
@@ -74,7 +74,7 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         refuseLevels(request, error, response);
         reply(call, response);
     };
-    // A level of a later version must not be taken for the lowest.
+    // A level that this version does not know must not be taken for the lowest.
     if (carriesUnknown(request, ConfigIF::SetAccessLevelsReq::kReadLevelFieldNumber) ||
         carriesUnknown(request, ConfigIF::SetAccessLevelsReq::kWriteLevelFieldNumber)) {
         return refuseAll(CommonIF::ERROR_INVALID_REQUEST);
@@ -94,16 +94,16 @@ void Requests::setLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& r
         entry->set_error(error);
         logRefusal(call, inst, error);
     }
-    // Whoever may set nothing has nothing stored.
+    // Nothing is stored if nothing may be set.
     if (allowed.empty()) return reply(call, response);
     storeLevels(call, request, allowed, response);
 }
 
 void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq& request,
                            const std::vector<Variable*>& allowed, const ConfigIF::SetAccessLevelsRsp& response) {
-    // Levels decide over what may follow in the same turn, so they are settled at once, behind what waits to be stored.
+    // Levels decide what may follow in the same turn, so they are set at once, after what waits to be stored.
     m_with.upcalls.store();
-    // In the order of names: numbers are drawn in it.
+    // In the order of names, so that numbers are drawn in that order.
     std::map<VariableName, Variable*> changing;
     for (Variable* variable : allowed) {
         const VariableRow next = underLevels(variable->row, request, *variable->definition);
@@ -117,7 +117,7 @@ void Requests::storeLevels(const Call& call, const ConfigIF::SetAccessLevelsReq&
     };
     const auto steps = std::make_shared<std::vector<Step>>();
     const auto stage = [request, changing, steps](Batch& batch) {
-        // Settling what waited has set writes going that waited for others. They are in this batch, so they count.
+        // Storing what waited may have let further writes continue. They are in this batch, so they count.
         const std::map<VariableName, VariableRow> staged = changedIn(batch);
         for (const auto& [name, variable] : changing) {
             const auto found = staged.find(name);

@@ -9,11 +9,11 @@
 
 namespace AppConfigService {
 
-/// Writes what the service says of variables without being asked: notifications and questions. Refers to its
-/// collaborators, which must outlive it; not thread-safe.
+/// Builds what the service sends about variables by itself: notifications and questions. Refers to its collaborators,
+/// which must outlive it; not thread-safe.
 class Messages {
 public:
-    /// In whose name a provider is asked.
+    /// The requester on whose behalf a provider is asked.
     struct Requester {
         std::string name;
         int role = 0;
@@ -22,7 +22,7 @@ public:
 
     Messages(const ServiceOptions& options, const Journal& journal) : m_options(options), m_journal(journal) {}
 
-    /// \return a notification of the present state of \p variable; \p topic is told with one.
+    /// \return a notification of the current state of \p variable; \p topic is told with one.
     AppConfigWire::Frame notification(const Variable& variable, Topic topic, const std::string& callback) const;
 
     /// \return the notification of a submit of \p variable.
@@ -31,13 +31,13 @@ public:
     /// \return the question whether \p proposed may become the variable's value; without correlation.
     AppConfigWire::Frame validation(const Variable& variable, const Value& proposed, const Requester& requester) const;
 
-    /// \return the question that asks a provider to apply the variable's present value; without correlation.
+    /// \return the question that asks a provider to apply the variable's current value; without correlation.
     AppConfigWire::Frame application(const Variable& variable, const Requester& requester) const;
 
     /// \return change \p number as a reader of values compares it.
     ConfigIF::Revision revision(ChangeNumber number) const;
 
-    /// Says in \p frame that it tells nothing newer than what is settled now.
+    /// Notes in \p frame that it contains nothing newer than what is settled now.
     void stamp(AppConfigWire::Frame& frame) const;
 
 private:

@@ -5,30 +5,30 @@
 
 #include "core/Topics.h"
 
-// What is sent, and when; Dues.cpp finds out what there is to be sent.
+// What is sent, and when; Dues.cpp finds out what there is to send.
 //
-// A client's backlog is worked off as it takes it: while its connection has room and it handles what it was sent. Until
-// then each state waits once, whatever happens to it meanwhile. Frames carry no point as long as something waits behind
-// them, since a break must bring all of it again; the last one does, or a frame of its own.
+// A client's backlog is sent as the client takes it: while its connection has room and it handles what it was sent.
+// Until then each state waits once, however often it changes meanwhile. Frames carry no point as long as something
+// waits behind them, since all of it must come again if the connection is lost; the last one does, or a frame of its
+// own.
 //
-// Sending calls nobody back, and the questions that are put here are never answered from within. So while one change is
-// announced clients neither go nor come, and pointers to them last.
+// Sending calls nothing back, and the questions that are sent here are never answered from within. So while a change is
+// notified no client comes or goes, and pointers to clients stay valid.
 
 namespace AppConfigService {
 
 using AppConfigWire::Frame;
 
 ChangeNumber Notifier::sequence() const {
-    // Changes need not be announced in the order of their numbers: one waits for its providers while later ones are
-    // through. The point stays below the first that is open. Nor does it cover what is stored while its
-    // entry in the journal has not been told yet.
+    // Changes may be notified out of order, because one waits for its providers while later ones are done. The point
+    // stays below the first open change, and below changes whose journal entry has not been told yet that it is stored.
     return m_open.empty() ? m_with.journal.settled() : *m_open.begin() - 1;
 }
 
 void Notifier::notify(const Variable& variable, ChangeKind kind, ChangeNumber number,
                       const std::vector<ClientKey>& asked) {
     std::vector<Client*> concerned;
-    // A variable that vanished meanwhile is told of when it comes back.
+    // If the variable has vanished meanwhile, clients are told when it comes back.
     if (variable.definition) {
         addDue(variable, topicOf(kind), concerned);
         if (kind != ChangeKind::value) addDue(variable, Topic::attributes, concerned);
@@ -40,8 +40,8 @@ void Notifier::notify(const Variable& variable, ChangeKind kind, ChangeNumber nu
         client->progress.owePoint();
         concerned.push_back(client);
     }
-    // Only now: all that the change brings has to be due, for each client, before a frame to any of them may say that
-    // it is through. Whoever is due several times stands there several times; the first time takes it all.
+    // Only now. Everything that the change brings must be due for every client before a frame may say that the change
+    // is complete. A client may be in the list several times; its first turn sends everything.
     m_open.erase(number);
     for (Client* client : concerned) advance(*client);
 }
@@ -72,14 +72,14 @@ void Notifier::noteRead(const ClientKey& key, const Variable& variable, Topic to
     if (Client* client = m_with.clients.find(key)) client->progress.noteRead(variable, topic);
 }
 
-/// Sends \p client what it is due, as far as it takes it.
+/// Sends \p client what it is due, as far as it takes it now.
 void Notifier::advance(Client& client) {
     const std::optional<ConnectionId> delivery = client.connections.delivery();
     if (!delivery) return;
     Progress& progress = client.progress;
     do {
         while (!progress.notifications().empty()) {
-            // Whoever stops here is called again: by drained(), or by handled().
+            // This is called again: by drained(), or by handled().
             if (client.marks.allOpen() || !m_with.outbox.hasRoom(*delivery)) return;
             const Backlog::Due due = progress.takeNotification();
             if (isWanted(client, due)) sendDue(client, due);
@@ -92,7 +92,7 @@ void Notifier::advance(Client& client) {
 
 bool Notifier::lookAgain(Client& client) {
     if (!client.progress.overflown()) return false;
-    // Nothing waits any more. What was told since is known, so each time there is less to be found.
+    // Nothing waits any more. What was sent since is known, so each time less is found.
     client.progress.startOver();
     collectAll(client);
     return true;
@@ -106,14 +106,14 @@ bool Notifier::isWanted(const Client& client, const Backlog::Due& due) const {
     if (!m_with.registrations.reaches(client.key, variable.fullyQualified, type, due.callback.get())) return false;
     // A write may have asked it to apply a newer value while this waited.
     if (due.topic == Topic::apply) return !client.progress.wasSent(variable, due.topic);
-    // What is handed to providers yet is announced to all when that is through.
+    // A change that is still with the providers is notified to all when their round ends.
     return due.topic >= Topic::attributes || m_open.count(newestOf(variable, due.topic)) == 0;
 }
 
 void Notifier::sendDue(Client& client, const Backlog::Due& due) {
     Frame frame = due.topic == Topic::submit ? m_with.messages.submit(*due.variable, due.submitType, *due.callback)
                                              : m_with.messages.notification(*due.variable, due.topic, *due.callback);
-    // Before the frame gets its point: one that is higher than those so far proves what stands in its own frame, too.
+    // Noted before the frame gets its point, because a new highest point proves the contents of its own frame as well.
     if (due.topic < Topic::attributes) client.progress.noteSent(*due.variable, due.topic, sequence());
     if (client.progress.nothingDue()) {
         setPoint(client, frame);
@@ -133,11 +133,11 @@ bool Notifier::sendApplyQuestions(Client& client) {
         if (!isWanted(client, due)) continue;
         const Variable& variable = *due.variable;
         progress.questionSent(variable, sequence());
-        // The variable may change before the answer comes, which then proves the older state alone; the client may go,
-        // so it is looked up again. Variables stay.
+        // The variable may change before the answer comes, which then proves the older state alone. The client may be
+        // forgotten, so it is looked up again. Variables never move.
         const auto finished = [this, key = client.key, &variable, number = newestOf(variable, Topic::apply)](
                                   const RoundOutcome& outcome) { applied(key, variable, number, outcome); };
-        // Order 0: no request waits for this answer, so none can come to wait for itself.
+        // Order 0: no request waits for this answer, so no request can wait for itself through it.
         m_with.rounds.start(m_with.messages.application(variable, service), variable.display, {&client}, 0, finished);
     }
     return true;
@@ -184,8 +184,8 @@ void Notifier::submit(const Variable& variable, ConfigIF::SubmitType type) {
     for (const auto& target : m_with.registrations.reaching(variable.fullyQualified, ConfigIF::CALLBACK_SUBMIT)) {
         Client* client = m_with.clients.find(*target.client);
         if (client == nullptr || !client->connections.delivery()) continue;
-        // Behind what waits, so that a handler sees things in the order in which they happened. A backlog that is full
-        // would drop it for good, as an event cannot be looked for again: then it goes ahead.
+        // Queued behind what waits, so that handlers see things in the order in which they happened. A full backlog
+        // would lose it for good, since a submit cannot be looked for again; then it is sent ahead.
         if (!client->progress.notifications().empty() && !client->progress.notifications().full()) {
             client->progress.add({&variable, Topic::submit, target.callback, type, ++m_events});
         } else {

@@ -16,10 +16,10 @@
 
 namespace AppConfigService {
 
-/// Keeps clients informed, each of what its role may know and once per callback name: finds out what each is due to be
-/// told, tells it as the client takes it, and says how far it has got, so that nothing falls between a read and a
-/// registration or into a break of a connection. Providers are asked to apply what they have missed. Refers to its
-/// collaborators, which must outlive it; not thread-safe.
+/// Keeps clients informed, each of what its role may read and once per callback name: finds out what each client is
+/// due, sends it as the client takes it, and tells the client how far it has got, so that nothing is missed between a
+/// read and a registration or when a connection is lost. Also asks providers to apply what they have missed. Refers to
+/// its collaborators, which must outlive it; not thread-safe.
 class Notifier {
 public:
     struct Collaborators {
@@ -37,21 +37,21 @@ public:
 
     explicit Notifier(const Collaborators& collaborators) : m_with(collaborators) {}
 
-    /// Change \p number is stored, and its notifications are yet to come.
+    /// Change \p number is stored; its notifications follow.
     void begin(ChangeNumber number) { m_open.insert(number); }
 
-    /// Notifies everybody who registered for it of the state of \p variable that change \p number made. Where levels
-    /// changed, whoever may know the variable now catches up with it. \p asked have been asked to apply the change, so
-    /// that they have got this far, too.
+    /// Notifies all clients that registered for it of the state of \p variable that change \p number made. If levels
+    /// changed, clients that may read the variable only now are told what they lack of it. \p asked have been asked to
+    /// apply the change, so they have got this far, too.
     void notify(const Variable& variable, ChangeKind kind, ChangeNumber number,
                 const std::vector<ClientKey>& asked = {});
 
-    /// \return the point up to which every change has been announced.
+    /// \return the point up to which every change has been notified.
     ChangeNumber sequence() const;
 
-    // A client that is not known is left alone.
+    // These ignore an unknown client.
 
-    /// Tells \p client whatever it registered for and does not know.
+    /// Tells \p client everything that it registered for and does not know.
     void catchUp(const ClientKey& client);
 
     using Reads = Progress::Reads;
@@ -60,29 +60,30 @@ public:
     void catchUp(const ClientKey& client, const std::vector<RegistrationRow>& rows, Reads reads);
 
     /// \p client has a new delivery connection and stands at \p delivered, or knows nothing of this state: tells it
-    /// whatever that leaves open, then how far it has got.
+    /// everything that it lacks, then how far it has got.
     void resume(const ClientKey& client, std::optional<ChangeNumber> delivered);
 
-    /// There is room for \p client again: goes on with what it is due.
+    /// There is room for \p client again: continues with what it is due.
     void goOn(const ClientKey& client);
 
     /// \p client has handled everything up to the mark \p mark.
     void handled(const ClientKey& client, std::uint64_t mark);
 
-    /// Every connected provider of \p variable is due to be asked to apply its value, without anybody waiting: it
-    /// changed by no client's will. \return whom notify() is to be told of; it asks them.
+    /// Makes questions to apply the value of \p variable due to all its connected providers. Nothing waits for the
+    /// answers, since no client requested the change. \return the clients to be passed to notify(), which sends the
+    /// questions.
     std::vector<ClientKey> queueApplyQuestions(const Variable& variable);
 
-    /// \p client was asked, over its delivery connection, to apply the present value of \p variable.
+    /// \p client was asked, over its delivery connection, to apply the current value of \p variable.
     void noteQuestionSent(const ClientKey& client, const Variable& variable);
 
-    /// \p client is being told the present state of \p variable in reply to its request.
+    /// \p client is being told the current state of \p variable in reply to its request.
     void noteRead(const ClientKey& client, const Variable& variable, Topic topic);
 
-    /// Sends \p client the value of \p variable, because it may believe in another one.
+    /// Notifies \p client of the value of \p variable, because its cache may hold another one.
     void notifyCurrentValue(const ClientKey& client, const Variable& variable);
 
-    /// Passes a submit on to everybody who registered for it.
+    /// Passes a submit on to all clients that registered for it.
     void submit(const Variable& variable, ConfigIF::SubmitType type);
 
 private:
@@ -107,7 +108,7 @@ private:
     void send(Client& client, const AppConfigWire::Frame& frame);
 
     const Collaborators m_with;
-    std::set<ChangeNumber> m_open;  ///< stored, not announced yet
+    std::set<ChangeNumber> m_open;  ///< stored, not notified yet
     std::uint64_t m_events = 0;     ///< submits so far
 };
 

@@ -17,23 +17,23 @@ namespace AppConfigService {
 /// How a change ended.
 struct ChangeResult {
     Result<> verdict;
-    bool flag = false;  ///< done, but a provider had trouble applying it
+    bool flag = false;  ///< done, but a provider could not apply it
     std::vector<std::string> messages;
     std::string context;          ///< what the providers were told
     ConfigIF::Revision revision;  ///< of the value that an accepted change left behind
 };
 
-/// Somebody wants to change a variable, or to know whether it could be changed.
+/// A request to change a variable, or to check whether it could be changed.
 struct ChangeRequest {
     enum class Kind : std::uint8_t { write, validate, reset, options };
     Kind kind = Kind::write;
     Variable* variable = nullptr;
     ClientKey client;
     std::int32_t pid = 0;   ///< of the client's process, for the log
-    bool internal = false;  ///< whatever it claims counts
-    int claimedRole = 0;    ///< what it is worth is looked up again at each step
+    bool internal = false;  ///< its claimed role counts in full
+    int claimedRole = 0;    ///< the effective role is looked up again at each step
     std::string requester;  ///< client_name of the request
-    bool awaited = true;    ///< somebody waits for the result
+    bool awaited = true;    ///< not one-way
     Value proposed;         ///< of a write or a validation
     Value options;          ///< of an options request
     std::optional<std::uint32_t> defaultIndex;
@@ -42,7 +42,7 @@ struct ChangeRequest {
 
 /// A request for a change on its way through Changes.
 struct Operation : ChangeRequest {
-    int role = 0;             ///< what the claimed one was worth when it was admitted last
+    int role = 0;             ///< the effective role when it was last admitted
     std::uint64_t order = 0;  ///< among all requests and questions
     std::uint64_t rank = 0;   ///< its place in the line; see Line
     bool queued = false;

@@ -8,7 +8,7 @@
 
 namespace AppConfigService {
 
-/// Carries what the core says to its clients. The core calls it from within its own operations; it must not call the
+/// Carries what the core sends to its clients. The core calls it from within its own operations; it must not call the
 /// core back from there.
 class Outbox {
 public:
@@ -20,11 +20,12 @@ public:
     /// \return whether what can wait may be sent to \p connection now. If not, Core::drained() is called once it may.
     virtual bool hasRoom(ConnectionId connection) = 0;
 
-    /// The request that kept \p connection busy is through: its next frame may be given to the core, once the core has
+    /// The request that kept \p connection busy has ended: its next frame may be given to the core, once the core has
     /// returned.
     virtual void idle(ConnectionId connection) = 0;
 
-    /// \p connection is to be closed once what was queued for it has left; the core does not know it any more.
+    /// \p connection is to be closed once everything that was queued for it has been sent; the core does not know it
+    /// any more.
     virtual void close(ConnectionId connection) = 0;
 };
 

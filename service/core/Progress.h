@@ -13,29 +13,29 @@ namespace AppConfigService {
 /// How far one client has got: what it is due to be told, what it was told, and what of that has arrived for sure.
 ///
 /// The rule of proof. A frame that was sent may be lost with its connection, so sending proves nothing. Points do: the
-/// number up to which everything has been told stands on the last frame of all that is due, and the client keeps it
-/// once it has handled that frame. Frames are handled in the order in which they were sent, so a client that stands at
-/// a point has handled all that was sent before it, too. What is sent now will be behind the highest point so far and
-/// before the next one, and points only grow: therefore it is proven by any point above the highest so far, and each
-/// state that is sent is noted with that number. When the client connects anew, it says where it stands. Whatever this
-/// does not prove may be lost and is told again, whether or not it arrived: twice is possible, never not at all.
+/// last frame of all that is due carries the number up to which everything has been told, and the client keeps it once
+/// it has handled that frame. Frames are handled in the order in which they were sent, so a client that stands at a
+/// point has also handled everything that was sent before it. What is sent now will be behind the highest point so far
+/// and before the next one, and points only grow: any point above the highest so far proves it, and each state that is
+/// sent is noted with that number. When the client reconnects, it tells where it stands. Whatever this does not prove
+/// may be lost and is told again, whether or not it arrived: a client may be told twice, but never misses anything.
 ///
-/// An answer to a question proves that question as well. A point that the client reaches without having been sent
-/// something (since it was not registered, or its role did not reach it) says nothing of that; see lacks().
+/// An answer to a question proves that question as well. A point says nothing about what the client was not sent before
+/// it (because it was not registered, or its role did not reach it); see lacks().
 ///
-/// Written by Notifier alone but for join(). Not thread-safe.
+/// Written by Notifier alone, except join(). Not thread-safe.
 class Progress {
 public:
-    /// Whether what a client has read counts as told. For a registration that it makes afterwards it does. But handlers
-    /// that stood before it read have heard nothing of it.
+    /// Whether what a client has read counts as told. For a registration made afterwards it does. Handlers that were
+    /// there before the read have been told nothing.
     enum class Reads : bool { doNotCount, count };
 
     /// The client connects; \p begins is where it began to know this state, nothing when it comes from another one.
     /// \p delivers: with a delivery connection.
     void join(std::optional<ChangeNumber> begins, bool delivers);
 
-    /// \return what that has come to: of what the client was never told only later changes are news. Nothing when all
-    /// of this state is news.
+    /// \return where it began in the end: of what the client was never told, only later changes are new to it. Nothing
+    /// if all of this state is.
     std::optional<ChangeNumber> joined() const { return m_joined; }
 
     /// Its new delivery connection begins at \p delivered; nothing when it knows nothing of this state. What that does
@@ -44,18 +44,18 @@ public:
 
     // What the client does not know.
 
-    /// \return whether \p topic of \p variable is news to it, going by what it was told alone.
+    /// \return whether \p topic of \p variable is new to it, going by what it was told alone.
     bool lacks(const Variable& variable, Topic topic) const;
 
-    /// \return whether it is news for a registration that, with the role that lets it be told, dates from \p since.
+    /// \return whether it is new to a registration that, with the role that lets it be told, dates from \p since.
     bool lacks(const Variable& variable, Topic topic, ChangeNumber since, Reads reads) const;
 
-    /// \return whether it was sent the present state, which may not have been lost.
+    /// \return whether it was sent the current state, which cannot have been lost.
     bool wasSent(const Variable& variable, Topic topic) const;
 
     // What it is due to be told.
 
-    /// Puts \p due behind what waits already.
+    /// Adds \p due after what already waits.
     void add(const Backlog::Due& due) { (due.topic == Topic::apply ? m_questions : m_notifications).add(due); }
 
     const Backlog& notifications() const { return m_notifications; }
@@ -69,14 +69,14 @@ public:
     /// \return whether a frame that is sent now leaves nothing behind that is due, so that it may carry a point.
     bool nothingDue() const { return m_notifications.empty() && m_questions.empty() && !overflown(); }
 
-    /// Drops whatever is due: all of it is looked for anew.
+    /// Drops everything that is due: it is looked for again.
     void startOver();
 
     // What it was told.
 
     void noteRead(const Variable& variable, Topic topic) { m_knowledge.noteRead(variable, topic); }
 
-    /// It was sent the present state; the next point that it is sent is \p sequence or higher.
+    /// It was sent the current state; the next point that it is sent is \p sequence or higher.
     void noteSent(const Variable& variable, Topic topic, ChangeNumber sequence);
 
     /// The same for a question about a value that it has missed. It has room for only so many.
@@ -98,8 +98,8 @@ private:
 
     bool m_hasJoined = false;  ///< it has connected since the service started
     std::optional<ChangeNumber> m_joined;
-    /// Where the present delivery connection began: all that the client was registered for then has reached it up to
-    /// here. Nothing when it knows nothing of this state.
+    /// Where the current delivery connection began: everything that the client was registered for then has reached it
+    /// up to here. Nothing if it knows nothing of this state.
     std::optional<ChangeNumber> m_resumedAt;
     Knowledge m_knowledge;
 

@@ -53,12 +53,12 @@ void Requests::enrol(const Call& call, const AppConfigWire::Frame& frame,
     if (frame.complete()) {
         for (RegistrationRow& row : m_with.enrolment.unlisted(call.client, wanted)) withdrawn.push_back(std::move(row));
     }
-    // Each was made with a role, which the service may not have heard of since it started.
+    // Each was made with a role, which the service may not know since it started.
     for (std::size_t i = 0; i < wanted.size(); ++i) {
         const int role = frame.registration(static_cast<int>(i)).role();
         if (wanted[i].result) noteRole(call, static_cast<CommonIF::eSecurityRole>(role));
     }
-    // Behind the registrations come what is to be withdrawn and, at the end, whatever else is left of the client.
+    // After the registrations come what is to be withdrawn and, at the end, everything else that the client had.
     const auto others = static_cast<std::size_t>(frame.withdrawn_size()) + (frame.complete() ? 1U : 0U);
     // These may be older than what the client has read since.
     const auto reads = Notifier::Reads::doNotCount;

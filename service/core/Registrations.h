@@ -21,8 +21,8 @@ struct Registration {
     const ClientKey* client = nullptr;
     const std::string* name = nullptr;  ///< as in RegistrationRow
     std::int32_t type = 0;
-    /// The client's delivery connection, by ClientConnections::claim(), over or beside which it was made or repeated
-    /// last. One of an earlier connection is withdrawn when the client says that it has told all of its own.
+    /// The client's delivery connection, by ClientConnections::claim(), with which it was made or repeated last. A
+    /// registration of an earlier connection is withdrawn when the client says that it has sent all of its own.
     mutable std::uint32_t claim = 0;
     Text callback;
     Text requester;
@@ -40,10 +40,10 @@ struct RegistrationCounts {
 /// \return whether the client may have \p more; else which limit it has reached.
 Result<> checkRoom(const RegistrationCounts& counts, std::size_t more);
 
-/// Who wants to be called for what. Not thread-safe.
+/// The registrations of all clients. Not thread-safe.
 class Registrations {
 public:
-    /// A client and one of the callback names that it is to be called with.
+    /// A client and one of its callback names.
     struct Target {
         const ClientKey* client = nullptr;
         Text callback;
@@ -55,7 +55,7 @@ public:
     /// \return whether it was there.
     bool remove(const RegistrationRow& row);
 
-    /// Drops everything of \p client.
+    /// Removes everything of \p client.
     void removeClient(const ClientKey& client);
 
     /// \return the registration; null when there is none. Valid until something is removed.

@@ -44,11 +44,11 @@ public:
     /// Serves \p call. The client must be known.
     void serve(const Call& call, const std::string& payload);
 
-    /// Replies to \p call as if it had been refused for \p why.
+    /// Replies to \p call with the refusal \p why.
     void refuse(const Call& call, const std::string& payload, const Failure& why);
 
-    /// Takes over what the client of \p call holds itself registered for, from a REGISTRATIONS frame. \p done gets the
-    /// REGISTERED frame that answers it, once what is taken is stored.
+    /// Adds what the client of \p call is registered for according to a REGISTRATIONS frame. \p done gets the
+    /// REGISTERED frame that answers it, once the accepted ones are stored.
     void enrol(const Call& call, const AppConfigWire::Frame& frame,
                const std::function<void(const AppConfigWire::Frame&)>& done);
 
@@ -86,7 +86,7 @@ private:
     /// Values never get into the log.
     void logRefusal(const Call& call, const std::string& name, Error error, const std::string& why = {}) const;
     void logRefusal(const Call& call, const ConfigIF::Inst& inst, Error error) const;
-    /// Notes the role that the client claims. \return what it is worth.
+    /// Notes the role that the client claims. \return the effective role.
     int noteRole(const Call& call, CommonIF::eSecurityRole role);
     Result<Variable*> lookUp(const ConfigIF::Inst& inst) const;
     Result<Variable*> lookUpReadable(const ConfigIF::Inst& inst, int role) const;

@@ -38,8 +38,8 @@ bool Roles::claim(const ClientKey& key, int role) {
     return risen && client.record.hasRow();
 }
 
-/// Has the store keep the roles of \p client. When its role has risen, what it registered for and could not be told
-/// so far it may be told now. The number that is drawn keeps its point from covering that before it has arrived.
+/// Has the store keep the roles of \p client. If its role has risen, it may be told now what it registered for and
+/// could not be told so far. The number keeps the client's point below it until what the role reveals has arrived.
 void Roles::store(Client& client, bool risen) {
     // Without registrations there is nothing to be told; the row comes with the first of them.
     if (!client.record.hasRow()) return;
@@ -55,7 +55,7 @@ void Roles::store(Client& client, bool risen) {
         },
         [this, key = client.key, risen](const Result<>& stored) {
             if (stored) return;
-            // Not put off by whoever else fails meanwhile.
+            // Not delayed by others that fail meanwhile.
             if (m_owed.empty()) m_next = m_clock.now() + storePause;
             m_owed[key] = risen || m_owed[key];
         });

@@ -6,10 +6,9 @@
 #include "core/Names.h"
 #include "wire/CarriesUnknown.h"
 
-// With its last question a round ends, and whoever waited for that goes on from there: it goes to
-// the journal, begins the next round, or ends what another client is asked. So nothing here uses a reference into a
-// round after close() or take(). Where several questions end at once they are listed first, and each is looked up again
-// when it is its turn.
+// The last answer ends a round, and its owner continues from there: it adds to the journal, starts the next round, or
+// withdraws questions. So nothing here uses a reference into a round after close() or take(). Where several questions
+// end at once, they are listed first and each is looked up again in its turn.
 
 namespace AppConfigService {
 
@@ -33,8 +32,8 @@ bool parse(std::uint32_t messageId, const std::string& payload, ConfigIF::Return
     return true;
 }
 
-// A link answers every question that reaches its process, with success and one of these texts when it has no part in it
-// or could not read it.
+// A link answers every question that reaches its process, with success and one of these texts if it abstains or could
+// not read the question.
 bool abstains(const std::string& message) {
     return message == "Not interested" || message == "Not intersted";
 }
@@ -53,7 +52,7 @@ RoundId Rounds::start(AppConfigWire::Frame question, const std::string& about,
     round.deadline = m_clock.now() + m_options.providerDeadline;
     round.finished = std::move(finished);
     for (const Client* client : clients) {
-        // Before it is sent, and never used again: an answer that comes late meets nothing.
+        // Drawn before it is sent, and never used again: a late answer finds nothing.
         const std::uint64_t correlation = m_next++;
         round.open.emplace(correlation, OpenQuestion{client->key, order, displayName(*client)});
         m_roundOf.emplace(correlation, id);
@@ -68,7 +67,7 @@ void Rounds::answer(const ClientKey& client, std::uint64_t correlation, const st
     if (found == m_roundOf.end()) return;
     const RoundId id = found->second;
     Round& round = m_rounds.at(id);
-    // Correlations can be guessed, and nobody answers for another.
+    // Correlations can be guessed, so an answer counts only if it comes from the client that was asked.
     if (!(round.open.at(correlation).client == client)) return;
     const std::string who = round.open.at(correlation).who;
     bool refused = payloads.empty();
@@ -171,7 +170,7 @@ void Rounds::take(RoundId id, std::uint64_t correlation) {
     m_roundOf.erase(correlation);
     found->second.open.erase(correlation);
     if (!found->second.open.empty()) return;
-    // Gone before it is told: whoever hears of it may begin the next one, or look whom is still waited for.
+    // Erased before its owner is told, which may begin the next round or list the open questions.
     const Round round = std::move(found->second);
     m_rounds.erase(found);
     round.finished(round.outcome);

@@ -18,14 +18,14 @@ using RoundId = std::uint64_t;
 /// What the providers said together.
 struct RoundOutcome {
     Result<> verdict;                    ///< the first refusal, or none
-    std::vector<std::string> messages;   ///< everything that they said, refusing or not
-    bool withdrawn = true;               ///< every question was withdrawn, so nobody said anything
-    bool validated = false;              ///< somebody said more than that it takes no part
-    std::vector<std::string> refusedBy;  ///< who said no, for the log
+    std::vector<std::string> messages;   ///< all messages of their answers, refusing or not
+    bool withdrawn = true;               ///< every question was withdrawn, so there is no answer
+    bool validated = false;              ///< somebody did more than abstain; for a validate round
+    std::vector<std::string> refusedBy;  ///< the providers that refused, for the log
 };
 
-/// Questions to providers: each round puts one question to several clients at once and ends when each has answered, has
-/// gone or has run out of time. Not thread-safe.
+/// Questions to providers: each round sends one question to several clients at once and ends when each has answered,
+/// has lost its connection, or has timed out. Not thread-safe.
 class Rounds {
 public:
     using Finished = std::function<void(const RoundOutcome&)>;
@@ -45,23 +45,23 @@ public:
     RoundId start(AppConfigWire::Frame question, const std::string& about, const std::vector<const Client*>& clients,
                   std::uint64_t order, Finished finished);
 
-    /// \p client answers question \p correlation with one payload per handler that had something to say. An answer to a
-    /// question that is over is ignored.
+    /// \p client answers question \p correlation with one payload per handler that answered. An answer to a question
+    /// that has ended is ignored.
     void answer(const ClientKey& client, std::uint64_t correlation, const std::vector<std::string>& payloads);
 
-    /// The delivery connection of \p client is gone: it will not answer what it was asked on it.
+    /// The delivery connection of \p client has ended, so its questions will not be answered.
     void lost(const ClientKey& client);
 
-    /// What \p client says in \p round from now on does not count, and nobody waits for it. \return whether its answer
-    /// was waited for.
+    /// The answer of \p client in \p round does not count any more, and nobody waits for it. \return whether it was
+    /// still awaited.
     bool withdraw(RoundId round, const ClientKey& client);
 
-    /// Ends what has run out of time.
+    /// Ends the questions that have timed out.
     void expire();
 
     std::optional<Time> nextDeadline() const;
 
-    /// \return whom the round still waits for; empty when it is over.
+    /// \return the questions without an answer; empty when the round has ended.
     std::vector<OpenQuestion> openQuestions(RoundId round) const;
 
 private:

@@ -4,8 +4,8 @@ namespace AppConfigService {
 
 namespace {
 
-/// The numbers of one variable are drawn in the order in which they are told. With several variables a number may be
-/// told before a lower one; all are open before the first is told, so no point covers what is still to come.
+/// The numbers of one variable are drawn in the order in which they are notified. With several variables a number may
+/// be notified before a lower one. All are open before the first is notified, so no point covers what is still to come.
 constexpr ChangeKind order[] = {ChangeKind::levels, ChangeKind::options, ChangeKind::value};
 
 }  // namespace
@@ -30,7 +30,7 @@ void Transition::notify(const std::vector<const Transition*>& entered, Notifier&
         for (const Transition* transition : entered) {
             if (!transition->m_changed[kind]) continue;
             const Variable& variable = *transition->m_variable;
-            // Providers first: the announcement carries the point behind which nothing of this is repeated.
+            // Providers first: the notification carries the point that covers all of this.
             const bool asks = kind == ChangeKind::value && asked;
             notifier.notify(variable, kind, transition->m_row.changes[kind],
                             asks ? asked(variable) : std::vector<ClientKey>{});

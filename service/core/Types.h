@@ -11,10 +11,10 @@
 #include "wire/Result.h"
 #include "wire/VariableName.h"
 
-/// The words that every piece of the service shares. Plain values; any thread.
+/// The types that all parts of the service share. Plain values; any thread.
 namespace AppConfigService {
 
-/// The core keeps no clock: whoever calls it says what time it is.
+/// The core has no clock: its caller tells it the time.
 using Clock = std::chrono::steady_clock;
 using Time = Clock::time_point;
 
@@ -28,7 +28,7 @@ using Value = std::vector<std::string>;
 /// One number per change of a value, of options or of access levels, from one counter that the store keeps.
 using ChangeNumber = std::uint64_t;
 
-/// One connection of a client; given by whoever accepts connections, never used twice in one run.
+/// One connection of a client. Whatever accepts connections draws the number, which is never used twice in one run.
 using ConnectionId = std::uint64_t;
 
 /// What about a variable can change.
@@ -61,7 +61,7 @@ enum class Topic : std::uint8_t {
 };
 inline constexpr std::size_t stateTopics = 4;
 
-/// Who a client is: the user behind its socket and the endpoint that it named. Both survive a broken connection.
+/// Who a client is: the user behind its socket and the endpoint that it named. Both stay the same when it reconnects.
 struct ClientKey {
     std::uint32_t uid = 0;
     std::string endpoint;
@@ -92,7 +92,7 @@ using Result = AppConfigWire::ResultOf<T, Error>;
 
 using AppConfigWire::failure;
 
-/// \return what a reply says of \p result: ERROR_NONE, or the code of its failure.
+/// \return the code in a reply about \p result: ERROR_NONE, or the code of its failure.
 template <typename T>
 Error errorOf(const Result<T>& result) {
     return result ? CommonIF::ERROR_NONE : result.error().code;

@@ -18,13 +18,13 @@ struct Call {
     bool internal = false;  ///< see Core::connected()
 };
 
-/// What the parts of the core ask of the core that owns them. Each call may come from the middle of an operation, so
-/// none but store() sets anything going.
+/// What the parts of the core need from the core that owns them. Each call may come in the middle of an operation, so
+/// only store() starts anything else.
 class Upcalls {
 public:
     virtual ~Upcalls() = default;
 
-    /// Ends \p call with \p response, which is sent if it is awaited and the client is still there.
+    /// Ends \p call with \p response, which is sent if it is awaited and the connection still exists.
     virtual void reply(const Call& call, const google::protobuf::MessageLite& response) = 0;
 
     /// Ends \p call without a response; \p status says why.
@@ -33,8 +33,8 @@ public:
     /// Sends \p frame, which carries a message, over \p delivery, a delivery connection, and counts it.
     virtual void deliver(ConnectionId delivery, const AppConfigWire::Frame& frame) = 0;
 
-    /// Stores what is pending, now. Everything that waited for that goes on in there and may end requests, begin others
-    /// and forget clients: whoever calls this looks up again what it needs afterwards.
+    /// Stores what is pending, now. Everything that waited for that continues in there and may end requests, begin
+    /// others and forget clients: the caller looks up again what it needs afterwards.
     virtual void store() = 0;
 };
 

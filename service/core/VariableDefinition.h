@@ -17,7 +17,7 @@ namespace AppConfigService {
 
 /// What an integrator has laid down about one variable. A plain value that nobody changes once it is checked.
 struct VariableDefinition {
-    VariableName name;  ///< namespace 0: which namespace it is in is the service's matter
+    VariableName name;  ///< namespace 0; the service knows which namespace it serves
     ConfigAdmin::VariableType type = ConfigAdmin::TEXT;
     Value defaultValue;
     Value options;                   ///< empty: any value of the type within the limits
@@ -31,8 +31,8 @@ struct VariableDefinition {
     std::shared_ptr<const RE2> matcher;        ///< compiled pattern; null without one
     std::optional<std::uint32_t> maxElements;  ///< LIST only
     bool namespaceScoped = false;
-    bool needsProvider = false;  ///< while no provider that judges is connected, its value does not change
-    std::string where;           ///< FILE:LINE, for whoever has to correct it
+    bool needsProvider = false;  ///< it changes only if a connected provider validates the value
+    std::string where;           ///< FILE:LINE, for messages
 };
 
 /// All definitions together.

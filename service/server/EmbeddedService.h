@@ -38,8 +38,8 @@ public:
     /// the definitions, or with what the store says. Blocks until clients can connect.
     Result<> start();
 
-    /// Breaks off every connection and ends the service's thread; what was acknowledged stays in the store. Nothing
-    /// happens when it does not run. Blocks until the thread has ended.
+    /// Closes every connection and ends the service's thread; what was acknowledged stays in the store. Does nothing
+    /// when the service is not running. Blocks until the thread has ended.
     void stop();
 
     bool running() const;
@@ -58,12 +58,12 @@ public:
     /// meanwhile, and with ERROR_NOT_SUPPORTED when it does not know the request.
     Result<> call(const google::protobuf::MessageLite& request, google::protobuf::MessageLite& response);
 
-    /// Asks \p interceptor, on the service's thread, about each request and one-way message of a client before it is
-    /// served; call() is not asked about. It must not block. An empty function ends that. Stays across stop and start.
-    /// When this returns, the former interceptor is not running and will not run again.
+    /// Passes each request and one-way message of a client to \p interceptor, on the service's thread, before it is
+    /// served; not those of call(). It must not block. An empty function ends that. Stays across stop and start. When
+    /// this returns, the previous interceptor is not running and will not run again.
     void intercept(Interceptor interceptor);
 
-    /// Breaks off the connections of the client called \p clientEndpoint, or of every client when it is empty; they may
+    /// Closes the connections of the client called \p clientEndpoint, or of every client if it is empty; they may
     /// connect again at once. Blocks until it is done.
     void disconnect(const std::string& clientEndpoint = {});
 
@@ -81,7 +81,7 @@ private:
     const ServiceOptions m_options;
     const std::shared_ptr<StateStore> m_store;
 
-    /// Held by whoever starts, stops or changes what a start uses; never by the service.
+    /// Held by the thread that starts, stops or changes what a start uses; never by the service.
     AppConfig::PlainMutex m_lifecycle;
     std::string m_definitions APPCONFIG_GUARDED_BY(m_lifecycle);
     Interceptor m_interceptor APPCONFIG_GUARDED_BY(m_lifecycle);  ///< the service has a copy

@@ -35,7 +35,7 @@ public:
     /// Runs \p work on the core, followed by whatever it made necessary.
     void withCore(const std::function<void(Core&)>& work);
 
-    /// Breaks off every connection. Nothing runs any more on the io_context.
+    /// Closes every connection. Nothing runs on the io_context any more.
     void closeAll();
 
     void send(ConnectionId connection, const AppConfigWire::Frame& frame) override;

@@ -13,7 +13,7 @@
 namespace AppConfigService {
 
 /// One connection of a client: bytes in, bytes out. Nobody waits for a slow client: what does not fit into its socket
-/// is queued, and a client whose queue is full is cut off. Runs on its io_context's thread only.
+/// is queued, and a client whose queue is full is disconnected. Runs on its io_context's thread only.
 class Session : public std::enable_shared_from_this<Session> {
 public:
     /// What the session reports. None of them is called from within send(), resume() or close().
@@ -21,8 +21,8 @@ public:
         std::function<bool(ConnectionId)> accepting;  ///< whether a frame may be given to onFrame now
         std::function<void(ConnectionId, const AppConfigWire::Frame&)> onFrame;
         std::function<void(ConnectionId)> onRoom;  ///< hasRoom() was false and is true now
-        std::function<void(ConnectionId, const std::string& reason)> onInvalid;  ///< what came is no frame
-        std::function<void(ConnectionId, const std::string& reason)> onLost;     ///< broken off; called once at most
+        std::function<void(ConnectionId, const std::string& reason)> onInvalid;  ///< what came is not a frame
+        std::function<void(ConnectionId, const std::string& reason)> onLost;     ///< called once at most
     };
 
     Session(ConnectionId id, asio::local::stream_protocol::socket socket, std::shared_ptr<const Events> events);
@@ -36,7 +36,7 @@ public:
     /// \return whether little enough is queued that what can wait may be sent. If not, onRoom follows.
     bool hasRoom();
 
-    /// Goes on with what has come, since the core accepts frames again.
+    /// Continues with what has come, since the core accepts frames again.
     void resume();
 
     /// Closes at once. What was queued and fits into the socket still leaves; nothing is reported any more.

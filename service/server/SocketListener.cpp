@@ -61,7 +61,7 @@ Result<> SocketListener::listen(Accepted accepted) {
     struct stat status {};
     if (lstat(m_path.c_str(), &status) == 0) {
         if (!S_ISSOCK(status.st_mode)) return unavailable(m_path + " exists and is not a socket");
-        // The lock is ours, so whoever made this socket is dead.
+        // The lock is ours, so the process that made this socket has ended.
         if (unlink(m_path.c_str()) != 0) return because("the old socket " + m_path + " cannot be removed", errno);
     }
     asio::error_code error;
@@ -69,7 +69,7 @@ Result<> SocketListener::listen(Accepted accepted) {
     if (!error) m_acceptor.bind(asio::local::stream_protocol::endpoint(m_path), error);
     if (error) return unavailable("the socket " + m_path + " cannot be created: " + error.message());
     m_bound = true;
-    // The directory decides who may connect; what a client may do depends on its user.
+    // The directory decides who may connect; the client's user decides what it may do.
     if (chmod(m_path.c_str(), 0666) != 0 || lstat(m_path.c_str(), &status) != 0) {
         return because("the socket " + m_path + " cannot be made accessible to clients", errno);
     }

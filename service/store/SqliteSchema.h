@@ -12,9 +12,9 @@ class Database;
 
 namespace AppConfigService {
 
-/// Makes the tables of a new state file in \p connection, or takes over those of an earlier version: whole or not at
-/// all, so a file that is cut off on the way is found as it was. Throws SQLite::Exception, with one sentence for
-/// people, where the file is of a later version or cannot be read.
+/// Creates the tables of a new state file in \p connection, or upgrades those of an earlier version: completely or not
+/// at all, so an interrupted upgrade leaves the file as it was. Throws SQLite::Exception, with one sentence for people,
+/// if the file has a later version or cannot be read.
 void prepareSchema(SQLite::Database& connection);
 
 // How values look in the columns.

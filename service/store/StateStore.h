@@ -11,8 +11,8 @@
 
 namespace AppConfigService {
 
-/// A variable as it was last announced. Whether value, options and levels are the variable's own or follow its
-/// definition is kept beside them, so that a definition that changed while the service was down is noticed.
+/// A variable as clients were last notified of it. Whether value, options and levels are the variable's own or follow
+/// its definition is kept beside them, so that a definition that changed while the service was down is noticed.
 struct VariableRow {
     VariableName name;
     Value value;

@@ -13,9 +13,9 @@ std::shared_ptr<const ConfigCache::Record> ConfigCache::find(const ConfigVar& va
     return found == m_cache.end() ? nullptr : found->second;
 }
 
-// Readers hold a record after the lock is gone, so a record is never changed in place: a change is made to a copy,
-// which then takes the record's place under the lock, and the last reader of the old record frees it. Readers so need
-// no second lock, and no change, replacement or removal ever reaches what they look at.
+// Readers hold a record after the lock is released, so a record is never changed in place: a change is made to a copy,
+// which then replaces the record under the lock, and the last reader of the old record frees it. So readers need no
+// second lock, and no change, replacement or removal ever reaches what they look at.
 std::shared_ptr<ConfigCache::Record> ConfigCache::editable(const ConfigVar& var) const {
     const std::shared_ptr<const Record> present = find(var);
     return present ? std::make_shared<Record>(*present) : std::make_shared<Record>(var);

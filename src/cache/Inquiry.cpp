@@ -39,8 +39,8 @@ Inquiry::Outcome Inquiry::written(const std::list<std::string>& value, const Rev
     const PlainLock lock(m_cache.m_mutex);
     const auto record = m_cache.editable(m_touches.var);
     if (revision.isOlderThan(record->newest)) {
-        // Somebody's later write was announced already. That the own one was accepted is to be remembered all the same,
-        // but no record is made for it.
+        // A later write of somebody else was notified already. The accepted write is remembered all the same, but no
+        // record is created for it.
         record->accepted = true;
         m_cache.m_cache[m_touches.var] = record;
         return Outcome::superseded;
@@ -74,7 +74,7 @@ void Inquiry::accept(ConfigCache::Record& record, const Revision& revision) {
         if (other != &m_touches && other->var == m_touches.var) other->overtaken = true;
     }
     if (!m_touches.overtaken) {
-        // Whatever was accepted before had been when this one was sent.
+        // Whatever was accepted before had been accepted when this one was sent.
         record.contested = false;
     } else if (record.accepted && !revision.isComparableWith(record.newest)) {
         record.contested = true;
@@ -110,7 +110,7 @@ Inquiry::Outcome Inquiry::levelsRead(const ConfigAccessLevels& levels) {
 Inquiry::Outcome Inquiry::indexWritten(unsigned int defaultIndex) {
     const PlainLock lock(m_cache.m_mutex);
     const auto record = m_cache.editable(m_touches.var);
-    // An announcement of the options, which may well be the own one, says nothing of the index.
+    // A notification of the options, which may well be the own ones, says nothing about the index.
     if (m_touches.indexTouched && record->entry.second.defaultIndex() != defaultIndex) return lose(record);
     record->entry.second.defaultIndex(defaultIndex);
     touch(m_cache.m_underWay, m_touches.var, m_touches.item, Touches::How::index);
@@ -119,7 +119,7 @@ Inquiry::Outcome Inquiry::indexWritten(unsigned int defaultIndex) {
 }
 
 Inquiry::Outcome Inquiry::store(const std::shared_ptr<ConfigCache::Record>& record) {
-    // Whoever else waits for an answer about the same item has been overtaken now; this inquiry is through.
+    // Other requests about the same item have been overtaken now; this inquiry has ended.
     touch(m_cache.m_underWay, m_touches.var, m_touches.item, Touches::How::whole);
     m_cache.put(record);
     return Outcome::stored;
@@ -146,8 +146,8 @@ void Inquiry::notified(ConfigCache& cache, const ConfigVar& var, const std::list
     const auto record = cache.editable(var);
     if (revision.isOlderThan(record->newest)) return;
     const bool comparable = revision.isComparableWith(record->newest);
-    // The service was started again since it accepted this process's write, and this announcement may come from before
-    // that or after it: deliveries and answers travel apart. Only the service can tell.
+    // The service was restarted after it accepted this process's write, and this notification may be older or newer
+    // than that: deliveries and replies take different connections. Only the service can tell.
     if (record->accepted && revision.known && (!comparable || record->contested)) {
         const bool same = record->present && record->entry.second.getValue() == value;
         if (!same) {
@@ -157,13 +157,13 @@ void Inquiry::notified(ConfigCache& cache, const ConfigVar& var, const std::list
         for (Touches* other : cache.m_underWay) {
             if (other->var == var) other->doubted = true;
         }
-        // An answer of that same start of the service may still come, and be older.
+        // A reply of that same run of the service may still come, and be older.
         if (!revision.isOlderThan(record->doubtful)) record->doubtful = revision;
     } else {
         record->setValue(value);
         record->newest = revision;
-        // The accepted write is remembered all the same: a provider's request may bring a newer change while older
-        // notifications still wait, and the record may go before they come.
+        // The accepted write is remembered all the same: a question may bring a newer change while older notifications
+        // still wait, and the record may be removed before they arrive.
     }
     touch(cache.m_underWay, var, Item::value, Touches::How::whole);
     cache.put(record);

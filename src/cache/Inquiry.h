@@ -13,30 +13,30 @@
 
 namespace AppConfig {
 
-/// A request about one item of one variable, from before it leaves until its answer is in the cache.
+/// One request about one item of one variable, from before it leaves until its reply is in the cache.
 ///
-/// The answer reaches the cache some time after the service gave it, and meanwhile the delivery thread may have stored
-/// what the service announced, another thread its own answer, and either may be older or newer than this one. Three
-/// things decide what becomes of the answer:
+/// The reply reaches the cache some time after the service sent it. Meanwhile the delivery thread may have stored what
+/// the service notified, and another thread its own reply, and either may be older or newer than this one. Three things
+/// decide what happens to the reply:
 ///
 /// - Values carry a revision where the service numbers its changes. Of two that can be compared the newer one stays,
-///   and that settles it, unless something came in between that cannot be compared: each start of a service numbers
-///   anew.
-/// - Otherwise an answer counts when nobody has touched the item since the inquiry began, or when what stands there now
-///   says the same.
-/// - Else nobody can tell which is newer. The item becomes unknown, and whoever needs it next asks the service, which
-///   knows. What it said before is not put back, and what happened to another variable plays no part.
+///   and that settles it, unless something came in between that cannot be compared: each run of the service has its own
+///   timeline.
+/// - Otherwise a reply counts if nobody has touched the item since the inquiry began, or if the item now holds the
+///   same.
+/// - Otherwise nobody can tell which is newer: the item becomes unknown, and the next operation that needs it asks the
+///   service. The earlier contents are not restored. What happened to another variable plays no part.
 ///
 /// One thread. Begin it before the request is sent; the cache must outlive it.
 class Inquiry {
 public:
     using Item = CachedItem;
 
-    /// What became of the answer.
+    /// What happened to the reply.
     enum class Outcome {
         stored,      ///< the cache holds it
         superseded,  ///< the cache knows something newer, which stays
-        unknown,     ///< nobody can tell what is newer: the item counts as unknown now
+        unknown,     ///< nobody can tell which is newer: the item is unknown now
     };
 
     Inquiry(ConfigCache& cache, const ConfigVar& var, Item item);
@@ -45,30 +45,30 @@ public:
     Inquiry(const Inquiry&) = delete;
     Inquiry& operator=(const Inquiry&) = delete;
 
-    /// The service told the value and whether it is the default.
+    /// The reply contains the value and whether it is the default.
     Outcome read(const std::list<std::string>& value, bool isDefault, const Revision& revision);
 
-    /// The service accepted this value. What is older than an accepted write never gets into the cache again, as far as
-    /// revisions tell.
+    /// The service accepted this value. As far as revisions tell, nothing older than an accepted write gets into the
+    /// cache again.
     Outcome written(const std::list<std::string>& value, const Revision& revision);
 
-    /// The service accepted a reset: the record goes, as in ConfigCache::setStale(), and with it every answer that was
-    /// asked for before.
+    /// The service accepted a reset: the record is removed, as in ConfigCache::setStale(), and the replies to earlier
+    /// requests are ignored.
     void reset(const Revision& revision);
 
     Outcome optionsRead(const std::vector<std::string>& options, unsigned int defaultIndex);
     Outcome levelsRead(const ConfigAccessLevels& levels);
 
-    /// The service accepted options with this index of the default one. The options themselves come as an announcement.
+    /// The service accepted options with this default index. The options themselves come as a notification.
     Outcome indexWritten(unsigned int defaultIndex);
 
-    /// The service announced a value. It is stored unless it is older than what the cache knows; where it cannot be
-    /// compared with an accepted write, the value becomes unknown. Nobody waits for it, so it is no inquiry's answer.
+    /// The service notified a value. It is stored unless it is older than what the cache knows; if it cannot be
+    /// compared with an accepted write, the value becomes unknown. It is not the reply to an inquiry.
     static void notified(ConfigCache& cache, const ConfigVar& var, const std::list<std::string>& value,
                          const Revision& revision);
 
-    /// \return whether the record of \p var lacks \p item for no other reason than that answers and announcements
-    /// crossed: it has to be asked for, also by operations that would take a record as it stands.
+    /// \return whether the record of \p var lacks \p item only because replies and notifications crossed: it must be
+    /// requested, also by operations that otherwise use a record as it is.
     static bool hasLost(const ConfigCache& cache, const ConfigVar& var, Item item);
 
 private:

@@ -21,7 +21,8 @@ struct ConfigCache::Record {
         lost(CachedItem::value) = false;
     }
 
-    /// Makes the options known. Whether there are any is kept here, since asking an empty list for its contents prints.
+    /// Makes the options known. Whether there are any is kept here, because requesting the contents of an empty list
+    /// prints.
     void setOptions(const std::vector<std::string>& options) {
         entry.second.setOptions(options);
         hasAnyOption = !options.empty();
@@ -29,16 +30,16 @@ struct ConfigCache::Record {
     }
 
     Entry entry;
-    /// False: there is no record. What stays is `newest`, so that nothing older than an accepted write or reset
-    /// returns.
+    /// False: there is no record; only `newest` is kept, so that nothing older than an accepted write or reset comes
+    /// back.
     bool present = true;
     bool hasAnyOption = false;
     std::array<bool, 3> lostItems{};  ///< by CachedItem; see Inquiry::hasLost()
-    Revision newest;                  ///< of all values that were stored, accepted or announced
-    /// Two starts of the service have accepted a write or reset of this process, and nobody can tell which was the
-    /// later one: nothing that is announced can be compared, until an answer says what holds.
+    Revision newest;                  ///< of all values that were stored, accepted or notified
+    /// Two runs of the service have each accepted a write or reset of this process, and nobody can tell which came
+    /// later. No notification can be compared until a reply says what holds.
     bool contested = false;
-    Revision doubtful;      ///< of the last announcement that could not be compared with `newest`
+    Revision doubtful;      ///< of the last notification that could not be compared with `newest`
     bool accepted = false;  ///< an awaited write or reset of this process is no newer than `newest`
 };
 

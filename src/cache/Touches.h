@@ -7,17 +7,16 @@
 
 namespace AppConfig {
 
-/// What the service announces in one piece: a value with its default flag, options with the index of the default one,
-/// both levels with their flags.
+/// The parts of a record that arrive as one; see ConfigValue.
 enum class CachedItem { value, options, levels };
 
-/// What others do to one item of one variable while a request about it is under way; see Inquiry. The cache has a list
-/// of all that are. Guarded by the cache's mutex.
+/// What others do to one item of one variable while a request about it is under way; see Inquiry. The cache lists all
+/// requests that are. Guarded by the cache's mutex.
 struct Touches {
     enum class How {
         none,
-        whole,    ///< all of it was stored, so that it can be compared with the answer
-        options,  ///< options were stored without the index of the default one
+        whole,    ///< all of it was stored, so that it can be compared with the reply
+        options,  ///< options were stored without the default index
         index,    ///< the index alone
     };
 
@@ -25,11 +24,11 @@ struct Touches {
     const CachedItem item;
     How how = How::none;
     bool indexTouched = false;
-    bool doubted = false;    ///< something was announced that could not be compared with what was known
+    bool doubted = false;    ///< a notification came that could not be compared with what was known
     bool overtaken = false;  ///< the service has accepted another change of this process
 };
 
-/// Tells the requests in \p underWay that something other than their answers has touched \p item of \p var.
+/// Tells the requests in \p underWay that something other than their replies has touched \p item of \p var.
 inline void touch(const std::vector<Touches*>& underWay, const ConfigVar& var, CachedItem item, Touches::How how) {
     for (Touches* touches : underWay) {
         if (touches->item != item || !(touches->var == var)) continue;

@@ -7,7 +7,7 @@ namespace AppConfig {
 namespace {
 
 /// Guards the creation and replacement of the two instances. Taken before the link's own lock, and not held while the
-/// link speaks to a transport, whose delivery thread may ask for an instance meanwhile.
+/// link calls a transport, whose delivery thread may request an instance meanwhile.
 StaticMutex instancesMutex;
 
 }  // namespace
@@ -52,7 +52,7 @@ bool AppCfgManager::changePrimaryConfigService(int ns, const std::string& a, con
         const AppCfgManager* const primary = ms_instance.load(std::memory_order_acquire);
         if (primary != nullptr && primary != localManager()) return false;
     }
-    // Without the transport first: what it delivers belongs to the new manager, so that has to be there before.
+    // First without the transport: its messages belong to the new manager, which must exist before they arrive.
     PlatformCfgService* const link = PlatformCfgService::changePrimaryConfigService(ns, a, b, nullptr);
     if (link == nullptr) return false;
     {

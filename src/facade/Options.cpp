@@ -26,7 +26,7 @@ std::vector<std::string>& AppCfgManager::getConfigOptions(const ConfigVar& var, 
         unsigned int defaultIndex = 0;
         m_service->getConfigOptions(var, list, defaultIndex);
         options.assign(list.begin(), list.end());
-        // An empty answer is cached too, whatever its reason, so that a variable without options is asked for once.
+        // An empty reply is cached too, whatever its reason, so that a variable without options is requested once.
         const Inquiry::Outcome outcome = inquiry.optionsRead(options, defaultIndex);
         if (outcome == Inquiry::Outcome::stored || attempt == mostAttempts) return options;
     }

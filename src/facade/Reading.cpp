@@ -53,8 +53,8 @@ std::list<std::string> AppCfgManager::cachedOrRead(const ConfigVar& var, bool& i
         if (isCacheable(var)) inquiry.emplace(m_cache, valueKey(var), Inquiry::Item::value);
         Revision revision;
         std::list<std::string> latest = m_service->readValue(var, isDefault, revision);
-        // Not cached: whether the value is empty or the service failed cannot be told, so the next read asks again.
-        // What an earlier attempt brought still holds for the caller.
+        // Not cached: an empty value and a failure of the service look the same, so the next read requests it again.
+        // The caller still gets what an earlier attempt brought.
         if (latest.empty()) break;
         answer = std::move(latest);
         if (!inquiry || inquiry->read(answer, isDefault, revision) == Inquiry::Outcome::stored) break;
@@ -123,8 +123,8 @@ ConfigValue AppCfgManager::getConfigValue(const std::string& node, int nodeInsta
     const bool asksForOptions = !record->second.hasOptions();
     if (asksForOptions) getConfigOptions(key, options);
 
-    // Looked up again for what was fetched. Should it have become unknown since, or the record have been removed, what
-    // this call was told or found still holds for its caller.
+    // Looked up again for what was fetched. If it has become unknown since, or the record was removed, the caller still
+    // gets what this call has found.
     const ConfigCache::iterator now = m_cache.getConfigValue(key);
     const bool holdsWhatWasFound = now != m_cache.end() && (asksForOptions || now->second.hasOptions());
     ConfigValue completed = holdsWhatWasFound ? now->second : record->second;

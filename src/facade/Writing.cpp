@@ -5,8 +5,7 @@
 #include "cache/Inquiry.h"
 #include "facade/ValueKey.h"
 
-// Every form ends in one of two writers: with a result the service is waited for and the cache follows; without one
-// neither happens.
+// Every form ends in one of two writers: an awaited write, which updates the cache, or a one-way write, which does not.
 
 namespace AppConfig {
 
@@ -34,7 +33,7 @@ bool AppCfgManager::setConfigVar(const ConfigVar& var, const std::list<std::stri
     if (!isCacheable(var)) return m_service->writeValue(var, value, result, revision);
     Inquiry inquiry(m_cache, valueKey(var), Inquiry::Item::value);
     if (!m_service->writeValue(var, value, result, revision)) return false;
-    // Somebody else's later write may have been announced before this line was reached, and must not be undone.
+    // A later write of somebody else may have been notified before this line was reached, and must not be undone.
     inquiry.written(value, revision);
     return true;
 }

@@ -99,7 +99,7 @@ void PlatformCfgService::getConfigOptions(ConfigVar const& var, std::list<std::s
     options.clear();
     const PbUtility::PbUtils* const pb = transport();
     if (pb == nullptr) return;
-    // This request alone speaks under the transport's own endpoint name, and keeps the variable's own namespace.
+    // Only this request is sent under the transport's own endpoint name, and keeps the variable's own namespace.
     ConfigIF::GetAttributeOptionsRsp reply;
     if (!sendRequest(ProtobufMessageHelper::getGetOptionsRequest(pb->localEndpoint(), role(), var), reply) ||
         !succeeded(reply)) {

@@ -18,7 +18,7 @@ struct Wish {
     ConfigRegistrar::ConsumerCallbackType type;
 };
 
-// The order in which a consumer's wishes are registered and removed.
+// The order in which a consumer's kinds are registered and removed.
 constexpr Wish wishes[] = {
     {&ConsumerConfigHandler::m_wantsChange, ConfigRegistrar::CONFIG_CHANGED},
     {&ConsumerConfigHandler::m_wantsSubmit, ConfigRegistrar::SUBMIT},
@@ -75,8 +75,8 @@ void PlatformCfgService::unregisterAllCallbacks() {
     sendOneWay(ProtobufMessageHelper::getUnregAllClientCallbacksRequest(getSelfFQName()));
 }
 
-/// What the service answers is not looked at: the handler is entered all the same, and the pair then counts as
-/// registered. Before there is a transport nobody can be asked; the first one is told.
+/// The reply is ignored: the handler is added all the same, and the variable and kind count as registered. Without a
+/// transport the registration is kept for the first one.
 void PlatformCfgService::registerFor(const ConfigVar& var, ConfigIF::CallbackType type) {
     if (!m_state->setup.keep({var.getFQName(), type})) registerCallback(var, type);
 }

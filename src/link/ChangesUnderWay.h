@@ -11,15 +11,14 @@
 
 namespace AppConfig {
 
-/// The changes that providers are asked to apply, so that an older value does not follow a newer one. While a provider
-/// waits for a reply of its own, the next change of the same variable may be dispatched within its call, and brings
-/// every provider up to date. And a transport whose place another one took may dispatch what it was asked before, after
-/// the other one has dispatched what is newer. What two starts of the service number cannot be compared: of such calls
-/// on two threads the one that began later is the newer one. A call that begins just now and one that another thread
-/// makes at the same moment have no order. Thread-safe.
+/// The changes that providers are being asked to apply; makes sure that an older value does not follow a newer one.
+/// While a provider waits for a reply, the next change of the same variable may be dispatched inside its call and be
+/// applied by every provider. And a transport that was replaced may dispatch an older question after the new one has
+/// dispatched a newer. Revisions of different runs cannot be compared: of calls on two threads, the one that began
+/// later counts as newer. Calls that begin at the same moment have no order. Thread-safe.
 class ChangesUnderWay {
 public:
-    /// Of how many variables the newest number is remembered; beyond that it begins anew.
+    /// For how many variables the newest number is remembered; beyond that it begins again.
     static constexpr std::size_t mostRemembered = 65536;
 
     /// One change, from before its first provider is called to the return of the last.
@@ -54,7 +53,7 @@ private:
         for (Change::Row& row : m_rows) {
             if (!(row.var == var)) continue;
             const bool within = row.thread == me && !revision.isOlderThan(row.revision);
-            // Another thread dispatches for a transport whose place was taken. The service has started anew since.
+            // Another thread dispatches for a transport that was replaced. The service was restarted since.
             const bool restarted = row.thread != me && row.revision.isOfAnotherTimelineThan(revision);
             row.overtaken = row.overtaken || within || restarted;
         }

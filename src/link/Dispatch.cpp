@@ -17,7 +17,7 @@ namespace {
 template <typename Payload>
 using Handler = MSG_Message* (*)(const Payload&, const MSG_Message*, void*);
 
-/// \return whether \p payload could be read from \p message; says so on standard output when not.
+/// \return whether \p payload could be read from \p message; if not, reports that on standard output.
 bool parse(google::protobuf::MessageLite& payload, const MSG_Message* message) {
     const std::uint32_t bytes = MSG_GetPayloadBytes(message);
     if (bytes <= std::numeric_limits<int>::max() &&
@@ -28,21 +28,21 @@ bool parse(google::protobuf::MessageLite& payload, const MSG_Message* message) {
     return false;
 }
 
-/// The entry of a message that is not answered.
+/// The entry for a notification.
 template <typename Payload, Handler<Payload> handler>
 void notified(void* context, const MSG_Message* message) {
     Payload payload;
     if (parse(payload, message)) handler(payload, message, context);
 }
 
-/// The entry of a message that is answered to its sender, from the endpoint that it came to.
+/// The entry for a question, which is answered to its sender, from the endpoint that it came to.
 template <typename Payload, Handler<Payload> handler>
 void asked(void* context, const MSG_Message* message) {
     Payload payload;
     if (!parse(payload, message)) return;
     MSG_Message* const reply = handler(payload, message, context);
     if (reply == nullptr) return;
-    // A platform may leave the buffer alone when it has no name to give.
+    // A platform may leave the buffer untouched when it has no name to give.
     char owner[128] = {};
     MSG_GetOwnerName(message, owner, sizeof(owner));
     MSG_SendMsg(owner, MSG_GetSender(message), reply);

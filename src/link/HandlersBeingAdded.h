@@ -14,15 +14,15 @@
 
 namespace AppConfig {
 
-/// The handlers that are about to be entered: the service has been asked to announce to them, and they come into the
-/// registry when it has answered. What it announces in between would find no handler and be lost, so the thread that
-/// dispatches waits for the entry. Thread-safe.
+/// The handlers that are about to be added: the service has been asked to notify them, and they are added to the
+/// registry when it has replied. What it sends in between would find no handler, so the dispatching thread waits for
+/// the addition. Thread-safe.
 class HandlersBeingAdded {
 public:
-    /// What a handler is entered for: a consumer's kind of event, or this for a provider.
+    /// What a handler is added for: a consumer's kind of event, or this for a provider.
     static constexpr int provider = -1;
 
-    /// One handler, from before the request leaves until it is entered.
+    /// One handler, from before the request leaves until it is added.
     class [[nodiscard]] Addition {
     public:
         Addition(HandlersBeingAdded& additions, const ConfigVar& var, int kind)
@@ -43,8 +43,8 @@ public:
         const std::list<Row>::iterator m_row;
     };
 
-    /// Returns when every handler that another thread is entering now, and that is to hear of \p kind of the variable,
-    /// has been entered: no later than when that thread's request ends. Entries of the calling thread itself lie
+    /// Returns when every handler that another thread is adding now, and that is called for \p kind of the variable,
+    /// has been added: no later than when that thread's request ends. Additions of the calling thread itself lie
     /// further down its own stack and are not waited for.
     void await(const std::string& node, const std::string& attribute, int kind) {
         const PlainLock lock(m_mutex);

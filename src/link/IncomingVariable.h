@@ -19,8 +19,8 @@ struct IncomingVariable {
         return ProtobufMessageHelper::getConfigVarName(node, nodeInstance, attribute, attributeInstance, inst) == 0;
     }
 
-    /// What this process keeps about an incoming variable stands under namespace 0, whatever namespace the message
-    /// names: it is this link's own service that speaks.
+    /// What this process keeps about an incoming variable is kept under namespace 0, whatever namespace the message
+    /// names: messages come from this link's own service.
     ConfigVar key() const { return ConfigVar(0, node, nodeInstance, attribute, attributeInstance); }
 };
 

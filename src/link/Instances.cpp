@@ -11,14 +11,14 @@ namespace AppConfig {
 
 namespace {
 
-/// Guards the creation and replacement of the two instances. Not held while a transport is spoken to.
+/// Guards the creation and replacement of the two instances. Not held while a transport is called.
 StaticMutex instancesMutex;
 
 constexpr char serviceEndpoint[] = "ConfigSrvc";
 
 std::string clientNameOf(int namespaceId) {
     const std::string number = std::to_string(namespaceId);
-    // The namespace stands there twice: the service and its tools know the name in this form.
+    // The namespace is in it twice: the service and its tools know the name in this form.
     return "PlatCfgSvc" + number + "-" + std::to_string(getpid()) + "-" + number;
 }
 
@@ -57,7 +57,7 @@ PlatformCfgService* PlatformCfgService::getInstance() {
     if (PlatformCfgService* link = ms_instance.load(std::memory_order_acquire)) return link;
     PlatformCfgService* const local = getLocalCfgService();
     PlatformCfgService* link = nullptr;
-    // Whoever stored first stays: another caller, or a replacement that came in between.
+    // The one that was stored first stays: another caller's, or a replacement that came in between.
     return ms_instance.compare_exchange_strong(link, local) ? local : link;
 }
 
@@ -84,7 +84,7 @@ void PlatformCfgService::setPbInterface(PbUtility::PbUtils* pb) {
         if (!installation.isNeeded()) return;
         install(*pb);
     }
-    // Handlers that were entered before there was any transport; none, once there was one.
+    // Handlers that were added before there was any transport; none, once there was one.
     for (const auto& [name, type] : m_state->setup.takeKept()) registerName(name, type);
 }
 
@@ -144,7 +144,7 @@ PlatformCfgService* PlatformCfgService::findMatchingCfgService(void* context, co
 AppCfgManager* PlatformCfgService::findMatchingCfgManager(void* context) {
     if (context == getInstance()) {
         AppCfgManager* const manager = AppCfgManager::getInstance();
-        // The link is replaced before its manager. If it still is the primary one, then so was this its manager.
+        // The link is replaced before its manager. If it is still the primary link, this was its manager.
         if (context == getInstance()) return manager;
     }
     if (context == getLocalCfgService()) return AppCfgManager::getLocalCfgManager();

@@ -9,7 +9,7 @@
 
 namespace AppConfig {
 
-/// What a link keeps of what is going on in it. Each member synchronises itself.
+/// The state of what is going on in a link. Each member synchronises itself.
 struct PlatformCfgService::State {
     TransportSetup setup;
     HandlersBeingAdded additions;
@@ -17,9 +17,8 @@ struct PlatformCfgService::State {
     ChangesUnderWay changes;
 };
 
-// The list of handlers is a copy, so that a handler may register and unregister whatever it likes without disturbing
-// the round. Since it may also delete what it has unregistered, each one is looked up again before it is called, once
-// anything was removed at all.
+// The list is a copy, so a handler may register and unregister anything. Since it may also delete what it has
+// unregistered, each handler is looked up again before its call if anything has been removed.
 
 template <typename Call>
 void PlatformCfgService::callConsumers(const IncomingVariable& var, ConfigRegistrar::ConsumerCallbackType type,

@@ -6,8 +6,8 @@
 #include "link/Reply.h"
 #include "wire/CarriesUnknown.h"
 
-// Each handler brings the cache up to date before it calls the application, so that a handler that reads sees the new
-// state. A dispatch that has to wait for a handler to be entered has brought the cache up to date before, too.
+// Each entry updates the cache before it calls the application, so that a handler that reads sees the new state. A
+// dispatch that has to wait for a handler to be added has updated the cache before, too.
 
 namespace AppConfig {
 
@@ -59,7 +59,7 @@ MSG_Message* PlatformCfgService::submitHandler(const ConfigIF::SubmitNtfy& ntfy,
     IncomingVariable var;
     if (!var.read(ntfy.inst())) return nullptr;
 
-    // A type that this definition does not know is dropped by the runtime, yet it is no submit of type 0.
+    // The runtime drops a submit type that this definition does not know, but that does not make it type 0.
     const bool unknownType = AppConfigWire::carriesUnknown(ntfy, ConfigIF::SubmitNtfy::kSubmitTypeFieldNumber);
     const int submitType = unknownType ? 1 : enumTranslate(ntfy.submit_type());
     link->callConsumers(var, ConfigRegistrar::SUBMIT, [&](ConsumerConfigHandler& handler) {
@@ -77,7 +77,7 @@ MSG_Message* PlatformCfgService::accessLevelsChangedHandler(const ConfigIF::Acce
     IncomingVariable var;
     if (!var.read(ntfy.inst())) return nullptr;
 
-    // A level with a number that this definition does not know is there all the same, as the role without rights.
+    // A level with a number that this definition does not know is present all the same, as the role without rights.
     using Ntfy = ConfigIF::AccessLevelChangedNtfy;
     ConfigAccessLevels levels;
     if (ntfy.has_read_level()) levels.readRole = enumTranslate(ntfy.read_level());

@@ -18,8 +18,8 @@ ConfigResult resultFor(const Request& req) {
     return result;
 }
 
-/// \return whether variable and value could be read; otherwise \p result says what could not, with error 0: that this
-/// process has nothing to say about a request is no refusal of it.
+/// \return whether variable and value could be read. If not, \p result says which could not, with error 0, because
+/// having nothing to say about a question is not a refusal.
 bool read(const ConfigIF::InstValue& instValue, IncomingVariable& var, std::list<std::string>& value,
           ConfigResult& result) {
     if (!var.read(instValue.inst())) {
@@ -49,11 +49,11 @@ MSG_Message* PlatformCfgService::onChangeHandler(const ConfigIF::OnChangeReq& re
         manager->storeNotified(var.key(), value, revision);
         const ChangesUnderWay::Change change(link->m_state->changes, var.key(), revision);
         link->callProviders(var, [&](ProviderConfigHandler& provider) {
-            // What has been overtaken is over: the newer change goes to every provider itself.
+            // A question that was overtaken has ended: the newer change is sent to every provider itself.
             if (change.isOvertaken()) return false;
             provider.onChange(var.node, var.nodeInstance, var.attribute, var.attributeInstance, value,
                               enumTranslate(req.role()), result);
-            // Every provider takes the change on board, whatever another one says; failures stand in the result.
+            // Every provider applies the change, even if another one fails; failures are noted in the result.
             return true;
         });
     }

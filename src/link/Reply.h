@@ -5,7 +5,7 @@
 
 namespace AppConfig {
 
-/// \return whether \p reply says that the service did as it was asked. An error number without a meaning here says no.
+/// \return whether \p reply reports success. An error number that is not known here is a failure.
 template <typename Reply>
 bool succeeded(const Reply& reply) {
     return reply.error() == 0 && !AppConfigWire::carriesUnknown(reply, Reply::kErrorFieldNumber);

@@ -11,11 +11,11 @@
 
 namespace AppConfig {
 
-/// The calls to application handlers that are running, so that somebody who has removed a handler can wait until it is
+/// The calls to application handlers that are running, so that a thread that has removed a handler can wait until it is
 /// safe to delete it. Thread-safe.
 ///
-/// Whoever is about to call a handler makes a Call first and only then looks whether the handler is still registered;
-/// whoever ends a handler removes it first and then waits. So either the caller finds it gone, or it is waited for.
+/// A caller makes a Call first and only then checks whether the handler is still registered; whatever ends a handler
+/// removes it first and then waits. So either the caller finds it removed, or it is waited for.
 class RunningCalls {
 public:
     /// One call, from before the handler was looked up to its return.

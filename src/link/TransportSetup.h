@@ -18,14 +18,14 @@ class PbUtils;
 
 namespace AppConfig {
 
-/// How a link gets its transport: one at a time, and not before it is installed for everybody who asks. Keeps what
-/// should have been registered before there was any. Thread-safe.
+/// How a link gets its transport: one at a time; other threads get it once it is installed. Keeps what should have been
+/// registered before there was one. Thread-safe.
 class TransportSetup {
 public:
     using Registration = std::pair<std::string, ConfigIF::CallbackType>;  ///< fully qualified name and kind
 
     /// One transport that is being installed. Waits for another thread that installs one, not for the calling thread
-    /// itself: a transport may call back while it is told.
+    /// itself: a transport may call back while it is being installed.
     class [[nodiscard]] Installation {
     public:
         Installation(TransportSetup& setup, PbUtility::PbUtils* pb) : m_setup(setup) {
@@ -58,10 +58,10 @@ public:
         bool m_needed;
     };
 
-    /// \return the transport that was handed over last; null before. Until one is installed, the thread that does so
-    /// alone gets it: what another one registered over it could be announced before there is a table to take that.
+    /// \return the transport that was set last; null before. While one is being installed, only the installing thread
+    /// gets it, since what another thread registered over it could be notified before there is a table.
     PbUtility::PbUtils* transport() const {
-        // Set and cleared by the installing thread itself, so each thread reads here surely whether it is that one.
+        // Set and cleared by the installing thread alone, so every thread can find out here whether it is that thread.
         const bool installs = m_thread.load(std::memory_order_relaxed) == std::this_thread::get_id();
         return installs ? m_coming.load(std::memory_order_relaxed) : m_transport.load(std::memory_order_acquire);
     }
@@ -75,13 +75,13 @@ public:
         return true;
     }
 
-    /// Keeps \p registration no more.
+    /// Forgets \p registration.
     void forget(const Registration& registration) {
         const PlainLock lock(m_mutex);
         m_kept.erase(std::remove(m_kept.begin(), m_kept.end(), registration), m_kept.end());
     }
 
-    /// \return what was kept, in the order in which it came, and keeps it no more.
+    /// \return what was kept, in the order in which it came, and forgets it.
     std::vector<Registration> takeKept() {
         const PlainLock lock(m_mutex);
         return std::exchange(m_kept, {});

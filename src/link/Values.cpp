@@ -71,7 +71,7 @@ bool PlatformCfgService::writeValue(ConfigVar const& var, std::list<std::string>
 bool PlatformCfgService::setConfigVar(ConfigVar const& var, std::list<std::string> value) {
     const ConfigVar copy = inOwnNamespace(var);
     if (transport() == nullptr) return false;
-    // Subscribed before the write goes out: nobody waits for its outcome, so only a notification can tell it.
+    // Registered before the write is sent: it gets no reply, so only a notification can tell its outcome.
     registerHandlerProactively(copy, ConfigRegistrar::CONFIG_CHANGED);
     return sendOneWay(ProtobufMessageHelper::getWriteRequest(getSelfFQName(), role(), copy, value));
 }

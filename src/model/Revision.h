@@ -4,7 +4,7 @@
 
 namespace AppConfig {
 
-/// Which change of a variable its value comes from, as far as the service said so. A plain value.
+/// Which change of a variable its value comes from, as far as the service tells. A plain value.
 struct Revision {
     std::uint64_t timeline = 0;  ///< which numbers the change is one of
     std::uint64_t change = 0;
@@ -12,7 +12,7 @@ struct Revision {
 
     /// \return whether the two can be put in an order.
     bool isComparableWith(const Revision& other) const { return known && other.known && timeline == other.timeline; }
-    /// \return whether both are numbered, by services that do not count on from each other.
+    /// \return whether both are numbered, in different timelines.
     bool isOfAnotherTimelineThan(const Revision& other) const {
         return known && other.known && timeline != other.timeline;
     }

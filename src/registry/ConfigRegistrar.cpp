@@ -11,7 +11,7 @@ using AppConfig::Reach;
 
 namespace {
 
-/// \return what says whether a list of handlers holds \p h.
+/// \return a predicate that tells whether a list of handlers holds \p h.
 template <typename Handler>
 auto holds(Handler* h) {
     return [h](const std::list<Handler*>& handlers) {
@@ -28,8 +28,8 @@ ConfigVar pattern(std::string const& node, std::string const& attribute) {
 ConfigRegistrar::ConfigRegistrar() = default;
 ConfigRegistrar::~ConfigRegistrar() = default;
 
-// A table is found, and created when its kind is new, in a scope of its own; only the work on it takes the lock again.
-// The reference stays good in between: tables are never erased and the map does not move them.
+// A table is looked up, and created if its kind is new, under the lock; the work on it takes the lock again. The
+// reference stays valid in between, because tables are never erased and the map does not move them.
 ConfigRegistrar::Table<ConsumerConfigHandler>& ConfigRegistrar::consumerTable(ConsumerCallbackType type) {
     const PlainLock lock(m_mutex);
     return m_consumerHandlers[type];

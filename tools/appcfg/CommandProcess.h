@@ -6,7 +6,7 @@
 
 namespace AppConfigTool {
 
-/// How a command that judges a value ended.
+/// How a command that validates a value ended.
 struct CommandVerdict {
     bool accepted = false;
     std::string message;  ///< when not accepted: the command's first output line, or why there is none

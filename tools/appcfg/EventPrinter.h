@@ -17,14 +17,15 @@ public:
     void event(const std::string& kind, const std::string& variable, const char* key,
                const nlohmann::ordered_json& state, const std::string& text);
 
-    /// The service went away or came back. \p endpoint stands in the variable's place.
+    /// The connection to the service was lost or made again. \p endpoint stands in the variable's place.
     void service(const std::string& endpoint, bool connected);
 
 private:
     Output& m_output;
 };
 
-/// Prints that the service went away and came back; that it was there at first is no news. Called on one thread.
+/// Prints that the connection to the service was lost or made again, but not that it was made at first. Called on one
+/// thread.
 class ServiceConnectionEvents {
 public:
     explicit ServiceConnectionEvents(EventPrinter& printer) : m_printer(&printer) {}

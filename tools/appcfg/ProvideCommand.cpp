@@ -10,7 +10,7 @@
 namespace AppConfigTool {
 namespace {
 
-/// Judges proposed values as the command line says, and prints each verdict and each value to be applied.
+/// Validates proposed values as the command line says, and prints each answer and each value to be applied.
 class Provider : public ProviderConfigHandler {
 public:
     Provider(const Arguments& arguments, EventPrinter& printer) : m_arguments(arguments), m_printer(printer) {}

@@ -13,16 +13,16 @@
 
 namespace AppConfigTool {
 
-/// Hears that the service's endpoint was connected, or lost.
+/// Called when the delivery connection to the service was made, or lost.
 using ServiceObserver = std::function<void(const std::string& endpoint, bool connected)>;
 
-/// One run's way to the service: the transport, which remembers what came of each request, and the manager over it. The
-/// library's reads tell their caller nothing of a failure; outcome() does. One per process, since the library's
+/// One run's connection to the service: the transport, which records the outcome of each request, and the manager over
+/// it. The library's reads tell their caller nothing of a failure; outcome() does. One per process, since the library's
 /// managers are. Used by one thread; the observer is called on the transport's delivery thread.
 class Session {
 public:
     /// Attaches the library to the service that \p arguments name. Sends nothing yet.
-    /// \p observer, when there is one, hears when the delivery connection comes up and goes away.
+    /// \p observer, if there is one, is called when the delivery connection is made and when it is lost.
     Session(const Arguments& arguments, Output& output, ServiceObserver observer = {});
 
     AppConfig::AppCfgManager& manager() { return *AppConfig::AppCfgManager::getInstance(); }

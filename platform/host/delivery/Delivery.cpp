@@ -99,7 +99,7 @@ Waiter::Event Delivery::wait(int fd, short events, Deadline deadline) {
 }
 
 void Delivery::run() {
-    // The thread says itself who it is: whoever started it may learn its id too late for its first handler.
+    // The thread sets its id itself: whoever starts it may learn the id too late for the first handler.
     m_threadId.store(std::this_thread::get_id(), std::memory_order_relaxed);
     while (!m_ended.isSet()) turn(-1, 0, Deadline::never());
     sayGoodbye();
@@ -149,10 +149,11 @@ Deadline Delivery::doWhatIsDue() {
         DeliveryConnection& connection = *m_connections[i];
         if (m_reachability.mustRenew(connection.endpoint())) connection.renew();
         for (const RegistrationReport& report : connection.sendRegistrations()) m_dispatcher.report(report);
-        // Notifications of the lost connection are delivered before the next HELLO tells the point, or they would come
-        // again. Two cases do not wait for that. They never move a point that was taken over from another transport,
-        // and may wait for a handler of that one, which may be waiting for this connection. And a handler whose request
-        // needs the connection must not wait for what waits for its own return: then they come again.
+        // Notifications of the lost connection are handled before the next HELLO, because the service would otherwise
+        // send them again. There are two exceptions. A connection whose point was taken over from another transport
+        // does not wait: its notifications never move that point, and may wait for a handler of the other transport,
+        // which may be waiting for this connection. Nor does a connection that a handler's request needs: the handler
+        // must not wait for notifications that wait for its own return. In both cases they come again.
         bool mayAttempt = false;
         if (connection.phase() == Phase::paused) {
             mayAttempt = connection.isRenewing() || !isQueued(connection);
@@ -169,7 +170,7 @@ bool Delivery::isQueued(const DeliveryConnection& connection) const {
 }
 
 void Delivery::attempt(DeliveryConnection& connection) {
-    // Handlers are still to learn of what waits, so a state that lacks it must not pass for the client's.
+    // The handlers have not seen what is queued, so the service must not take a state that lacks it for the client's.
     for (const Queued& waiting : m_queue) {
         const Frame& frame = waiting.frame;
         if (waiting.from == &connection && frame.has_as_of()) {
@@ -197,7 +198,7 @@ void Delivery::readFrom(DeliveryConnection& connection) {
     if (filled == FrameStream::Fill::closed && connection.isOn(stream)) connection.lose({TRANSPORT_BROKEN_OFF, {}});
 }
 
-/// Asks are answered at once, also nested in a handler. All else keeps its order behind what is queued already.
+/// Questions are answered at once, also nested in a handler. Everything else is handled in order, after what is queued.
 void Delivery::handle(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream, Frame& frame) {
     if (frame.kind() == ASK) return handleQuestion(connection, stream, frame);
     enqueue(connection, frame);
@@ -207,7 +208,7 @@ void Delivery::handle(DeliveryConnection& connection, const std::shared_ptr<Fram
 void Delivery::enqueue(DeliveryConnection& connection, Frame& frame) {
     const std::size_t bytes = frame.payload().size();
     if (m_queue.size() >= queueLimit || m_queuedBytes + bytes > m_options.frameLimit) {
-        // Nothing is missed: what was not taken is sent anew after the next connect.
+        // Nothing is missed: the service sends again, after the next connect, what was not handled.
         connection.lose({TRANSPORT_BROKEN_OFF, {}});
         return;
     }
@@ -227,10 +228,10 @@ void Delivery::deliverQueued() {
 void Delivery::deliver(const Queued& next) {
     const Frame& frame = next.frame;
     const std::string& endpoint = next.from->endpoint();
-    // Before the handlers: what they have learnt must be known even when the process goes on without the rest.
+    // Before the handlers run: what they learn must be recorded even if the process never finishes the rest.
     if (frame.has_as_of()) m_resume.saw(endpoint, frame.timeline(), frame.as_of());
     if (frame.kind() == NOTIFICATION) m_dispatcher.notify(endpoint, frame);
-    // Only now: a connection made while a handler ran asks for this state once more, which does no harm.
+    // Only now: a connection made while a handler runs requests this state once more, which does no harm.
     if (frame.has_sequence()) m_resume.handled(endpoint, next.connection, frame.timeline(), frame.sequence());
     if (frame.kind() == REACHED && frame.has_correlation()) {
         Frame handled;
@@ -242,9 +243,9 @@ void Delivery::deliver(const Queued& next) {
 
 void Delivery::handleQuestion(DeliveryConnection& connection, const std::shared_ptr<FrameStream>& stream,
                               const Frame& frame) {
-    // Nobody waits for the answer. And what another start of the service has asked since, over the transport that took
-    // this one's place, must not be followed by this. Nor may what comes after it be handled: to reach the point behind
-    // it would mean that it was.
+    // Nobody waits for this answer any more. The transport that took over may meanwhile have been asked by a later run
+    // of the service, and this older question must not be followed after that one. Nor may the frames after it be
+    // handled, since reaching the point behind it would mean that it was handled.
     if (peerHasClosed(stream->fd())) return connection.lose({TRANSPORT_BROKEN_OFF, {}});
     if (frame.has_as_of()) m_resume.saw(connection.endpoint(), frame.timeline(), frame.as_of());
     connection.answer(stream, m_dispatcher.answerQuestion(connection.endpoint(), frame));

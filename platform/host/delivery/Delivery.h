@@ -32,18 +32,17 @@ class ResumePoints;
 /// Keeps the delivery connections of one transport and calls the handlers for what comes over them. Owns the delivery
 /// thread, which starts with the first endpoint.
 ///
-/// One poll(2) waits for all connections, so a slow endpoint holds up no other. A handler that makes a request waits in
-/// the same loop, as its Waiter: asks that arrive meanwhile are handled nested in it, notifications are queued until it
-/// has returned, up to a limit beyond which the connection is given up, to be resumed afterwards. This class is the
-/// loop and the queue; what becomes of one connection is DeliveryConnection's affair, and calling handlers the
-/// dispatcher's.
+/// One poll(2) waits for all connections, so a slow endpoint does not hold up another. A handler that makes a request
+/// waits in the same loop, as its Waiter: questions that arrive meanwhile are handled nested in it; notifications are
+/// queued until it has returned, up to a limit beyond which the connection is closed and resumed later. This class is
+/// the loop and the queue; DeliveryConnection handles a single connection, Dispatcher calls the handlers.
 class Delivery final : public Waiter {
 public:
     /// How many notifications, and how many bytes of them per frame limit, wait for a handler that waits itself.
     static constexpr std::size_t queueLimit = 4096;
 
     /// The arguments are not owned and outlive this object. \p settled is called on the delivery thread when all
-    /// registrations with an endpoint have been told.
+    /// registrations at an endpoint have been sent and answered.
     Delivery(Connector& connector, ResumePoints& resume, RegistrationBook& book, const HandlerTable& handlers,
              const PbUtility::TransportOptions& options, const std::string& localEndpoint, const EventFlag& ended,
              std::function<void(const std::string& endpoint)> settled);
@@ -52,13 +51,13 @@ public:
     /// Starts to connect to \p endpoint unless it was added before. Any thread; does not block.
     Result<> add(const std::string& endpoint);
 
-    /// The book of registrations has changed, so that an endpoint may have to be told. Any thread; does not block.
+    /// The book of registrations has changed, so there may be registrations to send. Any thread; does not block.
     void registrationsChanged() { m_wake->set(); }
 
-    /// Gives up the connection to \p endpoint for another at once. Any thread; does not block.
+    /// Closes the connection to \p endpoint and makes another at once. Any thread; does not block.
     void renew(const std::string& endpoint);
 
-    /// Delivers no notifications as long as the application code goes on that \p other watches now. Any thread; does
+    /// Delivers no notifications until the application code that \p other watches now has returned. Any thread; does
     /// not block.
     void deliverAfter(const std::shared_ptr<HandlerActivity>& other) { m_previousHandlers.add(other, m_wake); }
 
@@ -68,13 +67,13 @@ public:
     /// \return whether the caller is this object's thread.
     bool isDeliveryThread() const;
 
-    /// Waits until deliveries from \p endpoint can come or cannot for now, at most until half the time to \p deadline
-    /// is over: a handler that waits for the calling thread must not cost it the request. An endpoint that was not
-    /// added is not waited for. \p justConnected: see Reachability. Any thread.
+    /// Waits until deliveries from \p endpoint can come, or cannot come for now, at most until half the time to
+    /// \p deadline is over: if a handler waits for the calling thread, the request must still have time. Does not wait
+    /// for an endpoint that was not added. \p justConnected: see Reachability. Any thread.
     void awaitConnection(const std::string& endpoint, bool justConnected, Deadline deadline);
 
-    /// Takes an answer to the ask that \p receiver stands for. \return whether one of its handlers is still running.
-    /// Any thread.
+    /// Takes an answer to the question with the address \p receiver. \return whether one of its handlers is still
+    /// running. Any thread.
     bool answer(MSG_Address receiver, std::string payload) { return m_dispatcher.answer(receiver, std::move(payload)); }
 
     /// Says goodbye and returns when the thread has ended. The flag given to the constructor must be set before. Not
@@ -109,15 +108,15 @@ private:
     const PbUtility::TransportOptions& m_options;
     const EventFlag& m_ended;
 
-    // Each synchronises itself. The flag is shared with the transports whose place this one takes.
+    // Each synchronises itself. The flag is shared with the transports that this one takes over from.
     const std::shared_ptr<EventFlag> m_wake = std::make_shared<EventFlag>();
     Reachability m_reachability;
     PreviousHandlers m_previousHandlers;
 
     AppConfig::PlainMutex m_mutex;
     std::thread m_thread APPCONFIG_GUARDED_BY(m_mutex);
-    /// Set and cleared by the delivery thread alone, so each thread reads here surely whether it is that one. An id and
-    /// no thread_local: several of a simulation's threads may run on one of the system's.
+    /// Set and cleared by the delivery thread alone, so every thread can find out here whether it is that thread. A
+    /// thread id and not thread_local, because several simulated threads may run on one system thread.
     std::atomic<std::thread::id> m_threadId{};
 
     // The delivery thread's own.

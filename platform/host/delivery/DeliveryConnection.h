@@ -19,12 +19,12 @@ namespace AppConfigHost {
 
 class ResumePoints;
 
-/// The delivery connection to one endpoint, made again whenever it is lost: when it is tried, how it is greeted, when
-/// it is given up, and that the endpoint hears of the registrations over it. Calls no application code itself. The
-/// delivery thread's own.
+/// The delivery connection to one endpoint, made again whenever it is lost: when to try, the handshake, when to close
+/// it, and that the endpoint gets the registrations over it. Calls no application code itself. The delivery thread's
+/// own.
 class DeliveryConnection {
 public:
-    /// paused: there is none, and the next attempt has its time. handshake: HELLO is on its way. up: deliveries come.
+    /// paused: there is none, and the next attempt is due later. handshake: HELLO is on its way. up: deliveries come.
     enum class Phase { paused, handshake, up };
 
     /// None of them is owned; all outlive the connection.

@@ -34,7 +34,7 @@ Frame Dispatcher::answerQuestion(const std::string& endpoint, const Frame& frame
     if (m_depth < depthLimit) {
         const MSG_Address address = m_questions.open();
         const bool calm = dispatch(endpoint, frame, address);
-        // One failure among several handlers must not pass for the others' consent.
+        // If one of several handlers has thrown, the answers of the others must not count as acceptance.
         for (std::string& answer : m_questions.close(address)) {
             if (calm) reply.add_answer(std::move(answer));
         }

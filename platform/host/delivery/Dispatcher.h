@@ -16,11 +16,11 @@ namespace AppConfigHost {
 class HandlerTable;
 
 /// Calls the application's code for what comes over the delivery connections of one transport: handlers and observers.
-/// Each may call the transport back, so calls nest. All operations on the delivery thread alone, but where it says
+/// Each may call the transport back, so calls nest. On the delivery thread alone, except where an operation says
 /// otherwise.
 class Dispatcher {
 public:
-    /// How deep handlers of asks nest; beyond that an ask is answered without a payload.
+    /// How deep handlers of questions may nest; a question beyond that is answered without a payload.
     static constexpr int depthLimit = 16;
 
     /// The arguments are not owned and outlive this object.
@@ -40,13 +40,13 @@ public:
     /// Calls the handlers of \p frame, an ASK from \p endpoint. \return the frame that answers it.
     Frame answerQuestion(const std::string& endpoint, const Frame& frame);
 
-    /// Takes an answer to the ask that \p receiver stands for. \return whether one of its handlers is still running.
-    /// Any thread.
+    /// Takes an answer to the question with the address \p receiver. \return whether one of its handlers is still
+    /// running. Any thread.
     bool answer(MSG_Address receiver, std::string payload) { return m_questions.answer(receiver, std::move(payload)); }
 
     /// Tells the observer of connections, if there is one.
     void observe(const std::string& endpoint, bool connected);
-    /// Tells the observer of registrations. There is one, or nothing would be reported.
+    /// Tells the observer of registrations. Called only if there is one.
     void report(const PbUtility::RegistrationReport& report);
 
 private:
@@ -57,7 +57,7 @@ private:
     const HandlerTable& m_handlers;
     const PbUtility::TransportOptions& m_options;
     const std::string& m_localEndpoint;
-    /// Shared with the transports that took this one's place.
+    /// Shared with the transports that took over from this one.
     const std::shared_ptr<HandlerActivity> m_activity = std::make_shared<HandlerActivity>();
     OpenQuestions m_questions;
     int m_depth = 0;  ///< how many calls of application code lie below

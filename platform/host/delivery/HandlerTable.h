@@ -27,24 +27,24 @@ public:
     void nameEndpoint(const std::string& endpoint) { m_named.add(endpoint); }
 
     /// Copies the rows of \p table up to the all-zero one. They belong to the endpoints that the calling thread has
-    /// named since it last called this; when there are none, they take messages from everywhere. A row that is there
-    /// already is not added again: it takes, from now on, also what the new table takes. \return those endpoints.
+    /// named since it last called this; if it has named none, they take messages from everywhere. A row that was added
+    /// before is not added again: from now on, it also takes what the new table takes. \return those endpoints.
     std::set<std::string> add(const MSG_Callback* table);
 
-    /// From the next message on, the rows behind which \p link stands take nothing from \p endpoint but what asks for
-    /// an answer, until they are added for it again. \return whether rows of others take notifications from it.
+    /// From the next message on, the rows of \p link take only questions from \p endpoint, until they are added for it
+    /// again. \return whether rows of other links take notifications from it.
     bool handOver(void* link, const std::string& endpoint);
 
     /// Calls, in the order in which they were added, the entries of the rows whose range holds the message's id and
-    /// which take messages from \p endpoint. An endpoint that no row belongs to reaches every row. What asks for an
-    /// answer has a sender. A handler that throws is reported on standard error, and the next one is called all the
-    /// same. \return whether none has thrown.
+    /// which take messages from \p endpoint. Messages from an endpoint that no row belongs to reach every row.
+    /// Questions have a sender address; notifications have none. A handler that throws is reported on standard error,
+    /// and the next one is called all the same. \return whether none has thrown.
     bool dispatch(const std::string& endpoint, const MSG_Message* message) const;
 
 private:
     struct Row {
         MSG_Callback callback;
-        void* link;  ///< the context behind the row's own
+        void* link;  ///< the link's context, which the row's own may stand for
         bool takesAll = false;
         std::set<std::string> endpoints;
         std::set<std::string> handedOver;  ///< those of them whose notifications it does not take

@@ -11,8 +11,8 @@
 
 namespace AppConfigHost {
 
-/// The service's questions whose handlers are running, each under the address that the handlers see as its sender, with
-/// the answers given so far. Thread-safe; no operation blocks.
+/// The questions whose handlers are running, each with the address that the handlers see as its sender, and the answers
+/// given so far. Thread-safe; no operation blocks.
 class OpenQuestions {
 public:
     /// \return the address of a new question; never 0.
@@ -24,7 +24,7 @@ public:
         return m_last;
     }
 
-    /// \return whether the question is open; then its answer is taken.
+    /// \return whether the question is open; if it is, takes its answer.
     bool answer(MSG_Address question, std::string payload) {
         const AppConfig::PlainLock lock(m_mutex);
         const auto found = m_answers.find(question);

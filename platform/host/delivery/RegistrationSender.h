@@ -10,8 +10,8 @@
 
 namespace AppConfigHost {
 
-/// Tells one endpoint, over its delivery connection, of the registrations that it does not hold, one frame at a time,
-/// and reports what it refuses. The delivery thread's own.
+/// Sends one endpoint, over its delivery connection, the registrations that it does not hold, one frame at a time, and
+/// reports what it refuses. The delivery thread's own.
 class RegistrationSender {
 public:
     /// \p book and \p options are not owned and outlive this object.
@@ -21,10 +21,10 @@ public:
     void describe(Hello& hello) const { m_book.describe(m_endpoint, hello); }
     void welcomed(const Welcome& welcome) { m_book.welcomed(m_endpoint, welcome); }
 
-    /// The connection is gone.
+    /// The connection was lost.
     void lost();
 
-    /// Sends the next frame over \p stream if there is one. \return an outcome other than ok when that cannot be.
+    /// Sends the next frame over \p stream, if there is one. Fails if it cannot be sent.
     Result<> sendNext(FrameStream& stream, Waiter& waiter);
 
     /// \return whether the frame that was sent last should have been answered by now.
@@ -33,10 +33,10 @@ public:
     /// \return when sendNext() has something to do, other than what requests and answers bring.
     Deadline due() const { return m_answerDue.orEarlier(m_book.nextTry(m_endpoint)); }
 
-    /// Takes the answer to the frame. \return false when nobody has asked for it.
+    /// Takes the answer to the frame. \return false if no frame awaits one.
     bool answered(const Frame& registered);
 
-    /// \return whether the endpoint has been told of everything.
+    /// \return whether everything has been sent and answered.
     bool isSettled() const { return m_book.isSettled(m_endpoint); }
 
     /// \return what the observer has to be told. Without one, says on standard error when refusals begin or are over.

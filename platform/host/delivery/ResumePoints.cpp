@@ -63,13 +63,13 @@ void ResumePoints::takeBack(State& state) {
     if (!state.handedOver) return;
     const Point handedOver = *std::exchange(state.handedOver, std::nullopt);
     if (!state.point) return;
-    // Another state came meanwhile, or there was no point yet. A state that is known goes on in another timeline with
+    // Another state came meanwhile, or there was no point yet. A state that is known continues in another timeline with
     // the same numbers.
     if (handedOver.timeline == 0) {
         state.point = Point{};
         return;
     }
-    // What it was asked on the way it has seen, also where it goes back behind that.
+    // It has seen the questions that came on the way, even if it goes back behind them.
     const Point reached = *state.point;
     state.point->delivered = std::min(state.point->delivered, handedOver.delivered);
     if (state.point->joined) state.point->joined = std::min(*state.point->joined, state.point->delivered);
@@ -81,7 +81,7 @@ bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     const AppConfig::PlainLock lock(m_mutex);
     State& state = m_states[endpoint];
     if (!waits && !theirs.point) {
-        // Nor has anything passed this client by since it handed over the endpoint, if it had.
+        // Nothing was missed since this client handed the endpoint over, if it did.
         state.handedOver.reset();
         return false;
     }
@@ -100,8 +100,8 @@ bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     } else if (!theirs.point->joined) {
         state.point->joined.reset();
     } else if (state.point->joined) {
-        // The timelines may differ, since a service draws one when it first stores something. That both points belong
-        // to one state the service finds out itself: it is told of both.
+        // The timelines may differ, since a service draws one when it first stores something. Whether both points
+        // belong to one state, the service finds out itself, because it is told both.
         state.point->joined = std::min(*state.point->joined, *theirs.point->joined);
     }
     state.foreign = state.foreign || theirs.foreign;
@@ -109,12 +109,13 @@ bool ResumePoints::takeOver(const std::string& endpoint, const ResumePoints& for
     if (theirs.point) note(state, theirs.point->timeline, theirs.point->delivered);
     state.crowded = state.crowded || theirs.crowded;
     state.crowdedTold = false;
-    // The present connection was made without knowing this, and what it brought may have been passed over.
+    // The current connection was made without knowing this, and the notifications that it brought may have been passed
+    // over.
     state.countsFrom = ++state.connection + 1;
     return true;
 }
 
-/// \return whether that is to be passed on.
+/// \return whether to pass that on.
 bool ResumePoints::join(State& state, const Welcome& welcome) {
     state.point = Point{welcome.timeline(), welcome.changes(), welcome.changes()};
     return state.handedOver.has_value();
@@ -126,7 +127,7 @@ void ResumePoints::welcomedForRequests(const std::string& endpoint, const Welcom
         State& state = m_states[endpoint];
         if (state.point || !join(state, welcome) || !m_passOn.joined) return;
     }
-    // A thread that had looked this transport up before is about to read here, from this point on.
+    // A thread that had looked up this transport before is about to read here, starting at this point.
     m_passOn.joined(endpoint);
 }
 
@@ -153,7 +154,7 @@ void ResumePoints::saw(const std::string& endpoint, std::uint64_t timeline, std:
         note(state, timeline, number);
         if (!state.handedOver || !m_passOn.saw) return;
     }
-    // Its handlers are served by another transport, which is the one that says what they know.
+    // Another transport serves its handlers, and says what they know.
     m_passOn.saw(endpoint, timeline, number);
 }
 
@@ -183,21 +184,22 @@ void ResumePoints::handled(const std::string& endpoint, std::uint64_t connection
     State& state = m_states[endpoint];
     if (!state.point || connection < state.countsFrom) return;
     Point& point = *state.point;
-    // A handler that was still running may end after the next connection was made. That began where the client stood
-    // before, so it brings this state again; and the service takes each higher point for one that it has sent itself,
-    // and for a proof that whatever it sent before has arrived.
+    // A handler that was still running may return after the next connection was made. That connection began at the
+    // older point and brings this change again. If the point moved now, the service would take it for one that it has
+    // sent on this connection, and so for proof that everything before it has arrived.
     if (connection != state.connection) return;
     if (!state.pointKnown) {
         // The service did not know this client's state and has told all of its own, which is the client's from here on.
         point = {timeline, std::nullopt, sequence};
         state.foreign = true;
-        // The same timeline may go on with other changes: a copy of the state was put in that lacks the newest.
+        // The same timeline may continue with other changes, if a copy of the state without the newest ones was put in
+        // place.
         if (state.handedOver) state.handedOver = Point{};
         forgetSeen(state, [](const Seen& seen) { return seen.told && *seen.told >= seen.number; });
         state.pointKnown = true;
         return;
     }
-    // A state that is known goes on in another timeline with the same numbers.
+    // A state that is known continues in another timeline with the same numbers.
     point.timeline = timeline;
     point.delivered = std::max(point.delivered, sequence);
     forgetSeen(state, [&](const Seen& seen) {

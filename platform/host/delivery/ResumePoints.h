@@ -15,16 +15,17 @@
 
 namespace AppConfigHost {
 
-/// Per endpoint, what the transport says of itself when it connects: up to which change its handlers have run, and of
-/// which newer states this process has been told on the way. From that the service knows what was missed, and whether
-/// its own state is the one that the client knew: a state that was lost or set back does not have all of these points.
+/// Per endpoint, what the transport says about itself when it connects: up to which change its handlers have run, and
+/// which newer changes this process has learnt of. From this the service knows what the client missed, and whether its
+/// own state is the one that the client knew: a state that was lost or set back lacks some of these points.
 /// Thread-safe; no operation blocks.
 class ResumePoints {
 public:
-    /// Of how many timelines the newest seen number is kept. A client that has seen more says that no state is its own.
+    /// For how many timelines the newest seen number is kept. A client that has seen more says that no state is its
+    /// own.
     static constexpr std::size_t mostSeen = 16;
 
-    /// What whoever has the place of an endpoint that was handed over has to know; see Handover.
+    /// What the transport that took over an endpoint has to know; see Handover.
     struct PassOn {
         /// See saw().
         std::function<void(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number)> saw;
@@ -35,43 +36,43 @@ public:
     ResumePoints() = default;
     explicit ResumePoints(PassOn passOn) : m_passOn(std::move(passOn)) {}
 
-    /// Sets what a HELLO for requests says of points.
+    /// Sets the points in a HELLO for requests.
     void describe(const std::string& endpoint, Hello& hello) const;
 
     /// The same for a connection for deliveries. \return the connection's number, for the operations below.
     std::uint64_t describeForDelivery(const std::string& endpoint, Hello& hello);
 
-    /// A registration at \p endpoint did not reach the service. If none has ever been reached there, the client begins
-    /// before all changes, since it has been waiting for them.
+    /// A registration at \p endpoint did not reach the service. If the service was never reached there, the client
+    /// begins before all changes, because it has been waiting for them.
     void registeredInVain(const std::string& endpoint);
 
-    /// From now on, handlers of \p endpoint are passed over, also by what handled() counts.
+    /// From now on, handlers of \p endpoint are passed over, and handled() does not count for them.
     void handOver(const std::string& endpoint);
 
-    /// The handlers of \p endpoint were served by another transport, whose points are \p former: from the next
-    /// connection on, this client has known the service for as long as either of the two, has seen what both have, and
-    /// stands where it did when it handed over the endpoint, if it had. Where the handlers may hold what another state
-    /// brought, it stands in no state, and is told everything. \p waits: something was registered there, so that the
-    /// client waits for changes although it may have reached no service yet. \return false, with nothing taken over,
-    /// when nothing was registered or read there: then it stands wherever its own greeting has put it, or will.
+    /// Another transport served the handlers of \p endpoint; \p former are its points. From the next connection on,
+    /// this client has known the service since the earlier of the two began, has seen what both have seen, and stands
+    /// where it stood when it handed the endpoint over, if it did. If the handlers may hold contents of another state,
+    /// it stands in no state, and is told everything. \p waits: something was registered there, so that the client
+    /// waits for changes although it may have reached no service yet. \return false, with nothing taken over, if
+    /// nothing was registered or read there: the client then stands where its own handshake has put it, or will.
     bool takeOver(const std::string& endpoint, const ResumePoints& former, bool waits);
 
-    /// Takes the service's greeting on a request connection. Only a client without a point takes the greeting's.
+    /// Takes the WELCOME on a request connection. Only a client without a point takes the point in it.
     void welcomedForRequests(const std::string& endpoint, const Welcome& welcome);
 
-    /// Takes the service's greeting on the delivery connection \p connection. \return false when the client had no
-    /// point to tell and has got another than the greeting's in the meantime: then it must connect anew, or the service
-    /// would begin at a place that is not the client's.
+    /// Takes the WELCOME on the delivery connection \p connection. \return false if the client had no point to send and
+    /// has meanwhile got one other than that in WELCOME: then it must reconnect, or the service would begin at a point
+    /// that is not the client's.
     bool welcomedForDelivery(const std::string& endpoint, std::uint64_t connection, const Welcome& welcome);
 
-    /// The process is about to learn of a state as of change \p number of \p timeline. To be called before it does.
+    /// The process is about to learn of change \p number of \p timeline. To be called before it does.
     void saw(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
 
-    /// The same for what was learnt over another transport, and is passed on to nobody.
+    /// The same for what was learnt over another transport; it is not passed on.
     void sawElsewhere(const std::string& endpoint, std::uint64_t timeline, std::uint64_t number);
 
-    /// A frame of \p connection that carries the point \p sequence of \p timeline is handled, and with it whatever the
-    /// service had to tell up to there.
+    /// A frame of \p connection that carries the point \p sequence of \p timeline has been handled, and with it
+    /// everything that the service had to send up to there.
     void handled(const std::string& endpoint, std::uint64_t connection, std::uint64_t timeline, std::uint64_t sequence);
 
 private:
@@ -83,7 +84,7 @@ private:
     struct Seen {
         std::uint64_t timeline = 0;
         std::uint64_t number = 0;
-        std::optional<std::uint64_t> told;  ///< the number that the present delivery connection began with
+        std::optional<std::uint64_t> told;  ///< the number that the current delivery connection began with
     };
     struct State {
         std::optional<Point> point;
@@ -93,7 +94,7 @@ private:
         bool foreign = false;             ///< its handlers may hold what a state brought that the point has left since
         bool early = false;               ///< something was registered in vain before there was a point
         bool crowded = false;             ///< more timelines were seen than are kept
-        bool crowdedTold = false;         ///< the present delivery connection began with that
+        bool crowdedTold = false;         ///< the current delivery connection began with that
         std::uint64_t connection = 0;     ///< the last one for deliveries
         bool hadPoint = false;            ///< it began with a point
         bool pointKnown = false;          ///< the client's point belongs to the state at its other end

@@ -54,8 +54,8 @@ public:
 
     // ---- reaching the application
 
-    /// Hands the transport to the primary and the local manager, empties their caches and sets their role to
-    /// SECURITY_ROLE_1, the role of a new process. After the kit has gone the managers find no service.
+    /// Sets the transport of the primary and the local manager, empties their caches and sets their role to
+    /// SECURITY_ROLE_1, the role of a new process. After the kit has been destroyed the managers find no service.
     void attach();
 
     /// The transport alone, for a test that sets up links of its own. Valid as long as the kit.
@@ -98,12 +98,14 @@ public:
     /// To the application: as any refusal of the service, with \p error and a message in the result of a write.
     void refuse(eErrorT error, const std::string& type = {});
 
-    /// Closes every connection of the application, the one that brings deliveries included, and lets it connect again
-    /// only after answerNormally(); meanwhile each request fails as when its connection breaks before the answer. The
+    /// Closes every connection of the application, including the delivery connection, and lets it connect again only
+    /// after answerNormally(); meanwhile each request fails as when its connection is lost before the reply. The
     /// service keeps the application's registrations.
-    /// To the application: requests fail as with answerNothing(). It hears of no change, its cache keeps what it holds,
-    /// and its providers are not asked, like those of any client that is away. After answerNormally() its transport
-    /// reconnects by itself and the newest state of what changed meanwhile arrives; submits of that time are lost.
+    ///
+    /// To the application: requests fail as with answerNothing(). It is not told of changes, its cache keeps what it
+    /// holds, and its providers are not asked, like those of any client that is away. After answerNormally() its
+    /// transport reconnects by itself and the newest state of what changed meanwhile arrives; submits of that time are
+    /// lost.
     void breakConnections();
 
     /// Takes back all of the above. waitForDeliveries() then also waits until the connections are up again.
@@ -117,8 +119,8 @@ public:
     /// Starts it again, or does nothing when it runs.
     void startService();
 
-    /// Ends the service and starts it anew. The application's transport reconnects by itself; waitForDeliveries() waits
-    /// for that, too.
+    /// Ends the service and starts it again. The application's transport reconnects by itself; waitForDeliveries()
+    /// waits for that, too.
     void restartService();
 
     // ---- what the application sent

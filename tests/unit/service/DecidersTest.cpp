@@ -132,8 +132,7 @@ TEST_F(Deciding, GoesAtOnceWithAnEntryThatGoesAlsoForAQuestionThatIsOpen) {
     ASSERT_TRUE(question);
     ASSERT_TRUE(bench.reload(limitedTo(2, definitions)));
     EXPECT_EQ(writer.replyTo<ConfigIF::WriteRsp>(connection).value().result().error(), CommonIF::ERROR_NONE);
-    EXPECT_TRUE(
-        bench.logged("provider third (uid 3000, pid 4711) was asked about a.c.four, and its answer does not count"));
+    EXPECT_TRUE(bench.logged("withdrew the question to provider third (uid 3000, pid 4711) about a.c.four"));
     third.answer(*question, CommonIF::ERROR_REJECTED, {"too late"});
     EXPECT_FALSE(isAsked(third, "a.c.four"));
 }

@@ -51,7 +51,7 @@ TEST_F(RoleLimitAsked, AQuestionUnderWayIsOverAndItsAnswerDoesNotCount) {
     ASSERT_TRUE(question);
     limit(1);
     EXPECT_EQ(result(connection), CommonIF::ERROR_NONE) << "nobody waits for the answer";
-    EXPECT_TRUE(bench.logged("provider p (uid 2000, pid 4711) was asked about a.b, and its answer does not count"));
+    EXPECT_TRUE(bench.logged("withdrew the question to provider p (uid 2000, pid 4711) about a.b"));
     provider.answer(*question, CommonIF::ERROR_REJECTED, {"too late"});
     EXPECT_THAT(writer.read("a.b").value(), ElementsAre("2"));
     EXPECT_EQ(bench.core->waiting(), 0U);
