@@ -78,8 +78,8 @@ TEST_F(RunningServer, NamesTheClientThatItCutsOffBecauseItDoesNotRead) {
         server.call(ConfigIF::messageId(submit.GetTypeName()), submit.SerializeAsString(), [](const Frame&) {});
         run();
     }
-    EXPECT_THAT(log, Contains(StartsWith("a connection of sleeper (uid " + std::to_string(getuid()) + ", pid " +
-                                         std::to_string(getpid()) + ") is cut: it does not read")));
+    EXPECT_THAT(log, Contains(StartsWith("lost a connection of sleeper (uid " + std::to_string(getuid()) + ", pid " +
+                                         std::to_string(getpid()) + "): the client does not read")));
 }
 
 }  // namespace
