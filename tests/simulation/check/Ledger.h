@@ -83,6 +83,9 @@ public:
     bool isForgotten(int link) const { return m_forgotten[link]; }
     /// \return whether the process may know value and options of a variable in \p state, and always could.
     bool mayKnow(int link, const State& state) const;
+
+    /// \return the user of the process.
+    std::uint32_t uid() const { return m_life.uid; }
     /// \return whether the cached default flag of the variable may differ from the service's.
     bool isFlagOpen(int link, int variable) const;
     bool hasMoved() const { return m_moved; }

@@ -113,12 +113,33 @@ int Watch::capOf(int service, std::uint32_t uid) const {
     return uid == ownUser ? AppConfigService::highestRole : 1;
 }
 
-/// \return the level right now; 0 for a variable that is not there.
-int Watch::readLevel(int service, int variable) const {
+/// \return the variable right now; null when it is not there.
+const AppConfigService::Variable* Watch::find(int service, int variable) const {
     const AppConfigService::Core* const core = m_hosts[static_cast<std::size_t>(service)]->core();
     const AppConfigService::Variable* const found =
         core == nullptr || variable < 0 ? nullptr : core->catalogue().find(names().variable(variable));
-    return found == nullptr || !found->definition ? 0 : found->row.readLevel;
+    return found == nullptr || !found->definition ? nullptr : found;
+}
+
+int Watch::readLevel(int service, int variable) const {
+    const AppConfigService::Variable* const found = find(service, variable);
+    return found == nullptr ? 0 : found->row.readLevel;
+}
+
+/// \p to is asked to decide on \p variable: its user needs the right to, whatever the process has claimed.
+void Watch::holdQuestion(int service, const Session& to, int variable) {
+    const AppConfigService::Variable* const found = find(service, variable);
+    if (found == nullptr) return;
+    const AppConfigService::VariableDefinition& definition = *found->definition;
+    const int cap = capOf(service, to.connection->client.uid);
+    if (cap >= std::min(found->row.readLevel, definition.readLevel) &&
+        cap >= std::min(found->row.writeLevel, definition.writeLevel)) {
+        return;
+    }
+    m_book.ground.note(to.connection->client.name, "VIOLATION", "a question");
+    m_book.findings.add(Check::role, to.connection->client.name + ": " + display(variable) +
+                                         ": the service asks a process of a user who may claim role " +
+                                         std::to_string(cap));
 }
 
 /// \p to is sent something about \p variable that \p role must be allowed to know.
@@ -230,11 +251,11 @@ void Watch::news(int service, const Session& to, const Frame& frame) {
     }
     if (kind == News::submit || variable < 0) return;
     m_book.ground.note(to.connection->client.name, "<- about", display(variable));
+    if (kind == News::question) return holdQuestion(service, to, variable);
     if (kind != News::levels) {
         const char* const what = kind == News::options ? "options in a notification" : "a value unasked";
         hold(service, to, variable, of(service).presented[to.endpoint], what);
     }
-    if (kind == News::question) return;
     if (Ledger* const ledger = m_find(to.connection->client)) ledger->newsSent(service, kind, variable, to.endpoint);
 }
 

@@ -45,7 +45,9 @@ private:
     void news(int service, const Session& to, const AppConfigWire::Frame& frame);
     void hold(int service, const Session& to, int variable, int role, const char* what);
     int capOf(int service, std::uint32_t uid) const;
+    const AppConfigService::Variable* find(int service, int variable) const;
     int readLevel(int service, int variable) const;
+    void holdQuestion(int service, const Session& to, int variable);
 
     Book& m_book;
     const Find m_find;
