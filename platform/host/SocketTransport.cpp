@@ -179,7 +179,7 @@ int SocketTransport::send(const google::protobuf::MessageLite& message, const st
 }
 
 Failure SocketTransport::Parts::passOn(const google::protobuf::MessageLite& message, const std::string& endpoint) {
-    const Failure hasEnded{TRANSPORT_ENDED, {}};
+    Failure hasEnded{TRANSPORT_ENDED, {}};
     Frame frame;
     frame.set_kind(ONE_WAY);
     frame.set_message_id(ConfigIF::messageId(message.GetTypeName()));

@@ -17,20 +17,6 @@
 
 namespace AppConfigService {
 
-namespace {
-
-const char* nameOf(ChangeRequest::Kind kind) {
-    switch (kind) {
-        case ChangeRequest::Kind::write: return "write";
-        case ChangeRequest::Kind::validate: return "validation";
-        case ChangeRequest::Kind::reset: return "reset";
-        case ChangeRequest::Kind::options: return "options";
-    }
-    return "request";
-}
-
-}  // namespace
-
 void Changes::submit(ChangeRequest request) {
     auto operation = std::make_shared<Operation>();
     static_cast<ChangeRequest&>(*operation) = std::move(request);
@@ -70,31 +56,6 @@ Result<> Changes::admit(Operation& operation) const {
     if (fine || mayKnowWhy(operation)) return fine;
     return failure(fine.error().code,
                    variable.display + ": role " + std::to_string(operation.role) + " may not know why it is refused");
-}
-
-/// \return whether the variable may take what is proposed. A reset proposes nothing; what it comes to is worked out
-/// here.
-Result<> Changes::checkRules(Operation& operation) {
-    const Variable& variable = *operation.variable;
-    const VariableRow& row = variable.row;
-    switch (operation.kind) {
-        case ChangeRequest::Kind::reset:
-            operation.proposed = effectiveDefault(*variable.definition, row.options, row.defaultIndex);
-            return {};
-        case ChangeRequest::Kind::options: {
-            const std::uint32_t kept = row.defaultIndex < operation.options.size() ? row.defaultIndex : 0;
-            return checkOptions(*variable.definition, operation.options, operation.defaultIndex.value_or(kept));
-        }
-        case ChangeRequest::Kind::write:
-        case ChangeRequest::Kind::validate: return checkValue(*variable.definition, row.options, operation.proposed);
-    }
-    return failure(CommonIF::ERROR_GENERAL, "unknown kind of change");
-}
-
-/// Whoever may write a variable and not read it learns whether it is accepted. Reasons tell of limits, options and,
-/// from providers, of anything.
-bool Changes::mayKnowWhy(const Operation& operation) {
-    return operation.role >= operation.variable->row.readLevel;
 }
 
 bool Changes::wouldWaitForItself(const Operation& operation) const {
@@ -285,7 +246,7 @@ void Changes::store(const OperationPtr& operation) {
             // Levels that were set in the batch before this one count already.
             operation->result.verdict = admit(*operation);
             if (!operation->result.verdict) return;
-            operation->transition.emplace(operation->variable->row, next(*operation));
+            operation->transition.emplace(operation->variable->row, nextRow(*operation));
             operation->transition->stage(batch);
         },
         [this, operation](const Result<>& isStored) {
@@ -294,24 +255,6 @@ void Changes::store(const OperationPtr& operation) {
             conclude(operation, failure(errorOf(isStored),
                                         operation->variable->display + ": the service could not store the change"));
         });
-}
-
-VariableRow Changes::next(const Operation& operation) {
-    const VariableDefinition& definition = *operation.variable->definition;
-    VariableRow row = operation.variable->row;
-    if (operation.kind == ChangeRequest::Kind::options) {
-        const std::uint32_t kept = row.defaultIndex < operation.options.size() ? row.defaultIndex : 0;
-        row.options = operation.options;
-        row.defaultIndex = operation.defaultIndex.value_or(kept);
-        row.ownOptions = row.options != definition.options || row.defaultIndex != definition.defaultIndex;
-        if (!checkValue(definition, row.options, row.value)) {
-            row.value = effectiveDefault(definition, row.options, row.defaultIndex);
-        }
-    } else {
-        row.value = operation.proposed;
-    }
-    row.ownValue = row.value != effectiveDefault(definition, row.options, row.defaultIndex);
-    return row;
 }
 
 void Changes::stored(const OperationPtr& operation) {

@@ -67,8 +67,6 @@ public:
 
 private:
     Result<> admit(Operation& operation) const;
-    static Result<> checkRules(Operation& operation);
-    static bool mayKnowWhy(const Operation& operation);
     bool mayBeAsked(const Client& client, const Variable& variable, ConfigIF::CallbackType type) const;
     bool wouldWaitForItself(const Operation& operation) const;
     void turn(Variable& variable);
@@ -84,8 +82,6 @@ private:
     void notify(const OperationPtr& operation);
     void conclude(const OperationPtr& operation, const Result<>& verdict);
 
-    /// \return what the variable holds when \p operation is done.
-    static VariableRow next(const Operation& operation);
     std::vector<const Client*> providers(const Variable& variable, ConfigIF::CallbackType type) const;
     Messages::Requester requesterOf(const Operation& operation) const;
 

@@ -56,4 +56,20 @@ struct Operation : ChangeRequest {
 
 using OperationPtr = std::shared_ptr<Operation>;
 
+/// \return what \p kind is called in the log.
+const char* nameOf(ChangeRequest::Kind kind);
+
+/// \return whether the variable may take what \p operation proposes. A reset proposes nothing; what it comes to is
+/// worked out here.
+Result<> checkRules(Operation& operation);
+
+/// \return whether the reasons of a refusal may be told. Whoever may write a variable and not read it learns whether it
+/// is accepted; reasons tell of limits, options and, from providers, of anything.
+inline bool mayKnowWhy(const Operation& operation) {
+    return operation.role >= operation.variable->row.readLevel;
+}
+
+/// \return what the variable holds when \p operation is done.
+VariableRow nextRow(const Operation& operation);
+
 }  // namespace AppConfigService

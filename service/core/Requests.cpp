@@ -127,7 +127,7 @@ Result<Variable*> Requests::lookUp(const ConfigIF::Inst& inst) const {
 }
 
 Result<Variable*> Requests::lookUpReadable(const ConfigIF::Inst& inst, int role) const {
-    const Result<Variable*> found = lookUp(inst);
+    Result<Variable*> found = lookUp(inst);
     if (!found) return found;
     const Result<> allowed = readable(**found, role);
     if (!allowed) return failure(allowed.error());

@@ -151,7 +151,7 @@ Result<> EmbeddedService::reload(const std::string& text) {
     const Result<Definitions> definitions = read(text);
     if (!definitions) return failure(definitions.error());
     Result<> reloaded;
-    const Result<> ran = post([&](Server& server) { reloaded = server.reload(*definitions); });
+    Result<> ran = post([&](Server& server) { reloaded = server.reload(*definitions); });
     if (!ran) return ran;
     if (!reloaded) return reloaded;
     const AppConfig::PlainLock lifecycle(m_lifecycle);
