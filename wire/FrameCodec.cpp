@@ -45,8 +45,8 @@ ResultOf<bool, std::errc> FrameDecoder::next(Frame& frame) {
     ++prefix;
 
     if (length > m_frameLimit) {
-        return failure(std::errc::message_size, "the frame has " + std::to_string(length) +
-                                                       " bytes, the limit is " + std::to_string(m_frameLimit));
+        return failure(std::errc::message_size, "the frame has " + std::to_string(length) + " bytes, the limit is " +
+                                                    std::to_string(m_frameLimit));
     }
     if (available - prefix < length) return false;
     if (!frame.ParseFromArray(begin + prefix, static_cast<int>(length)) || !frame.has_kind()) {

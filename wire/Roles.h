@@ -2,8 +2,8 @@
 
 #include "common.pb.h"
 
-/// Roles are 0 to 4, a larger one with more rights. The wire has numbers of its own for them, which are not in that order:
-/// 40 stands for role 2 and 30 for role 3. Pure functions.
+/// Roles are 0 to 4, a larger one with more rights. The wire has numbers of its own for them, which are not in that
+/// order: 40 stands for role 2 and 30 for role 3. Pure functions.
 namespace AppConfigWire {
 
 inline constexpr CommonIF::eSecurityRole wireRoles[] = {

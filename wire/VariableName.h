@@ -14,7 +14,8 @@ struct VariableName {
     VariableName(std::string nodeName, std::int32_t nodeNumber, std::string attributeName,
                  std::int32_t attributeNumber);
 
-    /// \return node and attribute with a dot between them; the node alone when there is no attribute. Without instances.
+    /// \return node and attribute with a dot between them; the node alone when there is no attribute. Without
+    /// instances.
     std::string fullyQualified() const;
 
     /// Orders by node, node instance, attribute, attribute instance; names as unsigned bytes, the shorter first.
