@@ -172,8 +172,8 @@ Time Changes::providerExpected(const Variable& variable) const {
 }
 
 void Changes::beginAgain(const std::function<bool(const Operation&)>& which) {
-    // A request that begins may end at once and let the next one of its queue wait for a provider, so the waiting
-    // requests are listed first. None of those listed ends another, since each is the first of its queue.
+    // A request that begins may end at once and let the next one of its line wait for a provider, so the waiting
+    // requests are listed first. None of those listed ends another, since each is the first of its line.
     std::vector<OperationPtr> again;
     for (const auto& entry : m_waitForProvider) {
         if (which(*entry.second)) again.push_back(entry.second);
@@ -239,7 +239,7 @@ void Changes::validated(const OperationPtr& operation) {
 
 void Changes::store(const OperationPtr& operation) {
     // Between the two calls the row is on its way to the disk, and nobody reads it or is notified of it. The batch has
-    // no other operation of this variable, since this one is still the first of its queue, so its row builds on the
+    // no other operation of this variable, since this one is still the first of its line, so its row builds on the
     // current one. Levels are set after the batch or take it into account.
     m_with.journal.add(
         [this, operation](Batch& batch) {

@@ -11,7 +11,7 @@
 namespace AppConfigService {
 
 /// Who may decide on the value of a variable: processes of a user who may claim both its read and its write level, or
-/// whom the definitions name as its provider. A right of users, so a provider keeps it when it is started anew, and
+/// whom the definitions name as its provider. A right of users, so a provider keeps it when it is restarted, and
 /// whatever it has claimed so far. Levels count as the definition has them where somebody has raised them since: a
 /// variable does not lose its provider to a client that sets levels. Refers to its collaborators, which must outlive
 /// it; not thread-safe.

@@ -6,10 +6,10 @@
 
 namespace AppConfigService {
 
-/// The requests for one variable: the first is under decision, the others wait. Clients take turns: however many
+/// The requests for one variable: the first is being decided, the others wait. Clients take turns: however many
 /// requests one of them has put in, the next of another client comes after at most one more of it. The requests of one
-/// client stay in their order. There is room for mostWaiting, the first included; a full line has room for who has
-/// fewer in it than the user with the most, at that user's expense. Not thread-safe.
+/// client stay in their order. There is room for mostWaiting, the first included; if the line is
+/// full, the last request of the user with most of them makes room for a user with fewer. Not thread-safe.
 class Line {
 public:
     bool empty() const { return m_operations.empty(); }
@@ -20,7 +20,7 @@ public:
     /// operation itself, or the last one of another user; null when there was room.
     OperationPtr add(const OperationPtr& operation);
 
-    /// The first is through.
+    /// The first is finished.
     void removeFirst() { m_operations.pop_front(); }
 
     bool turning = false;  ///< its requests are being brought up; see Changes::turn()

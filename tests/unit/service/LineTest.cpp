@@ -58,7 +58,7 @@ TEST_F(LineTest, HasRoomForWhoHasLessAtTheExpenseOfTheUserWithMost) {
     EXPECT_EQ(add("third", 999, otherUid)->requester, "third999") << "clients of one user count together";
 }
 
-TEST_F(LineTest, NeverTakesTheOneUnderDecisionAway) {
+TEST_F(LineTest, NeverRemovesTheOneThatIsBeingDecided) {
     add("a", 0, 0);
     fill("b", mostWaiting / 2, ownUid);
     fill("c", mostWaiting / 2 - 1, otherUid);
@@ -68,29 +68,30 @@ TEST_F(LineTest, NeverTakesTheOneUnderDecisionAway) {
     EXPECT_EQ(line.first()->requester, "a0");
 }
 
-TEST(FairLine, OneWayWritesOfOneClientDoNotHoldAnothersWriteUp) {
+/// One client floods a variable whose provider answers when the test says so; another writes it once.
+struct FairLine : ::testing::Test {
+    FairLine() {
+        bench.pass(10s);
+        provider.registerFor("display.brightness", dynamicValidate);
+    }
+
     CoreBench bench;
-    bench.pass(10s);
-    Peer provider(bench, "p");
-    Peer flood(bench, "flood", otherUid);
-    Peer writer(bench, "w");
-    provider.registerFor("display.brightness", dynamicValidate);
+    Peer provider{bench, "p"};
+    Peer flood{bench, "flood", otherUid};
+    Peer writer{bench, "w"};
+};
+
+TEST_F(FairLine, OneWayWritesOfOneClientDoNotHoldAnothersWriteUp) {
     for (int i = 0; i < 200; ++i) flood.tell(writeRequest("display.brightness", {std::to_string(i % 90)}, 1));
     const ConnectionId connection = writer.post(writeRequest("display.brightness", {"99"}));
     for (int i = 0; i < 3; ++i) {
         const auto question = provider.question();
         if (question) provider.answer(*question);
     }
-    EXPECT_TRUE(writer.replyTo<ConfigIF::WriteRsp>(connection)) << "after the one under decision and one more";
+    EXPECT_TRUE(writer.replyTo<ConfigIF::WriteRsp>(connection)) << "after the one that is being decided and one more";
 }
 
-TEST(FairLine, AFullLineTakesAnotherUsersWriteAndRefusesTheLastOfTheFlood) {
-    CoreBench bench;
-    bench.pass(10s);
-    Peer provider(bench, "p");
-    Peer flood(bench, "flood", otherUid);
-    Peer writer(bench, "w");
-    provider.registerFor("display.brightness", dynamicValidate);
+TEST_F(FairLine, AFullLineTakesAnotherUsersWriteAndRefusesTheLastOfTheFlood) {
     std::vector<ConnectionId> floods;
     for (std::size_t i = 0; i < mostWaiting; ++i) {
         floods.push_back(flood.post(writeRequest("display.brightness", {std::to_string(i % 90)}, 1)));
